@@ -1,0 +1,13 @@
+# qx_jansson, qx_fmt: the two libraries that reach the router. jansson is linked statically where it can be,
+# fmt is used header-only, so that the tool starts without loading either.
+
+find_path(JANSSON_INCLUDE_DIR jansson.h REQUIRED)
+find_library(JANSSON_LIBRARY NAMES libjansson.a jansson REQUIRED)
+add_library(qx_jansson INTERFACE)
+target_include_directories(qx_jansson SYSTEM INTERFACE ${JANSSON_INCLUDE_DIR})
+target_link_libraries(qx_jansson INTERFACE ${JANSSON_LIBRARY})
+
+find_path(FMT_INCLUDE_DIR fmt/format.h REQUIRED)
+add_library(qx_fmt INTERFACE)
+target_include_directories(qx_fmt SYSTEM INTERFACE ${FMT_INCLUDE_DIR})
+target_compile_definitions(qx_fmt INTERFACE FMT_HEADER_ONLY)

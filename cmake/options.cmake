@@ -1,0 +1,44 @@
+# qx_options: what every target of the project is compiled with.
+# qx_product: on top of it, what is shipped: sections collected, optimised at link time.
+
+find_package(Threads REQUIRED)
+
+add_library(qx_options INTERFACE)
+target_compile_options(qx_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CXX_COMPILER_ID:Clang>>:-Wthread-safety>)
+target_link_libraries(qx_options INTERFACE Threads::Threads)
+
+if(QX_SANITIZE STREQUAL "address")
+  set(QX_SANITIZE_FLAGS -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+elseif(QX_SANITIZE STREQUAL "thread")
+  set(QX_SANITIZE_FLAGS -fsanitize=thread -fno-omit-frame-pointer)
+elseif(QX_SANITIZE)
+  message(FATAL_ERROR "QX_SANITIZE is '${QX_SANITIZE}'; use address, thread or nothing")
+endif()
+if(QX_SANITIZE_FLAGS)
+  target_compile_options(qx_options INTERFACE ${QX_SANITIZE_FLAGS} -g -O1)
+  target_link_options(qx_options INTERFACE ${QX_SANITIZE_FLAGS})
+endif()
+
+add_library(qx_product INTERFACE)
+target_link_libraries(qx_product INTERFACE qx_options)
+if(NOT QX_SANITIZE)
+  target_compile_options(qx_product INTERFACE -ffunction-sections -fdata-sections)
+  target_link_options(qx_product INTERFACE -Wl,--gc-sections -Wl,-O1)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # Fat objects: programs that link the library without link-time optimisation can use it too.
+    target_compile_options(qx_product INTERFACE -flto=auto -ffat-lto-objects)
+  endif()
+endif()
+
+# qx_ship(TARGET): how a program that goes to the router is linked. One dynamic library, libc, is left.
+function(qx_ship target)
+  target_link_libraries(${target} PRIVATE qx_product)
+  if(NOT QX_SANITIZE)
+    target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      target_link_options(${target} PRIVATE -flto=auto)
+    endif()
+  endif()
+endfunction()

@@ -1,0 +1,188 @@
+#include "process.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace qx::test {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Pipe {
+    int read = -1;
+    int write = -1;
+
+    Pipe() {
+        int ends[2] = {-1, -1};
+        if (::pipe2(ends, O_CLOEXEC) != 0) {
+            std::perror("pipe2");
+            std::abort();
+        }
+        read = ends[0];
+        write = ends[1];
+    }
+};
+
+void close_fd(int& fd) {
+    if (fd >= 0) {
+        ::close(fd);
+        fd = -1;
+    }
+}
+
+[[noreturn]] void become(const std::vector<std::string>& argv,
+                         const std::map<std::string, std::string>& environment) {
+    for (const auto& [name, value] : environment) {
+        ::setenv(name.c_str(), value.c_str(), 1);
+    }
+    std::vector<char*> words;
+    words.reserve(argv.size() + 1);
+    for (const std::string& word : argv) {
+        words.push_back(const_cast<char*>(word.c_str()));
+    }
+    words.push_back(nullptr);
+    ::execvp(words[0], words.data());
+    std::perror(words[0]);
+    ::_exit(127);
+}
+
+} // namespace
+
+Process::Process(const std::vector<std::string>& argv,
+                 const std::map<std::string, std::string>& environment) {
+    ::signal(SIGPIPE, SIG_IGN);
+    Pipe in;
+    Pipe out;
+    Pipe err;
+    pid_ = ::fork();
+    if (pid_ == 0) {
+        ::signal(SIGPIPE, SIG_DFL);
+        ::dup2(in.read, 0);
+        ::dup2(out.write, 1);
+        ::dup2(err.write, 2);
+        become(argv, environment);
+    }
+    close_fd(in.read);
+    close_fd(out.write);
+    close_fd(err.write);
+    in_ = in.write;
+    out_.fd = out.read;
+    err_.fd = err.read;
+}
+
+Process::~Process() {
+    if (pid_ > 0) {
+        ::kill(pid_, SIGKILL);
+        ::waitpid(pid_, nullptr, 0);
+    }
+    close_fd(in_);
+    close_fd(out_.fd);
+    close_fd(err_.fd);
+}
+
+void Process::write(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(in_, text.data(), text.size());
+        if (written < 0) {
+            ADD_FAILURE() << "the program does not take its input";
+            return;
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+void Process::close_input() {
+    close_fd(in_);
+}
+
+void Process::close_output() {
+    close_fd(out_.fd);
+}
+
+bool Process::pump(Clock::time_point deadline) {
+    pollfd polled[2] = {{out_.fd, POLLIN, 0}, {err_.fd, POLLIN, 0}};
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+    if ((out_.fd < 0 && err_.fd < 0) || left.count() <= 0) {
+        return false;
+    }
+    if (::poll(polled, 2, static_cast<int>(left.count())) <= 0) {
+        return errno == EINTR;
+    }
+    Stream* const streams[2] = {&out_, &err_};
+    for (int i = 0; i < 2; ++i) {
+        if (polled[i].revents == 0) {
+            continue;
+        }
+        char bytes[65536];
+        const ssize_t got = ::read(polled[i].fd, bytes, sizeof bytes);
+        if (got > 0) {
+            streams[i]->text.append(bytes, static_cast<std::size_t>(got));
+        } else {
+            close_fd(streams[i]->fd);
+        }
+    }
+    return true;
+}
+
+bool Process::wait_for(const Stream& stream, std::string_view text) {
+    const auto deadline = Clock::now() + kPatience;
+    while (stream.text.find(text) == std::string::npos) {
+        if (!pump(deadline)) {
+            ADD_FAILURE() << "never wrote '" << text << "' but\n" << out_.text << err_.text;
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Process::wait_for_output(std::string_view text) {
+    return wait_for(out_, text);
+}
+
+bool Process::wait_for_error(std::string_view text) {
+    return wait_for(err_, text);
+}
+
+void Process::signal(int number) const {
+    ::kill(pid_, number);
+}
+
+Outcome Process::finish() {
+    const auto deadline = Clock::now() + kPatience;
+    while (pump(deadline)) {
+    }
+    if (Clock::now() >= deadline) {
+        ADD_FAILURE() << "the program did not end";
+        ::kill(pid_, SIGKILL);
+    }
+    int how = 0;
+    ::waitpid(pid_, &how, 0);
+    pid_ = -1;
+    Outcome outcome;
+    outcome.status = WIFEXITED(how) ? WEXITSTATUS(how) : -1;
+    outcome.signal = WIFSIGNALED(how) ? WTERMSIG(how) : 0;
+    outcome.out = out_.text;
+    outcome.err = err_.text;
+    return outcome;
+}
+
+Outcome run(const std::vector<std::string>& argv, const std::map<std::string, std::string>& environment) {
+    Process process(argv, environment);
+    process.close_input();
+    return process.finish();
+}
+
+Outcome run_tool(std::vector<std::string> words, const std::map<std::string, std::string>& environment) {
+    words.insert(words.begin(), QX_TOOL);
+    return run(words, environment);
+}
+
+} // namespace qx::test

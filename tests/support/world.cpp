@@ -1,0 +1,79 @@
+#include "world.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <sys/mount.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace qx::test {
+namespace {
+
+void require(bool ok, const char* what) {
+    if (!ok) {
+        std::perror(what);
+        std::exit(1);
+    }
+}
+
+void mount_empty(const char* where) {
+    require(::mount("tmpfs", where, "tmpfs", 0, "mode=0755") == 0, where);
+}
+
+} // namespace
+
+void furnish_world() {
+    mount_empty("/opt");
+    // The loader's cache only makes programs start quicker; nothing else of /etc is needed.
+    const std::string loader_cache = fs::exists("/etc/ld.so.cache") ? read_file("/etc/ld.so.cache") : "";
+    mount_empty("/etc");
+    if (!loader_cache.empty()) {
+        write_file("/etc/ld.so.cache", loader_cache);
+    }
+    write_file("/etc/passwd", "root:x:0:0:root:/root:/bin/sh\n");
+}
+
+void write_file(const fs::path& file, std::string_view text) {
+    fs::create_directories(file.parent_path());
+    std::ofstream out(file, std::ios::binary | std::ios::trunc);
+    out << text;
+    out.close();
+    require(out.good(), file.c_str());
+}
+
+std::string read_file(const fs::path& file) {
+    const std::ifstream in(file, std::ios::binary);
+    EXPECT_TRUE(in.good()) << file << " cannot be read";
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+TemporaryDirectory::TemporaryDirectory() {
+    char name[] = "/tmp/qx-test-XXXXXX";
+    require(::mkdtemp(name) != nullptr, "mkdtemp");
+    path_ = name;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+}
+
+std::vector<int> open_descriptors() {
+    std::vector<int> open;
+    for (int fd = 0; fd < 1024; ++fd) {
+        if (::access(("/proc/self/fd/" + std::to_string(fd)).c_str(), F_OK) == 0) {
+            open.push_back(fd);
+        }
+    }
+    return open;
+}
+
+} // namespace qx::test

@@ -1,0 +1,40 @@
+// The private machine that a test runs on, and the small things that tests do to it.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qx::test {
+
+/// The agent's install directory in the test's world, found through the fallback name.
+inline const std::filesystem::path kInstallDir = "/opt/norvane";
+
+/// Mounts an empty /opt and a small /etc (passwd without the agent's user). Ends the process when it cannot.
+void furnish_world();
+
+/// Writes `text` to `file`, making its directories.
+void write_file(const std::filesystem::path& file, std::string_view text);
+
+/// The whole content of `file`; a failed expectation and "" when it cannot be read.
+std::string read_file(const std::filesystem::path& file);
+
+/// A directory under /tmp that goes when the object does.
+class TemporaryDirectory {
+public:
+    TemporaryDirectory();
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+    ~TemporaryDirectory();
+
+    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+
+private:
+    std::filesystem::path path_;
+};
+
+/// The descriptors that this process has open, sorted.
+std::vector<int> open_descriptors();
+
+} // namespace qx::test
