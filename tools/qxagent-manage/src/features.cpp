@@ -1,0 +1,73 @@
+#include "features.h"
+
+#include "exit_status.h"
+#include "printers.h"
+#include "qx/log.h"
+#include "qx/println.h"
+#include "qx_plix.h"
+#include "request.h"
+
+#include <cstdio>
+
+namespace qx::manage {
+namespace {
+
+int report(int result, char* out, const char* failure) {
+    const qx::text_ptr answer(out);
+    if (result == -1) {
+        qx::println(stderr, failure);
+        return kFailure;
+    }
+    print_output(answer.get());
+    return kSuccess;
+}
+
+} // namespace
+
+int run_get_feature(const std::vector<std::string>& names) {
+    const qx::json_ptr query = text_array(names);
+    if (!query) {
+        return kFailure;
+    }
+    const qx::text_ptr text = serialise(query);
+    if (!text) {
+        QX_LOG(qx::log::level::error, "qx::json::dumps() failed");
+        return kFailure;
+    }
+    char* out = nullptr;
+    const int result = qx_plix_get_feature(text.get(), &out);
+    return report(result, out, "Failed getting the features");
+}
+
+int run_set_feature(const std::vector<std::string>& pairs) {
+    const qx::json_ptr change(::json_object());
+    if (!change) {
+        return kFailure;
+    }
+    for (const std::string& element : pairs) {
+        const auto pair = split_pair(element, "=");
+        if (!pair) {
+            return kFailure;
+        }
+        if (!set_text(change, *pair)) {
+            QX_LOG(qx::log::level::error, "qx::json::object_set() failed");
+            return kFailure;
+        }
+    }
+    const qx::text_ptr text = serialise(change);
+    if (!text) {
+        QX_LOG(qx::log::level::error, "qx::json::dumps() failed");
+        return kFailure;
+    }
+    char* out = nullptr;
+    const int result = qx_plix_set_feature(text.get(), &out);
+    return report(result, out, "Failed setting the features");
+}
+
+int run_list_features() {
+    char* out = nullptr;
+    const int result = qx_plix_get_features_list(&out);
+    return report(result, out, "Failed getting the features list");
+}
+
+} // namespace qx::manage

@@ -1,0 +1,225 @@
+#include "listen.h"
+
+#include "exit_status.h"
+#include "printers.h"
+#include "qx/io.h"
+#include "qx/json.h"
+#include "qx/println.h"
+#include "qx_plix.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <iterator>
+#include <new>
+#include <sys/epoll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace qx::manage {
+namespace {
+
+using Events = std::vector<std::pair<qx_plix_event_type, std::string>>;
+
+constexpr int kStopSignals[] = {SIGINT, SIGQUIT, SIGTERM};
+
+class Descriptor {
+public:
+    explicit Descriptor(int fd) : fd_(fd) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+    }
+    [[nodiscard]] int get() const { return fd_; }
+
+private:
+    int fd_;
+};
+
+// Runs inside the C library's call, so nothing may be thrown: an event that memory is too short for is passed over.
+void print_event(const char* text, void* user_data) noexcept {
+    qx::json_ptr event(::json_loads(text, 0, nullptr));
+    if (!event) {
+        return;
+    }
+    const qx::json_ptr object(
+        ::json_pack("{s:s,s:O}", "event_name", static_cast<const char*>(user_data), "data", event.get()));
+    try {
+        print_json(object.get());
+    } catch (const std::bad_alloc&) {
+    }
+}
+
+// The broker may keep a subscription waiting for ever; a stop that comes meanwhile ends the program here and now.
+// Nothing is printed or changed yet, and the kernel closes what is open.
+class EndAtOnceOnStop {
+public:
+    EndAtOnceOnStop() {
+        struct sigaction action {};
+        action.sa_handler = [](int) { ::_exit(kSuccess); };
+        for (std::size_t i = 0; i < std::size(kStopSignals); ++i) {
+            ::sigaction(kStopSignals[i], &action, &before_[i]);
+        }
+    }
+    EndAtOnceOnStop(const EndAtOnceOnStop&) = delete;
+    EndAtOnceOnStop& operator=(const EndAtOnceOnStop&) = delete;
+    ~EndAtOnceOnStop() {
+        for (std::size_t i = 0; i < std::size(kStopSignals); ++i) {
+            ::sigaction(kStopSignals[i], &before_[i], nullptr);
+        }
+    }
+
+private:
+    struct sigaction before_[std::size(kStopSignals)] {};
+};
+
+bool list_events(const std::set<std::string>& names, Events& events) {
+    for (const std::string& name : names) {
+        const qx_plix_event_type type = qx_plix_event_type_from_str(name.c_str());
+        if (type == QX_PLIX_EVENT_UNKNOWN) {
+            qx::println(stderr, "Unknown event: {:s}", name);
+            return false;
+        }
+        events.emplace_back(type, name);
+    }
+    for (int type = 0; names.empty() && type < QX_PLIX_EVENT_UNKNOWN; ++type) {
+        const auto value = static_cast<qx_plix_event_type>(type);
+        events.emplace_back(value, qx_plix_event_type_to_str(value));
+    }
+    return true;
+}
+
+class Subscriptions {
+public:
+    explicit Subscriptions(Events& events) : events_(events) {}
+    Subscriptions(const Subscriptions&) = delete;
+    Subscriptions& operator=(const Subscriptions&) = delete;
+    ~Subscriptions() {
+        for (const auto& [type, name] : events_) {
+            qx_plix_unsubscribe(type);
+        }
+    }
+
+    bool subscribe_all() {
+        for (auto& [type, name] : events_) {
+            int fd = -1;
+            if (qx_plix_subscribe(type, print_event, name.data(), &fd) != 0) {
+                qx::println(stderr, "Failed to subscribe to event: {:s}", name);
+                return false;
+            }
+            fds_.push_back(fd);
+        }
+        return true;
+    }
+
+    [[nodiscard]] const std::vector<int>& fds() const { return fds_; }
+
+private:
+    Events& events_;
+    std::vector<int> fds_;
+};
+
+int fail(const char* what) {
+    const char* const reason = std::strerror(errno);
+    qx::println(stderr, what, reason);
+    return kFailure;
+}
+
+int signal_descriptor() {
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    for (const int signal : kStopSignals) {
+        ::sigaddset(&signals, signal);
+    }
+    if (::sigprocmask(SIG_BLOCK, &signals, nullptr) != 0) {
+        return -1;
+    }
+    return ::signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
+}
+
+// Reports nothing but that the reader of standard output has gone. A file has no reader, and cannot be watched.
+void watch_reader(int epfd) {
+    qx::io::epoll_set_fd(epfd, STDOUT_FILENO, 0);
+}
+
+bool watch(int epfd, int signal_fd, const std::vector<int>& fds) {
+    if (qx::io::epoll_set_fd(epfd, signal_fd, EPOLLIN) != 0) {
+        return false;
+    }
+    for (const int fd : fds) {
+        if (qx::io::epoll_set_fd(epfd, fd, EPOLLIN) != 0) {
+            return false;
+        }
+    }
+    watch_reader(epfd);
+    return true;
+}
+
+enum class Next { wait, stop, fail };
+
+Next handle(int fd, int signal_fd) {
+    if (fd == signal_fd) {
+        return Next::stop;
+    }
+    if (fd == STDOUT_FILENO) {
+        return Next::fail;
+    }
+    if (qx_plix_read_event_fd(fd, 1) < 0) {
+        qx::println(stderr, "failed to read qx event");
+        return Next::fail;
+    }
+    return Next::wait;
+}
+
+int print_until_stopped(int epfd, int signal_fd, std::size_t watched) {
+    std::vector<epoll_event> ready(watched);
+    for (;;) {
+        const int count = ::epoll_wait(epfd, ready.data(), static_cast<int>(ready.size()), -1);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            return fail("epoll_wait(): {}");
+        }
+        for (int i = 0; i < count; ++i) {
+            const Next next = handle(ready[static_cast<std::size_t>(i)].data.fd, signal_fd);
+            if (next != Next::wait) {
+                return next == Next::stop ? kSuccess : kFailure;
+            }
+        }
+    }
+}
+
+} // namespace
+
+int run_listen(const std::set<std::string>& events) {
+    Events wanted;
+    if (!list_events(events, wanted)) {
+        return kFailure;
+    }
+    const EndAtOnceOnStop until_signals_are_watched;
+    Subscriptions subscriptions(wanted);
+    if (!subscriptions.subscribe_all()) {
+        return kFailure;
+    }
+    const Descriptor epoll(::epoll_create1(EPOLL_CLOEXEC));
+    if (epoll.get() < 0) {
+        return fail("epoll_create1(): {}");
+    }
+    const Descriptor signals(signal_descriptor());
+    if (signals.get() < 0) {
+        return fail("failed to set up signal handling: {}");
+    }
+    if (!watch(epoll.get(), signals.get(), subscriptions.fds())) {
+        return fail("epoll_set_fd_ro: {}");
+    }
+    // The notification descriptors, the signal descriptor and standard output.
+    return print_until_stopped(epoll.get(), signals.get(), subscriptions.fds().size() + 2);
+}
+
+} // namespace qx::manage

@@ -1,0 +1,83 @@
+#include "scans.h"
+
+#include "exit_status.h"
+#include "printers.h"
+#include "qx_plix.h"
+#include "request.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+namespace qx::manage {
+namespace {
+
+// A leading number, of whatever text, is the day's number; a number that fits no int stays the text it is.
+qx::json_ptr day_value(const std::string& day) {
+    const char* const text = day.c_str();
+    char* end = nullptr;
+    errno = 0;
+    const long long number = std::strtoll(text, &end, 10);
+    if (end == text || errno == ERANGE || number < INT32_MIN || number > INT32_MAX) {
+        return qx::json_ptr(::json_string(text));
+    }
+    return qx::json_ptr(::json_integer(number));
+}
+
+} // namespace
+
+int run_va_set_schedule(const Schedule& schedule) {
+    const qx::json_ptr day = day_value(schedule.on_day);
+    const qx::json_ptr request(::json_pack("{s:s,s:{s:i,s:s},s:{s:s,s:O}}",       //
+                                           "at", schedule.at.c_str(),             //
+                                           "every",                               //
+                                           "num", schedule.every_num,             //
+                                           "unit", schedule.every_unit.c_str(),   //
+                                           "on",                                  //
+                                           "prefix", schedule.on_prefix.c_str(),  //
+                                           "day", day.get()));
+    if (!request) {
+        return kFailure;
+    }
+    const qx::text_ptr text = serialise(request);
+    if (!text) {
+        return kFailure;
+    }
+    char* reason = nullptr;
+    const int result = qx_plix_va_set_schedule(text.get(), &reason);
+    const qx::text_ptr error_message(reason);
+    if (result == 0) {
+        return kSuccess;
+    }
+    std::fprintf(stderr, "error_code=%d error_message=%s\n", result, reason != nullptr ? reason : "");
+    return kFailure;
+}
+
+int run_va_set_exclusions(const std::vector<std::string>& addresses) {
+    const qx::text_ptr text = serialise(text_array(addresses));
+    if (!text) {
+        return kFailure;
+    }
+    qx_plix_error_t err{};
+    if (qx_plix_va_set_exclusions(text.get(), &err) != 0) {
+        print_error(err);
+        return kFailure;
+    }
+    return kSuccess;
+}
+
+int run_va_get_exclusions() {
+    char* out = nullptr;
+    qx_plix_error_t err{};
+    const int result = qx_plix_va_get_exclusions(&out, &err);
+    const qx::text_ptr answer(out);
+    if (result != 0) {
+        print_error(err);
+        return kFailure;
+    }
+    print_output(answer.get());
+    return kSuccess;
+}
+
+} // namespace qx::manage

@@ -1,0 +1,49 @@
+#include "standard_streams.h"
+
+#include "exit_status.h"
+#include "qx/println.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+namespace qx::manage {
+namespace {
+
+constexpr std::size_t kLineBuffer = 1024;
+
+// The wrong direction on purpose: reading or writing still fails, as on a closed descriptor.
+void occupy_closed_descriptors() {
+    pollfd standard[] = {{STDIN_FILENO, 0, 0}, {STDOUT_FILENO, 0, 0}, {STDERR_FILENO, 0, 0}};
+    if (::poll(standard, std::size(standard), 0) <= 0) {
+        return;
+    }
+    for (const pollfd& stream : standard) {
+        if ((stream.revents & POLLNVAL) != 0) {
+            ::open("/dev/null", stream.fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
+} // namespace
+
+void prepare_standard_streams() {
+    occupy_closed_descriptors();
+    std::setvbuf(stdout, nullptr, _IOLBF, kLineBuffer);
+    std::setvbuf(stderr, nullptr, _IOLBF, kLineBuffer);
+}
+
+int check_standard_output(int result) {
+    const bool failed_before = std::ferror(stdout) != 0;
+    if (std::fflush(stdout) == 0 && !failed_before) {
+        return result;
+    }
+    const char* const reason = std::strerror(errno);
+    qx::println(stderr, "cannot write to standard output: {:s}", reason);
+    return result == kSuccess ? kFailure : result;
+}
+
+} // namespace qx::manage
