@@ -1,0 +1,81 @@
+#include "qx/path.h"
+
+#include "install_directory.h"
+#include "qxpath.h"
+
+namespace qx {
+namespace {
+
+constexpr long kCapacity = 128;
+
+std::size_t count_leading_slashes(string_view text) {
+    std::size_t count = 0;
+    while (count < text.size() && text[count] == '/') {
+        ++count;
+    }
+    return count;
+}
+
+std::size_t length_without_trailing_slashes(string_view text) {
+    std::size_t length = text.size();
+    while (length > 0 && text[length - 1] == '/') {
+        --length;
+    }
+    return length;
+}
+
+} // namespace
+
+// A function's static, not a namespace's: paths are also built before main, from other files.
+const std::string& install_directory() {
+    static const std::string directory = [] {
+        const char* const found = qxpath_default_install_path();
+        return std::string(found == nullptr ? "/opt/norvane" : found);
+    }();
+    return directory;
+}
+
+void detail::print_common_path(std::ostream& stream, common_path directory) {
+    switch (directory) {
+    case common_path::programs:
+        stream << install_directory() << "/bin";
+        break;
+    case common_path::configuration:
+        stream << install_directory() << "/etc";
+        break;
+    }
+}
+
+path::path()
+    : basic_memstream(kCapacity) {}
+
+path::path(common_path&& directory)
+    : path() {
+    add_piece(true, directory);
+}
+
+path::path(const path& other)
+    : path() {
+    add_piece(true, other.sview());
+}
+
+void path::add_piece(bool first, string_view piece) {
+    const string_view text = sview();
+    if (!text.empty() || !first) {
+        piece = piece.substr(count_leading_slashes(piece));
+    }
+    if (piece.empty()) {
+        return;
+    }
+    if (!text.empty()) {
+        truncate(length_without_trailing_slashes(text));
+        put('/');
+    }
+    write(piece.data(), static_cast<std::streamsize>(piece.size()));
+}
+
+std::string path::to_string() const {
+    return sview().to_string();
+}
+
+} // namespace qx
