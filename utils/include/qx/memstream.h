@@ -17,6 +17,9 @@ public:
     /// `sview`.
     explicit basic_membuf(long capacity);
 
+    /// The capacity given at construction.
+    [[nodiscard]] long requested_capacity() const { return requested_capacity_; }
+
     /// What was written so far, also readable as a zero-terminated text. Valid until the next
     /// write.
     [[nodiscard]] string_view sview() const;

@@ -1,0 +1,54 @@
+// The agent's settings: texts under hierarchical keys, shared with the agent's other programs.
+#pragma once
+
+#include "qx/path.h"
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace qx {
+
+/// The connector's entry points; the key of the one in use is this path and "default".
+extern const path kCirrelEntrypointsKey;
+/// Where the update component fetches from: "production" or "staging".
+extern const path kQuilletUpdateLocationKey;
+/// "1" while the agent protects, "0" while it is switched off.
+extern const path kProtectionEnabledKey;
+/// When the default settings are asked for next.
+extern const path kDefaultSettingsNextQueryTsPath;
+/// What the agent keeps about its registration.
+extern const std::vector<std::string> kRegistrationMetadataKeys;
+/// The entry point of each cloud deployment, by the deployment's name.
+extern const std::unordered_map<std::string, std::string> kCloudDeploymentMap;
+
+/// Keys that name a file of the connector, each with the file that is used when it is not set.
+extern const path kCirrelIniKey;
+extern const path kCirrelIniDefault;
+extern const path kCirrelCaFileKey;
+extern const path kCirrelCaFileDefault;
+extern const path kCirrelUuidFileKey;
+extern const path kCirrelUuidFileDefault;
+
+/// The settings store. Failures leave the last-error record. Main thread only.
+class setMgmt {
+public:
+    /// Reads the store; where there is none yet, it is empty. Negative, with a line on standard
+    /// error and in the log, when it cannot be read or is damaged; the file is left alone.
+    static int init();
+    static void uninit();
+
+    /// The value of `key` as of `init` or this process's last write.
+    static std::string getKeyValue(const std::string& key, const std::string& default_value);
+    /// The same for a value that is, as a whole, a decimal integer; any other yields the default.
+    static int getKeyValue(const std::string& key, int default_value);
+
+    /// Stores a value: when 0 comes back it outlives a power cut, on a failure (negative) the old
+    /// store is in place. Waits while another process writes, and keeps what that wrote.
+    static int setKey(const std::string& key, const std::string& value);
+    /// Removes a key, in the same way. Error 4 when there is no such key, 5 when there is no store
+    /// yet.
+    static int deleteKey(const std::string& key);
+};
+
+} // namespace qx

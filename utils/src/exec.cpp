@@ -1,0 +1,173 @@
+#include "qx/exec.h"
+
+#include "qx/error.h"
+#include "qx/io.h"
+
+#include <climits>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace qx {
+namespace {
+
+constexpr int kFirstOther = 3; // behind the standard streams
+constexpr int kCannotRun = 127;
+
+// What the child uses, made before the fork: in it only async-signal-safe calls are allowed, for
+// another thread may hold the allocator's lock for ever.
+struct Launch {
+    std::vector<char*> words;
+    io::descriptor report_read;
+    io::descriptor report_write;
+    int descriptor_limit = 0;
+    bool detach = false;
+};
+
+int fail(const std::string& program) {
+    const int reason = errno;
+    set_qxerrno(error_number::input_output, "input/output error",
+                "cannot run '" + program + "': " + std::strerror(reason));
+    return -1;
+}
+
+[[noreturn]] void give_up(int report) {
+    const int reason = errno;
+    static_cast<void>(
+        io::write_all(report, string_view(reinterpret_cast<const char*>(&reason), sizeof reason)));
+    ::_exit(kCannotRun);
+}
+
+void reset_signals() {
+    struct sigaction action {};
+    action.sa_handler = SIG_DFL;
+    for (int signal = 1; signal < NSIG; ++signal) {
+        ::sigaction(signal, &action, nullptr);
+    }
+    sigset_t none;
+    ::sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+void close_descriptors(int first, int last, int limit) {
+#ifdef SYS_close_range
+    if (first > last || ::syscall(SYS_close_range, first, last, 0) == 0) {
+        return;
+    }
+#endif
+    for (int fd = first; fd <= last && fd < limit; ++fd) {
+        ::close(fd);
+    }
+}
+
+[[noreturn]] void become(const Launch& launch) {
+    const int report = launch.report_write.get();
+    reset_signals();
+    const int null = ::open("/dev/null", O_RDWR);
+    if (null < 0 || ::dup2(null, STDIN_FILENO) < 0 || ::dup2(null, STDOUT_FILENO) < 0) {
+        give_up(report);
+    }
+    close_descriptors(kFirstOther, report - 1, launch.descriptor_limit);
+    close_descriptors(report + 1, INT_MAX, launch.descriptor_limit);
+    ::execv(launch.words[0], launch.words.data());
+    give_up(report);
+}
+
+[[noreturn]] void run_child(const Launch& launch) {
+    if (launch.detach) {
+        // The program becomes an orphan, so that nobody has to wait for it.
+        const pid_t pid = ::fork();
+        if (pid < 0) {
+            give_up(launch.report_write.get());
+        }
+        if (pid > 0) {
+            ::_exit(0);
+        }
+    }
+    become(launch);
+}
+
+bool open_report(Launch& launch) {
+    int ends[2] = {-1, -1};
+    if (::pipe2(ends, O_CLOEXEC) != 0) {
+        return false;
+    }
+    launch.report_read.reset(ends[0]);
+    launch.report_write.reset(ends[1]);
+    if (ends[1] < kFirstOther) {
+        // The child puts /dev/null there.
+        launch.report_write.reset(::fcntl(ends[1], F_DUPFD_CLOEXEC, kFirstOther));
+    }
+    return static_cast<bool>(launch.report_write);
+}
+
+bool prepare(Launch& launch, const std::vector<std::string>& argv) {
+    if (argv.empty()) {
+        errno = EINVAL;
+        return false;
+    }
+    launch.words.reserve(argv.size() + 1);
+    for (const std::string& word : argv) {
+        launch.words.push_back(const_cast<char*>(word.c_str()));
+    }
+    launch.words.push_back(nullptr);
+    constexpr int most_to_close = 65536;
+    rlimit limit{};
+    launch.descriptor_limit = most_to_close;
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < most_to_close) {
+        launch.descriptor_limit = static_cast<int>(limit.rlim_cur);
+    }
+    return open_report(launch);
+}
+
+pid_t start(const Launch& launch) {
+    // A handler of the caller must not run in the child.
+    sigset_t all;
+    sigset_t before;
+    ::sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before);
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        run_child(launch);
+    }
+    const int reason = errno;
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    errno = reason;
+    return pid;
+}
+
+// 0 when the program runs: then its exec has closed the other end.
+int read_report(int fd) {
+    int reason = 0;
+    const ssize_t got = io::uninterrupted([&] { return ::read(fd, &reason, sizeof reason); });
+    return got < 0 ? errno : reason;
+}
+
+} // namespace
+
+int exec_command(const std::vector<std::string>& argv, int detach) {
+    Launch launch;
+    launch.detach = detach != 0;
+    if (!prepare(launch, argv)) {
+        return fail(argv.empty() ? "" : argv[0]);
+    }
+    const pid_t pid = start(launch);
+    if (pid < 0) {
+        return fail(argv[0]);
+    }
+    launch.report_write.reset();
+    const int reason = read_report(launch.report_read.get());
+    int how = 0;
+    const pid_t ended = io::uninterrupted([&] { return ::waitpid(pid, &how, 0); });
+    if (reason != 0 || ended < 0) {
+        errno = reason != 0 ? reason : errno;
+        return fail(argv[0]);
+    }
+    return WIFEXITED(how) ? WEXITSTATUS(how) : 128 + WTERMSIG(how);
+}
+
+} // namespace qx

@@ -1,0 +1,48 @@
+#include "qx/io.h"
+
+#include <sys/epoll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace qx::io {
+
+void descriptor::reset(int fd) noexcept {
+    if (fd_ >= 0) {
+        const int before = errno;
+        ::close(fd_);
+        errno = before;
+    }
+    fd_ = fd;
+}
+
+bool write_all(int fd, string_view text) {
+    while (!text.empty()) {
+        const ssize_t written =
+            uninterrupted([&] { return ::write(fd, text.data(), text.size()); });
+        if (written < 0) {
+            return false;
+        }
+        text = text.substr(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+void narrow_mode(int fd, unsigned int mode, unsigned int allowed) {
+    constexpr unsigned int all_rights = 07777;
+    if ((mode & all_rights & ~allowed) != 0) {
+        // Only the owner may; anybody else is no worse off than before.
+        static_cast<void>(::fchmod(fd, mode & allowed));
+    }
+}
+
+int epoll_set_fd(int epfd, int fd, unsigned int events) {
+    epoll_event event{};
+    event.events = events;
+    event.data.fd = fd;
+    if (::epoll_ctl(epfd, EPOLL_CTL_MOD, fd, &event) == 0) {
+        return 0;
+    }
+    return errno == ENOENT ? ::epoll_ctl(epfd, EPOLL_CTL_ADD, fd, &event) : -1;
+}
+
+} // namespace qx::io

@@ -1,0 +1,123 @@
+#include "qx/log.h"
+
+#include "install_directory.h"
+#include "log_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace qx::log {
+namespace {
+
+constexpr string_view kPlaceholder = "yyyy-mm-dd HH:MM:SS.__m ____pid __lvl ";
+constexpr int kNothing = -1;
+
+struct Level {
+    const char* setting; // what the environment variable calls it
+    const char* name;    // what a line calls it
+};
+
+constexpr Level kLevels[] = {
+    {"error", "ERROR"},
+    {"warn", "WARN"},
+    {"info", "INFO"},
+    {"debug", "DEBUG"},
+};
+
+struct Logger {
+    log_file file;
+    int threshold = kNothing;
+};
+
+Logger& logger() {
+    static Logger the_logger;
+    return the_logger;
+}
+
+int wanted_threshold() {
+    const char* const wanted = std::getenv("QXLOG_LEVEL");
+    if (string_view(wanted) == "none") {
+        return kNothing;
+    }
+    int index = 0;
+    for (const Level& candidate : kLevels) {
+        if (string_view(wanted) == candidate.setting) {
+            return index;
+        }
+        ++index;
+    }
+    return static_cast<int>(level::warning);
+}
+
+bool make_directory(const std::string& directory) {
+    return ::mkdir(directory.c_str(), 0755) == 0 || errno == EEXIST;
+}
+
+void fill_placeholder(std::string& line, level severity) {
+    if (string_view(line.data(), std::min(line.size(), kPlaceholder.size())) != kPlaceholder) {
+        return;
+    }
+    timespec now{};
+    std::tm local{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    ::localtime_r(&now.tv_sec, &local);
+    char filled[128];
+    const int length =
+        std::snprintf(filled, sizeof filled, "%04d-%02d-%02d %02d:%02d:%02d.%03d %7d %-5s ",
+                      local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
+                      local.tm_min, local.tm_sec, static_cast<int>(now.tv_nsec / 1000000),
+                      static_cast<int>(::getpid()), kLevels[static_cast<int>(severity)].name);
+    if (length == static_cast<int>(kPlaceholder.size())) {
+        line.replace(0, kPlaceholder.size(), filled, kPlaceholder.size());
+    }
+}
+
+} // namespace
+
+bool start(const char* name, const char* /*second*/) {
+    Logger& self = logger();
+    self.threshold = wanted_threshold();
+    const std::string state = install_directory() + "/var";
+    const std::string directory = state + "/log";
+    const std::string file = directory + "/" + name + ".log";
+    if (self.file.open(file)) {
+        return true;
+    }
+    if (errno != ENOENT) {
+        return false;
+    }
+    if (!make_directory(state)) {
+        return errno == ENOENT; // no agent is installed
+    }
+    return make_directory(directory) && self.file.open(file);
+}
+
+bool can_log(unsigned long /*mask*/, level severity) {
+    const Logger& self = logger();
+    return self.file.is_open() && static_cast<int>(severity) <= self.threshold;
+}
+
+void print(unsigned long mask, level severity, std::string&& line) {
+    if (!can_log(mask, severity)) {
+        return;
+    }
+    std::string filled(std::move(line));
+    fill_placeholder(filled, severity);
+    logger().file.append(filled);
+}
+
+void stop() {
+    logger().file.close();
+}
+
+std::string detail::vformat_line(fmt::string_view line, fmt::format_args args) {
+    return fmt::vformat(line, args);
+}
+
+} // namespace qx::log

@@ -1,0 +1,74 @@
+#include "log_file.h"
+
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+namespace qx {
+namespace {
+
+constexpr off_t kLargest = 256L * 1024;
+constexpr mode_t kMode = 0640;
+
+} // namespace
+
+bool log_file::open(const std::string& file) {
+    path_ = file;
+    return reopen();
+}
+
+bool log_file::reopen() {
+    // Non-blocking for the sake of a fifo in the file's place; a file takes no notice.
+    constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    io::descriptor fd(io::uninterrupted([&] { return ::open(path_.c_str(), flags, kMode); }));
+    struct stat status {};
+    if (!fd || ::fstat(fd.get(), &status) != 0) {
+        return false;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        errno = EINVAL;
+        return false;
+    }
+    io::narrow_mode(fd.get(), status.st_mode, kMode);
+    fd_ = std::move(fd);
+    return true;
+}
+
+bool log_file::is_replaced() const {
+    struct stat opened {};
+    struct stat named {};
+    return ::fstat(fd_.get(), &opened) == 0 &&
+           (::lstat(path_.c_str(), &named) != 0 || opened.st_ino != named.st_ino ||
+            opened.st_dev != named.st_dev);
+}
+
+// One step towards a locked, current file with room for the line; false when another step is
+// needed.
+bool log_file::lock_with_room_for(std::size_t length) {
+    // Without a lock, on a file system that has none, lines of several writers still come out
+    // whole.
+    io::uninterrupted([&] { return ::flock(fd_.get(), LOCK_EX); });
+    if (is_replaced()) {
+        // Somebody else has begun the file again.
+        return !reopen();
+    }
+    struct stat status {};
+    if (::fstat(fd_.get(), &status) != 0 || status.st_size == 0 ||
+        status.st_size + static_cast<off_t>(length) <= kLargest) {
+        return true;
+    }
+    // When the file cannot be begun again, a file too large is better than a line lost.
+    return ::rename(path_.c_str(), (path_ + ".1").c_str()) != 0 || !reopen();
+}
+
+void log_file::append(string_view line) {
+    constexpr int patience = 16;
+    int steps = 0;
+    while (!lock_with_room_for(line.size()) && ++steps < patience) {
+    }
+    static_cast<void>(io::write_all(fd_.get(), line));
+    ::flock(fd_.get(), LOCK_UN);
+}
+
+} // namespace qx

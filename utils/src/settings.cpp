@@ -1,0 +1,206 @@
+#include "qx/settings.h"
+
+#include "install_directory.h"
+#include "qx/error.h"
+#include "qx/json.h"
+#include "qx/log.h"
+#include "qx/println.h"
+#include "store_file.h"
+
+#include <cerrno>
+#include <charconv>
+#include <new>
+#include <sys/stat.h>
+#include <utility>
+
+namespace qx {
+namespace {
+
+// The store as it was last read or written; null while it is closed.
+json_ptr& values() {
+    static json_ptr the_values;
+    return the_values;
+}
+
+store::place find_place() {
+    const std::string directory = path(common_path::configuration).to_string();
+    return {directory, directory + "/settings.json"};
+}
+
+json_ptr damaged(const std::string& file, const std::string& reason) {
+    set_qxerrno(error_number::damaged_store, "damaged settings store", file + ": " + reason);
+    return nullptr;
+}
+
+// Says where, never what: jansson's own message quotes the text, which may hold a secret.
+json_ptr not_parsed(const std::string& file, const json_error_t& error) {
+    const enum json_error_code code = ::json_error_code(&error);
+    if (code == json_error_out_of_memory) {
+        throw std::bad_alloc();
+    }
+    const char* const what =
+        code == json_error_duplicate_key ? "a key occurs twice" : "is not JSON";
+    return damaged(file, std::string(what) + " (line " + std::to_string(error.line) + ", column " +
+                             std::to_string(error.column) + ")");
+}
+
+// Null, with the last-error record, when `bytes` is not an object of texts.
+json_ptr parse(const std::string& file, const std::string& bytes) {
+    json_error_t error;
+    json_ptr object(
+        ::json_loadb(bytes.data(), bytes.size(), JSON_REJECT_DUPLICATES | JSON_ALLOW_NUL, &error));
+    if (!object) {
+        return not_parsed(file, error);
+    }
+    if (!json_is_object(object.get())) {
+        return damaged(file, "is not an object");
+    }
+    for (void* item = ::json_object_iter(object.get()); item != nullptr;
+         item = ::json_object_iter_next(object.get(), item)) {
+        if (!json_is_string(::json_object_iter_value(item))) {
+            return damaged(file, std::string("the value of \"") + ::json_object_iter_key(item) +
+                                     "\" is not a text");
+        }
+    }
+    return object;
+}
+
+// The values in `content`; null as in `parse`.
+json_ptr load(const std::string& file, const store::snapshot& content) {
+    if (content.exists) {
+        return parse(file, content.bytes);
+    }
+    json_ptr none(::json_object());
+    if (!none) {
+        throw std::bad_alloc();
+    }
+    return none;
+}
+
+void warn_of_others(const std::string& directory) {
+    struct stat status {};
+    if (::stat(directory.c_str(), &status) == 0 && (status.st_mode & S_IWOTH) != 0) {
+        QX_LOG(log::level::warning, "Others can write to the settings directory '{:s}'", directory);
+    }
+}
+
+int refuse(std::int32_t number, const char* what, const std::string& reason) {
+    set_qxerrno(number, what, reason);
+    return -1;
+}
+
+// jansson's keys end at a NUL, so no store has a key that contains one.
+bool is_key(const std::string& key) {
+    return key.find('\0') == std::string::npos;
+}
+
+json_t* find(const std::string& key) {
+    return is_key(key) ? ::json_object_get(values().get(), key.c_str()) : nullptr;
+}
+
+bool set(json_t* object, const std::string& key, const std::string& value) {
+    return is_key(key) && ::json_object_set_new(object, key.c_str(),
+                                                ::json_stringn(value.data(), value.size())) == 0;
+}
+
+bool remove(json_t* object, const std::string& key) {
+    return is_key(key) && ::json_object_del(object, key.c_str()) == 0;
+}
+
+bool write(const store::place& where, const store::snapshot& old, const json_t* object) {
+    const text_ptr text(::json_dumps(object, 0));
+    if (!text) {
+        throw std::bad_alloc();
+    }
+    return store::replace(where, old, std::string(text.get()) + "\n");
+}
+
+// One change of the store, made to what it holds by now; a null value deletes.
+int change(const std::string& key, const std::string* value) {
+    const store::place where = find_place();
+    if (!values()) {
+        return refuse(error_number::input_output, "input/output error",
+                      "the settings are not open");
+    }
+    const io::descriptor lock = store::lock(where, value != nullptr);
+    if (!lock && (errno != ENOENT || value != nullptr)) {
+        store::fail(where.file, "cannot be locked");
+        return -1;
+    }
+    store::snapshot old;
+    if (lock && !store::read(where, old)) {
+        return -1;
+    }
+    if (!old.exists && value == nullptr) {
+        return refuse(error_number::no_store, "no settings store", where.file);
+    }
+    json_ptr changed = load(where.file, old);
+    if (!changed) {
+        return -1;
+    }
+    if (value == nullptr && !remove(changed.get(), key)) {
+        return refuse(error_number::no_such_key, "no such key", key);
+    }
+    if (value != nullptr && !set(changed.get(), key, *value)) {
+        return refuse(error_number::input_output, "input/output error",
+                      key + ": key or value is not UTF-8 text");
+    }
+    if (!old.exists) {
+        warn_of_others(where.directory);
+    }
+    if (!write(where, old, changed.get())) {
+        return -1;
+    }
+    values() = std::move(changed);
+    return 0;
+}
+
+} // namespace
+
+int setMgmt::init() {
+    const store::place where = find_place();
+    store::snapshot content;
+    values() = store::read(where, content) ? load(where.file, content) : nullptr;
+    if (!values()) {
+        const string_view reason = _get_qxerrno().second.sview();
+        println(stderr, "Cannot read the settings: {:s}", reason);
+        QX_LOG(log::level::error, "Cannot read the settings: {:s}", reason);
+        return -1;
+    }
+    if (content.exists) {
+        warn_of_others(where.directory);
+    }
+    return 0;
+}
+
+void setMgmt::uninit() {
+    values().reset();
+}
+
+std::string setMgmt::getKeyValue(const std::string& key, const std::string& default_value) {
+    const json_t* const value = find(key);
+    return value == nullptr ? default_value
+                            : std::string(::json_string_value(value), ::json_string_length(value));
+}
+
+int setMgmt::getKeyValue(const std::string& key, int default_value) {
+    const std::string text = getKeyValue(key, std::string());
+    const char* begin = text.data();
+    const char* const end = begin + text.size();
+    if (text.size() > 1 && text[0] == '+' && text[1] != '-') {
+        ++begin; // from_chars knows only "-"
+    }
+    int number = 0;
+    const auto [stop, error] = std::from_chars(begin, end, number);
+    return error == std::errc() && stop == end ? number : default_value;
+}
+
+int setMgmt::setKey(const std::string& key, const std::string& value) {
+    return change(key, &value);
+}
+
+int setMgmt::deleteKey(const std::string& key) {
+    return change(key, nullptr);
+}
+
+} // namespace qx

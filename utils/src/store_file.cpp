@@ -1,0 +1,160 @@
+#include "store_file.h"
+
+#include "qx/error.h"
+#include "qx/scope_guard.h"
+
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace qx::store {
+namespace {
+
+constexpr mode_t kMode = 0600;
+constexpr off_t kLargest = 16L * 1024 * 1024;
+
+io::descriptor open_file(const std::string& file, int flags) {
+    return io::descriptor(io::uninterrupted(
+        [&] { return ::open(file.c_str(), flags | O_CLOEXEC | O_NOFOLLOW, kMode); }));
+}
+
+bool flush(int fd) {
+    return io::uninterrupted([&] { return ::fsync(fd); }) == 0;
+}
+
+bool flush_directory(int fd) {
+    // Some file systems keep no directories that could be flushed.
+    return flush(fd) || errno == EINVAL;
+}
+
+bool flush_parent(const std::string& directory) {
+    const std::string parent = directory.substr(0, directory.rfind('/'));
+    const io::descriptor fd = open_file(parent, O_RDONLY | O_DIRECTORY);
+    return fd && flush_directory(fd.get());
+}
+
+// Under the lock the name is ours: what is there was left by a writer that was killed, or planted.
+io::descriptor make_temporary(const std::string& file) {
+    constexpr int flags = O_WRONLY | O_CREAT | O_EXCL;
+    io::descriptor fd = open_file(file, flags);
+    if (!fd && errno == EEXIST && ::unlink(file.c_str()) == 0) {
+        fd = open_file(file, flags);
+    }
+    return fd;
+}
+
+bool write_temporary(const std::string& file, uid_t owner, string_view bytes) {
+    const io::descriptor fd = make_temporary(file);
+    return fd && (owner == ::geteuid() || ::fchown(fd.get(), owner, static_cast<gid_t>(-1)) == 0) &&
+           io::write_all(fd.get(), bytes) && flush(fd.get());
+}
+
+// The new file is visible but may not survive: what was reported as failed must not be found later.
+void put_back(const place& where, const std::string& temporary, const snapshot& old) {
+    if (!old.exists) {
+        ::unlink(where.file.c_str());
+    } else if (write_temporary(temporary, old.owner, old.bytes)) {
+        ::rename(temporary.c_str(), where.file.c_str());
+    }
+}
+
+} // namespace
+
+bool fail(const std::string& file, const char* what) {
+    const int reason = errno;
+    set_qxerrno(error_number::input_output, "input/output error",
+                file + ": " + what + ": " + std::strerror(reason));
+    return false;
+}
+
+bool read(const place& where, snapshot& content) {
+    content = snapshot();
+    // Non-blocking for the sake of a fifo in the file's place.
+    const io::descriptor fd = open_file(where.file, O_RDONLY | O_NONBLOCK);
+    if (!fd) {
+        return errno == ENOENT || fail(where.file, "cannot be opened");
+    }
+    struct stat status {};
+    if (::fstat(fd.get(), &status) != 0) {
+        return fail(where.file, "cannot be examined");
+    }
+    if (!S_ISREG(status.st_mode) || status.st_size > kLargest) {
+        errno = S_ISREG(status.st_mode) ? EFBIG : EINVAL;
+        return fail(where.file, "is no settings file");
+    }
+    io::narrow_mode(fd.get(), status.st_mode, kMode);
+    std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
+    std::size_t length = 0;
+    while (length < bytes.size()) {
+        const ssize_t got = io::uninterrupted(
+            [&] { return ::read(fd.get(), bytes.data() + length, bytes.size() - length); });
+        if (got < 0) {
+            return fail(where.file, "cannot be read");
+        }
+        if (got == 0) {
+            break;
+        }
+        length += static_cast<std::size_t>(got);
+    }
+    bytes.resize(length);
+    content = {true, std::move(bytes), status.st_uid};
+    return true;
+}
+
+io::descriptor lock(const place& where, bool make_directory) {
+    const std::string file = where.file + ".lock";
+    constexpr int flags = O_RDWR | O_CREAT;
+    io::descriptor fd = open_file(file, flags);
+    if (!fd && errno == ENOENT && make_directory && ::mkdir(where.directory.c_str(), 0755) == 0) {
+        fd = open_file(file, flags);
+    }
+    struct stat status {};
+    if (!fd || ::fstat(fd.get(), &status) != 0) {
+        return io::descriptor();
+    }
+    io::narrow_mode(fd.get(), status.st_mode, kMode);
+    if (io::uninterrupted([&] { return ::flock(fd.get(), LOCK_EX); }) != 0) {
+        return io::descriptor();
+    }
+    return fd;
+}
+
+bool replace(const place& where, const snapshot& old, string_view bytes) {
+    if (bytes.size() > static_cast<std::size_t>(kLargest)) {
+        errno = EFBIG;
+        return fail(where.file, "cannot be written");
+    }
+    const io::descriptor directory = open_file(where.directory, O_RDONLY | O_DIRECTORY);
+    if (!directory) {
+        return fail(where.directory, "cannot be opened");
+    }
+    // The directory may be new; no store is ever in one that a power cut could take away.
+    if (!old.exists && !flush_parent(where.directory)) {
+        return fail(where.directory, "cannot be flushed");
+    }
+    const std::string temporary = where.file + ".tmp";
+    bool done = false;
+    const scope_guard clean_up([&] {
+        if (!done) {
+            ::unlink(temporary.c_str());
+        }
+    });
+    if (!write_temporary(temporary, old.exists ? old.owner : ::geteuid(), bytes)) {
+        return fail(temporary, "cannot be written");
+    }
+    if (::rename(temporary.c_str(), where.file.c_str()) != 0) {
+        return fail(where.file, "cannot be replaced");
+    }
+    if (!flush_directory(directory.get())) {
+        fail(where.directory, "cannot be flushed");
+        put_back(where, temporary, old);
+        return false;
+    }
+    done = true;
+    return true;
+}
+
+} // namespace qx::store

@@ -1,0 +1,43 @@
+// The settings store's file: read whole, replaced whole, written by one process at a time.
+#pragma once
+
+#include "qx/io.h"
+#include "qx/string_view.h"
+
+#include <string>
+#include <sys/types.h>
+
+namespace qx::store {
+
+/// What the file holds; all empty when there is none.
+struct snapshot {
+    bool exists = false;
+    std::string bytes;
+    uid_t owner = 0;
+};
+
+/// The place of the store: a file in a directory of its own.
+struct place {
+    std::string directory;
+    std::string file;
+};
+
+/// Reads the file; that there is none is no failure. False, with the last-error record, when it
+/// cannot be read.
+bool read(const place& where, snapshot& content);
+
+/// Waits until no other process writes, and keeps it so until the descriptor is closed.
+/// `make_directory`: as needed. Nothing, with errno, on failure.
+io::descriptor lock(const place& where, bool make_directory);
+
+/// Puts `bytes` in the place of `old`, the file's content. When it returns true the new content
+/// outlives a power cut; at any moment, also when the process is killed, the file is the old one or
+/// the new one. False, with the last-error record and the old file in place, on failure. Only under
+/// the lock.
+bool replace(const place& where, const snapshot& old, string_view bytes);
+
+/// Fills the last-error record with `file` and what cannot be done with it, and errno's text.
+/// Always false.
+bool fail(const std::string& file, const char* what);
+
+} // namespace qx::store
