@@ -1,0 +1,209 @@
+#include "qx/cl.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <iterator>
+#include <utility>
+
+namespace qx::cl {
+namespace {
+
+constexpr string_view kBoolWords[] = {"", "true", "yes", "1", "false", "no", "0"};
+constexpr std::size_t kTrueWords = 4;
+
+} // namespace
+
+namespace detail {
+
+void option_parser_base::anchor() {}
+
+void option_parser_base::initialize(option_base& /*option*/) {}
+
+bool option_parser_base::needs_param(option_base& option) {
+    return !option.is_positional() && (option.flags() & kSwitch) == 0;
+}
+
+option_base::option_base(option_parser_base& parser, std::uint32_t kind)
+    : flags_(kind)
+    , value_parser_(&parser) {}
+
+option_base::option_base(const option_base& other, option_parser_base& parser)
+    : registered_with_(other.registered_with_)
+    , names_(other.names_)
+    , description_(other.description_)
+    , value_description_(other.value_description_)
+    , flags_(other.flags_)
+    , occurrences_(other.occurrences_)
+    , value_list_(other.value_list_)
+    , value_parser_(&parser)
+    , list_separator_(other.list_separator_)
+    , sub_commands_(other.sub_commands_)
+    , limits_(other.limits_) {}
+
+option_base::~option_base() {
+    if (registered_with_ != nullptr) {
+        registered_with_->remove(*this);
+    }
+}
+
+int option_base::int_val() const {
+    return 0;
+}
+
+void option_base::add_name(string_view name) {
+    names_.push_back(name);
+}
+
+void option_base::add_sub_command(string_view name) {
+    sub_commands_.push_back(name);
+}
+
+void option_base::set_value_list(const std::vector<value_entry>& entries) {
+    value_list_ = entries;
+}
+
+void option_base::register_self(std::shared_ptr<command_line_parser> parser) {
+    registered_with_ = std::move(parser);
+    registered_with_->add(*this);
+    value_parser_->initialize(*this);
+}
+
+bool option_base::has_name(string_view name) const {
+    return std::find(names_.begin(), names_.end(), name) != names_.end();
+}
+
+bool option_base::belongs_to(string_view sub_command) const {
+    return sub_commands_.empty() || std::find(sub_commands_.begin(), sub_commands_.end(),
+                                              sub_command) != sub_commands_.end();
+}
+
+string_view option_base::list_separator() const {
+    return list_separator_.empty() && (flags_ & kCutAtSeparator) != 0 ? "," : list_separator_;
+}
+
+const value_entry* option_base::named_value(string_view name) const {
+    for (const value_entry& entry : value_list_) {
+        if (entry.name == name) {
+            return &entry;
+        }
+    }
+    return nullptr;
+}
+
+std::vector<string_view> option_base::accepted_words() const {
+    std::vector<string_view> words;
+    words.reserve(value_list_.size());
+    for (const value_entry& entry : value_list_) {
+        words.push_back(entry.name);
+    }
+    const bool boolean = dynamic_cast<option_parser<bool, false>*>(value_parser_) != nullptr;
+    if (words.empty() && boolean && (flags_ & kSwitch) == 0) {
+        const auto known = option_parser<bool, false>::words();
+        words.assign(known.begin(), known.end());
+    }
+    return words;
+}
+
+} // namespace detail
+
+bool option_parser<std::string, false>::needs_param(detail::option_base& /*option*/) {
+    return true;
+}
+
+bool option_parser<int, true>::needs_param(detail::option_base& /*option*/) {
+    return true;
+}
+
+bool option_parser<int, true>::parse(const detail::option_base& option, string_view word,
+                                     int& out) {
+    if (!option.value_list().empty()) {
+        const detail::value_entry* const entry = option.named_value(word);
+        if (entry == nullptr) {
+            return false;
+        }
+        out = static_cast<int>(entry->value);
+        return true;
+    }
+    const std::string text = word.to_string();
+    char* end = nullptr;
+    out = static_cast<int>(std::strtoll(text.c_str(), &end, 0));
+    return end == text.c_str() + text.size();
+}
+
+bool option_parser<bool, false>::parse(const detail::option_base& option, string_view word,
+                                       bool& out) {
+    if ((option.flags() & detail::kSwitch) != 0) {
+        out = !out;
+        return true;
+    }
+    if (option.value_list().empty()) {
+        return parse_bool(word, out);
+    }
+    const detail::value_entry* const entry = option.named_value(word);
+    if (entry == nullptr) {
+        return false;
+    }
+    out = entry->value != 0;
+    return true;
+}
+
+bool option_parser<bool, false>::parse_bool(const string_view& text, bool& out) {
+    const auto* const match = std::find(std::begin(kBoolWords), std::end(kBoolWords), text);
+    if (match == std::end(kBoolWords)) {
+        return false;
+    }
+    out = match < kBoolWords + kTrueWords;
+    return true;
+}
+
+std::span<const string_view> option_parser<bool, false>::words() {
+    return std::span(kBoolWords).subspan(1);
+}
+
+bool flag::handle(const string_view& name, const string_view& value) {
+    return option_parser<bool, false>::parse(*this, examined(name, value), value_);
+}
+
+bool flag::storage_allocated() {
+    return true;
+}
+
+void command_line_parser::add(detail::option_base& option) {
+    constexpr std::size_t kUsualCount = 32;
+    if (options_.empty()) {
+        options_.reserve(kUsualCount);
+    }
+    options_.push_back(&option);
+}
+
+void command_line_parser::remove(const detail::option_base& option) {
+    // From the back: options go in the reverse order of their coming.
+    const auto found = std::find(options_.rbegin(), options_.rend(), &option);
+    if (found != options_.rend()) {
+        options_.erase(std::next(found).base());
+    }
+}
+
+detail::option_base* command_line_parser::selector() const {
+    for (detail::option_base* option : options_) {
+        if ((option->flags() & detail::kSubCommand) != 0) {
+            return option;
+        }
+    }
+    return nullptr;
+}
+
+std::shared_ptr<command_line_parser> parser() {
+    static const auto instance = std::make_shared<command_line_parser>();
+    return instance;
+}
+
+bool parse(int argc, char** argv) {
+    return parser()->parse(argc, argv);
+}
+
+void print_help(std::FILE* stream) {
+    parser()->print_help(stream);
+}
+
+} // namespace qx::cl

@@ -1,0 +1,43 @@
+// Words of a person's command line in messages: shown safely, and compared with the words that are
+// known.
+#pragma once
+
+#include "qx/string_view.h"
+
+#include <cstddef>
+#include <initializer_list>
+#include <span>
+#include <string>
+
+namespace qx::cl::detail {
+
+std::string concat(std::initializer_list<string_view> parts);
+
+std::string joined(std::span<const string_view> words, string_view separator);
+
+/// `word` in single quotes, fit for one line of any terminal: what is not printable UTF-8 is
+/// escaped, and a long word is cut.
+std::string quoted(string_view word);
+
+/// Finds, among the known words, the one that `word` is probably a slip of: at most two letters
+/// inserted, left out or changed, and something in common. Of equally close words the first offered
+/// one wins.
+class nearest_word {
+public:
+    explicit nearest_word(string_view word)
+        : word_(word) {}
+
+    void offer(string_view known);
+    /// Empty when none was close.
+    [[nodiscard]] string_view found() const { return found_; }
+    [[nodiscard]] bool within(std::size_t distance) const { return distance_ <= distance; }
+
+private:
+    static constexpr std::size_t kFar = 3;
+
+    string_view word_;
+    string_view found_;
+    std::size_t distance_ = kFar;
+};
+
+} // namespace qx::cl::detail
