@@ -49,8 +49,7 @@ std::size_t line_length(string_view text, std::size_t room) {
 std::string synopsis(option_base& option) {
     const string_view described = option.value_description();
     const bool bracketed = described.find("<") != string_view::npos;
-    const std::string value = bracketed
-                                  ? described.to_string()
+    std::string value = bracketed ? described.to_string()
                                   : concat({"<", described.empty() ? "value" : described, ">"});
     if (option.is_positional()) {
         return value;

@@ -18,7 +18,7 @@ using detail::quoted;
 struct NamedWord {
     string_view name;
     string_view value;
-    bool has_value;
+    bool has_value = false;
 };
 
 bool looks_positional(string_view word) {

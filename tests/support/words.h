@@ -1,0 +1,45 @@
+// Command lines for tests of what parses them. For test programs that link the utility layer.
+#pragma once
+
+#include "qx/cl.h"
+#include "qx/error.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace qx::test {
+
+/// Lets the parser read `words`, after a program name. Returns the class and the reason of the
+/// rejection as
+/// "(class) reason", or "" when they are accepted.
+inline std::string parse_words(std::vector<std::string> words) {
+    words.insert(words.begin(), "/usr/sbin/program");
+    std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
+    for (std::string& word : words) {
+        argv.push_back(word.data());
+    }
+    argv.push_back(nullptr);
+    // Options are views of the words only while they are parsed, so `words` may go.
+    if (qx::cl::parse(static_cast<int>(words.size()), argv.data())) {
+        return {};
+    }
+    const qx::_QXErrorStorage& error = qx::_get_qxerrno();
+    return "(" + error.first.sview().to_string() + ") " + error.second.sview().to_string();
+}
+
+/// The usage text as a pipe or a file gets it.
+inline std::string usage_text() {
+    char* text = nullptr;
+    std::size_t size = 0;
+    std::FILE* const stream = ::open_memstream(&text, &size);
+    qx::cl::print_help(stream);
+    std::fclose(stream);
+    const std::unique_ptr<char, decltype(&std::free)> owner(text, std::free);
+    return {text, size};
+}
+
+} // namespace qx::test

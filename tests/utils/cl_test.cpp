@@ -1,0 +1,279 @@
+#include "qx/cl.h"
+
+#include "words.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fcntl.h>
+#include <optional>
+#include <sstream>
+#include <unistd.h>
+
+namespace {
+
+namespace cl = qx::cl;
+using cl::countlimits;
+using cl::desc;
+using cl::listseparator;
+using cl::subcommandname;
+using cl::type_flags;
+using cl::valuedesc;
+using qx::test::parse_words;
+using qx::test::usage_text;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+enum class Chore { paint, wash, rest };
+
+struct Household {
+    cl::sub_commands<Chore> chore{valuedesc("chore"), desc("What to do:"),
+                                  cl::values<Chore>({{Chore::paint, "paint", "put colour on walls"},
+                                                     {Chore::wash, "wash", "wash clothes"},
+                                                     {Chore::rest, "rest", ""}})};
+    cl::opt<std::string> wall_colour{"colour", subcommandname("paint"), countlimits(1, 1)};
+    cl::opt<int> coats{"coats", subcommandname("paint"), valuedesc("count")};
+    cl::opt<bool> glossy{"glossy", subcommandname("paint"), valuedesc("boolean")};
+    cl::list<std::string> rooms{"rooms", subcommandname("paint"), listseparator(",")};
+    cl::set<std::string> tools{"tools", subcommandname("paint"), subcommandname("wash"),
+                               listseparator("--")};
+    cl::opt<std::string> clothes_colour{"colour", subcommandname("wash")};
+    cl::flag spin{"spin", subcommandname("wash"), countlimits(0, 1)};
+    cl::opt<std::string> clothes{subcommandname("wash"), countlimits(0, 2)};
+    cl::flag dry_run{"n", desc("say what would be done"), countlimits(0, 2)};
+};
+
+TEST(OptionValue, IntegersAreReadAsStrtollReadsThem) {
+    const std::pair<const char*, std::optional<int>> cases[] = {
+        {"0x10", 16}, {"0XfF", 255},     {"010", 8},
+        {"-3", -3},   {" 7", 7},         {"+5", 5},
+        {"", 0},      {"4294967297", 1}, {"2147483648", std::numeric_limits<int>::min()},
+        {"7 ", {}},   {"12abc", {}},     {"0x", {}},
+        {"08", {}},   {" ", {}},         {"--1", {}},
+        {"1.5", {}},
+    };
+    for (const auto& [text, expected] : cases) {
+        cl::opt<int> option("number");
+        EXPECT_EQ(option.handle("number", text), expected.has_value()) << text;
+        if (expected) {
+            EXPECT_EQ(option.value(), *expected) << text;
+        }
+    }
+}
+
+TEST(OptionValue, BooleansHaveSevenWordsAndSwitchesNone) {
+    const std::pair<const char*, std::optional<bool>> cases[] = {
+        {"", true},   {"true", true}, {"yes", true}, {"1", true}, {"false", false}, {"no", false},
+        {"0", false}, {"TRUE", {}},   {"Yes", {}},   {"on", {}},  {"2", {}},        {"true ", {}},
+    };
+    for (const auto& [text, expected] : cases) {
+        for (const bool before : {false, true}) {
+            bool value = before;
+            const bool known = cl::option_parser<bool, false>::parse_bool(text, value);
+            EXPECT_EQ(known, expected.has_value()) << text;
+            EXPECT_EQ(value, expected.value_or(before)) << text;
+        }
+    }
+    cl::opt<bool> inverted("inverted", type_flags{0x40000});
+    EXPECT_FALSE(inverted.needs_param());
+    EXPECT_TRUE(inverted.handle("inverted", "nonsense"));
+    EXPECT_TRUE(inverted);
+    EXPECT_TRUE(inverted.handle("inverted", "true"));
+    EXPECT_FALSE(inverted);
+}
+
+TEST(OptionValue, WordsOfAValueListReplaceTheOwnNotation) {
+    cl::valuelist_struct<int> sizes;
+    sizes.add_entry(0, "none", "", 38, "large", "", 7, "large",
+                    "the second of a name is never meant");
+    cl::opt<int> size("size", sizes);
+    EXPECT_TRUE(size.handle("size", "large"));
+    EXPECT_EQ(size.value(), 38);
+    EXPECT_FALSE(size.handle("size", "38"));
+    EXPECT_FALSE(size.handle("size", "Large"));
+    EXPECT_FALSE(size.handle("size", "larg"));
+    cl::opt<bool> any("any", sizes);
+    EXPECT_TRUE(any.handle("any", "large") && any.value());
+    EXPECT_TRUE(any.handle("any", "none") && !any.value());
+    EXPECT_FALSE(any.handle("any", "true"));
+
+    cl::sub_commands<Chore> chore(cl::values<Chore>({{Chore::rest, "rest", ""}}));
+    EXPECT_FALSE(chore.handle("sleep", "rest"));
+    EXPECT_EQ(chore.int_val(), 0);
+    EXPECT_TRUE(chore.handle("rest", "sleep"));
+    EXPECT_EQ(chore.int_val(), 2);
+}
+
+TEST(OptionValue, ListsAreCutAtEverySeparator) {
+    const std::pair<const char*, std::vector<std::string>> cases[] = {
+        {"", {}},          {"a", {"a"}},    {"a,b,a", {"a", "b", "a"}}, {"a,,b", {"a", "", "b"}},
+        {"a,", {"a", ""}}, {",", {"", ""}}, {" a, b", {" a", " b"}},
+    };
+    for (const auto& [text, expected] : cases) {
+        Household home;
+        EXPECT_EQ(parse_words({"paint", "--colour=red", "--rooms", text}), "");
+        EXPECT_EQ(home.rooms, expected) << text;
+        EXPECT_TRUE(home.rooms.given());
+    }
+    cl::list<std::string> whole("whole");
+    cl::list<std::string> flagged("flagged", type_flags{cl::detail::kCutAtSeparator});
+    EXPECT_EQ(parse_words({"--whole", "a,b", "--flagged", "a,b"}), "");
+    EXPECT_THAT(whole, ElementsAre("a,b"));
+    EXPECT_THAT(flagged, ElementsAre("a", "b"));
+}
+
+TEST(CommandLine, SubCommandDecidesWhichOfTwoOptionsOfOneNameIsMeant) {
+    Household home;
+    EXPECT_EQ(parse_words({"--colour", "white", "-n", "wash", "-", "--", "--spin"}), "");
+    EXPECT_EQ(home.chore.value(), Chore::wash);
+    EXPECT_EQ(home.clothes_colour, "white");
+    EXPECT_FALSE(home.wall_colour.given());
+    EXPECT_FALSE(home.spin);
+    EXPECT_TRUE(home.dry_run);
+    EXPECT_EQ(home.clothes, "--spin");
+    EXPECT_EQ(home.clothes.occurrences(), 2U);
+}
+
+TEST(CommandLine, RepeatedScalarsKeepTheLastValueAndListsGrow) {
+    Household home;
+    EXPECT_EQ(parse_words({"paint", "-colour=a=b", "--coats", "-2", "--coats=5", "--rooms", "x,y",
+                           "-rooms=x", "--tools=b--a--b", "--tools", "c", "-glossy="}),
+              "");
+    EXPECT_EQ(home.wall_colour, "a=b");
+    EXPECT_EQ(home.coats.value(), 5);
+    EXPECT_EQ(home.coats.occurrences(), 2U);
+    EXPECT_THAT(home.rooms, ElementsAre("x", "y", "x"));
+    EXPECT_THAT(home.tools, ElementsAre("a", "b", "c"));
+    EXPECT_TRUE(home.glossy);
+}
+
+TEST(CommandLine, LimitsAndKindsAreEnforced) {
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+        {{"wash", "-n", "-n", "-n"},
+         "(repeated option) option '--n' of wash may be given only 2 times"},
+        {{"wash", "a", "b", "c"}, "(surplus word) wash takes no further word: 'c'"},
+        {{"wash", "--spin", "--spin"},
+         "(repeated option) option '--spin' of wash may be given only once"},
+        {{"rest", "--tools", "x"},
+         "(unknown option) rest has no option '--tools'; it belongs to paint and wash"},
+        {{"rest", "--spim"}, "(unknown option) rest has no option '--spim'"},
+        {{"wash", "--spim"},
+         "(unknown option) wash has no option '--spim'; did you mean '--spin'?"},
+        {{"paint", "--coats=x", "--spin"},
+         "(bad value) option '--coats' of paint cannot be 'x'; expected count"},
+        {{"paint", "--glossy=ye"},
+         "(bad value) option '--glossy' of paint cannot be 'ye'; did you mean 'yes'?"},
+        {{"paint"}, "(missing option) paint needs option '--colour'"},
+        {{"pain"}, "(unknown operation) there is no operation 'pain'; did you mean 'paint'?"},
+    };
+    for (const auto& [words, reason] : cases) {
+        const Household home;
+        EXPECT_EQ(parse_words(words), reason);
+        EXPECT_EQ(qx::_get_qxerrno().number, 1);
+    }
+}
+
+TEST(CommandLine, ReasonsAreFitForOneLineOfATerminal) {
+    const Household home;
+    EXPECT_THAT(
+        parse_words({"a\nb\x1b[31m\x7f\xff\xc3\xa9\xe2\x80\xae\xed\xa0\x80\xc2\x9b\xf0\x9f"}),
+        HasSubstr("'a\\x0ab\\x1b[31m\\x7f\\xff\xc3\xa9\\xe2\\x80\\xae\\xed\\xa0\\x80"
+                  "\\xc2\\x9b\\xf0\\x9f'"));
+    EXPECT_THAT(parse_words({std::string(100000, 'x')}),
+                HasSubstr("'" + std::string(60, 'x') + "...'"));
+}
+
+TEST(CommandLine, EmptyOrMissingArgumentVectorIsRejectedCalmly) {
+    const Household home;
+    char* no_words[] = {nullptr};
+    EXPECT_FALSE(cl::parse(0, no_words));
+    EXPECT_FALSE(cl::parse(0, nullptr));
+    EXPECT_EQ(parse_words({}), "(missing operation) no operation given");
+}
+
+TEST(Registry, HoldsLivingOptionsInOrderAndNoCopies) {
+    const auto registered = [] { return cl::parser()->options().size(); };
+    {
+        Household home;
+        EXPECT_EQ(registered(), 10U);
+        EXPECT_EQ(cl::parser()->options()[1], &home.wall_colour);
+        home.rooms.push_back("hall");
+        {
+            cl::list<std::string> copy(home.rooms);
+            EXPECT_EQ(registered(), 10U);
+            EXPECT_TRUE(copy.handle("rooms", "attic"));
+            EXPECT_TRUE(copy.needs_param());
+            EXPECT_THAT(copy, ElementsAre("hall", "attic"));
+            EXPECT_THAT(home.rooms, ElementsAre("hall"));
+        }
+        EXPECT_EQ(registered(), 10U);
+    }
+    EXPECT_EQ(registered(), 0U);
+}
+
+TEST(Usage, WrapsLongTextsUnderThemselves) {
+    std::string words = "x";
+    for (int i = 0; i < 40; ++i) {
+        words += " " + std::string(static_cast<std::size_t>(i % 7) + 1, 'w');
+    }
+    const std::string long_help = words + ".\nSecond paragraph.";
+    const Household home;
+    const cl::opt<std::string> option("a_name_that_leaves_no_room", subcommandname("wash"),
+                                      desc(long_help));
+    std::istringstream usage(usage_text());
+    std::vector<std::string> help_lines;
+    bool below = false;
+    for (std::string line; std::getline(usage, line);) {
+        EXPECT_LE(line.size(), 80U) << line;
+        below = below && line.rfind(std::string(26, ' '), 0) == 0;
+        if (below) {
+            help_lines.push_back(line.substr(26));
+        }
+        below = below || line == "    --a_name_that_leaves_no_room <value>";
+    }
+    ASSERT_GE(help_lines.size(), 4U);
+    EXPECT_EQ(help_lines.back(), "Second paragraph.");
+    help_lines.pop_back();
+    std::string joined = help_lines.front();
+    for (std::size_t i = 1; i < help_lines.size(); ++i) {
+        const std::string next = help_lines[i].substr(0, help_lines[i].find(' '));
+        EXPECT_GT(help_lines[i - 1].size() + 1 + next.size(), 54U) << "broken too early";
+        joined += " " + help_lines[i];
+    }
+    EXPECT_EQ(joined, words + ".");
+}
+
+/// What print_help writes to a terminal.
+std::string usage_on_terminal() {
+    const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY);
+    EXPECT_TRUE(terminal >= 0 && ::grantpt(terminal) == 0 && ::unlockpt(terminal) == 0);
+    std::FILE* const stream = std::fopen(::ptsname(terminal), "w");
+    EXPECT_NE(stream, nullptr);
+    cl::print_help(stream);
+    std::fclose(stream);
+    std::string text;
+    char bytes[4096];
+    for (ssize_t got = 0; (got = ::read(terminal, bytes, sizeof bytes)) > 0;) {
+        text.append(bytes, static_cast<std::size_t>(got));
+    }
+    ::close(terminal);
+    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+    return text;
+}
+
+TEST(Usage, HeadingsAreBoldOnATerminalOnly) {
+    const Household home;
+    EXPECT_EQ(parse_words({"rest"}), "");
+    ::unsetenv("NO_COLOR");
+    const std::string plain = usage_text();
+    EXPECT_THAT(plain, HasSubstr("usage: program CHORE [OPTION]...\n"));
+    EXPECT_THAT(plain, Not(HasSubstr("\033")));
+    EXPECT_THAT(usage_on_terminal(),
+                HasSubstr("  \033[1mpaint\033[0m                   put colour"));
+    ::setenv("NO_COLOR", "1", 1);
+    EXPECT_EQ(usage_on_terminal(), plain);
+}
+
+} // namespace
