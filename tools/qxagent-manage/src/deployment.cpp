@@ -19,10 +19,6 @@ using qx::setMgmt;
 
 constexpr const char* kConnector = "qxcloudd";
 
-// What a deletion leaves as the error number when there was nothing to delete.
-constexpr int kNoSuchKey = 4;
-constexpr int kNoStoreYet = 5;
-
 struct Connector {
     std::string service_script;
     std::string daemon;
@@ -59,7 +55,7 @@ void delete_previous_registration() {
             return;
         }
         const int error = qx::_get_qxerrno().number;
-        if (error != kNoSuchKey && error != kNoStoreYet) {
+        if (error != qx::error_number::no_such_key && error != qx::error_number::no_store) {
             QX_LOG(qx::log::level::warning, "Deleting '{}' failed", key);
         }
     };

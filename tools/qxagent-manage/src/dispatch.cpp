@@ -1,9 +1,9 @@
 #include "dispatch.h"
 
+#include "agent_features.h"
 #include "deployment.h"
 #include "devices.h"
 #include "exit_status.h"
-#include "features.h"
 #include "listen.h"
 #include "printers.h"
 #include "qx/json.h"
@@ -12,6 +12,7 @@
 #include "router.h"
 #include "scans.h"
 
+#include <optional>
 #include <variant>
 
 namespace qx::manage {
@@ -34,6 +35,11 @@ struct Row {
     std::variant<Action, Query, StatusQuery, Handler> work;
 };
 
+template <class T>
+std::optional<T> given(const qx::cl::opt<T>& option) {
+    return option.given() ? std::optional<T>(option.value()) : std::nullopt;
+}
+
 int listen(const CommandLine& options) {
     return run_listen(options.events);
 }
@@ -47,7 +53,7 @@ int register_to_cloud(const CommandLine& options) {
 }
 
 int set_registration_cloud(const CommandLine& options) {
-    return run_set_registration_cloud(deployment_name(options.cloud.value));
+    return run_set_registration_cloud(deployment_name(options.cloud.value()));
 }
 
 int set_router_info(const CommandLine& options) {
@@ -57,11 +63,12 @@ int set_router_info(const CommandLine& options) {
 }
 
 int set_device_info(const CommandLine& options) {
-    return run_set_device_info(options.device_id, options.device_name, given(options.traffic_blocked));
+    return run_set_device_info(options.device_id, options.device_name,
+                               given(options.traffic_blocked));
 }
 
 int set_device_online_status(const CommandLine& options) {
-    return run_set_device_online_status(options.mac, options.interface, options.is_online.value,
+    return run_set_device_online_status(options.mac, options.interface, options.is_online.value(),
                                         options.ip, options.hostname);
 }
 
@@ -70,7 +77,7 @@ int get_devices(const CommandLine& options) {
 }
 
 int va_set_schedule(const CommandLine& options) {
-    return run_va_set_schedule({options.at, options.every_num.value, options.every_unit,
+    return run_va_set_schedule({options.at, options.every_num.value(), options.every_unit,
                                 options.on_prefix, options.on_day});
 }
 
@@ -85,11 +92,11 @@ int feature(const CommandLine& options) {
     if (!options.set_features.empty()) {
         return run_set_feature(options.set_features);
     }
-    return options.list_features.value ? run_list_features() : kFailure;
+    return options.list_features.value() ? run_list_features() : kFailure;
 }
 
 int set_quillet_location(const CommandLine& options) {
-    return run_set_quillet_location(deployment_name(options.update_deployment.value));
+    return run_set_quillet_location(deployment_name(options.update_deployment.value()));
 }
 
 constexpr Row kRows[] = {
@@ -164,7 +171,7 @@ int run_row(const Row& row, const CommandLine& options) {
 
 int run_operation(const CommandLine& options) {
     for (const Row& row : kRows) {
-        if (row.operation == options.operation.value) {
+        if (row.operation == options.operation.value()) {
             return run_row(row, options);
         }
     }

@@ -5,8 +5,8 @@
 
 namespace qx::manage {
 
-/// Runs the operation that `options` chose, with the services running, and returns the program's exit status; a
-/// library result of -1 is passed on.
+/// Runs the operation that `options` chose, with the services running, and returns the program's
+/// exit status; a library result of -1 is passed on.
 int run_operation(const CommandLine& options);
 
 } // namespace qx::manage

@@ -5,7 +5,8 @@
 
 namespace qx::manage {
 
-/// While it lives, SIGINT, SIGTERM, SIGHUP and SIGQUIT wait; one that came meanwhile takes its effect when it ends.
+/// While it lives, SIGINT, SIGTERM, SIGHUP and SIGQUIT wait; one that came meanwhile takes its
+/// effect when it ends.
 class HeldSignals {
 public:
     HeldSignals() {

@@ -25,38 +25,23 @@ using Events = std::vector<std::pair<qx_plix_event_type, std::string>>;
 
 constexpr int kStopSignals[] = {SIGINT, SIGQUIT, SIGTERM};
 
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (fd_ >= 0) {
-            ::close(fd_);
-        }
-    }
-    [[nodiscard]] int get() const { return fd_; }
-
-private:
-    int fd_;
-};
-
-// Runs inside the C library's call, so nothing may be thrown: an event that memory is too short for is passed over.
+// Runs inside the C library's call, so nothing may be thrown: an event that memory is too short for
+// is passed over.
 void print_event(const char* text, void* user_data) noexcept {
     qx::json_ptr event(::json_loads(text, 0, nullptr));
     if (!event) {
         return;
     }
-    const qx::json_ptr object(
-        ::json_pack("{s:s,s:O}", "event_name", static_cast<const char*>(user_data), "data", event.get()));
+    const qx::json_ptr object(::json_pack(
+        "{s:s,s:O}", "event_name", static_cast<const char*>(user_data), "data", event.get()));
     try {
         print_json(object.get());
     } catch (const std::bad_alloc&) {
     }
 }
 
-// The broker may keep a subscription waiting for ever; a stop that comes meanwhile ends the program here and now.
-// Nothing is printed or changed yet, and the kernel closes what is open.
+// The broker may keep a subscription waiting for ever; a stop that comes meanwhile ends the program
+// here and now. Nothing is printed or changed yet, and the kernel closes what is open.
 class EndAtOnceOnStop {
 public:
     EndAtOnceOnStop() {
@@ -75,7 +60,7 @@ public:
     }
 
 private:
-    struct sigaction before_[std::size(kStopSignals)] {};
+    struct sigaction before_[std::size(kStopSignals)]{};
 };
 
 bool list_events(const std::set<std::string>& names, Events& events) {
@@ -96,7 +81,8 @@ bool list_events(const std::set<std::string>& names, Events& events) {
 
 class Subscriptions {
 public:
-    explicit Subscriptions(Events& events) : events_(events) {}
+    explicit Subscriptions(Events& events)
+        : events_(events) {}
     Subscriptions(const Subscriptions&) = delete;
     Subscriptions& operator=(const Subscriptions&) = delete;
     ~Subscriptions() {
@@ -142,7 +128,8 @@ int signal_descriptor() {
     return ::signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
 }
 
-// Reports nothing but that the reader of standard output has gone. A file has no reader, and cannot be watched.
+// Reports nothing but that the reader of standard output has gone. A file has no reader, and cannot
+// be watched.
 void watch_reader(int epfd) {
     qx::io::epoll_set_fd(epfd, STDOUT_FILENO, 0);
 }
@@ -207,12 +194,12 @@ int run_listen(const std::set<std::string>& events) {
     if (!subscriptions.subscribe_all()) {
         return kFailure;
     }
-    const Descriptor epoll(::epoll_create1(EPOLL_CLOEXEC));
-    if (epoll.get() < 0) {
+    const qx::io::descriptor epoll(::epoll_create1(EPOLL_CLOEXEC));
+    if (!epoll) {
         return fail("epoll_create1(): {}");
     }
-    const Descriptor signals(signal_descriptor());
-    if (signals.get() < 0) {
+    const qx::io::descriptor signals(signal_descriptor());
+    if (!signals) {
         return fail("failed to set up signal handling: {}");
     }
     if (!watch(epoll.get(), signals.get(), subscriptions.fds())) {

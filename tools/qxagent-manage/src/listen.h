@@ -6,9 +6,9 @@
 
 namespace qx::manage {
 
-/// Subscribes to the named events, or to all when there are none, and prints each event as one JSON object until
-/// SIGINT, SIGQUIT or SIGTERM arrives. Returns 0 then, and 1 after one line on standard error when something fails, or
-/// quietly when the reader of standard output has gone.
+/// Subscribes to the named events, or to all when there are none, and prints each event as one JSON
+/// object until SIGINT, SIGQUIT or SIGTERM arrives. Returns 0 then, and 1 after one line on
+/// standard error when something fails, or quietly when the reader of standard output has gone.
 int run_listen(const std::set<std::string>& events);
 
 } // namespace qx::manage

@@ -35,7 +35,7 @@ int main(int argc, char** argv) {
     prepare_standard_streams();
     CommandLine options;
     const bool accepted = qx::cl::parse(argc, argv);
-    const bool help = options.operation.value == Operation::help;
+    const bool help = options.operation.value() == Operation::help;
     if (!accepted || help) {
         return check_standard_output(print_usage(help));
     }

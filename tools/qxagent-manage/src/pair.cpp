@@ -1,12 +1,9 @@
 #include "pair.h"
 
-#include <limits>
-
 namespace qx::manage {
 
 std::optional<Pair> split_pair(const std::string& element, const char* separator) {
-    constexpr unsigned long kNoLimit = std::numeric_limits<unsigned long>::max() - 1;
-    const auto parts = qx::string_view(element.c_str()).split(separator, kNoLimit);
+    const auto parts = qx::string_view(element).split(separator);
     if (parts.size() != 2) {
         return std::nullopt;
     }

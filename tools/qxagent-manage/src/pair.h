@@ -14,7 +14,8 @@ struct Pair {
     qx::string_view second;
 };
 
-/// Splits `element` at every `separator`; nothing unless that gives exactly two parts, either of which may be empty.
+/// Splits `element` at every `separator`; nothing unless that gives exactly two parts, either of
+/// which may be empty.
 std::optional<Pair> split_pair(const std::string& element, const char* separator);
 
 } // namespace qx::manage

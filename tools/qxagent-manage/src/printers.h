@@ -1,5 +1,5 @@
-// How results reach standard output, and errors and warnings standard error. Main thread only; no call reports a
-// failure of its own.
+// How results reach standard output, and errors and warnings standard error. Main thread only; no
+// call reports a failure of its own.
 #pragma once
 
 #include "qx/string_view.h"
@@ -9,11 +9,12 @@
 
 namespace qx::manage {
 
-/// Prints a JSON value as one line, or indented by 4 when standard output is a terminal. Prints nothing for null or
-/// for a value that cannot be serialised. The caller keeps the value.
+/// Prints a JSON value as one line, or indented by 4 when standard output is a terminal. Prints
+/// nothing for null or for a value that cannot be serialised. The caller keeps the value.
 void print_json(const json_t* value);
 
-/// Prints a JSON document (an object or an array) like print_json. Prints nothing for any other text, or for null.
+/// Prints a JSON document (an object or an array) like print_json. Prints nothing for any other
+/// text, or for null.
 void print_output(const char* text);
 
 /// Prints a one-member object with `key`, or "key: value" when standard output is a terminal.

@@ -33,7 +33,8 @@ int run_register(const std::vector<std::string>& params) {
             return kFailure;
         }
         if (pair->first == "router_id" && pair->second == "manual") {
-            QX_LOG(qx::log::level::error, "Invalid router_id: \"manual\" is a mode, not a router_id");
+            QX_LOG(qx::log::level::error,
+                   "Invalid router_id: \"manual\" is a mode, not a router_id");
             qx::println(stderr, "Invalid router_id: \"manual\" is a mode, not a router_id");
             return kFailure;
         }

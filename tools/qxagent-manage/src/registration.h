@@ -6,12 +6,12 @@
 
 namespace qx::manage {
 
-/// Sends the key=value pairs of `params` as the registration record. Returns 0, or 1 with nothing sent when a pair is
-/// refused, or with the error block when the broker refuses the record.
+/// Sends the key=value pairs of `params` as the registration record. Returns 0, or 1 with nothing
+/// sent when a pair is refused, or with the error block when the broker refuses the record.
 int run_register(const std::vector<std::string>& params);
 
-/// Registers with the pairs token, mac and redeem of `params`; one that is not given is the empty text. Other keys are
-/// named on standard error and passed over. Returns 0, or 1.
+/// Registers with the pairs token, mac and redeem of `params`; one that is not given is the empty
+/// text. Other keys are named on standard error and passed over. Returns 0, or 1.
 int run_register_to_cloud(const std::vector<std::string>& params);
 
 } // namespace qx::manage

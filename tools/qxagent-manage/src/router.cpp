@@ -14,7 +14,7 @@ bool append_interfaces(json_t* array, const std::vector<std::string>& interfaces
         if (!pair) {
             return false;
         }
-        qx::json_ptr interface(::json_pack("{s:s%,s:s%}",                                       //
+        qx::json_ptr interface(::json_pack("{s:s%,s:s%}",                                  //
                                            "name", pair->first.data(), pair->first.size(), //
                                            "type", pair->second.data(), pair->second.size()));
         if (!qx::json_array_append_value(array, std::move(interface))) {
@@ -31,14 +31,15 @@ int run_set_router_info(const std::string& name, const std::string& model,
                         const std::string& feature_set_level,
                         const std::vector<std::string>& interfaces,
                         std::optional<bool> use_va_cloud_trigger) {
-    const qx::json_ptr request(::json_pack("{s:s,s:s,s:s,s:s,s:s,s:[],s:b}",              //
-                                           "name", name.c_str(),                          //
-                                           "model", model.c_str(),                        //
-                                           "serial_number", serial_number.c_str(),        //
-                                           "firmware_version", firmware_version.c_str(),  //
+    const qx::json_ptr request(::json_pack("{s:s,s:s,s:s,s:s,s:s,s:[],s:b}",               //
+                                           "name", name.c_str(),                           //
+                                           "model", model.c_str(),                         //
+                                           "serial_number", serial_number.c_str(),         //
+                                           "firmware_version", firmware_version.c_str(),   //
                                            "feature_set_level", feature_set_level.c_str(), //
-                                           "interfaces",                                  //
-                                           "use_va_cloud_trigger", use_va_cloud_trigger.value_or(false)));
+                                           "interfaces",                                   //
+                                           "use_va_cloud_trigger",
+                                           use_va_cloud_trigger.value_or(false)));
     if (!request) {
         return kFailure;
     }

@@ -13,7 +13,8 @@
 namespace qx::manage {
 namespace {
 
-// A leading number, of whatever text, is the day's number; a number that fits no int stays the text it is.
+// A leading number, of whatever text, is the day's number; a number that fits no int stays the text
+// it is.
 qx::json_ptr day_value(const std::string& day) {
     const char* const text = day.c_str();
     char* end = nullptr;
@@ -29,13 +30,13 @@ qx::json_ptr day_value(const std::string& day) {
 
 int run_va_set_schedule(const Schedule& schedule) {
     const qx::json_ptr day = day_value(schedule.on_day);
-    const qx::json_ptr request(::json_pack("{s:s,s:{s:i,s:s},s:{s:s,s:O}}",       //
-                                           "at", schedule.at.c_str(),             //
-                                           "every",                               //
-                                           "num", schedule.every_num,             //
-                                           "unit", schedule.every_unit.c_str(),   //
-                                           "on",                                  //
-                                           "prefix", schedule.on_prefix.c_str(),  //
+    const qx::json_ptr request(::json_pack("{s:s,s:{s:i,s:s},s:{s:s,s:O}}",      //
+                                           "at", schedule.at.c_str(),            //
+                                           "every",                              //
+                                           "num", schedule.every_num,            //
+                                           "unit", schedule.every_unit.c_str(),  //
+                                           "on",                                 //
+                                           "prefix", schedule.on_prefix.c_str(), //
                                            "day", day.get()));
     if (!request) {
         return kFailure;
@@ -50,7 +51,8 @@ int run_va_set_schedule(const Schedule& schedule) {
     if (result == 0) {
         return kSuccess;
     }
-    std::fprintf(stderr, "error_code=%d error_message=%s\n", result, reason != nullptr ? reason : "");
+    std::fprintf(stderr, "error_code=%d error_message=%s\n", result,
+                 reason != nullptr ? reason : "");
     return kFailure;
 }
 

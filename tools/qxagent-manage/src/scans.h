@@ -18,7 +18,8 @@ struct Schedule {
 /// Sets the scan schedule. Returns 0, or 1 after one line on standard error when it is refused.
 int run_va_set_schedule(const Schedule& schedule);
 
-/// Sets the MAC patterns that scans leave out. Returns 0, or 1 after the error block when they are refused.
+/// Sets the MAC patterns that scans leave out. Returns 0, or 1 after the error block when they are
+/// refused.
 int run_va_set_exclusions(const std::vector<std::string>& addresses);
 
 /// Prints the MAC patterns that scans leave out. Returns 0, or 1 after the error block.

@@ -3,10 +3,9 @@
 #include "exit_status.h"
 #include "qx/println.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <fcntl.h>
+#include <iterator>
 #include <poll.h>
 #include <unistd.h>
 
@@ -37,12 +36,11 @@ void prepare_standard_streams() {
 }
 
 int check_standard_output(int result) {
-    const bool failed_before = std::ferror(stdout) != 0;
-    if (std::fflush(stdout) == 0 && !failed_before) {
+    std::fflush(stdout);
+    if (std::ferror(stdout) == 0) {
         return result;
     }
-    const char* const reason = std::strerror(errno);
-    qx::println(stderr, "cannot write to standard output: {:s}", reason);
+    qx::println(stderr, "standard output: write error");
     return result == kSuccess ? kFailure : result;
 }
 

@@ -1,4 +1,4 @@
-#include "features.h"
+#include "agent_features.h"
 
 #include "exit_status.h"
 #include "printers.h"

@@ -1,0 +1,127 @@
+#!/bin/sh
+# The main job, shown: a simulated broker and the tool that speaks to it. Runs inside private namespaces, as
+# `./dev demo` starts it, so that the machine's own /opt and sockets stay out of it.
+# usage: demo.sh FOLDER-OF-THE-PROGRAMS
+set -eu
+
+programs=$1
+install_dir=/opt/norvane
+
+mount -t tmpfs tmpfs /opt
+mkdir -p "$install_dir/etc/init.d" "$install_dir/bin"
+work=$(mktemp -d)
+simulator=
+cleanup() {
+    [ -z "$simulator" ] || kill "$simulator" 2>/dev/null || true
+    wait
+    rm -rf "$work"
+}
+trap cleanup EXIT
+trap 'exit 1' INT TERM
+
+heading() { printf '\n\033[1m%s\033[0m\n' "$1"; }
+[ -t 1 ] || heading() { printf '\n%s\n' "$1"; }
+
+# Starts the broker and returns when it says that it listens.
+start_broker() {
+    mkfifo "$work/ready"
+    "$programs/qxbrokerd-sim" --install-dir "$install_dir" >"$work/ready" &
+    simulator=$!
+    exec 3<"$work/ready"
+    read -r line <&3 || { echo "the simulated broker did not start" >&2; exit 1; }
+    printf '%s\n' "$line"
+    rm "$work/ready"
+}
+
+stop_broker() {
+    kill "$simulator"
+    wait "$simulator" || true
+    simulator=
+    exec 3<&-
+}
+
+# Shows one call of the tool, what it prints and its exit status.
+show() {
+    printf '\n$ qxagent-manage %s\n' "$*"
+    status=0
+    "$programs/qxagent-manage" "$@" || status=$?
+    printf '[status %s]\n' "$status"
+}
+
+# Waits until the file holds the text: the writer's pace, not a guessed time, decides.
+wait_for() {
+    timeout 20 tail -n +1 -f "$1" 2>/dev/null | grep -q -m 1 -- "$2" || {
+        echo "never saw '$2' in:" >&2
+        cat "$1" >&2
+        exit 1
+    }
+}
+
+heading "A simulated broker for $install_dir"
+start_broker
+
+heading "Plain requests"
+show get_version_info
+show get_router_info
+show is_enabled
+show disable
+show is_enabled
+show enable
+show va_start
+show va_status
+show get_subscription_status
+show va_get_exclusions
+show get_status_report
+show set_quillet_location staging
+
+heading "Requests that carry something"
+show set_router_info --model R7 --interfaces br-wan:wan,br-lan1:lan
+show get_router_info
+show va_set_schedule --at 03:30 --every_num 1 --every_unit week --on_day monday
+show va_set_exclusions --addresses 'AA:BB:CC:[0-3]D:EE:FF'
+show va_get_exclusions
+show register --params name=cellar,place=home
+
+heading "A feature, set and read back"
+show feature --list
+feature=$("$programs/qxagent-manage" feature --list | jq -r 'if type == "array" then (.[0] | if type == "object" then .name else . end) else keys[0] end')
+show feature --set "$feature=disabled"
+show feature --get "$feature"
+
+heading "A device comes online while somebody listens, and the broker restarts meanwhile"
+echo '$ qxagent-manage listen &'
+"$programs/qxagent-manage" listen >"$work/events" &
+listener=$!
+until "$programs/qxagent-manage" set_device_online_status --mac 02:00:00:00:00:01 --interface br-lan1 \
+    --is_online true --ip 192.0.2.7 --hostname lamp && grep -q DEVICE_DISCOVERY "$work/events"; do :; done
+stop_broker
+echo '(the broker stops)'
+start_broker
+until "$programs/qxagent-manage" va_start && "$programs/qxagent-manage" va_stop && grep -q VA_STATUS_CHANGED "$work/events"; do :; done
+echo '(kill -TERM the listener)'
+kill "$listener"
+status=0
+wait "$listener" || status=$?
+cat "$work/events"
+printf '[status %s]\n' "$status"
+
+heading "The deployment is switched: what ran, in order"
+cat >"$install_dir/etc/init.d/qplix-qxcloudd" <<TEXT
+#!/bin/sh
+echo "service script \$1, protection \$(jq -r '.["/agent/protection_enabled"]' $install_dir/etc/settings.json)" >>$work/ran
+TEXT
+cat >"$install_dir/bin/qxcloudd" <<TEXT
+#!/bin/sh
+echo "daemon \$1" >>$work/ran
+TEXT
+chmod +x "$install_dir/etc/init.d/qplix-qxcloudd" "$install_dir/bin/qxcloudd"
+printf '{"/agent/protection_enabled": "1"}' >"$install_dir/etc/settings.json"
+show set_registration_cloud --cloud staging
+cat "$work/ran" "$install_dir/etc/settings.json"
+echo
+
+heading "What cannot be done is said"
+show va_set_schedule --at 25:99 --every_num 1 --every_unit day
+show set_router_info --modle R7 2>&1 | tail -n 2
+stop_broker
+show is_enabled
