@@ -1,0 +1,189 @@
+/*
+ * Client library of the agent's broker.
+ *
+ * Unless a call says otherwise:
+ * - The result is 0 for success and -1 for failure. Only qx_plix_init and qx_plix_init2 print, and
+ *   they print one line on standard error.
+ * - JSON goes in as zero-terminated UTF-8 text of an object or array. A null or malformed text
+ *   fails without a request.
+ * - JSON comes out through `char** out` as a text in one line that the caller frees with free().
+ *   Set the pointer to null before the call: it is left alone when the broker sends no data. A null
+ *   `out` fails without a request. Where a command fails, the text holds the broker's details.
+ * - A command opens a connection of its own, works on any thread, also before qx_plix_init, and
+ *   blocks for as long as the broker takes to answer. There is no time-out.
+ * - No call raises SIGPIPE.
+ */
+#ifndef QX_PLIX_H
+#define QX_PLIX_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#if defined(__GNUC__)
+#pragma GCC visibility push(default)
+#endif
+
+/* --- records -----------------------------------------------------------------------------------
+ */
+
+/* What went wrong, filled by the calls that take a pointer to it; the pointer may be null. */
+typedef struct qx_plix_error_t {
+    int32_t code;          /* 1 bad argument, 2 bad JSON schema, 3 internal, or the broker's own */
+    char message[64];      /* the name of `code`; empty for a code without a name */
+    char description[188]; /* zero-terminated UTF-8 */
+} qx_plix_error_t;
+
+typedef enum qx_plix_event_type {
+    QX_PLIX_DEVICE_DISCOVERY = 0,
+    QX_PLIX_SUBSCRIPTION_CHANGED = 1,
+    QX_PLIX_CLOUD_REGISTRATION_STATUS = 2,
+    QX_PLIX_DEVICES_LIST_UPDATED = 3,
+    QX_PLIX_QXAGENT_STARTED = 4,
+    QX_PLIX_VA_STATUS_CHANGED = 5,
+    QX_PLIX_SET_DEVICE_ONLINE_STATUS_RESULT = 6,
+    QX_PLIX_EVENT_UNKNOWN = 7 /* no event: the answer for an unknown name */
+} qx_plix_event_type;
+
+/* Receives one event: the broker's JSON text, valid during the call only, and the subscriber's
+ * pointer. Must neither throw nor call qx_plix_subscribe, qx_plix_unsubscribe,
+ * qx_plix_read_event_fd or qx_plix_uninit. */
+typedef void (*qx_plix_event_cb)(const char* event_json, void* user_data);
+
+/* --- start and stop ----------------------------------------------------------------------------
+ */
+
+/* 0 while the thread that receives events is to run, 1 before and after. A program that sets it to
+ * 1 itself makes the thread end within a second; qx_plix_uninit is still due. */
+extern int stopped;
+
+/* Checks that a broker of this protocol version runs, and starts the thread that receives events
+ * (it blocks all signals). Call it, and qx_plix_uninit, from one thread. Fails when started
+ * already, when the install directory is not found, and when no such broker runs. */
+int qx_plix_init(void);
+
+/* The same for an agent installed in the directory `install_path`. */
+int qx_plix_init2(const char* install_path);
+
+/* Ends every subscription and the thread, at once. Always 0; does nothing when not started. */
+int qx_plix_uninit(void);
+
+/* --- events ------------------------------------------------------------------------------------
+ */
+
+/* The type with exactly this name ("QX_PLIX_DEVICE_DISCOVERY", ...); QX_PLIX_EVENT_UNKNOWN for a
+ * null or unknown one. */
+qx_plix_event_type qx_plix_event_type_from_str(const char* name);
+
+/* The name of a type, a constant; null for a value that is no type. */
+const char* qx_plix_event_type_to_str(qx_plix_event_type type);
+
+/* Subscribes to events of a type; there may be eight subscriptions at a time. A subscription
+ * outlives restarts of the broker; events sent while the connection is lost are lost.
+ * With a null `event_fd`, `callback` runs on the library's thread. Otherwise a descriptor is stored
+ * there that is readable while events wait: pass it to qx_plix_read_event_fd, which runs
+ * `callback`. The library owns it; it closes when the subscription ends.
+ * Fails before qx_plix_init, for an unknown type, a null callback, a ninth subscription, and when
+ * the broker refuses or is gone. Blocks until the broker answers. Any thread. */
+int qx_plix_subscribe(qx_plix_event_type type, qx_plix_event_cb callback, void* user_data,
+                      int* event_fd);
+
+/* Ends one subscription to `type`, if there is one. Once it has returned, no
+ * callback of that subscription runs. Any thread, but not from a callback. */
+void qx_plix_unsubscribe(qx_plix_event_type type);
+
+/* Waits until `event_fd` is readable and hands waiting events to the callback, on this thread: one
+ * when `drain` is 0, else all that are waiting now. Fails when the descriptor is not that of a
+ * subscription, when the subscription ends meanwhile, and when a signal interrupts the wait. */
+int qx_plix_read_event_fd(int event_fd, int drain);
+
+/* --- services ----------------------------------------------------------------------------------
+ */
+
+int qx_plix_enable(void);
+int qx_plix_disable(void);
+int qx_plix_enable_routerprotection(void);
+int qx_plix_disable_routerprotection(void);
+int qx_plix_pro_features_enable(void);
+int qx_plix_pro_features_disable(void);
+int qx_plix_reapply_firewall_rules(void);
+
+/* Store 1 or 0, or what else the broker's status is, in `status`. Untouched on failure. */
+int qx_plix_is_enabled(int* status);
+int qx_plix_is_routerprotection_enabled(int* status);
+
+int qx_plix_get_version_info(char** out);
+int qx_plix_get_diagnosis_report(char** out);
+int qx_plix_get_status_report(char** out);
+
+/* --- registration and subscription -------------------------------------------------------------
+ */
+
+/* Registers the router with the cloud. A null `redeem_code` stands for the MAC address. Needs
+ * qx_plix_init. */
+int qx_plix_register_to_cloud(const char* token, const char* mac, const char* redeem_code);
+
+/* Registers with the values of a JSON object. `err` tells what the broker found wrong. */
+int qx_plix_register(const char* registration_info_json, qx_plix_error_t* err);
+
+int qx_plix_get_subscription_status(char** out);
+int qx_plix_update_subscription_status(char** out);
+
+/* --- router and devices ------------------------------------------------------------------------
+ */
+
+/* Sets what the object has of "name", "model", "serial_number", "firmware_version",
+ * "feature_set_level", "interfaces" and "use_va_cloud_trigger", one command each. A command that
+ * fails does not keep the others from being sent, but the call fails. */
+int qx_plix_set_router_info(const char* router_info_json);
+
+/* An object with the same members; one that the broker does not tell is left out. */
+int qx_plix_get_router_info(char** out);
+
+/* The devices that a filter selects; a null filter selects all. */
+int qx_plix_get_devices(const char* filter_json, char** out);
+
+/* Sets the "name" and "traffic_blocked", of what the object has, of the device "device_id". */
+int qx_plix_set_device_info(const char* device_info_json);
+
+/* Reports one device, or an array of them: texts "mac" and "interface", boolean "is_online", and
+ * "ip" (a text or an array) when it is online. Anything else fails without a request. */
+int qx_plix_set_device_online_status(const char* online_status_json);
+
+/* Removes the satellite with the text "mac". The result may also be the broker's error code. */
+int qx_plix_remove_satellite(const char* satellite_json);
+
+/* --- vulnerability scans -----------------------------------------------------------------------
+ */
+
+int qx_plix_va_start(void);
+int qx_plix_va_stop(void);
+int qx_plix_va_self_scan_start(void);
+
+/* Like qx_plix_is_enabled: whether a scan runs. */
+int qx_plix_va_status(int* status);
+
+/* `err_text`, unless null, receives on failure a reason, on success what the broker sent, or null.
+ * The caller frees it with free(). */
+int qx_plix_va_set_schedule(const char* schedule_json, char** err_text);
+
+/* The document must be an array. */
+int qx_plix_va_set_exclusions(const char* exclusions_json, qx_plix_error_t* err);
+int qx_plix_va_get_exclusions(char** out, qx_plix_error_t* err);
+
+/* --- features ----------------------------------------------------------------------------------
+ */
+
+int qx_plix_get_features_list(char** out);
+int qx_plix_get_feature(const char* query_json, char** out);
+int qx_plix_set_feature(const char* settings_json, char** out);
+
+#if defined(__GNUC__)
+#pragma GCC visibility pop
+#endif
+#ifdef __cplusplus
+}
+#endif
+
+#endif

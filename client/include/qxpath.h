@@ -1,0 +1,23 @@
+/* Where the agent is installed. Shared with the utility layer; not installed. */
+#ifndef QXPATH_H
+#define QXPATH_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#if defined(__GNUC__)
+#pragma GCC visibility push(default)
+#endif
+
+/* The install directory, or null when there is none. The text belongs to the library and lasts as
+ * long as the process, but a later call, or qx_plix_init2, may change it. Any thread. */
+const char* qxpath_default_install_path(void);
+
+#if defined(__GNUC__)
+#pragma GCC visibility pop
+#endif
+#ifdef __cplusplus
+}
+#endif
+
+#endif
