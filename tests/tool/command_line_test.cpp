@@ -141,6 +141,10 @@ TEST(CommandLine, RejectedLinesGiveTheFirstReason) {
         {{"--bogus", "--model", "X", "is_enabled"},
          "(unknown option) is_enabled has no option '--bogus'"},
         {{"--bogus", "whatever"}, "(unknown option) no operation has an option '--bogus'"},
+        {{"--list", "x", "feature"}, "(unknown operation) there is no operation 'x'"},
+        {{"get_devices", "--ip", "x"},
+         "(unknown option) get_devices has no option '--ip'; it belongs to "
+         "set_device_online_status"},
         {{"set_router_info", "--=x"}, "(unknown option) set_router_info has no option '--=x'"},
         {{"is_enabled", "--model", "X"},
          "(unknown option) is_enabled has no option '--model'; it belongs to set_router_info"},

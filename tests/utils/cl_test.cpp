@@ -118,7 +118,7 @@ TEST(OptionValue, ListsAreCutAtEverySeparator) {
         EXPECT_TRUE(home.rooms.given());
     }
     cl::list<std::string> whole("whole");
-    cl::list<std::string> flagged("flagged", type_flags{cl::detail::kCutAtSeparator});
+    cl::list<std::string> flagged("flagged", cl::cut_at_separator);
     EXPECT_EQ(parse_words({"--whole", "a,b", "--flagged", "a,b"}), "");
     EXPECT_THAT(whole, ElementsAre("a,b"));
     EXPECT_THAT(flagged, ElementsAre("a", "b"));
@@ -178,9 +178,10 @@ TEST(CommandLine, LimitsAndKindsAreEnforced) {
 TEST(CommandLine, ReasonsAreFitForOneLineOfATerminal) {
     const Household home;
     EXPECT_THAT(
-        parse_words({"a\nb\x1b[31m\x7f\xff\xc3\xa9\xe2\x80\xae\xed\xa0\x80\xc2\x9b\xf0\x9f"}),
+        parse_words(
+            {"a\nb\x1b[31m\x7f\xff\xc3\xa9\xe2\x80\xae\xed\xa0\x80\xc2\x9b\xe0\x80\x80\xf0\x9f"}),
         HasSubstr("'a\\x0ab\\x1b[31m\\x7f\\xff\xc3\xa9\\xe2\\x80\\xae\\xed\\xa0\\x80"
-                  "\\xc2\\x9b\\xf0\\x9f'"));
+                  "\\xc2\\x9b\\xe0\\x80\\x80\\xf0\\x9f'"));
     EXPECT_THAT(parse_words({std::string(100000, 'x')}),
                 HasSubstr("'" + std::string(60, 'x') + "...'"));
 }

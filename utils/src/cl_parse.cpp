@@ -97,8 +97,7 @@ private:
     std::span<char* const> words_;
     string_view subject_; // the sub-command, once it is known
     std::size_t chosen_at_;
-    std::size_t stranger_at_ =
-        kNone; // the first option in front of the sub-command that nobody knows
+    std::size_t stranger_at_ = kNone;  // the first unknown option before the sub-command
     std::size_t swallowed_at_ = kNone; // the first value that would have been a sub-command
     std::size_t value_at_ = kNone;     // the last word that was taken as a value
 };
@@ -109,10 +108,10 @@ bool Scanner::scan() {
     }
     bool options_ended = false;
     for (std::size_t at = 0; at < words_.size(); ++at) {
-        const bool positional = options_ended || looks_positional(word(at));
         if (at == chosen_at_) {
             continue;
         }
+        const bool positional = options_ended || looks_positional(word(at));
         if (!positional && word(at) == "--") {
             options_ended = true;
             continue;

@@ -4,16 +4,15 @@ namespace qx::manage {
 namespace {
 
 using cl::countlimits;
+using cl::cut_at_separator;
 using cl::desc;
 using cl::listseparator;
 using cl::subcommandname;
-using cl::type_flags;
 using cl::valuedesc;
 using cl::valuelist_struct;
 using cl::values;
 
 constexpr cl::countlimits_struct kRequired{1, 1};
-constexpr type_flags kCutAtSeparator{cl::detail::kCutAtSeparator};
 
 valuelist_struct<Operation> operations() {
     return values<Operation>({
@@ -89,15 +88,15 @@ valuelist_struct<CloudDeployment> locations() {
 CommandLine::CommandLine()
     : operation(valuedesc("operation"), desc("The operation to be performed:"), operations())
     , events("events", valuedesc("list of events"), subcommandname("listen"), listseparator(","),
-             kCutAtSeparator,
+             cut_at_separator,
              desc("a comma separated list of events to subscribe to (empty for all); "
                   "example: QX_PLIX_DEVICE_DISCOVERY,QX_PLIX_SUBSCRIPTION_CHANGED"))
     , register_params("params", valuedesc("list"), subcommandname("register"), listseparator(","),
-                      kCutAtSeparator,
+                      cut_at_separator,
                       desc("an array of key=value pairs; example: key1=value1,key2=value2"))
     , register_to_cloud_params(
           "params", valuedesc("list"), subcommandname("register_to_cloud"), listseparator(","),
-          kCutAtSeparator, desc("an array of key=value pairs; example: key1=value1,key2=value2"))
+          cut_at_separator, desc("an array of key=value pairs; example: key1=value1,key2=value2"))
     , cloud("cloud", valuedesc("production|staging|development"),
             subcommandname("set_registration_cloud"), kRequired, clouds(),
             desc("set the registration cloud"))
@@ -112,7 +111,7 @@ CommandLine::CommandLine()
     , feature_set_level("feature_set_level", valuedesc("feature_set_level"),
                         subcommandname("set_router_info"), desc("set the feature set level"))
     , interfaces("interfaces", valuedesc("list"), subcommandname("set_router_info"),
-                 listseparator(","), kCutAtSeparator,
+                 listseparator(","), cut_at_separator,
                  desc("a comma separated list of interface name and interface type pairs; "
                       "example: br-wan:wan,br-lan1:lan,br-lan2:lan"))
     , use_va_cloud_trigger("use_va_cloud_trigger", valuedesc("boolean"),
@@ -132,13 +131,13 @@ CommandLine::CommandLine()
     , is_online("is_online", valuedesc("boolean"), subcommandname("set_device_online_status"),
                 kRequired, desc("set status of the device"))
     , ip("ip", valuedesc("list"), subcommandname("set_device_online_status"), listseparator(","),
-         kCutAtSeparator,
+         cut_at_separator,
          desc("the IP or a list of IPs (allows both IPv4 and IPv6) for the device. "
               "It should only be sent when is_online=true"))
     , hostname("hostname", valuedesc("device_hostname"), subcommandname("set_device_online_status"),
                desc("hostname of the device if found in the ARP table"))
     , ids("ids", valuedesc("list"), subcommandname("get_devices"), listseparator(","),
-          kCutAtSeparator, desc("an array of device ids; example: id1,id2,id3"))
+          cut_at_separator, desc("an array of device ids; example: id1,id2,id3"))
     , at("at", valuedesc("<hour>:<minute>"), subcommandname("va_set_schedule"), kRequired,
          desc("hour and minute of the schedule"))
     , every_num("every_num", valuedesc("repeat_interval"), subcommandname("va_set_schedule"),
@@ -159,7 +158,7 @@ CommandLine::CommandLine()
                   "For monthly recurrence, can have a value of 1 to 31 or 'monday' to "
                   "'sunday'"))
     , addresses("addresses", valuedesc("list of MAC addresses"),
-                subcommandname("va_set_exclusions"), listseparator(","), kCutAtSeparator,
+                subcommandname("va_set_exclusions"), listseparator(","), cut_at_separator,
                 desc("A comma separated list of MAC addresses. Each group of two nibbles "
                      "in the address, i.e. half-bytes, must be separated by ':'. To "
                      "specify a range for the characters in a given nibble, use the \"[]\" "
@@ -171,9 +170,9 @@ CommandLine::CommandLine()
                      "not allowed (the overlapping detection algorithm is case "
                      "insensitive)."))
     , set_features("set", valuedesc("list"), subcommandname("feature"), listseparator(","),
-                   kCutAtSeparator, desc("an array of feature=status pairs"))
+                   cut_at_separator, desc("an array of feature=status pairs"))
     , get_features("get", valuedesc("list"), subcommandname("feature"), listseparator(","),
-                   kCutAtSeparator, desc("a list of feature names to query"))
+                   cut_at_separator, desc("a list of feature names to query"))
     , list_features("list", subcommandname("feature"), countlimits(0, 1),
                     desc("list all available features"))
     , update_deployment(valuedesc("production|staging"), subcommandname("set_quillet_location"),

@@ -70,6 +70,7 @@ struct count_limits {
 /// texts that live as long as the program.
 class option_base {
 public:
+    option_base(const option_base&) = delete;
     option_base& operator=(const option_base&) = delete;
 
     /// The value of a sub-command selector; 0 for every other option.
@@ -176,6 +177,8 @@ struct type_flags {
     std::uint32_t bits;
     void apply(detail::option_base& option) const { option.add_type_flags(bits); }
 };
+
+inline constexpr type_flags cut_at_separator{detail::kCutAtSeparator};
 
 struct listseparator_struct {
     const char* text;
