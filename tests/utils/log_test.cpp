@@ -1,0 +1,213 @@
+#include "forked.h"
+#include "qx/log.h"
+#include "world.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <list>
+#include <set>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using qx::log::level;
+using qx::test::kInstallDir;
+using qx::test::read_file;
+using qx::test::write_file;
+
+const fs::path kDirectory = kInstallDir / "var/log";
+const fs::path kLog = kDirectory / "tool.log";
+const fs::path kOlder = kDirectory / "tool.log.1";
+constexpr std::uintmax_t kLargest = 256UL * 1024;
+
+bool start() {
+    return qx::log::start("tool", nullptr);
+}
+
+class Log : public testing::Test {
+protected:
+    void SetUp() override {
+        ::umask(0);
+        fs::create_directory(kInstallDir);
+    }
+};
+
+TEST_F(Log, FillsThePlaceholder) {
+    ASSERT_TRUE(start());
+    QX_LOG(level::error, "Deleting '{}' {:s}", qx::path(qx::common_path::programs),
+           std::string("failed"));
+    QX_LOG(level::warning, "second");
+    [] { QX_LOG(level::error, "in a {}", "closure"); }();
+    qx::log::stop();
+    QX_LOG(level::error, "after the end");
+
+    const std::string pid = fmt::format("{:>7}", ::getpid());
+    const std::string stamp =
+        "[0-9]{4}-[01][0-9]-[0-3][0-9] [0-2][0-9]:[0-5][0-9]:[0-6][0-9]\\.[0-9]{3} " + pid;
+    EXPECT_THAT(read_file(kLog),
+                testing::MatchesRegex(
+                    stamp +
+                    " ERROR \\[log_test.cpp:[0-9]+\\]\\[TestBody\\(\\)\\]: Deleting "
+                    "'/opt/norvane/bin' failed\n" +
+                    stamp + " WARN  \\[log_test.cpp:[0-9]+\\]\\[TestBody\\(\\)\\]: second\n" + //
+                    stamp +
+                    " ERROR \\[log_test.cpp:[0-9]+\\]\\[operator\\(\\)\\(\\)\\]: in a closure\n"));
+    EXPECT_EQ(fs::status(kLog).permissions(), fs::perms(0640));
+}
+
+TEST_F(Log, UsesLocalTime) {
+    ::setenv("TZ", "XYZ-5:30", 1);
+    ASSERT_TRUE(start());
+    const std::time_t before = ::time(nullptr);
+    qx::log::print(0, level::error, "yyyy-mm-dd HH:MM:SS.__m ____pid __lvl \n");
+    const std::time_t after = ::time(nullptr);
+    const auto stamp = [](std::time_t when) {
+        when += 5 * 3600 + 30 * 60;
+        char text[32];
+        std::tm utc{};
+        ::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", ::gmtime_r(&when, &utc));
+        return std::string(text);
+    };
+    EXPECT_THAT(read_file(kLog).substr(0, 19), testing::AnyOf(stamp(before), stamp(after)));
+}
+
+TEST_F(Log, LeavesOtherLinesAlone) {
+    ASSERT_TRUE(start());
+    for (const char* line :
+         {"no placeholder at all, only a rather long line\n", "yyyy-mm-dd\n", "\n"}) {
+        qx::log::print(0, level::error, line);
+    }
+    EXPECT_EQ(read_file(kLog), "no placeholder at all, only a rather long line\nyyyy-mm-dd\n\n");
+}
+
+TEST_F(Log, EnvironmentSetsTheThreshold) {
+    const struct {
+        const char* setting;
+        int lines; // of four, one per level
+    } cases[] = {{nullptr, 2}, {"error", 1}, {"warn", 2}, {"info", 3},
+                 {"debug", 4}, {"none", 0},  {"", 2},     {"ERROR", 2}};
+    for (const auto& each : cases) {
+        ::unsetenv("QXLOG_LEVEL");
+        if (each.setting != nullptr) {
+            ::setenv("QXLOG_LEVEL", each.setting, 1);
+        }
+        ASSERT_TRUE(start());
+        int formatted = 0;
+        for (int severity = 0; severity < 4; ++severity) {
+            QX_LOG(static_cast<level>(severity), "{}", ++formatted);
+        }
+        EXPECT_EQ(formatted, each.lines) << (each.setting == nullptr ? "unset" : each.setting);
+        qx::log::stop();
+    }
+}
+
+TEST_F(Log, HasNoSinkWithoutAnInstallDirectory) {
+    EXPECT_FALSE(qx::log::can_log(0, level::error)) << "before the start";
+    fs::remove(kInstallDir);
+    EXPECT_TRUE(start());
+    EXPECT_FALSE(qx::log::can_log(0, level::error));
+    EXPECT_FALSE(fs::exists(kInstallDir));
+}
+
+TEST_F(Log, DoesNotStartOnWhatIsNoFile) {
+    write_file(kInstallDir / "outside", "untouched");
+    fs::create_directories(kDirectory);
+    fs::create_symlink(kInstallDir / "outside", kLog);
+    EXPECT_FALSE(start());
+    fs::remove(kLog);
+    fs::create_symlink(kInstallDir / "not there", kLog);
+    EXPECT_FALSE(start());
+    fs::remove(kLog);
+    fs::create_directory(kLog);
+    EXPECT_FALSE(start());
+    fs::remove(kLog);
+    ASSERT_EQ(::mkfifo(kLog.c_str(), 0600), 0);
+    EXPECT_FALSE(start());
+    fs::remove_all(kDirectory);
+    write_file(kDirectory, "a file");
+    EXPECT_FALSE(start());
+    EXPECT_EQ(read_file(kInstallDir / "outside"), "untouched");
+    EXPECT_FALSE(fs::exists(kInstallDir / "not there"));
+}
+
+TEST_F(Log, TakesRightsFromAFileThatWasThere) {
+    write_file(kLog, "before\n");
+    fs::permissions(kLog, fs::perms(0666));
+    ASSERT_TRUE(start());
+    EXPECT_EQ(fs::status(kLog).permissions(), fs::perms(0640));
+    qx::log::print(0, level::error, "after\n");
+    EXPECT_EQ(read_file(kLog), "before\nafter\n");
+}
+
+TEST_F(Log, BeginsTheFileAgainBeforeItGrowsTooLarge) {
+    write_file(kLog, std::string(kLargest - 10, 'x'));
+    write_file(kOlder, "older still");
+    ASSERT_TRUE(start());
+    qx::log::print(0, level::error, "123456789\n");
+    EXPECT_EQ(fs::file_size(kLog), kLargest);
+    qx::log::print(0, level::error, "next\n");
+    EXPECT_EQ(read_file(kLog), "next\n");
+    EXPECT_EQ(fs::file_size(kOlder), kLargest);
+    qx::log::print(0, level::error, std::string(kLargest + 1, 'y')); // fits into no file
+    EXPECT_EQ(read_file(kOlder), "next\n");
+    EXPECT_EQ(fs::file_size(kLog), kLargest + 1);
+}
+
+TEST_F(Log, FollowsAFileThatAnotherBeganAgain) {
+    ASSERT_TRUE(start());
+    qx::log::print(0, level::error, "first\n");
+    fs::rename(kLog, kOlder);
+    qx::log::print(0, level::error, "second\n");
+    fs::remove(kLog);
+    qx::log::print(0, level::error, "third\n");
+    EXPECT_EQ(read_file(kOlder), "first\n");
+    EXPECT_EQ(read_file(kLog), "third\n");
+    fs::remove_all(kDirectory);
+    qx::log::print(0, level::error, "nowhere\n");
+    EXPECT_FALSE(fs::exists(kDirectory));
+}
+
+// Enough lines for one new beginning: with a second one, or a lost race, lines would be missing.
+TEST_F(Log, SeveralWritersLoseNoLine) {
+    constexpr int writers = 6;
+    constexpr int lines = 70;
+    const auto line = [](int writer, int number) {
+        return fmt::format("{} {} {}\n", writer, number, std::string(1000, 'x'));
+    };
+    std::list<qx::test::Forked> children;
+    for (int writer = 0; writer < writers; ++writer) {
+        children.emplace_back([&, writer] {
+            const bool started = start();
+            for (int number = 0; number < lines; ++number) {
+                qx::log::print(0, level::error, line(writer, number));
+            }
+            return started ? 0 : 1;
+        });
+    }
+    for (qx::test::Forked& child : children) {
+        EXPECT_EQ(child.wait(), 0);
+    }
+    std::multiset<std::string> expected;
+    for (int writer = 0; writer < writers; ++writer) {
+        for (int number = 0; number < lines; ++number) {
+            expected.insert(line(writer, number));
+        }
+    }
+    std::multiset<std::string> written;
+    std::istringstream text(read_file(kOlder) + read_file(kLog));
+    for (std::string each; std::getline(text, each);) {
+        written.insert(each + "\n");
+    }
+    EXPECT_TRUE(written == expected) << written.size() << " of " << expected.size();
+    EXPECT_LE(fs::file_size(kOlder), kLargest);
+    EXPECT_LE(fs::file_size(kLog), kLargest);
+}
+
+} // namespace

@@ -1,0 +1,364 @@
+#include "forked.h"
+#include "qx/error.h"
+#include "qx/json.h"
+#include "qx/log.h"
+#include "qx/settings.h"
+#include "world.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <csignal>
+#include <filesystem>
+#include <list>
+#include <random>
+#include <sys/file.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using qx::setMgmt;
+using qx::test::Forked;
+using qx::test::kInstallDir;
+using qx::test::read_file;
+using qx::test::write_file;
+using testing::HasSubstr;
+using Names = std::vector<std::string>;
+
+const fs::path kDirectory = kInstallDir / "etc";
+const fs::path kStore = kDirectory / "settings.json";
+const fs::path kLock = kDirectory / "settings.json.lock";
+const fs::path kTemporary = kDirectory / "settings.json.tmp";
+
+int last_error() {
+    return qx::_get_qxerrno().number;
+}
+
+std::string last_reason() {
+    return qx::_get_qxerrno().second.sview().to_string();
+}
+
+Names names_in_directory() {
+    Names names;
+    for (const auto& entry : fs::directory_iterator(kDirectory)) {
+        names.push_back(entry.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+fs::perms mode(const fs::path& file) {
+    return fs::symlink_status(file).permissions();
+}
+
+class Settings : public testing::Test {
+protected:
+    void SetUp() override {
+        ::umask(0);
+        fs::create_directory(kInstallDir);
+    }
+};
+
+TEST_F(Settings, NoFileIsAnEmptyStoreAndReadingMakesNone) {
+    ASSERT_EQ(setMgmt::init(), 0);
+    EXPECT_EQ(setMgmt::getKeyValue("/a", "default"), "default");
+    EXPECT_EQ(setMgmt::getKeyValue("/a", 7), 7);
+    EXPECT_EQ(setMgmt::deleteKey("/a"), -1);
+    EXPECT_EQ(last_error(), 5);
+    EXPECT_FALSE(fs::exists(kDirectory));
+}
+
+TEST_F(Settings, WritesAFlatObjectForTheOwnerOnly) {
+    ASSERT_EQ(setMgmt::init(), 0);
+    EXPECT_EQ(setMgmt::setKey("/quillet/update_location", "staging"), 0);
+    EXPECT_EQ(read_file(kStore), "{\"/quillet/update_location\": \"staging\"}\n");
+    EXPECT_EQ(mode(kStore), fs::perms(0600));
+    EXPECT_EQ(mode(kLock), fs::perms(0600));
+    EXPECT_EQ(mode(kDirectory), fs::perms(0755));
+    EXPECT_EQ(names_in_directory(), (Names{"settings.json", "settings.json.lock"}));
+
+    EXPECT_EQ(setMgmt::setKey("/b", ""), 0);
+    EXPECT_EQ(setMgmt::setKey("/a", std::string("\0\"\n\xc3\xa9", 5)), 0);
+    EXPECT_EQ(setMgmt::setKey("/b", "2"), 0);
+    setMgmt::uninit();
+    EXPECT_EQ(setMgmt::getKeyValue("/b", "closed"), "closed");
+    EXPECT_EQ(setMgmt::setKey("/b", "3"), -1);
+    ASSERT_EQ(setMgmt::init(), 0);
+    EXPECT_EQ(setMgmt::getKeyValue("/a", ""), std::string("\0\"\n\xc3\xa9", 5));
+    EXPECT_EQ(setMgmt::getKeyValue("/b", 0), 2);
+    EXPECT_EQ(setMgmt::deleteKey("/a"), 0);
+    EXPECT_EQ(read_file(kStore), "{\"/quillet/update_location\": \"staging\", \"/b\": \"2\"}\n");
+}
+
+TEST_F(Settings, ReadsOnlyWholeIntegersAsIntegers) {
+    const struct {
+        const char* text;
+        int value;
+    } cases[] = {
+        {"0", 0},
+        {"1", 1},
+        {"-3", -3},
+        {"+3", 3},
+        {"007", 7},
+        {"2147483647", INT_MAX},
+        {"-2147483648", INT_MIN},
+        {"", 99},
+        {"+", 99},
+        {"-", 99},
+        {"+-3", 99},
+        {"--3", 99},
+        {" 1", 99},
+        {"1 ", 99},
+        {"1x", 99},
+        {"0x10", 99},
+        {"1.0", 99},
+        {"true", 99},
+        {"2147483648", 99},
+    };
+    ASSERT_EQ(setMgmt::init(), 0);
+    for (const auto& each : cases) {
+        ASSERT_EQ(setMgmt::setKey("/n", each.text), 0);
+        EXPECT_EQ(setMgmt::getKeyValue("/n", 99), each.value) << each.text;
+    }
+}
+
+TEST_F(Settings, DeletesAndRefuses) {
+    ASSERT_EQ(setMgmt::init(), 0);
+    ASSERT_EQ(setMgmt::setKey("/a", "1"), 0);
+    EXPECT_EQ(setMgmt::deleteKey("/b"), -1);
+    EXPECT_EQ(last_error(), 4);
+    EXPECT_EQ(setMgmt::deleteKey(std::string("/a\0b", 4)), -1);
+    EXPECT_EQ(last_error(), 4);
+    for (const auto& [key, value] : {std::pair<std::string, std::string>{"/x", "\xff"},
+                                     {"\xff", "x"},
+                                     {std::string("/a\0b", 4), "x"}}) {
+        EXPECT_EQ(setMgmt::setKey(key, value), -1);
+        EXPECT_EQ(last_error(), 2);
+    }
+    EXPECT_EQ(read_file(kStore), "{\"/a\": \"1\"}\n");
+    EXPECT_EQ(setMgmt::getKeyValue(std::string("/a\0b", 4), "none"), "none");
+    EXPECT_EQ(setMgmt::deleteKey("/a"), 0);
+    EXPECT_EQ(setMgmt::getKeyValue("/a", "gone"), "gone");
+    EXPECT_EQ(read_file(kStore), "{}\n");
+    EXPECT_EQ(setMgmt::deleteKey("/a"), -1);
+    EXPECT_EQ(last_error(), 4);
+}
+
+TEST_F(Settings, ADamagedStoreIsNamedAndLeftAlone) {
+    const char* const damaged[] = {
+        "",
+        "\n",
+        "{",
+        "[]",
+        "42",
+        "{\"a\":1}",
+        "{\"a\":null}",
+        "{\"a\":{}}",
+        "{\"a\":\"1\"} x",
+        "{\"a\":\"1\",\"a\":\"2\"}",
+        "{\"a\":\"\xff\"}",
+        "{\"a\\u0000\":\"1\"}",
+        "{\"token\": \"secret\" secret}",
+    };
+    ASSERT_TRUE(qx::log::start("tool", nullptr));
+    for (const char* text : damaged) {
+        write_file(kStore, "{\"a\": \"1\"}");
+        ASSERT_EQ(setMgmt::init(), 0);
+        write_file(kStore, text); // meanwhile
+        EXPECT_EQ(setMgmt::setKey("/b", "2"), -1) << text;
+        EXPECT_EQ(last_error(), 3);
+        EXPECT_EQ(setMgmt::deleteKey("a"), -1);
+        EXPECT_EQ(last_error(), 3);
+        EXPECT_EQ(setMgmt::getKeyValue("a", 0), 1);
+        setMgmt::uninit();
+
+        testing::internal::CaptureStderr();
+        EXPECT_LT(setMgmt::init(), 0) << text;
+        const std::string said = testing::internal::GetCapturedStderr();
+        EXPECT_THAT(said,
+                    testing::MatchesRegex(
+                        "Cannot read the settings: /opt/norvane/etc/settings.json: [^\n]+\n"));
+        EXPECT_THAT(said, testing::Not(HasSubstr("secret")));
+        EXPECT_EQ(last_error(), 3);
+        EXPECT_EQ(setMgmt::setKey("/b", "2"), -1);
+        EXPECT_EQ(read_file(kStore), text);
+    }
+    const std::string log = read_file(kInstallDir / "var/log/tool.log");
+    EXPECT_THAT(log, HasSubstr("Cannot read the settings: /opt/norvane/etc/settings.json: a key "
+                               "occurs twice (line 1"));
+    EXPECT_THAT(log, testing::Not(HasSubstr("secret")));
+}
+
+TEST_F(Settings, AStoreThatCannotBeReadIsNotAnEmptyOne) {
+    const auto refused = [] {
+        testing::internal::CaptureStderr();
+        const bool negative = setMgmt::init() < 0 && last_error() == 2;
+        return negative && !testing::internal::GetCapturedStderr().empty();
+    };
+    write_file(kInstallDir / "elsewhere", "{}");
+    fs::create_directory(kDirectory);
+    fs::create_symlink(kInstallDir / "elsewhere", kStore);
+    EXPECT_TRUE(refused());
+    fs::remove(kStore);
+    fs::create_directory(kStore);
+    EXPECT_TRUE(refused());
+    fs::remove(kStore);
+    ASSERT_EQ(::mkfifo(kStore.c_str(), 0600), 0);
+    EXPECT_TRUE(refused());
+    fs::remove(kStore);
+    write_file(kStore, "");
+    fs::resize_file(kStore, 1UL << 40);
+    EXPECT_TRUE(refused());
+    fs::remove_all(kDirectory);
+    write_file(kDirectory, "a file");
+    EXPECT_TRUE(refused());
+    EXPECT_EQ(read_file(kInstallDir / "elsewhere"), "{}");
+}
+
+TEST_F(Settings, RightsOfFilesThatWereThereAreNarrowed) {
+    write_file(kStore, "{\"a\": \"1\"}");
+    write_file(kLock, "");
+    write_file(kTemporary, "left by a writer that was killed");
+    for (const fs::path& file : {kStore, kLock, kTemporary}) {
+        fs::permissions(file, fs::perms(0666));
+    }
+    ASSERT_EQ(setMgmt::init(), 0);
+    EXPECT_EQ(mode(kStore), fs::perms(0600));
+    ASSERT_EQ(setMgmt::setKey("b", "2"), 0);
+    EXPECT_EQ(mode(kStore), fs::perms(0600));
+    EXPECT_EQ(mode(kLock), fs::perms(0600));
+    EXPECT_EQ(names_in_directory(), (Names{"settings.json", "settings.json.lock"}));
+}
+
+TEST_F(Settings, PlantedLinksAreNotFollowed) {
+    const fs::path outside = kInstallDir / "outside";
+    write_file(outside, "untouched");
+    write_file(kStore, "{\"a\": \"1\"}");
+    fs::create_symlink(outside, kTemporary);
+    ASSERT_EQ(setMgmt::init(), 0);
+    EXPECT_EQ(setMgmt::setKey("a", "2"), 0);
+    EXPECT_EQ(read_file(kStore), "{\"a\": \"2\"}\n");
+    fs::remove(kLock);
+    fs::create_symlink(outside, kLock);
+    EXPECT_EQ(setMgmt::setKey("a", "3"), -1);
+    EXPECT_EQ(last_error(), 2);
+    fs::remove(kLock);
+    fs::create_directory(kTemporary);
+    EXPECT_EQ(setMgmt::setKey("a", "3"), -1);
+    EXPECT_EQ(last_error(), 2);
+    EXPECT_EQ(read_file(kStore), "{\"a\": \"2\"}\n");
+    EXPECT_EQ(read_file(outside), "untouched");
+}
+
+TEST_F(Settings, AFullDiskLeavesTheOldStore) {
+    fs::create_directory(kDirectory);
+    ASSERT_EQ(::mount("tmpfs", kDirectory.c_str(), "tmpfs", 0, "size=32k,mode=0755"), 0);
+    ASSERT_EQ(setMgmt::init(), 0);
+    ASSERT_EQ(setMgmt::setKey("a", "1"), 0);
+    const auto descriptors = qx::test::open_descriptors();
+    EXPECT_EQ(setMgmt::setKey("b", std::string(100000, 'x')), -1);
+    EXPECT_EQ(last_error(), 2);
+    EXPECT_THAT(last_reason(), HasSubstr("No space left on device"));
+    EXPECT_EQ(setMgmt::getKeyValue("b", "none"), "none");
+    EXPECT_EQ(read_file(kStore), "{\"a\": \"1\"}\n");
+    EXPECT_EQ(names_in_directory(), (Names{"settings.json", "settings.json.lock"}));
+    EXPECT_EQ(qx::test::open_descriptors(), descriptors);
+    EXPECT_EQ(setMgmt::setKey("a", "2"), 0);
+
+    ASSERT_EQ(::mount("tmpfs", kDirectory.c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, ""), 0);
+    EXPECT_EQ(setMgmt::setKey("a", "3"), -1);
+    EXPECT_THAT(last_reason(), HasSubstr("Read-only file system"));
+    EXPECT_EQ(read_file(kStore), "{\"a\": \"2\"}\n");
+}
+
+TEST_F(Settings, WithoutAnInstallDirectoryNothingIsMade) {
+    fs::remove(kInstallDir);
+    ASSERT_EQ(setMgmt::init(), 0);
+    EXPECT_EQ(setMgmt::setKey("a", "1"), -1);
+    EXPECT_EQ(last_error(), 2);
+    EXPECT_FALSE(fs::exists(kInstallDir));
+}
+
+TEST_F(Settings, ADirectoryThatOthersCanWriteToIsReported) {
+    write_file(kStore, "{}");
+    fs::permissions(kDirectory, fs::perms(0777));
+    ASSERT_TRUE(qx::log::start("tool", nullptr));
+    ASSERT_EQ(setMgmt::init(), 0);
+    EXPECT_THAT(read_file(kInstallDir / "var/log/tool.log"),
+                HasSubstr("Others can write to the settings directory '/opt/norvane/etc'"));
+}
+
+TEST_F(Settings, WritersAtOnceLoseNoKey) {
+    constexpr int writers = 8;
+    constexpr int keys = 50;
+    const auto key = [](int writer, int number) { return fmt::format("/{}/{}", writer, number); };
+    std::list<Forked> children;
+    for (int writer = 0; writer < writers; ++writer) {
+        children.emplace_back([&, writer] {
+            int result = setMgmt::init();
+            for (int number = 0; number < keys; ++number) {
+                result |= setMgmt::setKey(key(writer, number), std::to_string(number));
+            }
+            return result;
+        });
+    }
+    for (Forked& child : children) {
+        EXPECT_EQ(child.wait(), 0);
+    }
+    ASSERT_EQ(setMgmt::init(), 0);
+    for (int writer = 0; writer < writers; ++writer) {
+        for (int number = 0; number < keys; ++number) {
+            EXPECT_EQ(setMgmt::getKeyValue(key(writer, number), -1), number) << key(writer, number);
+        }
+    }
+}
+
+TEST_F(Settings, AWriterKilledAnywhereLeavesAWholeStore) {
+    std::mt19937 random(20240229); // NOLINT(bugprone-random-generator-seed)
+    std::uniform_int_distribution<useconds_t> pause(0, 1500);
+    int seen[2] = {0, 0};
+    for (int round = 0; round < 200; ++round) {
+        int ready[2] = {-1, -1};
+        ASSERT_EQ(::pipe(ready), 0);
+        Forked writer([&] {
+            setMgmt::init();
+            for (int i = 0;; ++i) {
+                setMgmt::setKey("text", std::string(20000, i % 2 == 0 ? 'a' : 'b'));
+                static_cast<void>(i == 0 && ::write(ready[1], "x", 1) > 0);
+            }
+            return 0;
+        });
+        char started = 0;
+        ASSERT_EQ(::read(ready[0], &started, 1), 1);
+        ::close(ready[0]);
+        ::close(ready[1]);
+        ::usleep(pause(random)); // the moment of the kill
+        writer.kill(SIGKILL);
+        writer.wait();
+
+        ASSERT_EQ(setMgmt::init(), 0) << "round " << round;
+        const std::string text = setMgmt::getKeyValue("text", "");
+        ASSERT_EQ(text, std::string(20000, text[0]));
+        ++seen[text[0] == 'a' ? 0 : 1];
+        ASSERT_LE(names_in_directory().size(), 3U);
+    }
+    EXPECT_GT(seen[0], 0);
+    EXPECT_GT(seen[1], 0);
+    ASSERT_EQ(setMgmt::setKey("text", "last"), 0);
+    EXPECT_EQ(names_in_directory(), (Names{"settings.json", "settings.json.lock"}));
+}
+
+TEST_F(Settings, KeysAndDefaultFilesAreFixed) {
+    EXPECT_EQ(qx::kCirrelEntrypointsKey.to_string(), "/cirrel/entrypoints");
+    EXPECT_EQ(qx::kCirrelCaFileKey.to_string(), "/cirrel/ca_file");
+    EXPECT_EQ(qx::kCirrelCaFileDefault.to_string(), "/opt/norvane/etc/certs/ca-certificates.crt");
+    EXPECT_EQ(qx::kCirrelIniDefault.to_string(), "/opt/norvane/etc/qxnc.ini");
+    EXPECT_EQ(qx::kCirrelUuidFileDefault.to_string(), "/opt/norvane/etc/qxnc.uuid");
+}
+
+} // namespace

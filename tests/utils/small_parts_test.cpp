@@ -1,0 +1,79 @@
+#include "qx/io.h"
+#include "qx/json.h"
+#include "qx/scope_guard.h"
+#include "world.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/epoll.h>
+#include <unistd.h>
+
+namespace {
+
+using qx::io::descriptor;
+
+TEST(Io, EpollSetFdAddsThenChanges) {
+    const descriptor set(::epoll_create1(EPOLL_CLOEXEC));
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(::pipe(ends), 0);
+    const descriptor read_end(ends[0]);
+    const descriptor write_end(ends[1]);
+    epoll_event ready{};
+    EXPECT_EQ(qx::io::epoll_set_fd(set.get(), ends[1], EPOLLOUT), 0);
+    ASSERT_EQ(::epoll_wait(set.get(), &ready, 1, 0), 1);
+    EXPECT_EQ(ready.data.fd, ends[1]);
+    EXPECT_EQ(qx::io::epoll_set_fd(set.get(), ends[1], EPOLLIN), 0);
+    EXPECT_EQ(::epoll_wait(set.get(), &ready, 1, 0), 0);
+
+    EXPECT_EQ(qx::io::epoll_set_fd(set.get(), -1, EPOLLIN), -1);
+    EXPECT_EQ(errno, EBADF);
+    const descriptor file(::open("/etc/passwd", O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(qx::io::epoll_set_fd(set.get(), file.get(), EPOLLIN), -1);
+    EXPECT_EQ(errno, EPERM);
+}
+
+TEST(Io, DescriptorsAreClosedOnceAndMoved) {
+    const auto before = qx::test::open_descriptors();
+    {
+        descriptor first(::dup(2));
+        descriptor second(std::move(first));
+        first = descriptor(::dup(2));
+        second.reset(::dup(2));
+        second = std::move(first);
+        EXPECT_TRUE(second);
+        EXPECT_EQ(qx::test::open_descriptors().size(), before.size() + 1);
+    }
+    EXPECT_EQ(qx::test::open_descriptors(), before);
+}
+
+TEST(ScopeGuard, RunsInReverseOrderOnEveryWayOut) {
+    std::string order;
+    const auto leave = [&](bool by_exception) {
+        const qx::scope_guard first([&] { order += "1"; });
+        const qx::scope_guard second([&] {
+            order += "2";
+            throw std::runtime_error("of the guard");
+        });
+        if (by_exception) {
+            throw std::logic_error("of the scope");
+        }
+    };
+    leave(false);
+    EXPECT_THROW(leave(true), std::logic_error);
+    EXPECT_EQ(order, "2121");
+}
+
+TEST(Json, AppendTakesTheValueOver) {
+    const qx::json_ptr array(::json_array());
+    json_t* const text = ::json_string("a");
+    const qx::json_ptr kept(::json_incref(text));
+    EXPECT_TRUE(qx::json_array_append_value(array.get(), qx::json_ptr(text)));
+    EXPECT_EQ(::json_array_get(array.get(), 0), text);
+    EXPECT_FALSE(qx::json_array_append_value(array.get(), qx::json_ptr(::json_string("\xff"))));
+    EXPECT_FALSE(qx::json_array_append_value(kept.get(), qx::json_ptr(::json_true())));
+    EXPECT_EQ(::json_array_size(array.get()), 1U);
+}
+
+} // namespace
