@@ -1,0 +1,43 @@
+// The events that clients subscribe to.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace qx::sim {
+
+enum class EventType : unsigned {
+    device_discovery,
+    subscription_changed,
+    cloud_registration_status,
+    devices_list_updated,
+    qxagent_started,
+    va_status_changed,
+    set_device_online_status_result,
+};
+
+inline constexpr std::array<std::string_view, 7> kEventNames = {
+    "device_discovery",
+    "subscription_changed",
+    "cloud_registration_status",
+    "devices_list_updated",
+    "qxagent_started",
+    "va_status_changed",
+    "set_device_online_status_result",
+};
+
+/// The event called `name`, in the broker's form (va_status_changed) or in the library's
+/// (QX_PLIX_VA_STATUS_CHANGED).
+std::optional<EventType> event_type(std::string_view name);
+
+std::string_view event_name(EventType type);
+
+/// An event that is due: its JSON text goes to every subscriber.
+struct Event {
+    EventType type;
+    std::string text;
+};
+
+} // namespace qx::sim

@@ -1,0 +1,56 @@
+#include "options.h"
+#include "presence.h"
+#include "scenario.h"
+#include "server.h"
+#include "text.h"
+
+#include <cstdio>
+#include <exception>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace qx::sim;
+
+/// Descriptors 0 to 2 must be taken, or a socket would become a standard stream.
+void hold_standard_streams() {
+    int fd = 0;
+    do {
+        fd = ::open("/dev/null", O_RDWR);
+    } while (fd >= 0 && fd <= STDERR_FILENO);
+    if (fd >= 0) {
+        ::close(fd);
+    }
+}
+
+int serve(int argc, char** argv) {
+    const Options options = parse_options(argc, argv);
+    if (options.help) {
+        std::fputs(kHelp, stdout);
+        return 0;
+    }
+    Scenario scenario;
+    State state;
+    if (!options.scenario.empty()) {
+        scenario = load_scenario(options.scenario);
+        const std::string fault = state.override_with(scenario.state.get());
+        if (!fault.empty()) {
+            throw Failure(concat({options.scenario, ": state.", fault}));
+        }
+    }
+    Server(options, std::move(scenario), std::move(state)).run();
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    hold_standard_streams();
+    try {
+        return serve(argc, argv);
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "qxbrokerd-sim: %s\n", failure.what());
+        return 1;
+    }
+}

@@ -1,0 +1,118 @@
+#include "presence.h"
+
+#include "text.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+namespace qx::sim {
+namespace {
+
+constexpr std::string_view kSocketName = ":qxbrokerd-1.3.skt";
+
+std::string reason() {
+    return std::strerror(errno);
+}
+
+Fd bind_socket() {
+    Fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path + 1, kSocketName.data(), kSocketName.size());
+    const auto size =
+        static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + kSocketName.size());
+    if (!socket.valid() ||
+        ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), size) != 0) {
+        const bool taken = errno == EADDRINUSE;
+        throw Failure(taken ? concat({"another broker has the socket '@", kSocketName, "' already"})
+                            : concat({"cannot make the socket: ", reason()}));
+    }
+    return socket;
+}
+
+bool is_same_file(int fd, const std::string& name) {
+    struct stat open {};
+    struct stat named {};
+    return ::fstat(fd, &open) == 0 && ::stat(name.c_str(), &named) == 0 &&
+           open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+}
+
+} // namespace
+
+MadeDirectories::MadeDirectories(const std::string& path) {
+    for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
+        const std::string directory = path.substr(0, end);
+        if (::mkdir(directory.c_str(), 0755) == 0) {
+            made_.push_back(directory);
+        } else if (errno != EEXIST) {
+            const std::string why = reason();
+            remove();
+            throw Failure(concat({"cannot make the directory '", directory, "': ", why}));
+        }
+        if (end == std::string::npos) {
+            return;
+        }
+    }
+}
+
+void MadeDirectories::remove() {
+    while (!made_.empty()) {
+        ::rmdir(made_.back().c_str());
+        made_.pop_back();
+    }
+}
+
+Presence::Presence(const std::string& install_dir, std::string_view version, bool lock)
+    : listener_(bind_socket())
+    , directories_(install_dir + "/var/run")
+    , version_name_(install_dir + "/var/run/qxbrokerd.version") {
+    hold_version_file(version, lock);
+    if (::listen(listener_.get(), SOMAXCONN) != 0) {
+        const std::string why = reason();
+        ::unlink(version_name_.c_str());
+        throw Failure(concat({"cannot listen: ", why}));
+    }
+}
+
+Presence::~Presence() {
+    ::unlink(version_name_.c_str());
+}
+
+/// Opens and locks the file; false when it has just been removed by a broker that ended.
+bool Presence::lock_version_file(bool lock) {
+    version_file_ = Fd(::open(version_name_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+    if (!version_file_.valid()) {
+        throw Failure(concat({"cannot open '", version_name_, "': ", reason()}));
+    }
+    if (!lock) {
+        return true;
+    }
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    if (::fcntl(version_file_.get(), F_SETLK, &whole) != 0) {
+        const bool held = errno == EAGAIN || errno == EACCES;
+        throw Failure(held ? concat({"another broker holds '", version_name_, "' already"})
+                           : concat({"cannot lock '", version_name_, "': ", reason()}));
+    }
+    return is_same_file(version_file_.get(), version_name_);
+}
+
+void Presence::hold_version_file(std::string_view version, bool lock) {
+    while (!lock_version_file(lock)) {
+    }
+    const auto size = static_cast<ssize_t>(version.size());
+    if (::ftruncate(version_file_.get(), 0) != 0 ||
+        ::write(version_file_.get(), version.data(), version.size()) != size) {
+        const std::string why = reason();
+        ::unlink(version_name_.c_str());
+        throw Failure(concat({"cannot write '", version_name_, "': ", why}));
+    }
+}
+
+} // namespace qx::sim

@@ -1,0 +1,56 @@
+// How a broker shows that it is there: the locked version file and the listening socket.
+#pragma once
+
+#include "fd.h"
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qx::sim {
+
+/// Why something cannot be done, as one line for a person.
+class Failure : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The directories of a path that had to be made. Removed again, where empty, when the object goes.
+class MadeDirectories {
+public:
+    /// Makes `path` and its parents; throws Failure.
+    explicit MadeDirectories(const std::string& path);
+    MadeDirectories(const MadeDirectories&) = delete;
+    MadeDirectories& operator=(const MadeDirectories&) = delete;
+    ~MadeDirectories() { remove(); }
+
+private:
+    void remove();
+
+    std::vector<std::string> made_;
+};
+
+/// A broker's presence, from construction to destruction. Nothing of another broker is touched.
+class Presence {
+public:
+    /// Listens, and writes and locks the version file below `install_dir`; throws Failure.
+    Presence(const std::string& install_dir, std::string_view version, bool lock);
+    Presence(const Presence&) = delete;
+    Presence& operator=(const Presence&) = delete;
+    ~Presence();
+
+    /// The listening socket; non-blocking.
+    [[nodiscard]] int listener() const { return listener_.get(); }
+
+private:
+    void hold_version_file(std::string_view version, bool lock);
+    bool lock_version_file(bool lock);
+
+    Fd listener_;
+    MadeDirectories directories_;
+    std::string version_name_;
+    Fd version_file_;
+};
+
+} // namespace qx::sim

@@ -1,0 +1,23 @@
+// A client's request: one line of JSON.
+#pragma once
+
+#include "json.h"
+
+#include <string>
+#include <string_view>
+
+namespace qx::sim {
+
+struct Request {
+    enum class Type { command, subscribe };
+
+    std::string fault; ///< why the line is no request; empty when it is one
+    Type type = Type::command;
+    std::string_view name;  ///< lives as long as `document`
+    json_t* data = nullptr; ///< borrowed from `document`; null when the request has none
+    Json document;
+};
+
+Request parse_request(std::string_view line);
+
+} // namespace qx::sim

@@ -1,0 +1,92 @@
+// The broker: one thread, one epoll set, any number of clients.
+#pragma once
+
+#include "client.h"
+#include "commands.h"
+#include "console.h"
+#include "fd.h"
+#include "options.h"
+#include "presence.h"
+#include "request.h"
+#include "scenario.h"
+#include "timers.h"
+#include "trace.h"
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace qx::sim {
+
+class Server {
+public:
+    /// `scenario` has been checked, and its state is laid over `state` already.
+    Server(const Options& options, Scenario scenario, State state);
+
+    /// Serves until SIGINT or SIGTERM. Throws Failure when the broker cannot take or retake its
+    /// place.
+    void run();
+
+private:
+    void watch(int fd, std::uint64_t id, unsigned events) const;
+    void appear();
+    void vanish(Milliseconds down);
+    void handle(std::uint64_t id, unsigned events);
+
+    void accept_clients();
+    void add_client(Fd fd);
+    void serve(Client& client, unsigned events);
+    void receive(Client& client);
+    void update_interest(Client& client) const;
+    void close_client(std::uint64_t id);
+    void drop_clients();
+
+    void answer(Client& client, std::string_view line);
+    void answer_command(Client& client, const Request& request);
+    void answer_subscribe(Client& client, const Request& request);
+    void send_answer(Client& client, std::string_view text, const Delivery& delivery,
+                     bool scripted);
+    void send_content(Client& client, const Rule& rule);
+    void apply(const Reply& reply);
+
+    void broadcast(EventType type, const Rule& rule);
+    void schedule(const TimedEvent& event, std::uint64_t sent, Clock::time_point when,
+                  std::uint64_t only);
+    void fire(const TimedEvent& event, std::uint64_t sent, Clock::time_point when,
+              std::uint64_t only);
+
+    void queue(Client& client);
+    void flush_queued();
+    void flush(Client& client);
+    void follow(Client& client, const Progress& progress);
+
+    void watch_console();
+    void read_console();
+    void obey(std::string_view line);
+
+    std::string install_dir_;
+    Trace trace_;
+    Scenario scenario_;
+    State state_;
+    std::uint64_t scan_number_ = 0;
+
+    Fd epoll_;
+    Fd signals_;
+    std::optional<Presence> presence_;
+    std::uint64_t restarts_ = 0;
+    bool ended_ = false;
+    bool accepts_ = true; ///< false while there is no descriptor left for another client
+
+    std::unordered_map<std::uint64_t, std::unique_ptr<Client>> clients_;
+    std::uint64_t next_client_ = 1;
+    std::vector<std::uint64_t> queued_; ///< clients that are flushed at the end of the pass
+    Timers timers_;
+    LineReader console_;
+    bool console_ended_ = false;
+    std::array<char, 65536> scratch_{};
+};
+
+} // namespace qx::sim

@@ -1,0 +1,26 @@
+// The trace on standard output.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace qx::sim {
+
+class Trace {
+public:
+    explicit Trace(bool is_on)
+        : is_on_(is_on) {}
+
+    [[nodiscard]] bool is_on() const { return is_on_; }
+
+    /// Prints "#CLIENT WHAT TEXT"; bytes that do not print are shown as \xNN.
+    void client(std::uint64_t client, std::string_view what, std::string_view text = {}) const;
+
+    /// Prints "event NAME to COUNT: TEXT".
+    void event(std::string_view name, std::size_t count, std::string_view text) const;
+
+private:
+    bool is_on_;
+};
+
+} // namespace qx::sim

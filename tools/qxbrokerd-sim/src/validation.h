@@ -1,0 +1,29 @@
+// What the broker accepts. Every check returns an empty text, or the reason why not.
+#pragma once
+
+#include <jansson.h>
+#include <string>
+#include <string_view>
+
+namespace qx::sim {
+
+/// Six groups of two hexadecimal digits, separated by ":".
+bool is_mac(std::string_view text);
+
+/// An IPv4 or IPv6 address.
+bool is_ip(const std::string& text);
+
+/// A MAC address in which any digit may be a choice of digits and intervals:
+/// "AA:BB:CC:[0-3|8]D:EE:FF".
+std::string check_mac_pattern(std::string_view pattern);
+
+/// A scan schedule: {"at": "HH:MM", "every": {"num", "unit"}, "on": {"prefix", "day"}}.
+std::string check_schedule(const json_t* schedule);
+
+/// One report of a device: {"mac", "interface", "is_online", "ip", "hostname"}.
+std::string check_online_status(const json_t* entry);
+
+/// The router's network interfaces: an array of {"name", "type"}.
+std::string check_interfaces(const json_t* interfaces);
+
+} // namespace qx::sim
