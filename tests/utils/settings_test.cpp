@@ -11,6 +11,7 @@
 #include <climits>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <list>
 #include <random>
 #include <sys/file.h>
@@ -195,29 +196,35 @@ TEST_F(Settings, ADamagedStoreIsNamedAndLeftAlone) {
 }
 
 TEST_F(Settings, AStoreThatCannotBeReadIsNotAnEmptyOne) {
-    const auto refused = [] {
-        testing::internal::CaptureStderr();
-        const bool negative = setMgmt::init() < 0 && last_error() == 2;
-        return negative && !testing::internal::GetCapturedStderr().empty();
+    const fs::path elsewhere = kInstallDir / "elsewhere";
+    const std::function<void()> obstacles[] = {
+        [&] { fs::create_symlink(elsewhere, kStore); },
+        [] { fs::create_directory(kStore); },
+        [] { ASSERT_EQ(::mkfifo(kStore.c_str(), 0600), 0); },
+        [] {
+            write_file(kStore, "");
+            fs::resize_file(kStore, 1UL << 40);
+        },
+        [] {
+            fs::remove_all(kDirectory);
+            write_file(kDirectory, "a file");
+        },
     };
-    write_file(kInstallDir / "elsewhere", "{}");
+    write_file(elsewhere, "{}");
     fs::create_directory(kDirectory);
-    fs::create_symlink(kInstallDir / "elsewhere", kStore);
-    EXPECT_TRUE(refused());
-    fs::remove(kStore);
-    fs::create_directory(kStore);
-    EXPECT_TRUE(refused());
-    fs::remove(kStore);
-    ASSERT_EQ(::mkfifo(kStore.c_str(), 0600), 0);
-    EXPECT_TRUE(refused());
-    fs::remove(kStore);
-    write_file(kStore, "");
-    fs::resize_file(kStore, 1UL << 40);
-    EXPECT_TRUE(refused());
-    fs::remove_all(kDirectory);
-    write_file(kDirectory, "a file");
-    EXPECT_TRUE(refused());
-    EXPECT_EQ(read_file(kInstallDir / "elsewhere"), "{}");
+    for (const auto& put_obstacle : obstacles) {
+        fs::remove(kStore);
+        ASSERT_EQ(setMgmt::init(), 0);
+        put_obstacle();
+        const fs::file_type type = fs::symlink_status(kStore).type();
+        EXPECT_EQ(setMgmt::setKey("a", "1"), -1);
+        EXPECT_EQ(last_error(), 2);
+        testing::internal::CaptureStderr();
+        EXPECT_LT(setMgmt::init(), 0);
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("settings.json"));
+        EXPECT_EQ(fs::symlink_status(kStore).type(), type);
+    }
+    EXPECT_EQ(read_file(elsewhere), "{}");
 }
 
 TEST_F(Settings, RightsOfFilesThatWereThereAreNarrowed) {
