@@ -1,0 +1,400 @@
+#include "handles.h"
+#include "qx_plix.h"
+#include "state.h"
+#include "wire.h"
+
+#include <cstring>
+#include <limits>
+
+namespace qxplix {
+namespace {
+
+constexpr std::int32_t kInvalidParams = 1;
+constexpr std::int32_t kInternalError = 3;
+
+struct router_field {
+    const char* key;
+    const char* setter;
+    const char* getter;
+};
+
+// In the order in which they are sent.
+constexpr router_field kRouterFields[] = {
+    {"name", "set_router_name", "get_router_name"},
+    {"model", "set_router_model", "get_router_model"},
+    {"serial_number", "set_router_serial_number", "get_router_serial_number"},
+    {"firmware_version", "set_router_firmware_version", "get_router_firmware_version"},
+    {"feature_set_level", "set_router_feature_set_level", "get_router_feature_set_level"},
+    {"interfaces", "set_router_interfaces", "get_router_interfaces"},
+    {"use_va_cloud_trigger", "set_va_cloud_trigger", "get_va_cloud_trigger"},
+};
+
+json_handle parse(const char* text) {
+    return json_handle(json_loads(text, 0, nullptr));
+}
+
+int fail(qx_plix_error_t* err, std::int32_t code, const char* description) {
+    set_error(err, code, description);
+    return -1;
+}
+
+int send_plain(const char* name) {
+    return send_command(name, json_null(), nullptr);
+}
+
+int fetch(const char* name, json_t* data, char** out) {
+    return out == nullptr ? -1 : send_command(name, data, out);
+}
+
+int fetch_for_document(const char* name, const char* text, char** out) {
+    const json_handle document(parse(text));
+    return document ? fetch(name, document.get(), out) : -1;
+}
+
+int retrieve_services_status(const char* text, int* status) {
+    const json_handle data(parse(text));
+    const json_t* const value = json_object_get(data.get(), "status");
+    const auto number = static_cast<std::int32_t>(json_integer_value(value));
+    if (value == nullptr || number == -1) {
+        return -1;
+    }
+    *status = number;
+    return 0;
+}
+
+int query_status(const char* name, int* status) {
+    if (status == nullptr) {
+        return -1;
+    }
+    received_text data;
+    int value = 0;
+    if (send_command(name, json_null(), data.out()) != 0 ||
+        retrieve_services_status(data.get(), &value) != 0) {
+        return -1;
+    }
+    *status = value;
+    return 0;
+}
+
+json_handle build_registration_data(const char* token, const char* mac, const char* redeem_code) {
+    json_handle data(json_object());
+    if (!data || json_set_string(data.get(), "token", token) != 0 ||
+        json_set_string(data.get(), "token_type", "partner") != 0 ||
+        json_set_string(data.get(), "register_mac_address", mac) != 0 ||
+        json_set_string(data.get(), "redeem_code", redeem_code) != 0) {
+        return nullptr;
+    }
+    return data;
+}
+
+// What the broker said about a registration that it refused.
+int report_refusal(const char* data, qx_plix_error_t* err) {
+    if (data == nullptr) {
+        return fail(err, kInternalError, "no response from daemon");
+    }
+    const json_handle details(parse(data));
+    if (!details) {
+        return fail(err, kInternalError, "failed to parse error");
+    }
+    json_int_t code = 0;
+    const char* description = nullptr;
+    using int32_limits = std::numeric_limits<std::int32_t>;
+    if (json_unpack(details.get(), "{s:I,s:s}", "code", &code, "description", &description) != 0 ||
+        code < int32_limits::min() || code > int32_limits::max()) {
+        return fail(err, kInternalError, "failed to process error");
+    }
+    return fail(err, static_cast<std::int32_t>(code), description);
+}
+
+int fetch_router_field(json_t* result, const router_field& field) {
+    received_text text;
+    if (send_command(field.getter, json_null(), text.out()) != 0) {
+        return -1;
+    }
+    json_t* const value = json_loads(text.get(), JSON_DECODE_ANY, nullptr);
+    return value == nullptr ? -1 : json_object_set_new(result, field.key, value);
+}
+
+// Sends one property of a device, if the document has it.
+int send_device_property(const char* name, const json_t* document, const char* key) {
+    json_t* const value = json_object_get(document, key);
+    if (value == nullptr) {
+        return 0;
+    }
+    json_t* const id = json_object_get(document, "device_id");
+    const json_handle data(json_pack("{s:O,s:O}", "device_id", id, key, value));
+    return data ? send_command(name, data.get(), nullptr) : -1;
+}
+
+bool validate_online_status_entry(const json_t* entry) {
+    const json_t* const online = json_object_get(entry, "is_online");
+    if (!json_is_string(json_object_get(entry, "mac")) ||
+        !json_is_string(json_object_get(entry, "interface")) || !json_is_boolean(online)) {
+        return false;
+    }
+    const json_t* const ip = json_object_get(entry, "ip");
+    return json_is_false(online) || json_is_string(ip) || json_is_array(ip);
+}
+
+bool validate_online_status(const json_t* document) {
+    if (!json_is_array(document)) {
+        return validate_online_status_entry(document);
+    }
+    for (std::size_t i = 0; i < json_array_size(document); ++i) {
+        if (!validate_online_status_entry(json_array_get(document, i))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+int removal_result(const char* data) {
+    const json_handle details(parse(data));
+    const json_t* const code = json_object_get(details.get(), "code");
+    if (json_object_get(details.get(), "error") == nullptr || !json_is_integer(code)) {
+        return -1;
+    }
+    return static_cast<std::int32_t>(json_integer_value(code));
+}
+
+int fail_schedule(char** err_text, const char* reason) {
+    if (err_text != nullptr) {
+        *err_text = ::strdup(reason);
+    }
+    return -1;
+}
+
+} // namespace
+
+} // namespace qxplix
+
+using namespace qxplix;
+
+// --- commands that are sent and answered, nothing more ------------------------------------------
+
+int qx_plix_enable(void) {
+    return send_plain("enable_services");
+}
+
+int qx_plix_disable(void) {
+    return send_plain("disable_services");
+}
+
+int qx_plix_enable_routerprotection(void) {
+    return send_plain("enable_routerprotection");
+}
+
+int qx_plix_disable_routerprotection(void) {
+    return send_plain("disable_routerprotection");
+}
+
+int qx_plix_va_start(void) {
+    return send_plain("va_start");
+}
+
+int qx_plix_va_stop(void) {
+    return send_plain("va_stop");
+}
+
+int qx_plix_va_self_scan_start(void) {
+    return send_plain("va_self_scan_start");
+}
+
+int qx_plix_pro_features_enable(void) {
+    return send_plain("pro_features_enable");
+}
+
+int qx_plix_pro_features_disable(void) {
+    return send_plain("pro_features_disable");
+}
+
+int qx_plix_reapply_firewall_rules(void) {
+    return send_plain("reapply_firewall_rules");
+}
+
+int qx_plix_get_version_info(char** out) {
+    return fetch("get_version_info", json_null(), out);
+}
+
+int qx_plix_get_subscription_status(char** out) {
+    return fetch("get_subscription_status", json_null(), out);
+}
+
+int qx_plix_update_subscription_status(char** out) {
+    return fetch("update_subscription_status", json_null(), out);
+}
+
+int qx_plix_get_diagnosis_report(char** out) {
+    return fetch("get_diagnosis_report", json_null(), out);
+}
+
+int qx_plix_get_status_report(char** out) {
+    return fetch("get_status_report", json_null(), out);
+}
+
+int qx_plix_get_features_list(char** out) {
+    return fetch("list_all_features", nullptr, out);
+}
+
+int qx_plix_get_feature(const char* query_json, char** out) {
+    return fetch_for_document("get_feature", query_json, out);
+}
+
+int qx_plix_set_feature(const char* settings_json, char** out) {
+    return fetch_for_document("set_feature", settings_json, out);
+}
+
+int qx_plix_get_devices(const char* filter_json, char** out) {
+    return filter_json == nullptr ? fetch("get_devices", json_null(), out)
+                                  : fetch_for_document("get_devices", filter_json, out);
+}
+
+int qx_plix_is_enabled(int* status) {
+    return query_status("get_services_status", status);
+}
+
+int qx_plix_is_routerprotection_enabled(int* status) {
+    return query_status("get_routerprotection_status", status);
+}
+
+int qx_plix_va_status(int* status) {
+    return query_status("va_status", status);
+}
+
+// --- commands with steps of their own ------------------------------------------------------------
+
+int qx_plix_register_to_cloud(const char* token, const char* mac, const char* redeem_code) {
+    if (!is_initialised() || token == nullptr || mac == nullptr) {
+        return -1;
+    }
+    const json_handle data =
+        build_registration_data(token, mac, redeem_code == nullptr ? mac : redeem_code);
+    return data ? send_command("start_cloud_registration", data.get(), nullptr) : -1;
+}
+
+int qx_plix_register(const char* registration_info_json, qx_plix_error_t* err) {
+    if (registration_info_json == nullptr) {
+        return fail(err, kInvalidParams, "registration_info missing");
+    }
+    const json_handle info = parse(registration_info_json);
+    if (!info) {
+        return fail(err, kInvalidParams, "invalid JSON format");
+    }
+    received_text data;
+    if (send_command("start_registration", info.get(), data.out()) == 0) {
+        return 0;
+    }
+    return report_refusal(data.get(), err);
+}
+
+int qx_plix_set_router_info(const char* router_info_json) {
+    const json_handle info = parse(router_info_json);
+    if (!info) {
+        return -1;
+    }
+    int result = 0;
+    for (const router_field& field : kRouterFields) {
+        json_t* const value = json_object_get(info.get(), field.key);
+        if (value != nullptr && send_command(field.setter, value, nullptr) != 0) {
+            result = -1;
+        }
+    }
+    return result;
+}
+
+int qx_plix_get_router_info(char** out) {
+    const json_handle info(out == nullptr ? nullptr : json_object());
+    if (!info) {
+        return -1;
+    }
+    for (const router_field& field : kRouterFields) {
+        fetch_router_field(info.get(), field);
+    }
+    char* const text = json_dumps(info.get(), 0);
+    if (text == nullptr) {
+        return -1;
+    }
+    *out = text;
+    return 0;
+}
+
+int qx_plix_set_device_info(const char* device_info_json) {
+    const json_handle info = parse(device_info_json);
+    if (json_object_get(info.get(), "device_id") == nullptr) {
+        return -1;
+    }
+    const int name = send_device_property("set_device_name", info.get(), "name");
+    const int blocked =
+        send_device_property("set_device_traffic_blocked", info.get(), "traffic_blocked");
+    return name == 0 && blocked == 0 ? 0 : -1;
+}
+
+int qx_plix_set_device_online_status(const char* online_status_json) {
+    const json_handle document = parse(online_status_json);
+    if (!validate_online_status(document.get())) {
+        return -1;
+    }
+    return send_command("set_device_online_status", document.get(), nullptr);
+}
+
+int qx_plix_remove_satellite(const char* satellite_json) {
+    const json_handle satellite = parse(satellite_json);
+    if (!json_is_string(json_object_get(satellite.get(), "mac"))) {
+        return -1;
+    }
+    received_text data;
+    if (send_command("remove_satellite", satellite.get(), data.out()) == 0) {
+        return 0;
+    }
+    return removal_result(data.get());
+}
+
+int qx_plix_va_set_schedule(const char* schedule_json, char** err_text) {
+    if (schedule_json == nullptr) {
+        return fail_schedule(err_text, "wrong arguments");
+    }
+    json_error_t error;
+    const json_handle schedule(json_loads(schedule_json, 0, &error));
+    if (!schedule) {
+        return fail_schedule(err_text, error.text);
+    }
+    received_text data;
+    if (send_command("va_set_schedule", schedule.get(), data.out()) == 0) {
+        if (err_text != nullptr) {
+            *err_text = data.release();
+        }
+        return 0;
+    }
+    const json_handle details = parse(data.get());
+    const char* const reason = json_string_value(json_object_get(details.get(), "error"));
+    return fail_schedule(err_text, reason == nullptr ? "internal error" : reason);
+}
+
+int qx_plix_va_set_exclusions(const char* exclusions_json, qx_plix_error_t* err) {
+    json_error_t error;
+    const json_handle exclusions(json_loads(exclusions_json, 0, &error));
+    if (!exclusions) {
+        return fail(err, kInvalidParams, error.text);
+    }
+    if (!json_is_array(exclusions.get())) {
+        return fail(err, kInvalidParams, "input is not a JSON array");
+    }
+    received_text data;
+    if (send_command("va_set_exclusions", exclusions.get(), data.out()) == 0) {
+        return 0;
+    }
+    return data.get() != nullptr ? fail(err, kInvalidParams, data.get())
+                                 : fail(err, kInternalError, "failed to set the value");
+}
+
+int qx_plix_va_get_exclusions(char** out, qx_plix_error_t* err) {
+    if (out == nullptr) {
+        return fail(err, kInvalidParams, "output pointer is null");
+    }
+    received_text data;
+    if (send_command("va_get_exclusions", json_null(), data.out()) != 0 || data.get() == nullptr) {
+        return fail(err, kInternalError, "failed to get the value");
+    }
+    *out = data.release();
+    return 0;
+}

@@ -1,0 +1,112 @@
+#include "event_thread.h"
+
+#include "handles.h"
+#include "registrar.h"
+#include "state.h"
+
+#include <cerrno>
+#include <csignal>
+#include <pthread.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+
+namespace qxplix {
+namespace {
+
+constexpr int kMostEvents = 8;
+constexpr int kIdleTimeout = 1000; ///< ms; also how soon the flag `stopped` alone is noticed
+constexpr int kRetryTimeout = 200; ///< ms, while a subscription is lost
+
+// Callbacks may parse JSON as deeply nested as the parser allows, and so does the thread itself.
+// Memory that is not used is never touched.
+constexpr std::size_t kStackSize = std::size_t{1024} * 1024;
+
+struct event_thread {
+    int epoll_fd;
+    int wake_fd; ///< is watched but never read: once it is readable, the thread ends
+    pthread_t handle;
+};
+
+event_thread self{-1, -1, {}};
+
+void* event_thread_main(void* /*unused*/) {
+    int timeout = kIdleTimeout;
+    while (!is_stopped()) {
+        epoll_event ready[kMostEvents];
+        const int count = ::epoll_wait(self.epoll_fd, ready, kMostEvents, timeout);
+        if (count < 0 && errno != EINTR) {
+            break;
+        }
+        for (int i = 0; i < count; ++i) {
+            if (ready[i].data.fd != self.wake_fd) {
+                registrar_process_events_on_conn(ready[i].data.fd);
+            }
+        }
+        timeout = registrar_resubscribe_all_pending_subs() ? kRetryTimeout : kIdleTimeout;
+    }
+    return nullptr;
+}
+
+// Signals are the application's: its threads, and its signal descriptors, must get them all.
+int create_without_signals(pthread_t* handle) {
+    pthread_attr_t attributes;
+    if (::pthread_attr_init(&attributes) != 0) {
+        return -1;
+    }
+    ::pthread_attr_setstacksize(&attributes, kStackSize);
+    sigset_t all;
+    sigset_t before;
+    ::sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before);
+    const int result = ::pthread_create(handle, &attributes, event_thread_main, nullptr);
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    ::pthread_attr_destroy(&attributes);
+    return result == 0 ? 0 : -1;
+}
+
+void close_descriptors() {
+    ::close(self.wake_fd);
+    ::close(self.epoll_fd);
+    self.wake_fd = -1;
+    self.epoll_fd = -1;
+}
+
+} // namespace
+
+int event_thread_create() {
+    fd_handle epoll(::epoll_create1(EPOLL_CLOEXEC));
+    fd_handle wake(epoll ? ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) : -1);
+    if (!wake) {
+        return -1;
+    }
+    self.epoll_fd = epoll.release();
+    self.wake_fd = wake.release();
+    if (event_thread_schedule_fd_ro(self.wake_fd) != 0 ||
+        create_without_signals(&self.handle) != 0) {
+        close_descriptors();
+        return -1;
+    }
+    return 0;
+}
+
+void event_thread_destroy() {
+    ::eventfd_write(self.wake_fd, 1);
+    ::pthread_join(self.handle, nullptr);
+    close_descriptors();
+}
+
+int event_thread_schedule_fd_ro(int fd) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.fd = fd;
+    if (::epoll_ctl(self.epoll_fd, EPOLL_CTL_MOD, fd, &event) == 0) {
+        return 0;
+    }
+    return errno == ENOENT ? ::epoll_ctl(self.epoll_fd, EPOLL_CTL_ADD, fd, &event) : -1;
+}
+
+int event_thread_cancel_fd(int fd) {
+    return ::epoll_ctl(self.epoll_fd, EPOLL_CTL_DEL, fd, nullptr);
+}
+
+} // namespace qxplix

@@ -1,0 +1,99 @@
+#include "events.h"
+
+#include "event_pipe.h"
+#include "qx_plix.h"
+#include "registrar.h"
+#include "state.h"
+
+#include <cctype>
+#include <cstring>
+
+namespace qxplix {
+namespace {
+
+constexpr char kPrefix[] = "QX_PLIX_";
+constexpr std::size_t kPrefixLength = sizeof kPrefix - 1;
+
+constexpr const char* kEventNames[] = {
+    "QX_PLIX_DEVICE_DISCOVERY",
+    "QX_PLIX_SUBSCRIPTION_CHANGED",
+    "QX_PLIX_CLOUD_REGISTRATION_STATUS",
+    "QX_PLIX_DEVICES_LIST_UPDATED",
+    "QX_PLIX_QXAGENT_STARTED",
+    "QX_PLIX_VA_STATUS_CHANGED",
+    "QX_PLIX_SET_DEVICE_ONLINE_STATUS_RESULT",
+};
+static_assert(sizeof kEventNames / sizeof *kEventNames == QX_PLIX_EVENT_UNKNOWN);
+
+} // namespace
+
+int to_broker_event_name(const char* name, char (&broker_name)[kBrokerNameSize]) {
+    if (name == nullptr || std::strlen(name) >= kBrokerNameSize ||
+        std::strncmp(name, kPrefix, kPrefixLength) != 0) {
+        return -1;
+    }
+    std::size_t length = 0;
+    for (const char* at = name + kPrefixLength; *at != '\0'; ++at) {
+        const auto letter = static_cast<unsigned char>(*at);
+        if (std::isspace(letter) != 0) {
+            break;
+        }
+        broker_name[length++] = static_cast<char>(std::tolower(letter));
+    }
+    broker_name[length] = '\0';
+    return length > 0 ? 0 : -1;
+}
+
+} // namespace qxplix
+
+using namespace qxplix;
+
+qx_plix_event_type qx_plix_event_type_from_str(const char* name) {
+    int type = 0;
+    while (type < QX_PLIX_EVENT_UNKNOWN &&
+           (name == nullptr || std::strcmp(name, kEventNames[type]) != 0)) {
+        ++type;
+    }
+    return static_cast<qx_plix_event_type>(type);
+}
+
+const char* qx_plix_event_type_to_str(qx_plix_event_type type) {
+    const auto index = static_cast<unsigned>(type);
+    return index < QX_PLIX_EVENT_UNKNOWN ? kEventNames[index] : nullptr;
+}
+
+int qx_plix_subscribe(qx_plix_event_type type, qx_plix_event_cb callback, void* user_data,
+                      int* event_fd) {
+    char name[kBrokerNameSize];
+    if (!is_initialised() || callback == nullptr ||
+        to_broker_event_name(qx_plix_event_type_to_str(type), name) != 0) {
+        return -1;
+    }
+    event_pipe pipe = kNoPipe;
+    if (event_fd != nullptr) {
+        if (event_pipe_create(&pipe) != 0) {
+            return -1;
+        }
+        *event_fd = pipe.read_fd;
+    }
+    if (registrar_subscribe_to_event(name, callback, user_data, &pipe) != 0) {
+        event_pipe_destroy(&pipe);
+        return -1;
+    }
+    return 0;
+}
+
+void qx_plix_unsubscribe(qx_plix_event_type type) {
+    char name[kBrokerNameSize];
+    if (is_initialised() && to_broker_event_name(qx_plix_event_type_to_str(type), name) == 0) {
+        registrar_unsubscribe_from_event(name);
+    }
+}
+
+int qx_plix_read_event_fd(int event_fd, int drain) {
+    // No subscription has -1, which stands for having no pipe.
+    if (!is_initialised() || event_fd < 0) {
+        return -1;
+    }
+    return registrar_process_events_on_pipe(event_fd, drain);
+}

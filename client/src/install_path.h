@@ -1,0 +1,18 @@
+// The install path as the library itself sets it; qxpath.h is for others.
+#pragma once
+
+#include <cstddef>
+
+namespace qxplix {
+
+inline constexpr std::size_t kPathSize = 4096;
+
+/// Replaces the install path. With null, or the path that is set already, the next query works the
+/// default out again. Always 0.
+int qxpath_set_install_path(const char* wanted);
+
+/// Copies a user's home directory into `home`, which has room for kPathSize bytes. -1 when
+/// /etc/passwd does not tell.
+int get_userhome(const char* user, char* home);
+
+} // namespace qxplix

@@ -1,0 +1,128 @@
+#include "event_thread.h"
+#include "handles.h"
+#include "install_path.h"
+#include "qx_plix.h"
+#include "qxpath.h"
+#include "registrar.h"
+#include "state.h"
+#include "wire.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+
+namespace qxplix {
+namespace {
+
+constexpr char kProtocolVersion[] = "1.3";
+constexpr char kVersionFile[] = "qxbrokerd.version";
+constexpr std::size_t kVersionSize = 33;
+
+int open_version_file(const char* install_path) {
+    char name[kPathSize] = {};
+    std::snprintf(name, sizeof name - 1, "%s/var/run/%s", install_path, kVersionFile);
+    return ::open(name, O_RDONLY | O_CLOEXEC);
+}
+
+// The broker holds a lock on its version file for as long as it runs.
+bool is_locked(int fd) {
+    struct flock query {};
+    query.l_type = F_WRLCK;
+    query.l_whence = SEEK_SET;
+    int result = 0;
+    do {
+        result = ::fcntl(fd, F_GETLK, &query);
+    } while (result == -1 && errno == EINTR);
+    return result == 0 && query.l_type != F_UNLCK;
+}
+
+// The first line, with its line end, or as much of it as fits; -1 when there is nothing to read.
+int read_line(int fd, char (&line)[kVersionSize]) {
+    std::size_t length = 0;
+    char* end = nullptr;
+    while (length < sizeof line - 1 && end == nullptr) {
+        const ssize_t got = ::read(fd, line + length, sizeof line - 1 - length);
+        if (got <= 0) {
+            break;
+        }
+        end = static_cast<char*>(std::memchr(line + length, '\n', static_cast<std::size_t>(got)));
+        length += static_cast<std::size_t>(got);
+    }
+    if (end != nullptr) {
+        length = static_cast<std::size_t>(end + 1 - line);
+    }
+    line[length] = '\0';
+    return length > 0 ? 0 : -1;
+}
+
+bool is_right_version(int fd) {
+    char version[kVersionSize];
+    if (read_line(fd, version) != 0) {
+        return false;
+    }
+    if (std::strcmp(version, kProtocolVersion) != 0) {
+        std::fprintf(stderr, "Wrong Protocol Version: Daemon=(%s) vs Client=(%s)\n", version,
+                     kProtocolVersion);
+        return false;
+    }
+    return true;
+}
+
+bool accepts_connections() {
+    const fd_handle conn(open_conn());
+    return static_cast<bool>(conn);
+}
+
+int start_receiving() {
+    registrar_init();
+    set_stopped(false);
+    if (event_thread_create() != 0) {
+        registrar_uninit();
+        return -1;
+    }
+    set_initialised(true);
+    return 0;
+}
+
+} // namespace
+} // namespace qxplix
+
+using namespace qxplix;
+
+int qx_plix_init(void) {
+    return qx_plix_init2(qxpath_default_install_path());
+}
+
+int qx_plix_init2(const char* install_path) {
+    if (install_path == nullptr || is_initialised()) {
+        return -1;
+    }
+    qxpath_set_install_path(install_path);
+    // Stays open, and the broker's lock in sight, until the start is through.
+    const fd_handle version_file(open_version_file(install_path));
+    if (!version_file) {
+        std::fputs("Daemon is down or you are running an older version of it\n", stderr);
+        return -1;
+    }
+    if (!is_locked(version_file.get())) {
+        std::fputs("Daemon is down or you need to try again later\n", stderr);
+        return -1;
+    }
+    if (!is_right_version(version_file.get()) || !accepts_connections()) {
+        return -1;
+    }
+    return start_receiving();
+}
+
+int qx_plix_uninit(void) {
+    if (!is_initialised()) {
+        return 0;
+    }
+    set_stopped(true);
+    event_thread_destroy();
+    registrar_uninit();
+    qxpath_set_install_path(nullptr);
+    set_initialised(false);
+    return 0;
+}

@@ -1,0 +1,36 @@
+// The subscriptions: which connection of the broker feeds which subscriber.
+#pragma once
+
+#include "event_pipe.h"
+#include "qx_plix.h"
+
+namespace qxplix {
+
+/// Before the event thread starts, and after it has ended.
+void registrar_init();
+void registrar_uninit();
+
+/// Subscribes at the broker, waiting for its answer, and takes a place in the table. With a pipe,
+/// which then belongs to the subscription, events wait for their reader; with kNoPipe the event
+/// thread runs the callback. 0 or -1. Any thread.
+int registrar_subscribe_to_event(const char* event_name, qx_plix_event_cb callback, void* user_data,
+                                 const event_pipe* pipe);
+
+/// Ends the first subscription to the event, closing its pipe and its connection. Never waits for
+/// the broker. Any thread.
+void registrar_unsubscribe_from_event(const char* event_name);
+
+/// Waits for a notification byte at the read end of a subscription's pipe, then runs the callback
+/// for one event, or for all that wait when `drain` is not 0. -1 when there is no such
+/// subscription (any more) or the wait is interrupted. Any thread.
+int registrar_process_events_on_pipe(int read_fd, int drain);
+
+/// Event thread: receives what is there at a connection, without waiting, and delivers it. A
+/// connection that has failed is closed and its subscription pending.
+void registrar_process_events_on_conn(int conn_fd);
+
+/// Event thread: goes on with every subscription whose connection was lost, without waiting.
+/// Returns whether one is still to be looked after soon.
+bool registrar_resubscribe_all_pending_subs();
+
+} // namespace qxplix
