@@ -21,6 +21,12 @@ io::descriptor open_file(const std::string& file, int flags) {
         [&] { return ::open(file.c_str(), flags | O_CLOEXEC | O_NOFOLLOW, kMode); }));
 }
 
+// May be a link: to a part of the flash that is not read-only, say.
+io::descriptor open_directory(const std::string& directory) {
+    return io::descriptor(io::uninterrupted(
+        [&] { return ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+}
+
 bool flush(int fd) {
     return io::uninterrupted([&] { return ::fsync(fd); }) == 0;
 }
@@ -32,7 +38,7 @@ bool flush_directory(int fd) {
 
 bool flush_parent(const std::string& directory) {
     const std::string parent = directory.substr(0, directory.rfind('/'));
-    const io::descriptor fd = open_file(parent, O_RDONLY | O_DIRECTORY);
+    const io::descriptor fd = open_directory(parent);
     return fd && flush_directory(fd.get());
 }
 
@@ -127,7 +133,7 @@ bool replace(const place& where, const snapshot& old, string_view bytes) {
         errno = EFBIG;
         return fail(where.file, "cannot be written");
     }
-    const io::descriptor directory = open_file(where.directory, O_RDONLY | O_DIRECTORY);
+    const io::descriptor directory = open_directory(where.directory);
     if (!directory) {
         return fail(where.directory, "cannot be opened");
     }
