@@ -157,7 +157,7 @@ TEST_F(Settings, ADamagedStoreIsNamedAndLeftAlone) {
         "{",
         "[]",
         "42",
-        "{\"a\":1}",
+        "{\"a\\n\":1}",
         "{\"a\":null}",
         "{\"a\":{}}",
         "{\"a\":\"1\"} x",
@@ -192,6 +192,7 @@ TEST_F(Settings, ADamagedStoreIsNamedAndLeftAlone) {
     const std::string log = read_file(kInstallDir / "var/log/tool.log");
     EXPECT_THAT(log, HasSubstr("Cannot read the settings: /opt/norvane/etc/settings.json: a key "
                                "occurs twice (line 1"));
+    EXPECT_THAT(log, HasSubstr("settings.json: the value of \"a\\n\" is not a text\n"));
     EXPECT_THAT(log, testing::Not(HasSubstr("secret")));
 }
 

@@ -44,6 +44,13 @@ json_ptr not_parsed(const std::string& file, const json_error_t& error) {
                              std::to_string(error.column) + ")");
 }
 
+// One line, whatever characters the key has.
+std::string quoted(const char* key) {
+    const json_ptr name(::json_string(key));
+    const text_ptr text(::json_dumps(name.get(), JSON_ENCODE_ANY | JSON_ENSURE_ASCII));
+    return text ? text.get() : "a key";
+}
+
 // Null, with the last-error record, when `bytes` is not an object of texts.
 json_ptr parse(const std::string& file, const std::string& bytes) {
     json_error_t error;
@@ -58,8 +65,8 @@ json_ptr parse(const std::string& file, const std::string& bytes) {
     for (void* item = ::json_object_iter(object.get()); item != nullptr;
          item = ::json_object_iter_next(object.get(), item)) {
         if (!json_is_string(::json_object_iter_value(item))) {
-            return damaged(file, std::string("the value of \"") + ::json_object_iter_key(item) +
-                                     "\" is not a text");
+            return damaged(file, "the value of " + quoted(::json_object_iter_key(item)) +
+                                     " is not a text");
         }
     }
     return object;
