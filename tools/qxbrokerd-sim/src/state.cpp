@@ -158,11 +158,11 @@ json_t* State::add_device(const char* mac) {
     do {
         id = concat({"device-", std::to_string(next_device_++)});
     } while (device_with_id(id) != nullptr);
-    Json device = parse(kNewDevice);
-    json_object_set_new(device.get(), "device_id", json_text(id).release());
-    json_object_set_new(device.get(), "mac", json_string(mac));
-    json_array_append(part("devices"), device.get());
-    return device.get();
+    json_t* const device = parse(kNewDevice).release();
+    json_object_set_new(device, "device_id", json_text(id).release());
+    json_object_set_new(device, "mac", json_string(mac));
+    json_array_append_new(part("devices"), device);
+    return device;
 }
 
 } // namespace qx::sim

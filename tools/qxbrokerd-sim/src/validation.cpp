@@ -6,27 +6,27 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
+#include <optional>
 
 namespace qx::sim {
 namespace {
 
-/// The value of a hexadecimal digit, or -1.
-int digit_value(char c) {
+struct Digit {
+    unsigned value;
+    char first; ///< '0', 'A' or 'a': an interval stays within digits, capital or small letters
+};
+
+std::optional<Digit> hex_digit(char c) {
     if (c >= '0' && c <= '9') {
-        return c - '0';
+        return Digit{static_cast<unsigned>(c - '0'), '0'};
+    }
+    if (c >= 'A' && c <= 'F') {
+        return Digit{static_cast<unsigned>(c - 'A' + 10), 'A'};
     }
     if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
+        return Digit{static_cast<unsigned>(c - 'a' + 10), 'a'};
     }
-    return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
-}
-
-/// Digits, small letters and capital letters: an interval stays within one of them.
-int digit_format(char c) {
-    if (c <= '9') {
-        return 0;
-    }
-    return c <= 'F' ? 1 : 2;
+    return std::nullopt;
 }
 
 class PatternReader {
@@ -39,7 +39,7 @@ public:
             if (nibble > 0 && nibble % 2 == 0 && !take(':')) {
                 return "groups of two digits must be separated by ':'";
             }
-            const std::string fault = take('[') ? choice() : single();
+            std::string fault = take('[') ? choice() : single();
             if (!fault.empty()) {
                 return fault;
             }
@@ -56,31 +56,26 @@ private:
         return true;
     }
 
-    /// The next digit, or 0 when there is none.
-    char digit() {
-        if (rest_.empty() || digit_value(rest_.front()) < 0) {
-            return 0;
-        }
-        const char c = rest_.front();
-        rest_.remove_prefix(1);
-        return c;
+    std::optional<Digit> digit() {
+        const auto found = rest_.empty() ? std::nullopt : hex_digit(rest_.front());
+        rest_.remove_prefix(found ? 1 : 0);
+        return found;
     }
 
-    std::string single() { return digit() != 0 ? "" : "a hexadecimal digit is missing"; }
+    std::string single() { return digit() ? "" : "a hexadecimal digit is missing"; }
 
     std::string choice() {
         unsigned seen = 0;
         do {
-            const char from = digit();
-            const bool interval = from != 0 && take('-');
-            const char to = interval ? digit() : from;
-            if (from == 0 || to == 0) {
+            const auto from = digit();
+            const auto to = from && take('-') ? digit() : from;
+            if (!from || !to) {
                 return "a '[' needs single digits or intervals, separated by '|'";
             }
-            if (digit_format(from) != digit_format(to) || from > to) {
+            if (from->first != to->first || from->value > to->value) {
                 return "an interval must ascend within 0-9, A-F or a-f";
             }
-            for (int value = digit_value(from); value <= digit_value(to); ++value) {
+            for (unsigned value = from->value; value <= to->value; ++value) {
                 if ((seen >> value & 1U) != 0) {
                     return "values between '[' and ']' overlap";
                 }

@@ -1,0 +1,232 @@
+#include "broker_client.h"
+#include "world.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace qx::test;
+using ::testing::HasSubstr;
+
+constexpr const char* kOk = "{\"status\": 0}";
+
+std::string with_data(const std::string& data) {
+    return "{\"status\": 0, \"data\": " + data + "}";
+}
+
+std::string refusal(const std::string& code, const std::string& description) {
+    return R"({"status": 1, "data": {"code": )" + code + R"(, "description": ")" + description +
+           "\"}}";
+}
+
+TEST(Commands, SwitchesKeepWhatTheyAreSetTo) {
+    const Simulator simulator;
+    struct Switch {
+        const char *on, *off, *query;
+    };
+    for (const Switch& each : {Switch{"enable_services", "disable_services", "get_services_status"},
+                               Switch{"enable_routerprotection", "disable_routerprotection",
+                                      "get_routerprotection_status"}}) {
+        EXPECT_EQ(ask(each.off), kOk);
+        EXPECT_EQ(ask(each.query), with_data("{\"status\": 0}"));
+        EXPECT_EQ(ask(each.on), kOk);
+        EXPECT_EQ(ask(each.query), with_data("{\"status\": 1}"));
+    }
+    EXPECT_EQ(ask("pro_features_enable"), kOk);
+    EXPECT_EQ(ask("pro_features_disable"), kOk);
+    EXPECT_EQ(ask("reapply_firewall_rules"), kOk);
+}
+
+TEST(Commands, RouterFieldsAreReadBackAsSet) {
+    const Simulator simulator;
+    for (const std::string field :
+         {"name", "model", "serial_number", "firmware_version", "feature_set_level"}) {
+        EXPECT_EQ(ask("set_router_" + field, "\"new " + field + "\""), kOk);
+        EXPECT_EQ(ask("get_router_" + field), with_data("\"new " + field + "\""));
+        EXPECT_THAT(ask("set_router_" + field, "5"), HasSubstr("\"code\": 1"));
+    }
+    const std::string interfaces = R"([{"name": "br-wan", "type": "wan"}])";
+    EXPECT_EQ(ask("set_router_interfaces", interfaces), kOk);
+    EXPECT_THAT(ask("set_router_interfaces", R"([{"name": "lan", "type": ""}])"),
+                HasSubstr("needs a name"));
+    EXPECT_EQ(ask("get_router_interfaces"), with_data(interfaces));
+    EXPECT_EQ(ask("set_va_cloud_trigger", "false"), kOk);
+    EXPECT_THAT(ask("set_va_cloud_trigger", "1"), HasSubstr("boolean"));
+    EXPECT_EQ(ask("get_va_cloud_trigger"), with_data("false"));
+}
+
+TEST(Commands, DevicesAreListedRenamedAndBlocked) {
+    const Simulator simulator(R"({"state": {"devices": [
+        {"device_id": "a", "mac": "02:00:00:00:00:0a"}, {"device_id": "b", "name": "B"}]}})");
+    const std::string renamed =
+        R"([{"device_id": "a", "mac": "02:00:00:00:00:0a", "name": "A", "interface": "", "ip": [], )"
+        R"("hostname": "", "online": false, "traffic_blocked": 1}])";
+    EXPECT_EQ(ask("set_device_name", R"({"device_id": "a", "name": "A"})"), kOk);
+    EXPECT_EQ(ask("set_device_traffic_blocked", R"({"device_id": "a", "traffic_blocked": true})"),
+              kOk);
+    EXPECT_EQ(ask("get_devices", R"(["a", "nobody"])"), with_data(renamed));
+    EXPECT_EQ(ask("get_devices", "[]"), ask("get_devices"));
+    EXPECT_THAT(ask("get_devices"), HasSubstr("\"b\""));
+    EXPECT_THAT(ask("get_devices", "{}"), HasSubstr("\"code\": 2"));
+    EXPECT_EQ(ask("set_device_name", R"({"device_id": "x", "name": "A"})"),
+              refusal("1", "no device has this device_id"));
+    EXPECT_EQ(ask("set_device_traffic_blocked", R"({"device_id": "a", "traffic_blocked": 2})"),
+              refusal("1", "'traffic_blocked' must be 0 or 1"));
+}
+
+TEST(Commands, RefusalsHaveTheShapesThatClientsDecode) {
+    const Simulator simulator;
+    EXPECT_EQ(ask("start_registration", R"({"router_id": ""})"),
+              refusal("2", "'router_id' must be a text that is not empty"));
+    EXPECT_EQ(ask("start_registration", "{}"),
+              refusal("2", "a registration needs an object with members"));
+    EXPECT_EQ(ask("start_registration", R"({"router_id": "manual"})"),
+              refusal("1", "'manual' is no router_id"));
+    EXPECT_EQ(ask("start_registration", R"({"router_id": "r1"})"), kOk);
+    EXPECT_EQ(
+        ask("remove_satellite", R"({"mac": "02:00:00:00:00:01"})"),
+        R"({"status": 1, "data": {"error": "no satellite has this MAC address", "code": 2}})");
+    EXPECT_EQ(ask("remove_satellite", R"({"mac": "02:11:22:33:55:01"})"), kOk);
+    EXPECT_THAT(ask("start_cloud_registration", R"({"token": "", "register_mac_address": "m"})"),
+                HasSubstr("'token' is missing"));
+    EXPECT_EQ(ask("get_version_info", "5"), refusal("1", "get_version_info takes no data"));
+    EXPECT_EQ(ask("list_all_features", ""), ask("list_all_features"));
+    EXPECT_EQ(ask("no_such"), refusal("1", "unknown command 'no_such'"));
+    const BrokerClient client;
+    for (const char* line :
+         {"", "[]", "{\"type\": \"x\", \"name\": \"y\"}", "{\"type\": \"command\"}", "\xff{"}) {
+        client.send(std::string(line) + "\n");
+        EXPECT_THAT(client.read_frame().value_or(""),
+                    HasSubstr("\"status\": 1, \"data\": {\"code\": 2"))
+            << line;
+    }
+}
+
+TEST(Commands, FeaturesChangeAllOrNone) {
+    const Simulator simulator(R"({"state": {"features": {"a": "enabled", "b": "disabled"}}})");
+    EXPECT_EQ(ask("set_feature", R"({"a": "disabled"})"), with_data(R"({"a": "disabled"})"));
+    EXPECT_EQ(ask("set_feature", R"({"b": "enabled", "a": "on"})"),
+              refusal("1", "the status of 'a' must be enabled or disabled"));
+    EXPECT_EQ(ask("set_feature", R"({"b": "enabled", "none": "enabled"})"),
+              refusal("1", "unknown feature 'none'"));
+    EXPECT_EQ(ask("get_feature", R"(["b", "a"])"),
+              with_data(R"({"b": "disabled", "a": "disabled"})"));
+    EXPECT_EQ(ask("get_feature", R"(["x"])"), refusal("1", "unknown feature 'x'"));
+}
+
+TEST(Commands, ExclusionPatternsAreJudged) {
+    const Simulator simulator;
+    const std::string good = R"(["AA:BB:CC:DD:EE:FF", "aa:[0-3|8]B:c[A-F|0]:00:00:0[1|b]"])";
+    EXPECT_EQ(ask("va_set_exclusions", good), kOk);
+    EXPECT_EQ(ask("va_get_exclusions"), with_data(good));
+    const std::pair<const char*, const char*> bad[] = {
+        {"AA:BB:CC:DD:EE", "must be separated"},
+        {"AA:BB:CC:DD:EE:FF:00", "after the sixth"},
+        {"AA-BB-CC-DD-EE-FF", "must be separated"},
+        {"GA:BB:CC:DD:EE:FF", "digit is missing"},
+        {"[0-5|3]A:BB:CC:DD:EE:FF", "overlap"},
+        {"[a|A]A:BB:CC:DD:EE:FF", "overlap"},
+        {"[5-3]A:BB:CC:DD:EE:FF", "must ascend"},
+        {"[8-b]A:BB:CC:DD:EE:FF", "must ascend"},
+        {"[A-f]A:BB:CC:DD:EE:FF", "must ascend"},
+        {"[]A:BB:CC:DD:EE:FF", "needs single digits"},
+        {"[1|]A:BB:CC:DD:EE:FF", "needs single digits"},
+        {"[1A:BB:CC:DD:EE:FF", "']' is missing"},
+    };
+    for (const auto& [pattern, reason] : bad) {
+        const std::string answer = ask("va_set_exclusions", "[\"" + std::string(pattern) + "\"]");
+        EXPECT_THAT(answer, HasSubstr("{\"status\": 1, \"data\": \"")) << pattern;
+        EXPECT_THAT(answer, HasSubstr(reason)) << pattern;
+    }
+    EXPECT_EQ(ask("va_get_exclusions"), with_data(good));
+}
+
+TEST(Commands, SchedulesAreJudged) {
+    const Simulator simulator;
+    const auto schedule = [](const std::string& at, const std::string& every,
+                             const std::string& on) {
+        return ask("va_set_schedule",
+                   "{\"at\": \"" + at + "\", \"every\": {" + every + "}, \"on\": {" + on + "}}");
+    };
+    const std::string day = R"("num": 1, "unit": "day")";
+    const std::string week = R"("num": 2, "unit": "week")";
+    const std::string month = R"("num": 1, "unit": "month")";
+    EXPECT_EQ(schedule("00:00", day, R"("prefix": "", "day": "")"), kOk);
+    EXPECT_EQ(schedule("23:59", week, R"("prefix": "", "day": 7)"), kOk);
+    EXPECT_EQ(schedule("03:30", month, R"("prefix": "last", "day": "monday")"), kOk);
+    EXPECT_EQ(schedule("03:30", month, R"("prefix": "", "day": 31)"), kOk);
+    struct Bad {
+        const char* at;
+        std::string every;
+        const char *on, *reason;
+    };
+    const Bad bad[] = {
+        {"24:00", day, "", "'at' must be"},
+        {"3:30", day, "", "'at' must be"},
+        {"03:60", day, "", "'at' must be"},
+        {"03:30", R"("num": 0, "unit": "day")", "", "'every.num'"},
+        {"03:30", R"("num": 1, "unit": "year")", "", "'every.unit'"},
+        {"03:30", day, R"("day": 1)", "does not go with the unit day"},
+        {"03:30", week, R"("day": 8)", "1 to 7"},
+        {"03:30", week, R"("prefix": "first", "day": "monday")", "month only"},
+        {"03:30", month, R"("day": 32)", "1 to 31"},
+        {"03:30", month, R"("prefix": "sixth", "day": "monday")", "must be first"},
+        {"03:30", month, R"("prefix": "last", "day": 3)", "needs a day of the week"},
+    };
+    for (const Bad& each : bad) {
+        const std::string answer = schedule(each.at, each.every, each.on);
+        EXPECT_THAT(answer, HasSubstr("{\"status\": 1, \"data\": {\"error\": \"")) << answer;
+        EXPECT_THAT(answer, HasSubstr(each.reason));
+    }
+    EXPECT_THAT(ask("get_status_report"), HasSubstr(R"("on": {"prefix": "", "day": 31})"));
+}
+
+TEST(Commands, EventsFollowChanges) {
+    const Simulator simulator(R"({"state": {"devices": [], "scan_ms": 20, "services": {"status": 0},
+                                            "next_subscription": {"plan": "pro"}}})");
+    const BrokerClient client;
+    for (const char* event :
+         {"device_discovery", "devices_list_updated", "set_device_online_status_result",
+          "va_status_changed", "subscription_changed", "cloud_registration_status",
+          "qxagent_started"}) {
+        client.subscribe(event);
+    }
+    const auto event = [&client] { return client.read_frame().value_or(""); };
+
+    EXPECT_EQ(
+        ask("set_device_online_status",
+            R"({"mac": "02:00:00:00:00:07", "interface": "lan", "is_online": true, "ip": "192.0.2.7"})"),
+        kOk);
+    EXPECT_THAT(event(), HasSubstr(R"("ip": ["192.0.2.7"], "hostname": "", "online": true)"));
+    EXPECT_EQ(event(), R"({"device_ids": ["device-1"]})");
+    EXPECT_EQ(event(), R"([{"mac": "02:00:00:00:00:07", "is_online": true, "result": "ok"}])");
+    EXPECT_EQ(ask("set_device_online_status",
+                  R"([{"mac": "02:00:00:00:00:08", "interface": "lan", "is_online": false}])"),
+              kOk);
+    EXPECT_THAT(event(), HasSubstr("unknown device"));
+    for (const char* wrong : {"\"ip\": \"192.0.2.300\"", "\"ip\": []", "\"x\": 1"}) {
+        const std::string report =
+            R"({"mac": "02:00:00:00:00:07", "interface": "lan", "is_online": true, )";
+        EXPECT_THAT(ask("set_device_online_status", report + wrong + "}"), HasSubstr("'ip'"));
+    }
+
+    EXPECT_EQ(ask("va_start"), kOk);
+    EXPECT_EQ(event(), R"({"status": "started", "scan": "network"})");
+    EXPECT_EQ(event(), R"({"status": "finished", "scan": "network"})");
+    EXPECT_EQ(ask("va_stop"), refusal("1", "no scan is running"));
+    EXPECT_EQ(ask("enable_services"), kOk);
+    EXPECT_THAT(event(), HasSubstr("\"agent\""));
+    EXPECT_THAT(ask("update_subscription_status"), HasSubstr("\"plan\": \"pro\""));
+    EXPECT_THAT(event(), HasSubstr("\"plan\": \"pro\""));
+    EXPECT_EQ(
+        ask("start_cloud_registration",
+            R"({"token": "t", "token_type": "partner", "register_mac_address": "02:00:00:00:00:01", )"
+            R"("redeem_code": "r"})"),
+        kOk);
+    EXPECT_EQ(event(), R"({"status": "registered", "mac": "02:00:00:00:00:01"})");
+    EXPECT_EQ(ask("update_subscription_status"), ask("get_subscription_status"));
+    EXPECT_FALSE(client.has_input());
+}
+
+} // namespace

@@ -1,0 +1,188 @@
+#include "broker_client.h"
+#include "world.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+
+namespace {
+
+using namespace qx::test;
+using ::testing::HasSubstr;
+
+constexpr const char* kOk = "{\"status\": 0}";
+
+/// All bytes that the broker sends in answer to enable_services, until it closes the connection or,
+/// as it may stay silent, until the test has seen `count` of them.
+std::string answer_bytes(std::size_t count) {
+    const BrokerClient client;
+    client.send(command_line("enable_services"));
+    return client.read(count);
+}
+
+TEST(Scenario, FixedAnswersAreUsedUpInOrder) {
+    const Simulator simulator(R"({"commands": {
+        "get_router_name": [{"status": 7, "data": {"code": 3, "description": "broken"}, "times": 2},
+                            {"data": "fixed"}, {"status": "text"}, {"body": "no JSON"}, {"body": ""}],
+        "set_router_name": [{"status": 0}],
+        "*": [{"status": 9}]}})");
+    const std::string broken = R"({"status": 7, "data": {"code": 3, "description": "broken"}})";
+    for (const std::string& answer :
+         {broken, broken, std::string(R"({"status": 0, "data": "fixed"})"),
+          std::string(R"({"status": "text"})"), std::string("no JSON"), std::string()}) {
+        EXPECT_EQ(ask("get_router_name"), answer);
+    }
+    EXPECT_EQ(ask("set_router_name", "\"unheard\""), kOk); // answered, but not carried out
+    EXPECT_EQ(ask("get_version_info"), "{\"status\": 9}");
+    EXPECT_EQ(ask("get_router_name"), R"({"status": 0, "data": "Home Router"})");
+}
+
+TEST(Scenario, FramesAreBentOnTheirWay) {
+    const Simulator simulator(R"({"commands": {"enable_services": [
+        {"length": -5, "then": "close"},
+        {"length": 2147483647, "then": "close"},
+        {"send": 0, "then": "close"},
+        {"send": 2, "then": "close"},
+        {"send": 9, "then": "close"},
+        {"raw": "garbage", "then": "close"},
+        {"raw_hex": "02000000 7b7d", "then": "close"},
+        {"chunk": 1, "pause_ms": 0, "then": "close"},
+        {"data_size": 5000000, "then": "close"},
+        {"send": 6}]}})");
+    const std::string frame = std::string("\x0d\0\0\0", 4) + kOk;
+    const std::string data = R"({"status": 0, "data": ")" + std::string(5000000, 'x') + "\"}";
+    EXPECT_EQ(answer_bytes(99), "\xfb\xff\xff\xff" + std::string(kOk));
+    EXPECT_EQ(answer_bytes(99), "\xff\xff\xff\x7f" + std::string(kOk));
+    EXPECT_EQ(answer_bytes(99), "");
+    EXPECT_EQ(answer_bytes(99), frame.substr(0, 2));
+    EXPECT_EQ(answer_bytes(99), frame.substr(0, 9));
+    EXPECT_EQ(answer_bytes(99), "garbage");
+    EXPECT_EQ(answer_bytes(99), std::string("\2\0\0\0{}", 6));
+    EXPECT_EQ(answer_bytes(99), frame);
+    EXPECT_EQ(answer_bytes(data.size() + 99).substr(4), data);
+    const BrokerClient silent;
+    silent.send(command_line("enable_services"));
+    EXPECT_EQ(silent.read(6), frame.substr(0, 6));
+    EXPECT_EQ(ask("disable_services"), kOk);
+    EXPECT_FALSE(silent.has_input());
+}
+
+TEST(Scenario, ADelayedAnswerHoldsOnlyItsOwnClient) {
+    const Simulator simulator(R"({"commands": {"enable_services": [{"delay_ms": 150}]}})");
+    const auto start = std::chrono::steady_clock::now();
+    const BrokerClient waiting;
+    waiting.send(command_line("enable_services"));
+    waiting.end_sending();
+    EXPECT_EQ(ask("disable_services"), kOk);
+    EXPECT_FALSE(waiting.has_input());
+    EXPECT_EQ(waiting.read_frame(), kOk);
+    EXPECT_TRUE(waiting.ends());
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(150));
+}
+
+TEST(Scenario, ConnectionsAreRefusedOrLeftUnread) {
+    Simulator simulator(
+        R"({"connections": [{"accept": "close"}, {"times": 1}, {"accept": "silent"}]})",
+        {"--trace"});
+    EXPECT_TRUE(BrokerClient().ends());
+    EXPECT_EQ(ask("enable_services"), kOk);
+    {
+        const BrokerClient silent;
+        silent.send(command_line("enable_services"));
+        EXPECT_EQ(ask("enable_services"), kOk);
+        EXPECT_FALSE(silent.has_input());
+    }
+    simulator.wait_for_output("#3 closed");
+}
+
+TEST(Scenario, TheBrokerRestartsOrDiesBeforeItAnswers) {
+    Simulator simulator(R"({"commands": {"enable_services": [
+        {"send": 0, "then": "restart", "down_ms": 0}, {"send": 4, "then": "exit"}]}})");
+    EXPECT_EQ(answer_bytes(1), "");
+    simulator.wait_for_output("listening again (restart 1)");
+    EXPECT_EQ(answer_bytes(9).size(), 4U);
+    EXPECT_EQ(simulator.finish().status, 3);
+    EXPECT_TRUE(std::filesystem::exists(kInstallDir / "var/run/qxbrokerd.version"));
+}
+
+TEST(Scenario, EventsComeByThemselves) {
+    const Simulator simulator(R"({"events": [
+        {"event": "device_discovery", "when": "subscribe", "data": {"n": "%n"}, "times": 3, "every_ms": 1},
+        {"event": "QX_PLIX_VA_STATUS_CHANGED", "after_ms": 1, "every_ms": 1, "times": 0, "body": "tick"},
+        {"event": "qxagent_started", "when": "subscribe", "data": 1, "length": 100, "then": "close"}]})");
+    for (int round = 0; round < 2; ++round) {
+        const BrokerClient client;
+        client.subscribe("device_discovery");
+        for (const char* number : {"1", "2", "3"}) {
+            EXPECT_EQ(client.read_frame(), "{\"n\": \"" + std::string(number) + "\"}");
+        }
+        client.subscribe("va_status_changed");
+        EXPECT_EQ(client.read_frame(), "tick");
+        EXPECT_EQ(client.read_frame(), "tick");
+        const BrokerClient broken;
+        broken.subscribe("qxagent_started");
+        EXPECT_EQ(broken.read(99), std::string("\x64\0\0\0\x31", 5));
+    }
+}
+
+TEST(Scenario, SubscriptionsFailAsAsked) {
+    const Simulator simulator(
+        R"({"subscriptions": {"device_discovery": [{"status": 1}, {"send": 3, "then": "close"}]}})");
+    const std::string line = "{\"type\": \"subscribe\", \"name\": \"device_discovery\"}\n";
+    const BrokerClient refused;
+    refused.send(line + "{\"type\": \"subscribe\", \"name\": \"nothing\"}\n");
+    EXPECT_EQ(refused.read_frame(), "{\"status\": 1}");
+    EXPECT_THAT(refused.read_frame().value_or(""), HasSubstr("unknown event 'nothing'"));
+    const BrokerClient cut;
+    cut.send(line);
+    EXPECT_EQ(cut.read(9).size(), 3U);
+    BrokerClient().subscribe("device_discovery");
+}
+
+TEST(Scenario, StartUpFaults) {
+    const Simulator simulator(R"({"version": "1.2\n", "lock": false})");
+    EXPECT_EQ(read_file(kInstallDir / "var/run/qxbrokerd.version"), "1.2\n");
+    // Nobody holds the file: another broker would get it, if the socket were free.
+    Process other({"unshare", "-n", QX_SIMULATOR, "--install-dir", kInstallDir});
+    EXPECT_TRUE(other.wait_for_output("listening"));
+}
+
+TEST(Scenario, ErrorsNameTheFileThePlaceAndTheReason) {
+    const std::pair<const char*, const char*> wrong[] = {
+        {"{", "/etc/scenario.json:1:1: string or '}' expected near end of file"},
+        {"[]", "/etc/scenario.json: an object is needed, not an array"},
+        {R"({"command": {}})", "/etc/scenario.json: command: unknown member"},
+        {R"({"commands": {"jump": []}})", "/etc/scenario.json: commands.jump: unknown command"},
+        {R"({"commands": {"va_stop": [{}, {"delay_ms": -1}]}})",
+         "/etc/scenario.json: commands.va_stop[1].delay_ms: an integer from 0 to 86400000 is "
+         "needed"},
+        {R"({"commands": {"va_stop": [{"then": "stay"}]}})",
+         "/etc/scenario.json: commands.va_stop[0].then: 'stay' is none of keep, close, restart, "
+         "exit"},
+        {R"({"commands": {"va_stop": [{"raw_hex": "0"}]}})",
+         "/etc/scenario.json: commands.va_stop[0].raw_hex: pairs of hexadecimal digits are needed"},
+        {R"({"commands": {"va_stop": [{"raw": "x", "length": 1}]}})",
+         "/etc/scenario.json: commands.va_stop[0].length: raw bytes have no length prefix"},
+        {R"({"events": [{"event": "x"}]})",
+         "/etc/scenario.json: events[0].event: unknown event 'x'"},
+        {R"({"events": [{"event": "va_status_changed", "times": 0}]})",
+         "/etc/scenario.json: events[0].every_ms: an event that comes for ever needs a time "
+         "between"},
+        {R"({"lock": "no"})", "/etc/scenario.json: lock: a boolean is needed, not a text"},
+        {R"({"state": {"router": {"nmae": "x"}}})",
+         "/etc/scenario.json: state.router.nmae: the state has no such member"},
+        {R"({"state": {"devices": [{"ip": "x"}]}})",
+         "/etc/scenario.json: state.devices[0].ip: an array is needed, not a text"},
+    };
+    for (const auto& [scenario, reason] : wrong) {
+        const Outcome outcome = run(
+            {QX_SIMULATOR, "--install-dir", kInstallDir, "--scenario", scenario_file(scenario)});
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.err, std::string("qxbrokerd-sim: ") + reason + "\n");
+    }
+    EXPECT_FALSE(std::filesystem::exists(kInstallDir));
+}
+
+} // namespace

@@ -1,0 +1,234 @@
+#include "broker_client.h"
+#include "world.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fcntl.h>
+#include <fstream>
+#include <memory>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using namespace qx::test;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+const fs::path kVersionFile = kInstallDir / "var/run/qxbrokerd.version";
+
+bool is_locked() {
+    const int fd = ::open(kVersionFile.c_str(), O_RDONLY | O_CLOEXEC);
+    struct flock query {};
+    query.l_type = F_WRLCK;
+    query.l_whence = SEEK_SET;
+    EXPECT_EQ(::fcntl(fd, F_GETLK, &query), 0);
+    ::close(fd);
+    return query.l_type != F_UNLCK;
+}
+
+Outcome run_simulator(std::vector<std::string> words) {
+    words.insert(words.begin(), QX_SIMULATOR);
+    return run(words);
+}
+
+std::string emitted(int number) {
+    return "{\"n\": " + std::to_string(number) + ", \"filler\": \"" + std::string(170, 'x') + "\"}";
+}
+
+// A sanitizer keeps freed memory for itself.
+#if defined(__has_feature)
+constexpr bool kKeepsFreedMemory =
+    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kKeepsFreedMemory = true;
+#else
+constexpr bool kKeepsFreedMemory = false;
+#endif
+
+/// The memory that a process has in use, in KiB.
+long resident(pid_t pid) {
+    std::ifstream statm("/proc/" + std::to_string(pid) + "/statm");
+    long total = 0;
+    long pages = 0;
+    statm >> total >> pages;
+    return pages * 4;
+}
+
+TEST(Presence, MakesItsFilesAndTakesThemAway) {
+    fs::create_directories(kInstallDir / "var");
+    Simulator simulator;
+    EXPECT_EQ(read_file(kVersionFile), "1.3");
+    EXPECT_TRUE(is_locked());
+    simulator.signal(SIGTERM);
+    EXPECT_EQ(simulator.finish().status, 0);
+    EXPECT_FALSE(fs::exists(kInstallDir / "var/run"));
+    EXPECT_TRUE(fs::exists(kInstallDir / "var"));
+    EXPECT_FALSE(BrokerClient().connected());
+}
+
+TEST(Presence, TakesOverWhatADeadBrokerLeft) {
+    {
+        Simulator first;
+        first.signal(SIGKILL);
+        first.finish();
+    }
+    write_file(kVersionFile, "something longer");
+    const Simulator second;
+    EXPECT_EQ(read_file(kVersionFile), "1.3");
+}
+
+TEST(Presence, ASecondBrokerLeavesTheFirstAlone) {
+    const Simulator first;
+    const Outcome same = run_simulator({"--install-dir", kInstallDir});
+    EXPECT_EQ(same.status, 1);
+    EXPECT_EQ(same.err,
+              "qxbrokerd-sim: another broker has the socket '@:qxbrokerd-1.3.skt' already\n");
+    // Elsewhere the socket is free, but the directory is not.
+    const Outcome elsewhere = run({"unshare", "-n", QX_SIMULATOR, "--install-dir", kInstallDir});
+    EXPECT_EQ(elsewhere.status, 1);
+    EXPECT_THAT(elsewhere.err,
+                HasSubstr("another broker holds '/opt/norvane/var/run/qxbrokerd.version'"));
+    EXPECT_EQ(read_file(kVersionFile), "1.3");
+    EXPECT_TRUE(is_locked());
+    EXPECT_EQ(ask("enable_services"), "{\"status\": 0}");
+}
+
+TEST(Presence, AWrongCommandLineIsNamed) {
+    EXPECT_THAT(run_simulator({"--help"}).out, StartsWith("usage: qxbrokerd-sim"));
+    const std::pair<std::vector<std::string>, const char*> wrong[] = {
+        {{}, "--install-dir DIR is needed"},
+        {{"--install-dir"}, "'--install-dir' needs a value"},
+        {{"--install-dir", "/opt/x", "--trase"}, "unknown option '--trase'"},
+        {{"--install-dir", "/opt/x", "more"}, "surplus word 'more'"},
+        {{"--install-dir", "/etc/passwd"}, "cannot make the directory '/etc/passwd/var'"},
+    };
+    for (const auto& [words, reason] : wrong) {
+        const Outcome outcome = run_simulator(words);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_THAT(outcome.err, StartsWith(std::string("qxbrokerd-sim: ") + reason));
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1);
+    }
+}
+
+TEST(Clients, AreServedAtOnceAndInOrder) {
+    const Simulator simulator;
+    std::vector<std::unique_ptr<BrokerClient>> clients;
+    for (int i = 0; i < 300; ++i) {
+        clients.push_back(std::make_unique<BrokerClient>());
+        clients.back()->send(
+            "{\"type\": \"command\", "); // the rest comes later, byte by byte or not at all
+    }
+    const std::string rest =
+        "\"name\": \"get_services_status\"}\n" + command_line("get_router_model");
+    for (const char byte : rest) {
+        clients[7]->send({&byte, 1});
+    }
+    clients[7]->end_sending();
+    EXPECT_EQ(clients[7]->read_frame(), R"({"status": 0, "data": {"status": 1}})");
+    EXPECT_EQ(clients[7]->read_frame(), R"({"status": 0, "data": "NV-AX3000"})");
+    EXPECT_TRUE(clients[7]->ends());
+    clients.clear();
+    EXPECT_EQ(ask("enable_services"), "{\"status\": 0}");
+}
+
+TEST(Clients, WithoutADescriptorLeftOthersWait) {
+    Process limited({"sh", "-c", "ulimit -n 12; exec \"$@\"", "sh", QX_SIMULATOR, "--install-dir",
+                     kInstallDir});
+    limited.wait_for_output("listening");
+    auto holders = std::make_unique<std::array<BrokerClient, 12>>();
+    const BrokerClient late;
+    late.send(command_line("enable_services"));
+    holders.reset();
+    EXPECT_EQ(late.read_frame(), "{\"status\": 0}");
+}
+
+TEST(Console, SendsEventsAndSaysWhatItDoesNotUnderstand) {
+    Simulator simulator;
+    const BrokerClient client;
+    const BrokerClient other;
+    client.subscribe("va_status_changed");
+    other.subscribe("device_discovery");
+    simulator.write(
+        "emit va_status_changed {\"a\":  %n}\nemit QX_PLIX_VA_STATUS_CHANGED not JSON \n"
+        "burst 2 va_status_changed %n-%n\nraw va_status_changed 01 0000 00 78\n");
+    for (const char* text : {"{\"a\":  %n}", "not JSON", "1-1", "2-2", "x"}) {
+        EXPECT_EQ(client.read_frame(), text);
+    }
+    const std::pair<const char*, const char*> wrong[] = {
+        {"emit nothing {}", "unknown event 'nothing'"},
+        {"emit QX_PLIX_va_status_changed {}", "unknown event 'QX_PLIX_va_status_changed'"},
+        {"emit va_status_changed", "emit needs something to send"},
+        {"burst many va_status_changed x", "burst needs a count"},
+        {"raw va_status_changed 0", "raw needs pairs of hexadecimal digits"},
+        {"restart soon", "restart takes a number of milliseconds"},
+        {"jump", "unknown order 'jump'; --help lists them"},
+    };
+    for (const auto& [line, reason] : wrong) {
+        simulator.write(std::string("\n") + line + "\n");
+        simulator.wait_for_error(std::string("qxbrokerd-sim: ") + reason + "\n");
+    }
+    simulator.close_input();
+    EXPECT_EQ(ask("enable_services"), "{\"status\": 0}");
+    EXPECT_FALSE(other.has_input());
+}
+
+TEST(Console, DropsClientsAndRestarts) {
+    Simulator simulator;
+    const BrokerClient dropped;
+    dropped.subscribe("va_status_changed");
+    simulator.write("drop\n");
+    EXPECT_TRUE(dropped.ends());
+    const BrokerClient restarted;
+    restarted.subscribe("va_status_changed");
+    simulator.write("restart 0\n");
+    EXPECT_TRUE(restarted.ends());
+    simulator.wait_for_output("listening again (restart 1)");
+    EXPECT_TRUE(is_locked());
+    EXPECT_EQ(ask("enable_services"), "{\"status\": 0}");
+}
+
+TEST(Console, ABurstWaitsForASlowReaderAndItsMemoryIsGivenBack) {
+    constexpr int kEvents = 100000;
+    Simulator simulator;
+    const long before = resident(simulator.pid());
+    const BrokerClient reader;
+    reader.subscribe("va_status_changed");
+    std::string text = emitted(1);
+    simulator.write("burst " + std::to_string(kEvents) + " va_status_changed " +
+                    text.replace(6, 1, "%n") + "\n");
+    EXPECT_EQ(reader.read_frame(), emitted(1));
+    EXPECT_EQ(ask("enable_services"), "{\"status\": 0}"); // others do not wait with it
+    for (int n = 2; n <= kEvents; ++n) {
+        ASSERT_EQ(reader.read_frame(), emitted(n));
+    }
+    EXPECT_EQ(ask("enable_services"), "{\"status\": 0}");
+    if (!kKeepsFreedMemory) {
+        EXPECT_LT(resident(simulator.pid()) - before, 8192);
+    }
+}
+
+TEST(Trace, ShowsRequestsAnswersAndEvents) {
+    Simulator simulator("", {"--trace"});
+    {
+        const BrokerClient client;
+        client.subscribe("va_status_changed");
+        simulator.write("emit va_status_changed {}\n");
+        EXPECT_EQ(client.read_frame(), "{}");
+        client.send("\x1b\n");
+    }
+    simulator.wait_for_output("#1 closed");
+    simulator.signal(SIGINT);
+    const Outcome outcome = simulator.finish();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out,
+                HasSubstr("#1 connected\n"
+                          "#1 request {\"type\": \"subscribe\", \"name\": \"va_status_changed\"}\n"
+                          "#1 answer {\"status\": 0}\n"
+                          "event va_status_changed to 1: {}\n"
+                          "#1 request \\x1b\n"));
+}
+
+} // namespace

@@ -1,0 +1,130 @@
+#include "broker_client.h"
+
+#include "world.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace qx::test {
+namespace {
+
+std::vector<std::string> simulator_words(std::string_view scenario,
+                                         const std::vector<std::string>& words) {
+    std::vector<std::string> all = {QX_SIMULATOR, "--install-dir", kInstallDir};
+    if (!scenario.empty()) {
+        all.insert(all.end(), {"--scenario", scenario_file(scenario)});
+    }
+    all.insert(all.end(), words.begin(), words.end());
+    return all;
+}
+
+} // namespace
+
+Simulator::Simulator(std::string_view scenario, const std::vector<std::string>& words)
+    : Process(simulator_words(scenario, words)) {
+    wait_for_output("listening");
+}
+
+std::string scenario_file(std::string_view scenario) {
+    const char* const file = "/etc/scenario.json";
+    write_file(file, scenario);
+    return file;
+}
+
+BrokerClient::BrokerClient()
+    : fd_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    constexpr std::string_view name = ":qxbrokerd-1.3.skt";
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path + 1, name.data(), name.size());
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    if (::connect(fd_, reinterpret_cast<const sockaddr*>(&address), size) != 0) {
+        ::close(fd_);
+        fd_ = -1;
+        return;
+    }
+    const timeval patience{kPatience.count(), 0};
+    ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+}
+
+BrokerClient::~BrokerClient() {
+    if (fd_ >= 0) {
+        ::close(fd_);
+    }
+}
+
+void BrokerClient::send(std::string_view bytes) const {
+    while (!bytes.empty()) {
+        const ssize_t sent = ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent < 0) {
+            ADD_FAILURE() << "the broker does not take a request";
+            return;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+}
+
+void BrokerClient::end_sending() const {
+    ::shutdown(fd_, SHUT_WR);
+}
+
+std::string BrokerClient::read(std::size_t count) const {
+    std::string bytes(count, '\0');
+    std::size_t filled = 0;
+    while (filled < count) {
+        const ssize_t got = ::recv(fd_, bytes.data() + filled, count - filled, 0);
+        if (got < 0) {
+            EXPECT_EQ(errno, ECONNRESET) << "the broker says nothing";
+        }
+        if (got <= 0) {
+            break;
+        }
+        filled += static_cast<std::size_t>(got);
+    }
+    bytes.resize(filled);
+    return bytes;
+}
+
+std::optional<std::string> BrokerClient::read_frame() const {
+    const std::string prefix = read(4);
+    std::int32_t length = 0;
+    if (prefix.size() != sizeof length) {
+        return std::nullopt;
+    }
+    std::memcpy(&length, prefix.data(), sizeof length);
+    return read(static_cast<std::size_t>(std::max(length, 0)));
+}
+
+bool BrokerClient::has_input() const {
+    pollfd polled{fd_, POLLIN, 0};
+    return ::poll(&polled, 1, 0) > 0;
+}
+
+void BrokerClient::subscribe(std::string_view event) const {
+    send("{\"type\": \"subscribe\", \"name\": \"" + std::string(event) + "\"}\n");
+    EXPECT_EQ(read_frame(), "{\"status\": 0}");
+}
+
+std::string command_line(std::string_view name, std::string_view data) {
+    std::string line = "{\"type\": \"command\", \"name\": \"";
+    line.append(name).append("\"");
+    if (!data.empty()) {
+        line.append(", \"data\": ").append(data);
+    }
+    return line.append("}\n");
+}
+
+std::string ask(std::string_view name, std::string_view data) {
+    const BrokerClient client;
+    client.send(command_line(name, data));
+    return client.read_frame().value_or("(no answer)");
+}
+
+} // namespace qx::test
