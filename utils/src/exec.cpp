@@ -67,6 +67,8 @@ void close_descriptors(int first, int last, int limit) {
 [[noreturn]] void become(const Launch& launch) {
     const int report = launch.report_write.get();
     reset_signals();
+    // Ctrl-C at the terminal is for the caller, who may want the program to reach its end.
+    ::setsid();
     const int null = ::open("/dev/null", O_RDWR);
     if (null < 0 || ::dup2(null, STDIN_FILENO) < 0 || ::dup2(null, STDOUT_FILENO) < 0) {
         give_up(report);
