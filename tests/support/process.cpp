@@ -109,7 +109,8 @@ void Process::close_output() {
 
 bool Process::pump(Clock::time_point deadline) {
     pollfd polled[2] = {{out_.fd, POLLIN, 0}, {err_.fd, POLLIN, 0}};
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
     if ((out_.fd < 0 && err_.fd < 0) || left.count() <= 0) {
         return false;
     }
@@ -132,10 +133,15 @@ bool Process::pump(Clock::time_point deadline) {
     return true;
 }
 
-bool Process::wait_for(const Stream& stream, std::string_view text) {
+bool Process::wait_for(const Stream& stream, std::string_view text, std::size_t times) {
     const auto deadline = Clock::now() + kPatience;
-    while (stream.text.find(text) == std::string::npos) {
-        if (!pump(deadline)) {
+    std::size_t from = 0;
+    while (times > 0) {
+        const std::size_t found = stream.text.find(text, from);
+        if (found != std::string::npos) {
+            from = found + text.size();
+            --times;
+        } else if (!pump(deadline)) {
             ADD_FAILURE() << "never wrote '" << text << "' but\n" << out_.text << err_.text;
             return false;
         }
@@ -143,12 +149,12 @@ bool Process::wait_for(const Stream& stream, std::string_view text) {
     return true;
 }
 
-bool Process::wait_for_output(std::string_view text) {
-    return wait_for(out_, text);
+bool Process::wait_for_output(std::string_view text, std::size_t times) {
+    return wait_for(out_, text, times);
 }
 
 bool Process::wait_for_error(std::string_view text) {
-    return wait_for(err_, text);
+    return wait_for(err_, text, 1);
 }
 
 void Process::signal(int number) const {
@@ -174,13 +180,15 @@ Outcome Process::finish() {
     return outcome;
 }
 
-Outcome run(const std::vector<std::string>& argv, const std::map<std::string, std::string>& environment) {
+Outcome run(const std::vector<std::string>& argv,
+            const std::map<std::string, std::string>& environment) {
     Process process(argv, environment);
     process.close_input();
     return process.finish();
 }
 
-Outcome run_tool(std::vector<std::string> words, const std::map<std::string, std::string>& environment) {
+Outcome run_tool(std::vector<std::string> words,
+                 const std::map<std::string, std::string>& environment) {
     words.insert(words.begin(), QX_TOOL);
     return run(words, environment);
 }

@@ -21,10 +21,12 @@ struct Outcome {
     std::string err;
 };
 
-/// A running program whose standard streams are pipes to the test. Killed, if still there, when the object goes.
+/// A running program whose standard streams are pipes to the test. Killed, if still there, when the
+/// object goes.
 class Process {
 public:
-    /// Starts argv[0] (a path, or a name looked up in PATH) with `environment` added to this process's own.
+    /// Starts argv[0] (a path, or a name looked up in PATH) with `environment` added to this
+    /// process's own.
     explicit Process(const std::vector<std::string>& argv,
                      const std::map<std::string, std::string>& environment = {});
     Process(const Process&) = delete;
@@ -40,14 +42,16 @@ public:
     /// Closes the test's end of the program's standard output, as a reader that goes away does.
     void close_output();
 
-    /// Reads standard output until it contains `text`; a failed expectation when it ends or takes too long first.
-    bool wait_for_output(std::string_view text);
+    /// Reads standard output until it contains `text` so many times; a failed expectation when it
+    /// ends or takes too long first.
+    bool wait_for_output(std::string_view text, std::size_t times = 1);
     /// The same on standard error.
     bool wait_for_error(std::string_view text);
 
     void signal(int number) const;
 
-    /// Collects what the program still writes and waits for its end; a failed expectation, and SIGKILL, after kPatience.
+    /// Collects what the program still writes and waits for its end; a failed expectation, and
+    /// SIGKILL, after kPatience.
     Outcome finish();
 
     /// What has been read so far.
@@ -62,7 +66,7 @@ private:
 
     /// One poll on both streams; false when both have ended or nothing came until `deadline`.
     bool pump(std::chrono::steady_clock::time_point deadline);
-    bool wait_for(const Stream& stream, std::string_view text);
+    bool wait_for(const Stream& stream, std::string_view text, std::size_t times);
 
     pid_t pid_ = -1;
     int in_ = -1;
@@ -71,9 +75,11 @@ private:
 };
 
 /// Runs a program to its end with nothing on its standard input.
-Outcome run(const std::vector<std::string>& argv, const std::map<std::string, std::string>& environment = {});
+Outcome run(const std::vector<std::string>& argv,
+            const std::map<std::string, std::string>& environment = {});
 
 /// Runs the tool of this build with `words` after its name.
-Outcome run_tool(std::vector<std::string> words, const std::map<std::string, std::string>& environment = {});
+Outcome run_tool(std::vector<std::string> words,
+                 const std::map<std::string, std::string>& environment = {});
 
 } // namespace qx::test

@@ -1,0 +1,166 @@
+// Switching the cloud deployment: what runs in which order, and that nothing is left switched off.
+
+#include "agent.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using namespace qx::test;
+using ::testing::HasSubstr;
+
+const std::string kProtected = R"("/agent/protection_enabled": "1")";
+const std::string kSwitched = R"("/cirrel/entrypoints/default": "stage")";
+const std::string kRan = "stop protection=0\n-stop\nstart protection=0\n-start\n";
+
+class Deployment : public Agent {
+protected:
+    Deployment() {
+        write_program(
+            kInstallDir / "etc/init.d/qplix-qxcloudd",
+            "echo \"$1 protection=$(sed -n 's/.*protection_enabled\": \"\\(.\\)\".*/\\1/p' " +
+                settings_file().string() + " 2>/dev/null)\" >>" + ran_.string() + "\n" +
+                pause("$1"));
+        write_program(kInstallDir / "bin/qxcloudd",
+                      "echo \"$1\" >>" + ran_.string() + "\n" + pause("$1"));
+        write_file(ran_, "");
+    }
+
+    static void write_program(const fs::path& file, const std::string& body) {
+        write_file(file, "#!/bin/sh\n" + body);
+        fs::permissions(file, fs::perms::owner_all);
+    }
+
+    /// A program whose argument is the name of a file in the pause directory says there that it has
+    /// come, and waits.
+    static std::string pause(const std::string& argument) {
+        const std::string file = kPauses.string() + "/" + argument;
+        return "if [ -p \"" + file + "\" ]; then echo here >\"" + file + "\"; read -r line <\"" +
+               file + "\"; fi\n";
+    }
+
+    /// Runs the switch to staging and, while `step` waits, `meanwhile`.
+    static Outcome switch_with(const std::string& step,
+                               const std::function<void(Process&)>& meanwhile) {
+        const fs::path fifo = kPauses / step;
+        fs::create_directories(kPauses);
+        EXPECT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+        Process tool({QX_TOOL, "set_registration_cloud", "--cloud=staging"});
+        EXPECT_EQ(read_file(fifo), "here\n");
+        meanwhile(tool);
+        write_file(fifo, "go on\n");
+        const Outcome outcome = tool.finish();
+        fs::remove(fifo);
+        return outcome;
+    }
+
+    [[nodiscard]] std::string ran() const { return read_file(ran_); }
+    static std::string settings() { return read_file(settings_file()); }
+
+    /// As it was before a switch.
+    void start_again() const {
+        write_file(ran_, "");
+        write_file(settings_file(), "{" + kProtected + "}");
+    }
+
+    static inline const fs::path kPauses = "/opt/pauses";
+
+private:
+    fs::path ran_ = "/opt/ran";
+};
+
+Outcome switch_to(const std::string& cloud) {
+    return run_tool({"set_registration_cloud", "--cloud", cloud});
+}
+
+void expect_silent(const Outcome& outcome, int status) {
+    EXPECT_EQ(outcome.status, status);
+    EXPECT_EQ(outcome.out + outcome.err, "");
+}
+
+TEST_F(Deployment, IsSwitchedInOrder) {
+    write_file(settings_file(),
+               "{" + kProtected + R"(, "/agent/default_settings/next_query_ts": "5",
+        "/cirrel/registration/router_id": "r", "/cirrel/registration/token": "t", "/other": "o",
+        "/cirrel/registration/timestamp": "9", "/cirrel/entrypoints/default": "prod"})");
+    expect_silent(switch_to("staging"), 0);
+    EXPECT_EQ(ran(), kRan);
+    EXPECT_EQ(settings(), "{" + kProtected + R"(, "/other": "o", )" + kSwitched + "}\n");
+    EXPECT_EQ(log_text(), "");
+    expect_silent(switch_to("staging"), 0);
+    EXPECT_EQ(ran(), kRan) << "a switch to where it is does nothing";
+}
+
+TEST_F(Deployment, LeavesProtectionOffWhereItWas) {
+    expect_silent(switch_to("development"), 0);
+    EXPECT_EQ(ran(), "stop protection=\n-stop\nstart protection=\n-start\n");
+    EXPECT_EQ(settings(), "{\"/cirrel/entrypoints/default\": \"dev\"}\n");
+}
+
+TEST_F(Deployment, WorksWithoutItsPrograms) {
+    fs::remove_all(kInstallDir / "etc/init.d");
+    fs::remove_all(kInstallDir / "bin");
+    start_again();
+    expect_silent(switch_to("staging"), 0);
+    EXPECT_EQ(settings(), "{" + kProtected + ", " + kSwitched + "}\n");
+}
+
+// The store is made unwritable by a directory in the place of its lock file, before or in the
+// middle of the switch.
+TEST_F(Deployment, UndoesWhatItBeganWhenTheStoreFails) {
+    const fs::path lock = kInstallDir / "etc/settings.json.lock";
+    const auto block = [&](Process&) {
+        fs::remove(lock);
+        fs::create_directory(lock);
+    };
+    start_again();
+    fs::create_directory(lock);
+    expect_silent(switch_to("staging"), 1);
+    EXPECT_EQ(ran(), "");
+    EXPECT_EQ(
+        log_text(),
+        "ERROR [deployment.cpp][run_set_registration_cloud()]: Could not disable the agent\n");
+
+    fs::remove(lock);
+    expect_silent(switch_with("-stop", block), 1);
+    EXPECT_EQ(ran(), kRan);
+    EXPECT_THAT(
+        log_text(),
+        HasSubstr("ERROR [deployment.cpp][run_set_registration_cloud()]: Could not set default "
+                  "entrypoint to 'stage'\n"
+                  "ERROR [deployment.cpp][operator()()]: Could not enable back the agent\n"));
+
+    start_again();
+    fs::remove(lock);
+    expect_silent(switch_with("-start", block), 0);
+    EXPECT_EQ(settings(), "{\"/agent/protection_enabled\": \"0\", " + kSwitched + "}\n");
+}
+
+TEST_F(Deployment, HoldsSignalsUntilAllIsOnAgain) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+        for (const char* const step : {"stop", "-stop", "start", "-start"}) {
+            SCOPED_TRACE(step);
+            start_again();
+            const Outcome outcome = switch_with(step, [&](Process& tool) { tool.signal(signal); });
+            EXPECT_EQ(outcome.signal, signal);
+            EXPECT_EQ(ran(), kRan);
+            EXPECT_EQ(settings(), "{" + kProtected + ", " + kSwitched + "}\n");
+        }
+    }
+}
+
+// Ctrl-C reaches everybody in the terminal's foreground group; a connector must not be lost to it
+// half-way.
+TEST_F(Deployment, RunsItsProgramsApartFromTheTerminal) {
+    write_program(kInstallDir / "bin/qxcloudd", "cut -d' ' -f5 /proc/$$/stat >>/opt/groups\n");
+    expect_silent(switch_to("staging"), 0);
+    EXPECT_THAT(read_file("/opt/groups"), Not(HasSubstr(std::to_string(::getpgrp()) + "\n")));
+}
+
+} // namespace
