@@ -22,10 +22,10 @@ trap 'exit 1' INT TERM
 heading() { printf '\n\033[1m%s\033[0m\n' "$1"; }
 [ -t 1 ] || heading() { printf '\n%s\n' "$1"; }
 
-# Starts the broker and returns when it says that it listens.
+# Starts the broker, with further options, and returns when it says that it listens.
 start_broker() {
     mkfifo "$work/ready"
-    "$programs/qxbrokerd-sim" --install-dir "$install_dir" >"$work/ready" &
+    "$programs/qxbrokerd-sim" --install-dir "$install_dir" "$@" >"$work/ready" &
     simulator=$!
     exec 3<"$work/ready"
     read -r line <&3 || { echo "the simulated broker did not start" >&2; exit 1; }
@@ -48,13 +48,14 @@ show() {
     printf '[status %s]\n' "$status"
 }
 
-# Waits until the file holds the text: the writer's pace, not a guessed time, decides.
+# wait_for FILE COUNT TEXT: until so many lines of the file hold the text.
 wait_for() {
-    timeout 20 tail -n +1 -f "$1" 2>/dev/null | grep -q -m 1 -- "$2" || {
-        echo "never saw '$2' in:" >&2
-        cat "$1" >&2
-        exit 1
-    }
+    tries=200
+    until [ "$(grep -c -- "$3" "$1")" -ge "$2" ]; do
+        tries=$((tries - 1))
+        [ "$tries" -gt 0 ] || { echo "never saw '$3'" >&2; exit 1; }
+        sleep 0.05
+    done
 }
 
 heading "A simulated broker for $install_dir"
@@ -89,16 +90,21 @@ show feature --set "$feature=disabled"
 show feature --get "$feature"
 
 heading "A device comes online while somebody listens, and the broker restarts meanwhile"
-echo '$ qxagent-manage listen &'
+stop_broker
+printf '{"events": [{"event": "qxagent_started", "when": "subscribe", "data": {"hello": "subscriber"}}]}' >"$work/hello"
+start_broker --scenario "$work/hello"
+printf '\n$ qxagent-manage listen &\n'
 "$programs/qxagent-manage" listen >"$work/events" &
 listener=$!
-until "$programs/qxagent-manage" set_device_online_status --mac 02:00:00:00:00:01 --interface br-lan1 \
-    --is_online true --ip 192.0.2.7 --hostname lamp && grep -q DEVICE_DISCOVERY "$work/events"; do :; done
+wait_for "$work/events" 1 hello
+show set_device_online_status --mac 02:00:00:00:00:01 --interface br-lan1 --is_online true --ip 192.0.2.7 --hostname lamp
 stop_broker
-echo '(the broker stops)'
-start_broker
-until "$programs/qxagent-manage" va_start && "$programs/qxagent-manage" va_stop && grep -q VA_STATUS_CHANGED "$work/events"; do :; done
-echo '(kill -TERM the listener)'
+printf '\n(the broker has gone)\n'
+start_broker --scenario "$work/hello"
+wait_for "$work/events" 2 hello
+show va_start
+wait_for "$work/events" 1 VA_STATUS_CHANGED
+printf '\n$ kill -TERM %%listen\n'
 kill "$listener"
 status=0
 wait "$listener" || status=$?
