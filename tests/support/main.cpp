@@ -1,5 +1,6 @@
-// Runs a test program inside a world of its own: private users, mounts and network, an empty /opt and an /etc that
-// holds only what programs need to start. Broker sockets are abstract, so the private network separates them too.
+// Runs a test program inside a world of its own: private users, mounts and network, an empty /opt
+// and an /etc that holds only what programs need to start. Broker sockets are abstract, so the
+// private network separates them too.
 
 #include "world.h"
 
@@ -8,8 +9,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <vector>
+
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -25,7 +27,8 @@ bool only_lists_tests(int argc, char** argv) {
 }
 
 void enter_private_namespaces(char** argv) {
-    // unshare(1) must run before the first thread of a sanitizer's runtime exists, hence the second exec.
+    // unshare(1) must run before the first thread of a sanitizer's runtime exists, hence the second
+    // exec.
     ::setenv(kInside, "1", 1);
     std::vector<char*> words;
     char unshare[] = "unshare";

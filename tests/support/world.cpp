@@ -31,7 +31,8 @@ void mount_empty(const char* where) {
 void furnish_world() {
     mount_empty("/opt");
     // The loader's cache only makes programs start quicker; nothing else of /etc is needed.
-    const std::string loader_cache = fs::exists("/etc/ld.so.cache") ? read_file("/etc/ld.so.cache") : "";
+    const std::string loader_cache =
+        fs::exists("/etc/ld.so.cache") ? read_file("/etc/ld.so.cache") : "";
     mount_empty("/etc");
     if (!loader_cache.empty()) {
         write_file("/etc/ld.so.cache", loader_cache);

@@ -11,7 +11,8 @@ namespace qx::test {
 /// The agent's install directory in the test's world, found through the fallback name.
 inline const std::filesystem::path kInstallDir = "/opt/norvane";
 
-/// Mounts an empty /opt and a small /etc (passwd without the agent's user). Ends the process when it cannot.
+/// Mounts an empty /opt and a small /etc (passwd without the agent's user). Ends the process when
+/// it cannot.
 void furnish_world();
 
 /// Writes `text` to `file`, making its directories.

@@ -1,6 +1,6 @@
 #include "agent.h"
 
-#include <regex>
+#include <sstream>
 
 namespace qx::test {
 
@@ -8,9 +8,15 @@ std::string Agent::log_text() {
     if (!std::filesystem::exists(log_file())) {
         return {};
     }
-    static const std::regex varying(
-        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} [ \d]{7} (\S+ *) \[([^:]*):\d+\])");
-    return std::regex_replace(read_file(log_file()), varying, "$1 [$2]");
+    constexpr std::size_t kLevelColumn = 32;
+    std::istringstream lines(read_file(log_file()));
+    std::string text;
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t number = line.find(".cpp:") + 4;
+        line.erase(number, line.find(']', number) - number);
+        text += line.substr(kLevelColumn) + "\n";
+    }
+    return text;
 }
 
 } // namespace qx::test
