@@ -28,6 +28,8 @@ extern "C" {
 /* --- records -----------------------------------------------------------------------------------
  */
 
+/* NOLINTBEGIN(modernize-use-using): C has no other way. */
+
 /* What went wrong, filled by the calls that take a pointer to it; the pointer may be null. */
 typedef struct qx_plix_error_t {
     int32_t code;          /* 1 bad argument, 2 bad JSON schema, 3 internal, or the broker's own */
@@ -50,6 +52,8 @@ typedef enum qx_plix_event_type {
  * pointer. Must neither throw nor call qx_plix_subscribe, qx_plix_unsubscribe,
  * qx_plix_read_event_fd or qx_plix_uninit. */
 typedef void (*qx_plix_event_cb)(const char* event_json, void* user_data);
+
+/* NOLINTEND(modernize-use-using) */
 
 /* --- start and stop ----------------------------------------------------------------------------
  */

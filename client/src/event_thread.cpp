@@ -42,6 +42,9 @@ void* event_thread_main(void* /*unused*/) {
                 registrar_process_events_on_conn(ready[i].data.fd);
             }
         }
+        if (count == 0) {
+            registrar_give_memory_back();
+        }
         timeout = registrar_resubscribe_all_pending_subs() ? kRetryTimeout : kIdleTimeout;
     }
     return nullptr;

@@ -20,11 +20,11 @@ constexpr std::size_t kLinkEndingLength = sizeof kLinkEnding - 1;
 
 struct install_path {
     mutex guard;
-    char text[kPathSize] QX_GUARDED_BY(guard);
-    int known QX_GUARDED_BY(guard); ///< 1 when `text` is the answer
+    char text[kPathSize] QX_GUARDED_BY(guard) = {};
+    int known QX_GUARDED_BY(guard) = 0; ///< 1 when `text` is the answer
 };
 
-install_path path;
+constinit install_path path;
 
 struct file_release {
     void operator()(std::FILE* file) const { std::fclose(file); }

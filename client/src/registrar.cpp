@@ -10,6 +10,9 @@
 #include <ctime>
 #include <fcntl.h>
 #include <sys/socket.h>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 namespace qxplix {
 namespace {
@@ -22,6 +25,13 @@ constexpr milliseconds kAnswerTime = 1000;   ///< for the broker to answer such 
 // One flood of events must not keep the other connections waiting, nor whoever wants the mutex.
 constexpr std::size_t kMostPerReport = std::size_t{256} * 1024;
 constexpr std::size_t kMostPerTurn = 32;
+
+// A queue that has been this long leaves memory behind that is worth returning.
+constexpr std::size_t kLongQueue = 256;
+
+#if defined(__GLIBC__)
+constexpr std::size_t kLargeBlock = std::size_t{100} * 1024;
+#endif
 
 enum class slot_state : std::int32_t {
     free = 0,
@@ -40,6 +50,7 @@ struct registrar_slot {
     qx_plix_event_cb callback;
     void* user_data;
     std::size_t waiting;     ///< events in the queue
+    std::size_t longest;     ///< how many there were at most since it was empty
     std::size_t unannounced; ///< the latest of them, whose notification byte a full pipe refused
     frame_reader reader;
     milliseconds attempted_at;
@@ -51,6 +62,7 @@ struct registrar_table {
     mutex guard;
     registrar_slot slots[8] QX_GUARDED_BY(guard);
     char received[std::size_t{64} * 1024] QX_GUARDED_BY(guard);
+    bool emptied QX_GUARDED_BY(guard); ///< a long queue has become empty
 };
 
 constinit registrar_table table{};
@@ -119,6 +131,7 @@ void deliver_to_pipe(registrar_slot& slot, char* message) {
     event_queue_enqueue(node, &slot.queue);
     ++slot.waiting;
     ++slot.unannounced;
+    slot.longest = slot.longest < slot.waiting ? slot.waiting : slot.longest;
 }
 
 // One notification byte per event. Those that do not fit follow when the reader has made room.
@@ -210,17 +223,21 @@ void fill(registrar_slot& slot, const char* event_name, const event_pipe& pipe) 
     slot.deliver = pipe.read_fd != -1 ? deliver_to_pipe : deliver_to_callback;
     slot.pipe = pipe;
     slot.waiting = 0;
+    slot.longest = 0;
     slot.unannounced = 0;
     slot.reader = {};
     slot.attempted_at = now();
 }
 
-bool registrar_process_event_on_pipe(registrar_slot& slot) {
+bool registrar_process_event_on_pipe(registrar_slot& slot) QX_REQUIRES(table.guard) {
     event_node* const node = event_queue_dequeue(&slot.queue);
     if (node == nullptr) {
         return false;
     }
-    --slot.waiting;
+    if (--slot.waiting == 0) {
+        table.emptied = table.emptied || slot.longest >= kLongQueue;
+        slot.longest = 0;
+    }
     deliver_to_callback(slot, node->message);
     std::free(node);
     return true;
@@ -346,6 +363,23 @@ void registrar_process_events_on_conn(int conn_fd) {
         registrar_mark_sub_as_pending(*slot);
     }
     announce(*slot);
+}
+
+void registrar_give_memory_back() {
+    {
+        const mutex_guard lock(table.guard);
+        if (!table.emptied) {
+            return;
+        }
+        table.emptied = false;
+    }
+#if defined(__GLIBC__)
+    // Events are allocated here and freed by their readers. The unused end of this thread's heap
+    // is returned only when the thread itself frees something large, the rest only when asked for.
+    void* volatile large = std::malloc(kLargeBlock);
+    std::free(large);
+    ::malloc_trim(0);
+#endif
 }
 
 bool registrar_resubscribe_all_pending_subs() {

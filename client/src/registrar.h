@@ -33,4 +33,7 @@ void registrar_process_events_on_conn(int conn_fd);
 /// Returns whether one is still to be looked after soon.
 bool registrar_resubscribe_all_pending_subs();
 
+/// Event thread, when idle: returns to the system what a long queue has left behind.
+void registrar_give_memory_back();
+
 } // namespace qxplix

@@ -1,0 +1,115 @@
+// An agent as a client finds it, and subscribers that note what they get.
+#pragma once
+
+#include "process.h"
+#include "qx_plix.h"
+#include "test_broker.h"
+#include "world.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <poll.h>
+#include <string>
+#include <vector>
+
+namespace qx::test {
+
+/// Whether this is a build with a sanitizer.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+inline constexpr bool kSanitized =
+    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+inline constexpr bool kSanitized = false;
+#endif
+
+/// A broker that runs in the fallback install directory.
+class Agent : public ::testing::Test {
+protected:
+    LockedVersionFile version_file{kInstallDir};
+    TestBroker broker;
+};
+
+/// The same, with the client library started.
+class StartedClient : public Agent {
+protected:
+    void SetUp() override { ASSERT_EQ(qx_plix_init(), 0); }
+    void TearDown() override { qx_plix_uninit(); }
+};
+
+/// A text that a call stored for its caller.
+class Text {
+public:
+    Text() = default;
+    Text(const Text&) = delete;
+    Text& operator=(const Text&) = delete;
+    ~Text() { std::free(text_); }
+
+    char** out() {
+        std::free(text_);
+        text_ = nullptr;
+        return &text_;
+    }
+    [[nodiscard]] std::string str() const { return text_ == nullptr ? "(none)" : text_; }
+
+private:
+    char* text_ = nullptr;
+};
+
+/// The events that a subscription delivered. `note` is its callback, the object its user data.
+class Inbox {
+public:
+    static void note(const char* event_json, void* inbox) {
+        auto* const self = static_cast<Inbox*>(inbox);
+        const std::lock_guard lock(self->mutex_);
+        self->events_.emplace_back(event_json);
+        self->changed_.notify_all();
+    }
+
+    [[nodiscard]] std::vector<std::string> events() const {
+        const std::lock_guard lock(mutex_);
+        return events_;
+    }
+
+    /// Waits for so many events from the library's thread.
+    bool wait_for(std::size_t count) const {
+        std::unique_lock lock(mutex_);
+        const bool came =
+            changed_.wait_for(lock, kPatience, [&] { return events_.size() >= count; });
+        EXPECT_TRUE(came) << "only " << events_.size() << " events came";
+        return came;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    mutable std::condition_variable changed_;
+    std::vector<std::string> events_;
+};
+
+inline bool is_readable(int fd, std::chrono::milliseconds patience) {
+    pollfd polled{fd, POLLIN, 0};
+    return ::poll(&polled, 1, static_cast<int>(patience.count())) > 0 &&
+           (polled.revents & POLLIN) != 0;
+}
+
+/// Reads a notification descriptor, as often as it says so, until so many events have been noted.
+inline bool read_until(int fd, int drain, const Inbox& inbox, std::size_t count) {
+    while (inbox.events().size() < count) {
+        if (!is_readable(fd, kPatience) || qx_plix_read_event_fd(fd, drain) != 0) {
+            ADD_FAILURE() << "no notification after " << inbox.events().size() << " events";
+            return false;
+        }
+    }
+    return true;
+}
+
+inline std::chrono::milliseconds since(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                                 start);
+}
+
+} // namespace qx::test

@@ -1,0 +1,392 @@
+#include "agent_fixture.h"
+
+namespace {
+
+using qx::test::Text;
+
+using Requests = std::vector<std::string>;
+
+std::string command(const std::string& name, const std::string& data) {
+    return R"({"type": "command", "name": ")" + name + R"(", "data": )" + data + "}\n";
+}
+
+std::string refused(const std::string& data) {
+    return R"({"status": 1, "data": )" + data + "}";
+}
+
+class Commands : public ::testing::Test {
+protected:
+    Requests take_requests() {
+        Requests requests = broker.requests();
+        broker.forget_requests();
+        return requests;
+    }
+
+    qx::test::TestBroker broker;
+};
+
+std::string described(const qx_plix_error_t& err) {
+    return std::to_string(err.code) + " " + err.message + ": " + err.description;
+}
+
+TEST_F(Commands, PlainOnesSendTheirNameAndNull) {
+    const struct {
+        int (*call)();
+        const char* name;
+    } calls[] = {
+        {qx_plix_enable, "enable_services"},
+        {qx_plix_disable, "disable_services"},
+        {qx_plix_enable_routerprotection, "enable_routerprotection"},
+        {qx_plix_disable_routerprotection, "disable_routerprotection"},
+        {qx_plix_va_start, "va_start"},
+        {qx_plix_va_stop, "va_stop"},
+        {qx_plix_va_self_scan_start, "va_self_scan_start"},
+        {qx_plix_pro_features_enable, "pro_features_enable"},
+        {qx_plix_pro_features_disable, "pro_features_disable"},
+        {qx_plix_reapply_firewall_rules, "reapply_firewall_rules"},
+    };
+    for (const auto& c : calls) {
+        EXPECT_EQ(c.call(), 0) << c.name;
+        EXPECT_EQ(take_requests(), Requests{command(c.name, "null")});
+        broker.answer(c.name, refused("1"));
+        EXPECT_EQ(c.call(), -1) << c.name;
+        broker.forget_requests();
+    }
+}
+
+TEST_F(Commands, FetchingOnesHandTheDataOver) {
+    const struct {
+        int (*call)(char**);
+        const char* name;
+        std::string request;
+    } calls[] = {
+        {qx_plix_get_version_info, "get_version_info", command("get_version_info", "null")},
+        {qx_plix_get_subscription_status, "get_subscription_status",
+         command("get_subscription_status", "null")},
+        {qx_plix_update_subscription_status, "update_subscription_status",
+         command("update_subscription_status", "null")},
+        {qx_plix_get_diagnosis_report, "get_diagnosis_report",
+         command("get_diagnosis_report", "null")},
+        {qx_plix_get_status_report, "get_status_report", command("get_status_report", "null")},
+        {qx_plix_get_features_list, "list_all_features",
+         "{\"type\": \"command\", \"name\": \"list_all_features\"}\n"},
+        {[](char** out) { return qx_plix_get_devices(nullptr, out); }, "get_devices",
+         command("get_devices", "null")},
+        {[](char** out) { return qx_plix_get_devices(R"({"a":1})", out); }, "get_devices",
+         command("get_devices", R"({"a": 1})")},
+        {[](char** out) { return qx_plix_get_feature("[]", out); }, "get_feature",
+         command("get_feature", "[]")},
+        {[](char** out) { return qx_plix_set_feature("{}", out); }, "set_feature",
+         command("set_feature", "{}")},
+    };
+    for (const auto& c : calls) {
+        Text out;
+        EXPECT_EQ(c.call(nullptr), -1) << c.name;
+        EXPECT_EQ(c.call(out.out()), 0) << c.name;
+        EXPECT_EQ(out.str(), "(none)");
+        EXPECT_EQ(take_requests(), Requests{c.request});
+        broker.answer(c.name, R"({"status": 0, "data": "x"})");
+        EXPECT_EQ(c.call(out.out()), 0) << c.name;
+        EXPECT_EQ(out.str(), "\"x\"");
+        broker.answer(c.name, refused("{}"));
+        EXPECT_EQ(c.call(out.out()), -1) << c.name;
+        EXPECT_EQ(out.str(), "{}");
+        broker.answer(c.name, R"({"status": 0})");
+        broker.forget_requests();
+    }
+}
+
+TEST_F(Commands, TextsThatAreNoDocumentsAreNeverSent) {
+    for (const char* text : {static_cast<const char*>(nullptr), "", "1", "\"x\"", "{", "{} {}"}) {
+        Text out;
+        qx_plix_error_t err{};
+        EXPECT_EQ(qx_plix_get_feature(text, out.out()), -1);
+        EXPECT_EQ(qx_plix_set_feature(text, out.out()), -1);
+        if (text != nullptr) {
+            EXPECT_EQ(qx_plix_get_devices(text, out.out()), -1);
+        }
+        EXPECT_EQ(qx_plix_set_router_info(text), -1);
+        EXPECT_EQ(qx_plix_set_device_info(text), -1);
+        EXPECT_EQ(qx_plix_set_device_online_status(text), -1);
+        EXPECT_EQ(qx_plix_remove_satellite(text), -1);
+        EXPECT_EQ(qx_plix_va_set_schedule(text, nullptr), -1);
+        EXPECT_EQ(qx_plix_va_set_exclusions(text, nullptr), -1);
+        EXPECT_EQ(qx_plix_register(text, &err), -1);
+        EXPECT_EQ(described(err), text == nullptr ? "1 invalid params: registration_info missing"
+                                                  : "1 invalid params: invalid JSON format");
+    }
+    EXPECT_EQ(broker.requests(), Requests{});
+}
+
+TEST_F(Commands, StatusQueriesReadTheInnerStatus) {
+    const struct {
+        const char* data;
+        int result;
+        int status;
+    } answers[] = {
+        {R"({"status": 1})", 0, 1},
+        {R"({"status": 0})", 0, 0},
+        {R"({"status": -2, "x": 1})", 0, -2},
+        {R"({"status": 4294967297})", 0, 1},
+        {R"({"status": "on"})", 0, 0},
+        {R"({"status": -1})", -1, 99},
+        {R"({"status": 4294967295})", -1, 99},
+        {R"({"state": 1})", -1, 99},
+        {"[1]", -1, 99},
+        {"1", -1, 99},
+        {"null", -1, 99},
+    };
+    const struct {
+        int (*call)(int*);
+        const char* name;
+    } calls[] = {{qx_plix_is_enabled, "get_services_status"},
+                 {qx_plix_is_routerprotection_enabled, "get_routerprotection_status"},
+                 {qx_plix_va_status, "va_status"}};
+    for (const auto& c : calls) {
+        EXPECT_EQ(c.call(nullptr), -1);
+        for (const auto& a : answers) {
+            broker.answer(c.name, std::string(R"({"status": 0, "data": )") + a.data + "}");
+            int status = 99;
+            EXPECT_EQ(c.call(&status), a.result) << c.name << a.data;
+            EXPECT_EQ(status, a.status) << c.name << a.data;
+            EXPECT_EQ(take_requests(), Requests{command(c.name, "null")});
+        }
+        int status = 99;
+        broker.answer(c.name, refused(R"({"status": 1})"));
+        EXPECT_EQ(c.call(&status), -1);
+        broker.answer(c.name, R"({"status": 0})");
+        EXPECT_EQ(c.call(&status), -1);
+        EXPECT_EQ(status, 99);
+        broker.forget_requests();
+    }
+}
+
+TEST_F(Commands, RegisterTellsWhatTheBrokerFoundWrong) {
+    const struct {
+        std::string answer;
+        int result;
+        std::string error;
+    } cases[] = {
+        {R"({"status": 0, "data": {"code": 1}})", 0, "0 : "},
+        {refused(R"({"code": 2, "description": "no key"})"), -1, "2 invalid JSON schema: no key"},
+        {refused(R"({"code": 70, "description": "\u00e4", "x": 1})"), -1, "70 : \xc3\xa4"},
+        {refused(R"({"code": -2147483648, "description": ""})"), -1, "-2147483648 : "},
+        {refused(R"({"code": 4294967296, "description": "x"})"), -1,
+         "3 internal error: failed to process error"},
+        {refused(R"({"code": -2147483649, "description": "x"})"), -1,
+         "3 internal error: failed to process error"},
+        {refused(R"({"code": "2", "description": "x"})"), -1,
+         "3 internal error: failed to process error"},
+        {refused(R"({"code": 2})"), -1, "3 internal error: failed to process error"},
+        {refused("[]"), -1, "3 internal error: failed to process error"},
+        {refused("\"x\""), -1, "3 internal error: failed to parse error"},
+        {R"({"status": 1})", -1, "3 internal error: no response from daemon"},
+        {"garbage", -1, "3 internal error: no response from daemon"},
+    };
+    for (const auto& c : cases) {
+        broker.answer("start_registration", c.answer);
+        qx_plix_error_t err{};
+        EXPECT_EQ(qx_plix_register(R"({"a": 1})", &err), c.result) << c.answer;
+        EXPECT_EQ(described(err), c.error) << c.answer;
+        EXPECT_EQ(qx_plix_register(R"({"a": 1})", nullptr), c.result) << c.answer;
+    }
+    EXPECT_EQ(broker.requests()[0], command("start_registration", R"({"a": 1})"));
+}
+
+TEST_F(Commands, RouterInfoIsSetMemberByMember) {
+    EXPECT_EQ(qx_plix_set_router_info(R"({"model": "M", "other": 1})"), 0);
+    EXPECT_EQ(take_requests(), Requests{command("set_router_model", "\"M\"")});
+    EXPECT_EQ(qx_plix_set_router_info("{}"), 0);
+    EXPECT_EQ(qx_plix_set_router_info("[]"), 0);
+    EXPECT_EQ(take_requests(), Requests{});
+    broker.answer("set_router_name", refused("1"));
+    EXPECT_EQ(qx_plix_set_router_info(
+                  R"({"use_va_cloud_trigger": false, "interfaces": [{"a": 1}],
+                      "feature_set_level": 2, "firmware_version": null, "serial_number": 1.5,
+                      "model": {}, "name": "N"})"),
+              -1);
+    EXPECT_EQ(take_requests(),
+              (Requests{command("set_router_name", "\"N\""), command("set_router_model", "{}"),
+                        command("set_router_serial_number", "1.5"),
+                        command("set_router_firmware_version", "null"),
+                        command("set_router_feature_set_level", "2"),
+                        command("set_router_interfaces", R"([{"a": 1}])"),
+                        command("set_va_cloud_trigger", "false")}));
+}
+
+TEST_F(Commands, RouterInfoHoldsWhatTheBrokerTells) {
+    Text out;
+    EXPECT_EQ(qx_plix_get_router_info(nullptr), -1);
+    broker.answer("get_va_cloud_trigger", R"({"status": 0, "data": true})");
+    broker.answer("get_router_name", R"({"status": 0, "data": "N"})");
+    broker.answer("get_router_model", refused("\"M\""));
+    broker.answer("get_router_interfaces", R"({"status": 0, "data": [1]})");
+    EXPECT_EQ(qx_plix_get_router_info(out.out()), 0);
+    EXPECT_EQ(out.str(), R"({"name": "N", "interfaces": [1], "use_va_cloud_trigger": true})");
+    EXPECT_EQ(take_requests(),
+              (Requests{command("get_router_name", "null"), command("get_router_model", "null"),
+                        command("get_router_serial_number", "null"),
+                        command("get_router_firmware_version", "null"),
+                        command("get_router_feature_set_level", "null"),
+                        command("get_router_interfaces", "null"),
+                        command("get_va_cloud_trigger", "null")}));
+    broker.stop();
+    EXPECT_EQ(qx_plix_get_router_info(out.out()), 0);
+    EXPECT_EQ(out.str(), "{}");
+}
+
+TEST_F(Commands, DeviceInfoIsSetPropertyByProperty) {
+    EXPECT_EQ(qx_plix_set_device_info(R"({"name": "x", "traffic_blocked": true})"), -1);
+    EXPECT_EQ(qx_plix_set_device_info("[]"), -1);
+    EXPECT_EQ(qx_plix_set_device_info(R"({"device_id": "d"})"), 0);
+    EXPECT_EQ(take_requests(), Requests{});
+    broker.answer("set_device_name", refused("1"));
+    EXPECT_EQ(qx_plix_set_device_info(R"({"traffic_blocked": false, "device_id": 7})"), 0);
+    EXPECT_EQ(qx_plix_set_device_info(R"({"traffic_blocked": 1, "name": [], "device_id": "d"})"),
+              -1);
+    EXPECT_EQ(
+        take_requests(),
+        (Requests{
+            command("set_device_traffic_blocked", R"({"device_id": 7, "traffic_blocked": false})"),
+            command("set_device_name", R"({"device_id": "d", "name": []})"),
+            command("set_device_traffic_blocked", R"({"device_id": "d", "traffic_blocked": 1})")}));
+}
+
+TEST_F(Commands, OnlineStatusIsCheckedBeforeItIsSent) {
+    const std::string online = R"({"mac": "m", "interface": "i", "is_online": true, "ip": "1"})";
+    const std::string offline = R"({"mac": "m", "interface": "i", "is_online": false})";
+    for (const std::string& good :
+         {online, offline, std::string("[]"),
+          std::string("[").append(online).append(", ").append(offline).append("]"),
+          std::string(R"({"mac": "m", "interface": "i", "is_online": true, "ip": []})"),
+          std::string(R"({"mac": "m", "interface": "i", "is_online": false, "ip": 5})")}) {
+        EXPECT_EQ(qx_plix_set_device_online_status(good.c_str()), 0) << good;
+        EXPECT_EQ(take_requests(), Requests{command("set_device_online_status", good)});
+    }
+    for (const std::string& bad :
+         {std::string(R"({"mac": "m", "interface": "i", "is_online": true})"),
+          std::string(R"({"mac": "m", "interface": "i", "is_online": true, "ip": 5})"),
+          std::string(R"({"mac": "m", "interface": "i", "is_online": 1, "ip": "1"})"),
+          std::string(R"({"mac": "m", "interface": "i", "ip": "1"})"),
+          std::string(R"({"mac": 1, "interface": "i", "is_online": false})"),
+          std::string(R"({"mac": "m", "is_online": false})"), std::string("{}"),
+          "[" + online + ", {}]", "[" + offline + ", 1]", "[[" + online + "]]"}) {
+        EXPECT_EQ(qx_plix_set_device_online_status(bad.c_str()), -1) << bad;
+    }
+    EXPECT_EQ(take_requests(), Requests{});
+}
+
+TEST_F(Commands, RemovingASatelliteMayReturnTheBrokersCode) {
+    for (const char* bad : {"[]", "{}", R"({"mac": 1})", R"([{"mac": "m"}])"}) {
+        EXPECT_EQ(qx_plix_remove_satellite(bad), -1) << bad;
+    }
+    EXPECT_EQ(take_requests(), Requests{});
+    const struct {
+        std::string answer;
+        int result;
+    } cases[] = {
+        {R"({"status": 0, "data": {"error": 1, "code": 5}})", 0},
+        {refused(R"({"error": null, "code": 5})"), 5},
+        {refused(R"({"error": "x", "code": 4294967298})"), 2},
+        {refused(R"({"error": "x", "code": "5"})"), -1},
+        {refused(R"({"code": 5})"), -1},
+        {refused(R"({"error": 5})"), -1},
+        {refused("[]"), -1},
+        {refused("5"), -1},
+        {R"({"status": 1})", -1},
+    };
+    for (const auto& c : cases) {
+        broker.answer("remove_satellite", c.answer);
+        EXPECT_EQ(qx_plix_remove_satellite(R"({"mac":"m","x":1})"), c.result) << c.answer;
+        EXPECT_EQ(take_requests(),
+                  Requests{command("remove_satellite", R"({"mac": "m", "x": 1})")});
+    }
+}
+
+TEST_F(Commands, AScheduleThatIsRefusedHasAReason) {
+    const struct {
+        const char* schedule;
+        std::string answer;
+        int result;
+        std::string text;
+    } cases[] = {
+        {nullptr, "", -1, "wrong arguments"},
+        {"{", "", -1, "string or '}' expected near end of file"},
+        {"{}", R"({"status": 0})", 0, "(none)"},
+        {"{}", R"({"status": 0, "data": {"x": 1}})", 0, R"({"x": 1})"},
+        {"{}", refused(R"({"error": "on_day out of range"})"), -1, "on_day out of range"},
+        {"{}", refused(R"({"error": 5})"), -1, "internal error"},
+        {"{}", refused("\"text\""), -1, "internal error"},
+        {"{}", R"({"status": 1})", -1, "internal error"},
+    };
+    for (const auto& c : cases) {
+        broker.answer("va_set_schedule", c.answer);
+        Text text;
+        EXPECT_EQ(qx_plix_va_set_schedule(c.schedule, text.out()), c.result) << c.answer;
+        EXPECT_EQ(text.str(), c.text);
+        EXPECT_EQ(qx_plix_va_set_schedule(c.schedule, nullptr), c.result) << c.answer;
+    }
+    EXPECT_EQ(broker.requests()[0], command("va_set_schedule", "{}"));
+}
+
+TEST_F(Commands, ExclusionsAreAnArray) {
+    const struct {
+        const char* exclusions;
+        std::string answer;
+        int result;
+        std::string error;
+    } cases[] = {
+        {nullptr, "", -1, "1 invalid params: wrong arguments"},
+        {"[1", "", -1, "1 invalid params: ']' expected near end of file"},
+        {"{}", "", -1, "1 invalid params: input is not a JSON array"},
+        {"[1]", R"({"status": 0, "data": 1})", 0, "0 : "},
+        {"[1]", refused("\"bad address\""), -1, "1 invalid params: \"bad address\""},
+        {"[1]", R"({"status": 1})", -1, "3 internal error: failed to set the value"},
+    };
+    for (const auto& c : cases) {
+        broker.answer("va_set_exclusions", c.answer);
+        qx_plix_error_t err{};
+        EXPECT_EQ(qx_plix_va_set_exclusions(c.exclusions, &err), c.result) << c.answer;
+        EXPECT_EQ(described(err), c.error);
+    }
+    EXPECT_EQ(take_requests(), Requests(3, command("va_set_exclusions", "[1]")));
+
+    Text out;
+    qx_plix_error_t err{};
+    EXPECT_EQ(qx_plix_va_get_exclusions(nullptr, &err), -1);
+    EXPECT_EQ(described(err), "1 invalid params: output pointer is null");
+    EXPECT_EQ(take_requests(), Requests{});
+    broker.answer("va_get_exclusions", R"({"status": 0, "data": ["a"]})");
+    EXPECT_EQ(qx_plix_va_get_exclusions(out.out(), &err), 0);
+    EXPECT_EQ(out.str(), R"(["a"])");
+    EXPECT_EQ(take_requests(), Requests{command("va_get_exclusions", "null")});
+    for (const std::string& answer : {refused("1"), std::string(R"({"status": 0})")}) {
+        broker.answer("va_get_exclusions", answer);
+        EXPECT_EQ(qx_plix_va_get_exclusions(out.out(), &err), -1);
+        EXPECT_EQ(described(err), "3 internal error: failed to get the value");
+        EXPECT_EQ(out.str(), "(none)");
+    }
+}
+
+using StartedCommands = qx::test::StartedClient;
+
+TEST_F(StartedCommands, RegisteringToTheCloudNeedsAStartedLibrary) {
+    EXPECT_EQ(qx_plix_register_to_cloud("t", "m", nullptr), 0);
+    EXPECT_EQ(qx_plix_register_to_cloud("t", "m", ""), 0);
+    EXPECT_EQ(qx_plix_register_to_cloud(nullptr, "m", "r"), -1);
+    EXPECT_EQ(qx_plix_register_to_cloud("t", nullptr, "r"), -1);
+    EXPECT_EQ(qx_plix_register_to_cloud("\xff", "m", "r"), -1);
+    broker.answer("start_cloud_registration", refused("1"));
+    EXPECT_EQ(qx_plix_register_to_cloud("t", "m", "r"), -1);
+    qx_plix_uninit();
+    EXPECT_EQ(qx_plix_register_to_cloud("t", "m", "r"), -1);
+    const auto expected = [](const std::string& redeem_code) {
+        return command("start_cloud_registration",
+                       R"({"token": "t", "token_type": "partner", "register_mac_address": "m", )"
+                       R"("redeem_code": ")" +
+                           redeem_code + "\"}");
+    };
+    EXPECT_EQ(broker.requests(), (Requests{expected("m"), expected(""), expected("r")}));
+}
+
+} // namespace

@@ -1,0 +1,447 @@
+#include "events.h"
+
+#include "agent_fixture.h"
+
+#include <atomic>
+#include <cctype>
+#include <fcntl.h>
+#include <functional>
+#include <iterator>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace {
+
+using qx::test::framed;
+using qx::test::Inbox;
+using qx::test::is_readable;
+using qx::test::open_descriptors;
+using qx::test::read_until;
+using qx::test::since;
+
+using Clock = std::chrono::steady_clock;
+using Events = std::vector<std::string>;
+
+constexpr auto kStarted = QX_PLIX_QXAGENT_STARTED;
+constexpr auto kScan = QX_PLIX_VA_STATUS_CHANGED;
+const std::string kStartedName = "qxagent_started";
+const std::string kScanName = "va_status_changed";
+const std::string kAccepted = framed(R"({"status": 0})");
+
+class Subscriptions : public qx::test::StartedClient {
+protected:
+    int subscribe(qx_plix_event_type type, Inbox& box) {
+        int fd = -1;
+        EXPECT_EQ(qx_plix_subscribe(type, Inbox::note, &box, &fd), 0);
+        return fd;
+    }
+
+    Inbox inbox;
+};
+
+Events numbered(std::size_t count) {
+    Events events;
+    for (std::size_t i = 0; i < count; ++i) {
+        events.push_back("{\"n\": " + std::to_string(i) + "}");
+    }
+    return events;
+}
+
+TEST(EventNames, AreTranslatedBothWays) {
+    const char* const names[] = {"device_discovery",
+                                 "subscription_changed",
+                                 "cloud_registration_status",
+                                 "devices_list_updated",
+                                 "qxagent_started",
+                                 "va_status_changed",
+                                 "set_device_online_status_result"};
+    for (int i = 0; i < 7; ++i) {
+        const auto type = static_cast<qx_plix_event_type>(i);
+        const char* const name = qx_plix_event_type_to_str(type);
+        EXPECT_EQ(qx_plix_event_type_from_str(name), type);
+        char broker_name[qxplix::kBrokerNameSize];
+        EXPECT_EQ(qxplix::to_broker_event_name(name, broker_name), 0);
+        EXPECT_STREQ(broker_name, names[i]);
+        EXPECT_EQ(qx_plix_event_type_from_str(names[i]), QX_PLIX_EVENT_UNKNOWN);
+    }
+    EXPECT_EQ(qx_plix_event_type_to_str(QX_PLIX_EVENT_UNKNOWN), nullptr);
+    EXPECT_STREQ(qx_plix_event_type_to_str(kStarted), "QX_PLIX_QXAGENT_STARTED");
+    EXPECT_EQ(qx_plix_event_type_from_str(nullptr), QX_PLIX_EVENT_UNKNOWN);
+    EXPECT_EQ(qx_plix_event_type_from_str("qx_plix_device_discovery"), QX_PLIX_EVENT_UNKNOWN);
+
+    char name[qxplix::kBrokerNameSize];
+    const std::string longest = "QX_PLIX_" + std::string(55, 'X');
+    EXPECT_EQ(qxplix::to_broker_event_name(longest.c_str(), name), 0);
+    EXPECT_EQ(name, std::string(55, 'x'));
+    EXPECT_EQ(qxplix::to_broker_event_name("QX_PLIX_AB CD", name), 0);
+    EXPECT_STREQ(name, "ab");
+    for (const std::string& bad : Events{longest + "X", "QX_PLIX_", "QX_PLI_X", "", "OTHER"}) {
+        EXPECT_EQ(qxplix::to_broker_event_name(bad.c_str(), name), -1) << bad;
+    }
+}
+
+TEST_F(Subscriptions, AreAskedForAndMayBeRefused) {
+    int fd = -1;
+    EXPECT_EQ(qx_plix_subscribe(QX_PLIX_EVENT_UNKNOWN, Inbox::note, nullptr, &fd), -1);
+    EXPECT_EQ(qx_plix_subscribe(kStarted, nullptr, nullptr, &fd), -1);
+    EXPECT_TRUE(broker.requests().empty());
+    const auto before = open_descriptors();
+    broker.answer(kStartedName, R"({"status": 1})");
+    EXPECT_EQ(qx_plix_subscribe(kStarted, Inbox::note, nullptr, &fd), -1);
+    EXPECT_EQ(broker.requests(),
+              Events{"{\"type\": \"subscribe\", \"name\": \"qxagent_started\"}\n"});
+    broker.reply(kStartedName, {"\1", true});
+    EXPECT_EQ(qx_plix_subscribe(kStarted, Inbox::note, nullptr, &fd), -1);
+    broker.wait_for_connections(0);
+    EXPECT_EQ(open_descriptors(), before);
+    EXPECT_EQ(qx_plix_read_event_fd(fd, 0), -1);
+    EXPECT_EQ(qx_plix_read_event_fd(-1, 0), -1);
+}
+
+TEST_F(Subscriptions, RunTheCallbackOnTheLibrarysThreadWithoutADescriptor) {
+    ASSERT_EQ(qx_plix_subscribe(kStarted, Inbox::note, &inbox, nullptr), 0);
+    EXPECT_EQ(qx_plix_read_event_fd(-1, 0), -1);
+    for (const std::string& event : numbered(100)) {
+        broker.emit(kStartedName, event);
+    }
+    inbox.wait_for(100);
+    EXPECT_EQ(inbox.events(), numbered(100));
+}
+
+TEST_F(Subscriptions, HandEventsToTheirReaderOneByOneOrAllAtOnce) {
+    const int fd = subscribe(kStarted, inbox);
+    broker.emit_raw(kStartedName, framed("0") + framed("1") + framed("2"));
+    EXPECT_EQ(qx_plix_read_event_fd(fd, 0), 0) << "waits for the first";
+    EXPECT_EQ(inbox.events(), (Events{"0"}));
+    EXPECT_EQ(qx_plix_read_event_fd(fd, 1), 0);
+    EXPECT_EQ(inbox.events(), (Events{"0", "1", "2"}));
+    EXPECT_FALSE(is_readable(fd, std::chrono::milliseconds(0)));
+}
+
+TEST_F(Subscriptions, AreEightAtMost) {
+    for (int i = 0; i < 8; ++i) {
+        ASSERT_EQ(qx_plix_subscribe(kStarted, Inbox::note, &inbox, nullptr), 0);
+    }
+    const auto before = open_descriptors();
+    int fd = -1;
+    EXPECT_EQ(qx_plix_subscribe(kScan, Inbox::note, &inbox, &fd), -1);
+    broker.wait_for_connections(8);
+    EXPECT_EQ(broker.requests().size(), 9U);
+    qx_plix_unsubscribe(kStarted);
+    broker.wait_for_connections(7);
+    EXPECT_EQ(qx_plix_subscribe(kScan, Inbox::note, &inbox, nullptr), 0);
+    EXPECT_LT(open_descriptors().size(), before.size() + 2);
+}
+
+TEST_F(Subscriptions, ToTheSameEventEndOneAtATime) {
+    Inbox second;
+    const int first_fd = subscribe(kStarted, inbox);
+    const int second_fd = subscribe(kStarted, second);
+    qx_plix_unsubscribe(kScan);
+    broker.emit(kStartedName, "1");
+    read_until(first_fd, 1, inbox, 1);
+    read_until(second_fd, 1, second, 1);
+    qx_plix_unsubscribe(kStarted);
+    broker.wait_for_subscribers(1);
+    EXPECT_EQ(qx_plix_read_event_fd(first_fd, 1), -1);
+    broker.emit(kStartedName, "2");
+    read_until(second_fd, 1, second, 2);
+    EXPECT_EQ(inbox.events(), Events{"1"});
+}
+
+// The pipe is made small, so that most notification bytes find no room in it.
+void fill_pipe(int fd) {
+    const int size = ::fcntl(fd, F_SETPIPE_SZ, 4096);
+    ASSERT_EQ(size, 4096);
+}
+
+void wait_until_full(int fd) {
+    int bytes = 0;
+    while (bytes < 4096) {
+        ASSERT_EQ(::ioctl(fd, FIONREAD, &bytes), 0);
+        ::sched_yield();
+    }
+}
+
+TEST_F(Subscriptions, LoseNothingToAFullPipe) {
+    for (const int drain : {0, 1}) {
+        Inbox all;
+        const int fd = subscribe(kStarted, all);
+        fill_pipe(fd);
+        const Events events = numbered(10000);
+        std::string bytes;
+        for (const std::string& event : events) {
+            bytes += framed(event);
+        }
+        broker.emit_raw(kStartedName, bytes);
+        wait_until_full(fd);
+        read_until(fd, drain, all, events.size());
+        EXPECT_TRUE(all.events() == events);
+        EXPECT_FALSE(is_readable(fd, std::chrono::milliseconds(0)));
+        qx_plix_unsubscribe(kStarted);
+    }
+}
+
+long resident_kib() {
+    const std::string statm = qx::test::read_file("/proc/self/statm");
+    return std::stol(statm.substr(statm.find(' '))) * (::sysconf(_SC_PAGESIZE) / 1024);
+}
+
+TEST_F(Subscriptions, GiveTheMemoryOfALongQueueBack) {
+    if (qx::test::kSanitized) {
+        GTEST_SKIP() << "a sanitizer keeps what is freed";
+    }
+    std::atomic<std::size_t> seen{0};
+    int fd = -1;
+    const auto count = [](const char*, void* counter) {
+        ++*static_cast<std::atomic<std::size_t>*>(counter);
+    };
+    ASSERT_EQ(qx_plix_subscribe(kStarted, count, &seen, &fd), 0);
+    std::string bytes;
+    for (int i = 0; i < 1000; ++i) {
+        bytes += framed('"' + std::string(198, 'x') + '"');
+    }
+    constexpr long kMib = 1024;
+    const long before = resident_kib();
+    for (int i = 0; i < 100; ++i) {
+        broker.emit_raw(kStartedName, bytes);
+    }
+    while (resident_kib() < before + 15 * kMib) {
+        ::sched_yield();
+    }
+    while (seen < 100'000) {
+        ASSERT_TRUE(is_readable(fd, qx::test::kPatience));
+        ASSERT_EQ(qx_plix_read_event_fd(fd, 1), 0);
+    }
+    const auto drained = Clock::now();
+    while (resident_kib() > before + 2 * kMib) {
+        ASSERT_LT(since(drained).count(), 5000) << resident_kib() << " KiB, before " << before;
+        ::sched_yield();
+    }
+}
+
+TEST_F(Subscriptions, OutliveTheBroker) {
+    Inbox called;
+    const int fd = subscribe(kStarted, inbox);
+    ASSERT_EQ(qx_plix_subscribe(kScan, Inbox::note, &called, nullptr), 0);
+    const auto before = open_descriptors();
+    for (std::size_t round = 1; round <= 5; ++round) {
+        broker.stop();
+        broker.start();
+        const auto back = Clock::now();
+        broker.wait_for_subscribers(2);
+        EXPECT_LT(since(back).count(), 1500);
+        broker.emit(kStartedName, std::to_string(round));
+        broker.emit(kScanName, std::to_string(round));
+        read_until(fd, 1, inbox, round);
+        called.wait_for(round);
+    }
+    EXPECT_EQ(inbox.events(), (Events{"1", "2", "3", "4", "5"}));
+    EXPECT_EQ(called.events(), inbox.events());
+    EXPECT_EQ(open_descriptors(), before);
+    EXPECT_EQ(broker.requests().size(), 12U);
+}
+
+TEST_F(Subscriptions, BeginAnewWhenTheirStreamBreaks) {
+    ASSERT_EQ(qx_plix_subscribe(kStarted, Inbox::note, &inbox, nullptr), 0);
+    const std::string half = framed(R"({"never": "whole"})").substr(0, 9);
+    std::size_t count = 0;
+    for (const std::string& broken :
+         {std::string("\x05"), half, std::string(4, '\0'), std::string(4, '\xff'),
+          std::string("\x01\x00\x00\x7f", 4), framed("0") + half}) {
+        broker.forget_requests();
+        broker.emit_raw(kStartedName, broken);
+        broker.drop_subscribers(kStartedName);
+        broker.wait_for_requests(1);
+        broker.wait_for_subscribers(1);
+        broker.emit(kStartedName, std::to_string(count));
+        inbox.wait_for(++count);
+    }
+}
+
+TEST_F(Subscriptions, TakeBigEventsAndSlowOnes) {
+    ASSERT_EQ(qx_plix_subscribe(kStarted, Inbox::note, &inbox, nullptr), 0);
+    const std::string big = '"' + std::string(5'000'000, 'x') + '"';
+    broker.emit_raw(kStartedName, framed("1") + framed(big) + framed("2"));
+    for (const char byte : framed("3")) {
+        broker.emit_raw(kStartedName, {&byte, 1});
+    }
+    inbox.wait_for(4);
+    EXPECT_TRUE(inbox.events() == (Events{"1", big, "2", "3"}));
+}
+
+TEST_F(Subscriptions, GetEventsThatFollowTheAnswerDirectly) {
+    broker.reply(kStartedName, {kAccepted + framed("1") + framed("2")});
+    ASSERT_EQ(qx_plix_subscribe(kStarted, Inbox::note, &inbox, nullptr), 0);
+    inbox.wait_for(2);
+    broker.reply(kStartedName, {kAccepted + framed("3") + framed("4").substr(0, 2)});
+    broker.drop_subscribers(kStartedName);
+    inbox.wait_for(3);
+    broker.emit_raw(kStartedName, framed("4").substr(2));
+    inbox.wait_for(4);
+    EXPECT_EQ(inbox.events(), (Events{"1", "2", "3", "4"}));
+}
+
+TEST_F(Subscriptions, AreNotHeldUpByASilentBroker) {
+    Inbox other;
+    subscribe(kStarted, inbox);
+    const int other_fd = subscribe(kScan, other);
+    for (const std::string& silence : {std::string(), kAccepted.substr(0, 7)}) {
+        broker.forget_requests();
+        broker.reply(kStartedName, {silence});
+        broker.drop_subscribers(kStartedName);
+        broker.wait_for_requests(1);
+        const auto start = Clock::now();
+        const std::size_t before = other.events().size();
+        broker.emit(kScanName, "1");
+        read_until(other_fd, 1, other, before + 1);
+        EXPECT_LT(since(start).count(), 500);
+        // Given up and asked again, a second later.
+        broker.wait_for_requests(2);
+        EXPECT_GE(since(start).count(), 900);
+    }
+    // In the middle of an event.
+    broker.emit_raw(kScanName, framed("[1, 2, 3]").substr(0, 8));
+    const auto unsubscribing = Clock::now();
+    qx_plix_unsubscribe(kStarted);
+    qx_plix_unsubscribe(kScan);
+    EXPECT_EQ(qx_plix_uninit(), 0);
+    EXPECT_LT(since(unsubscribing).count(), 500);
+    broker.wait_for_connections(0);
+}
+
+TEST_F(Subscriptions, AreAskedForAgainCalmly) {
+    ASSERT_EQ(qx_plix_subscribe(kStarted, Inbox::note, &inbox, nullptr), 0);
+    broker.answer(kStartedName, R"({"status": 1})");
+    broker.forget_requests();
+    const auto start = Clock::now();
+    broker.drop_subscribers(kStartedName);
+    broker.wait_for_requests(5);
+    EXPECT_GE(since(start).count(), 4 * 190);
+    const std::string deep = "{\"status\": 0, \"x\": " + std::string(2000, '[');
+    broker.answer(kStartedName, deep + std::string(2000, ']') + '}');
+    broker.forget_requests();
+    broker.wait_for_requests(1);
+    broker.emit(kStartedName, "1");
+    inbox.wait_for(1);
+}
+
+bool sleeps(pid_t thread) {
+    const std::string stat =
+        qx::test::read_file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    return stat.find(") S ") != std::string::npos;
+}
+
+TEST_F(Subscriptions, WakeTheirReaderWhenTheyEnd) {
+    for (const bool at_uninit : {false, true}) {
+        const int fd = subscribe(kStarted, inbox);
+        std::atomic<pid_t> id{0};
+        std::thread reader([&] {
+            id = ::gettid();
+            EXPECT_EQ(qx_plix_read_event_fd(fd, 1), -1);
+        });
+        while (id == 0 || !sleeps(id)) {
+            ::sched_yield();
+        }
+        if (at_uninit) {
+            qx_plix_uninit();
+        } else {
+            qx_plix_unsubscribe(kStarted);
+        }
+        reader.join();
+    }
+}
+
+TEST_F(Subscriptions, LeaveNothingOpen) {
+    qx_plix_uninit();
+    const auto before = open_descriptors();
+    ASSERT_EQ(qx_plix_init(), 0);
+    subscribe(kStarted, inbox);
+    subscribe(kStarted, inbox);
+    ASSERT_EQ(qx_plix_subscribe(kScan, Inbox::note, &inbox, nullptr), 0);
+    broker.emit_raw(kStartedName, framed("1") + framed("2").substr(0, 3));
+    broker.reply(kScanName, {""});
+    broker.forget_requests();
+    broker.drop_subscribers(kScanName);
+    broker.wait_for_requests(1);
+    EXPECT_EQ(qx_plix_uninit(), 0);
+    broker.wait_for_connections(0);
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+std::size_t count_threads() {
+    using std::filesystem::directory_iterator;
+    return static_cast<std::size_t>(std::distance(directory_iterator("/proc/self/task"), {}));
+}
+
+TEST_F(Subscriptions, ProgramsMayStopTheThreadByTheFlagAlone) {
+    const std::size_t before = count_threads();
+    const auto start = Clock::now();
+    __atomic_store_n(&stopped, 1, __ATOMIC_RELEASE);
+    while (count_threads() == before && since(start) < qx::test::kPatience) {
+        ::sched_yield();
+    }
+    EXPECT_LT(since(start).count(), 1500);
+    EXPECT_EQ(qx_plix_uninit(), 0);
+}
+
+// Subscribing, unsubscribing, reading, commands and a broker that restarts, all at once.
+TEST_F(Subscriptions, FromManyThreads) {
+    std::atomic<bool> over{false};
+    std::atomic<int> events{0};
+    const auto count = [](const char*, void* counter) {
+        ++*static_cast<std::atomic<int>*>(counter);
+    };
+    const auto until_over = [&](const std::function<void()>& work) {
+        return std::thread([&over, work] {
+            while (!over) {
+                work();
+            }
+        });
+    };
+    std::vector<std::thread> threads;
+    for (const auto type : {kStarted, kScan, QX_PLIX_DEVICE_DISCOVERY}) {
+        threads.push_back(until_over([&, type] {
+            int fd = -1;
+            if (qx_plix_subscribe(type, count, &events, &fd) == 0) {
+                for (int i = 0; i < 10 && is_readable(fd, std::chrono::milliseconds(5)); ++i) {
+                    qx_plix_read_event_fd(fd, i % 2);
+                }
+                qx_plix_unsubscribe(type);
+            }
+        }));
+        threads.push_back(until_over([&, type] {
+            if (qx_plix_subscribe(type, count, &events, nullptr) == 0) {
+                ::sched_yield();
+                qx_plix_unsubscribe(type);
+            }
+        }));
+    }
+    threads.push_back(until_over([&] {
+        broker.emit(kStartedName, "1");
+        broker.emit(kScanName, "[1, 2]");
+        broker.emit_raw("device_discovery", framed("{}") + framed("[]"));
+    }));
+    threads.push_back(until_over([] {
+        int status = 0;
+        qx_plix_is_enabled(&status);
+        qx_plix_read_event_fd(5, 1);
+    }));
+    for (int round = 0; round < 10; ++round) {
+        const int seen = events;
+        const auto deadline = Clock::now() + qx::test::kPatience;
+        while (events < seen + 100 && Clock::now() < deadline) {
+            ::sched_yield();
+        }
+        EXPECT_GE(events, seen + 100) << "after " << round << " restarts";
+        broker.stop();
+        broker.start();
+    }
+    over = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+} // namespace
