@@ -1,18 +1,21 @@
 #include "qx/settings.h"
 
+#include <initializer_list>
+
 namespace qx {
 namespace {
 
-path key(const char* text) {
+path key(string_view text) {
     path built;
     built.add_piece(true, text);
     return built;
 }
 
-template <typename... Pieces>
-path configuration_file(const Pieces&... pieces) {
+path configuration_file(std::initializer_list<string_view> pieces) {
     path built(common_path::configuration);
-    (built.add_piece(true, pieces), ...);
+    for (const string_view piece : pieces) {
+        built.add_piece(true, piece);
+    }
     return built;
 }
 
@@ -36,10 +39,10 @@ const std::unordered_map<std::string, std::string> kCloudDeploymentMap = {
 };
 
 const path kCirrelIniKey = key("/cirrel/qxnc_ini");
-const path kCirrelIniDefault = configuration_file("qxnc.ini");
+const path kCirrelIniDefault = configuration_file({"qxnc.ini"});
 const path kCirrelCaFileKey = key("/cirrel/ca_file");
-const path kCirrelCaFileDefault = configuration_file("certs", "ca-certificates.crt");
+const path kCirrelCaFileDefault = configuration_file({"certs", "ca-certificates.crt"});
 const path kCirrelUuidFileKey = key("/cirrel/uuid_file");
-const path kCirrelUuidFileDefault = configuration_file("qxnc.uuid");
+const path kCirrelUuidFileDefault = configuration_file({"qxnc.uuid"});
 
 } // namespace qx
