@@ -50,6 +50,13 @@ void* event_thread_main(void* /*unused*/) {
     return nullptr;
 }
 
+int watch(int operation, int fd) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.fd = fd;
+    return ::epoll_ctl(self.epoll_fd, operation, fd, &event);
+}
+
 // Signals are the application's: its threads, and its signal descriptors, must get them all.
 int create_without_signals(pthread_t* handle) {
     pthread_attr_t attributes;
@@ -84,8 +91,7 @@ int event_thread_create() {
     }
     self.epoll_fd = epoll.release();
     self.wake_fd = wake.release();
-    if (event_thread_schedule_fd_ro(self.wake_fd) != 0 ||
-        create_without_signals(&self.handle) != 0) {
+    if (watch(EPOLL_CTL_ADD, self.wake_fd) != 0 || create_without_signals(&self.handle) != 0) {
         close_descriptors();
         return -1;
     }
@@ -99,13 +105,10 @@ void event_thread_destroy() {
 }
 
 int event_thread_schedule_fd_ro(int fd) {
-    epoll_event event{};
-    event.events = EPOLLIN;
-    event.data.fd = fd;
-    if (::epoll_ctl(self.epoll_fd, EPOLL_CTL_MOD, fd, &event) == 0) {
+    if (watch(EPOLL_CTL_MOD, fd) == 0) {
         return 0;
     }
-    return errno == ENOENT ? ::epoll_ctl(self.epoll_fd, EPOLL_CTL_ADD, fd, &event) : -1;
+    return errno == ENOENT ? watch(EPOLL_CTL_ADD, fd) : -1;
 }
 
 int event_thread_cancel_fd(int fd) {
