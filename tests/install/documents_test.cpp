@@ -1,0 +1,139 @@
+// What the documents tell people to type, typed.
+
+#include "installed.h"
+
+#include <csignal>
+#include <sstream>
+#include <sys/mount.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using qx::test::FencedBlock;
+using qx::test::kInstallDir;
+using qx::test::Outcome;
+using qx::test::Process;
+using qx::test::read_file;
+using qx::test::Simulator;
+
+using Documents = qx::test::Installed;
+
+TEST_F(Documents, AreCleanManualPages) {
+    for (const char* page : {"man8/qxagent-manage.8", "man8/qxbrokerd-sim.8", "man3/qx_plix.3"}) {
+        const Outcome checked =
+            qx::test::run({"mandoc", "-Tlint", "-Wwarning", prefix / "share/man" / page});
+        EXPECT_EQ(checked.status, 0) << checked.out << checked.err;
+    }
+}
+
+TEST_F(Documents, ShowExamplesOfEveryOperationThatWork) {
+    std::vector<std::string> missing = qx::test::operation_names();
+    std::istringstream lines(read_file(prefix / "share/man/man8/qxagent-manage.8"));
+    Simulator broker("", {"--trace"});
+    std::size_t listeners = 0;
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.starts_with(".Dl ")) {
+            continue;
+        }
+        const std::string command = line.substr(4);
+        const std::string words = command + " ";
+        std::erase_if(missing, [&](const std::string& name) {
+            return words.find("qxagent-manage " + name + " ") != std::string::npos;
+        });
+        if (words.find(" listen ") == std::string::npos) {
+            EXPECT_EQ(run_script(command).status, 0) << command;
+            continue;
+        }
+        Process listener({"sh", "-c", "exec " + command}, environment);
+        broker.wait_for_output("\"va_status_changed\"", ++listeners);
+        listener.signal(SIGTERM);
+        EXPECT_EQ(listener.finish().status, 0) << command;
+    }
+    EXPECT_TRUE(missing.empty()) << missing.front();
+}
+
+constexpr std::size_t kEventTypes = 7;
+
+bool is_script(const FencedBlock& block) {
+    return block.text.starts_with("#!");
+}
+
+/// The whole script of scripting.md that holds `text`.
+std::string script_with(const std::string& text) {
+    for (const FencedBlock& block : qx::test::fenced_blocks("docs/scripting.md")) {
+        if (is_script(block) && block.text.find(text) != std::string::npos) {
+            return block.text;
+        }
+    }
+    ADD_FAILURE() << "no script of the page holds " << text;
+    return "exit 1\n";
+}
+
+TEST_F(Documents, ShowRecipesWithTheirOutput) {
+    const Simulator broker(R"({"state": {"scan_ms": 200}, "events": [{"event": "device_discovery",
+        "when": "subscribe", "data": {"mac": "02:11:22:33:44:09"}}]})");
+    const auto blocks = qx::test::fenced_blocks("docs/scripting.md");
+    int recipes = 0;
+    for (std::size_t i = 0; i + 1 < blocks.size(); ++i) {
+        if (blocks[i].language != "sh" || is_script(blocks[i])) {
+            continue;
+        }
+        ++recipes;
+        const Outcome ran = run_script(blocks[i].text);
+        EXPECT_EQ(ran.status, 0) << blocks[i].text << ran.err;
+        EXPECT_EQ(blocks[i + 1].language, "text");
+        EXPECT_EQ(ran.out, blocks[i + 1].text) << blocks[i].text << ran.err;
+    }
+    EXPECT_GE(recipes, 6);
+}
+
+TEST_F(Documents, ShowAServiceThatKeepsListening) {
+    ASSERT_EQ(::mount("tmpfs", "/var", "tmpfs", 0, "mode=0755"), 0);
+    fs::create_directories("/var/log");
+    fs::create_directories("/var/run");
+    const std::string service = directory.path() / "qx-events";
+    const std::string running = "/var/run/qx-events.pid";
+    qx::test::write_file(service, script_with("/var/log/qx-events.jsonl"));
+
+    // The first listener finds no broker, the second is killed.
+    EXPECT_EQ(run_script("sh " + service + " start").status, 0);
+    Simulator broker("", {"--trace"});
+    broker.wait_for_output("\"subscribe\"", kEventTypes);
+    EXPECT_EQ(
+        run_script("pid=$(cat " + running + ")\nkill -KILL $(cat /proc/$pid/task/$pid/children)")
+            .status,
+        0);
+    broker.wait_for_output("\"subscribe\"", 2 * kEventTypes);
+    broker.write("emit qxagent_started {\"hello\": 1}\n");
+    Process file({"tail", "-n", "+1", "-f", "/var/log/qx-events.jsonl"});
+    file.wait_for_output(R"({"event_name": "QX_PLIX_QXAGENT_STARTED", "data": {"hello": 1}})");
+
+    EXPECT_EQ(run_script("sh " + service + " stop").status, 0);
+    // Of each listener, the subscriptions and the connection with which it looked for the broker.
+    broker.wait_for_output("closed", 2 * (kEventTypes + 1));
+    EXPECT_FALSE(fs::exists(running));
+}
+
+TEST_F(Documents, ShowASetUpThatChangesOnlyWhatDiffers) {
+    const std::string set_up = directory.path() / "set-up";
+    qx::test::write_file(set_up, script_with("set_router_info"));
+    Simulator broker(R"({"state": {"features": {"web_filter": "disabled"},
+        "services": {"status": 0}}})",
+                     {"--trace"});
+    for (int boot = 0; boot < 2; ++boot) {
+        const Outcome ran = run_script("sh " + set_up);
+        EXPECT_EQ(ran.status, 0) << ran.err;
+        EXPECT_EQ(ran.out + ran.err, "");
+    }
+    broker.signal(SIGTERM);
+    const std::string trace = broker.finish().out;
+    for (const char* command :
+         {"set_router_name", "set_router_model", "set_feature", "enable_services"}) {
+        const std::size_t once = trace.find(command);
+        EXPECT_NE(once, std::string::npos) << command;
+        EXPECT_EQ(trace.find(command, once + 1), std::string::npos) << command;
+    }
+}
+
+} // namespace

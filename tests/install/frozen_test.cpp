@@ -1,0 +1,104 @@
+// What programs and scripts rely on, as the files of tests/frozen have it. A difference is either a
+// mistake or a new version of the interface, which begins with an edit of the file.
+
+#include "installed.h"
+
+#include "qx_plix.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <sstream>
+
+namespace {
+
+using qx::test::Outcome;
+using qx::test::run_tool;
+
+std::string frozen(const std::string& file) {
+    return qx::test::read_file(std::filesystem::path(QX_SOURCE_DIR) / "tests/frozen" / file);
+}
+
+using Frozen = qx::test::Installed;
+
+TEST_F(Frozen, Symbols) {
+    const Outcome table = qx::test::run({"readelf", "-Ws", prefix / "lib/libqx_plix.a"});
+    ASSERT_EQ(table.status, 0) << table.err;
+    std::vector<std::string> symbols;
+    std::istringstream lines(table.out);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string skipped;
+        std::string type;
+        std::string binding;
+        std::string visibility;
+        std::string section;
+        std::string name;
+        words >> skipped >> skipped >> skipped >> type >> binding >> visibility >> section >> name;
+        const bool visible = binding == "GLOBAL" || binding == "WEAK";
+        if (visible && visibility == "DEFAULT" && section != "UND") {
+            symbols.push_back(type + " " + name + "\n");
+        }
+    }
+    std::sort(symbols.begin(), symbols.end());
+    std::string text;
+    for (const std::string& symbol : symbols) {
+        text += symbol;
+    }
+    EXPECT_EQ(text, frozen("symbols.txt"));
+}
+
+TEST(FrozenInterface, Records) {
+    std::ostringstream text;
+    const auto member = [&](const char* name, std::size_t offset, std::size_t size) {
+        text << name << " " << offset << " " << size << "\n";
+    };
+    using Error = qx_plix_error_t;
+    member("qx_plix_error_t", 0, sizeof(Error));
+    member("code", offsetof(Error, code), sizeof(Error::code));
+    member("message", offsetof(Error, message), sizeof(Error::message));
+    member("description", offsetof(Error, description), sizeof(Error::description));
+    for (int type = 0; type < QX_PLIX_EVENT_UNKNOWN; ++type) {
+        text << qx_plix_event_type_to_str(static_cast<qx_plix_event_type>(type)) << " " << type
+             << "\n";
+    }
+    text << "QX_PLIX_EVENT_UNKNOWN " << QX_PLIX_EVENT_UNKNOWN << "\n";
+    EXPECT_EQ(text.str(), frozen("records.txt"));
+}
+
+TEST(FrozenInterface, Usage) {
+    const Outcome help = run_tool({"help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_EQ(help.out, frozen("usage.txt"));
+}
+
+// Each line: the statuses with a broker that answers, one that refuses, and none; the words.
+TEST_F(Frozen, ExitStatuses) {
+    const std::string expected = frozen("exit_statuses.txt");
+    std::vector<std::string> commands;
+    std::istringstream lines(expected);
+    for (std::string line; std::getline(lines, line);) {
+        commands.push_back(line.substr(line.find_last_of('\t') + 1));
+    }
+    std::vector<std::string> statuses(commands.size());
+    const auto run_all = [&] {
+        for (std::size_t i = 0; i < commands.size(); ++i) {
+            statuses[i] +=
+                std::to_string(run_script("qxagent-manage " + commands[i]).status) + "\t";
+        }
+    };
+    for (const char* scenario : {"{}", R"({"commands": {"*": [{"status": 1, "times": 0}]}})"}) {
+        const qx::test::Simulator broker(scenario);
+        run_all();
+    }
+    run_all();
+    std::string text;
+    for (std::size_t i = 0; i < commands.size(); ++i) {
+        text += statuses[i] + commands[i] + "\n";
+    }
+    EXPECT_EQ(text, expected);
+    for (const std::string& name : qx::test::operation_names()) {
+        EXPECT_NE(text.find("\t" + name), std::string::npos) << name;
+    }
+}
+
+} // namespace

@@ -1,0 +1,43 @@
+// The product as `cmake --install` lays it out, next to a simulated broker.
+#pragma once
+
+#include "broker_client.h"
+#include "process.h"
+#include "world.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qx::test {
+
+/// A block of a Markdown page that is fenced by three backquotes.
+struct FencedBlock {
+    std::string language;
+    std::string text;
+};
+
+/// The fenced blocks of a page of the sources, in their order.
+std::vector<FencedBlock> fenced_blocks(const std::filesystem::path& page);
+
+/// Every operation of the tool, in its order.
+std::vector<std::string> operation_names();
+
+class Installed : public ::testing::Test {
+protected:
+    Installed();
+
+    /// Runs a shell script, in the directory that holds the installed tree, with the installed
+    /// programs in PATH.
+    Outcome run_script(const std::string& script) const;
+
+    TemporaryDirectory directory;
+    std::filesystem::path prefix = directory.path() / "prefix";
+    std::map<std::string, std::string> environment;
+};
+
+} // namespace qx::test

@@ -1,0 +1,63 @@
+// The README's program, built against the installed library as its users build.
+
+#include "installed.h"
+
+namespace {
+
+using qx::test::Outcome;
+
+class InstalledLibrary : public qx::test::Installed {
+protected:
+    InstalledLibrary() {
+        for (const auto& block : qx::test::fenced_blocks("README.md")) {
+            if (block.language == "c") {
+                qx::test::write_file(directory.path() / "program.c", block.text);
+                qx::test::write_file(directory.path() / "program.cpp", block.text);
+            }
+        }
+    }
+
+    void expect_runs(const std::string& build, const std::string& program) {
+        const Outcome built = run_script("set -e\n" + build);
+        ASSERT_EQ(built.status, 0) << build << built.out << built.err;
+        const Outcome ran = run_script(program);
+        EXPECT_EQ(ran.status, 0) << ran.err;
+        EXPECT_EQ(ran.out,
+                  "{\"agent\": \"2.8.1\", \"broker\": \"simulator\", \"protocol\": \"1.3\"}\n");
+    }
+
+    qx::test::Simulator broker;
+};
+
+TEST_F(InstalledLibrary, IsFoundByPkgConfig) {
+    environment["PKG_CONFIG_PATH"] = prefix / "lib/pkgconfig";
+    const std::string strict = " -Wall -Wextra -Wpedantic -Werror program.";
+    const std::string flags = " $(pkg-config --cflags --libs qx_plix) -o program";
+    expect_runs("gcc -std=c11" + strict + "c" + flags, "./program");
+    expect_runs("g++ -std=c++11" + strict + "cpp" + flags, "./program");
+    expect_runs("gcc -flto -std=c11" + strict +
+                    "c -static $(pkg-config --static --cflags --libs "
+                    "qx_plix) -o program",
+                "./program");
+}
+
+TEST_F(InstalledLibrary, IsFoundByCMakeAlsoWhenTheTreeWasMoved) {
+    const auto moved = directory.path() / "moved";
+    std::filesystem::rename(prefix, moved);
+    qx::test::write_file(directory.path() / "CMakeLists.txt", R"(
+cmake_minimum_required(VERSION 3.25)
+project(user VERSION 1 LANGUAGES C CXX)
+set(CMAKE_C_STANDARD 11)
+find_package(qx_plix 1.0 REQUIRED)
+foreach(language c cpp)
+  add_executable(in_${language} program.${language})
+  target_link_libraries(in_${language} qx_plix::qx_plix)
+endforeach()
+)");
+    expect_runs("cmake -G Ninja -S . -B build -DCMAKE_PREFIX_PATH=" + moved.string() +
+                    "\nninja -C build",
+                "build/in_c");
+    expect_runs("true", "build/in_cpp");
+}
+
+} // namespace

@@ -1,0 +1,94 @@
+// The Debian packages: made, installed in a root of their own, run and removed.
+
+#include "installed.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using qx::test::Outcome;
+using qx::test::Process;
+using qx::test::read_file;
+using qx::test::run;
+using testing::HasSubstr;
+
+class Packages : public ::testing::Test {
+protected:
+    // What a program needs is looked up in the directories that this file names.
+    Packages() { qx::test::write_file("/etc/ld.so.conf", "/lib/x86_64-linux-gnu\n"); }
+
+    fs::path made_in(const char* name) const {
+        const fs::path folder = directory.path() / name;
+        const Outcome made =
+            run({"cpack", "--config", fs::path(QX_BUILD_DIR) / "CPackConfig.cmake", "-B", folder},
+                {{"SOURCE_DATE_EPOCH", "1700000000"}});
+        EXPECT_EQ(made.status, 0) << made.out << made.err;
+        fs::remove_all(folder / "_CPack_Packages");
+        return folder;
+    }
+
+    /// Runs dpkg on the private root.
+    void dpkg(const std::string& words) const {
+        const Outcome ran =
+            run({"sh", "-c", "dpkg --force-depends --root='" + root.string() + "' " + words},
+                {{"PATH", std::string(std::getenv("PATH")) + ":/usr/sbin:/sbin"}});
+        EXPECT_EQ(ran.status, 0) << ran.out << ran.err;
+    }
+
+    static std::vector<std::string> files_in(const fs::path& folder) {
+        std::vector<std::string> files;
+        for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+            if (!entry.is_directory()) {
+                files.push_back(fs::relative(entry.path(), folder));
+            }
+        }
+        std::sort(files.begin(), files.end());
+        return files;
+    }
+
+    const qx::test::TemporaryDirectory directory;
+    const fs::path root = directory.path() / "root";
+};
+
+TEST_F(Packages, AreInstalledRunAndRemoved) {
+    const fs::path packages = made_in("packages");
+    fs::create_directories(root / "var/lib/dpkg/info");
+    qx::test::write_file(root / "var/lib/dpkg/status", "");
+    dpkg("--install '" + packages.string() + "'/*.deb");
+    EXPECT_THAT(
+        files_in(root / "usr"),
+        testing::IsSupersetOf({"sbin/qxagent-manage", "bin/qxbrokerd-sim", "lib/libqx_plix.a",
+                               "include/qx_plix.h", "share/man/man8/qxagent-manage.8.gz",
+                               "share/man/man3/qx_plix.3.gz",
+                               "share/zsh/vendor-completions/_qxagent-manage"}));
+
+    Process broker({root / "usr/bin/qxbrokerd-sim", "--install-dir", qx::test::kInstallDir});
+    broker.wait_for_output("listening");
+    const Outcome ran = run({root / "usr/sbin/qxagent-manage", "is_enabled"});
+    EXPECT_EQ(ran.status, 0) << ran.err;
+    EXPECT_EQ(ran.out, "{\"services_status\": true}\n");
+
+    dpkg("--purge qxagent-manage libqx-plix-dev qxbrokerd-sim");
+    EXPECT_FALSE(fs::exists(root / "usr"));
+}
+
+TEST_F(Packages, NameWhatTheyNeedAndTheirChecksums) {
+    const fs::path packages = made_in("packages");
+    const auto depends = [&](const std::string& package) {
+        return run({"dpkg-deb", "-f", packages / (package + "_1.0.0_amd64.deb"), "Depends"}).out;
+    };
+    // libc alone: whatever else the tool uses is inside it.
+    EXPECT_THAT(depends("qxagent-manage"), testing::MatchesRegex("libc6 \\(>= [0-9.]+\\)\n"));
+    EXPECT_EQ(depends("libqx-plix-dev"), "libjansson-dev\n");
+    EXPECT_THAT(depends("qxbrokerd-sim"), HasSubstr("libc6"));
+    const Outcome checked =
+        run({"sh", "-c", "cd '" + packages.string() + "' && sha256sum --check --quiet *.sha256"});
+    EXPECT_EQ(checked.status, 0) << checked.out << checked.err;
+}
+
+} // namespace

@@ -1,0 +1,82 @@
+// qxdocgen TEMPLATE OUTPUT HEADER README: writes a document, its marks replaced by what the
+// registrations of the tool's command line, the library's header, or the README's program say.
+
+#include "completions.h"
+#include "header_page.h"
+#include "mdoc.h"
+#include "tool_page.h"
+#include "vocabulary.h"
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace {
+
+std::string read_file(const char* name) {
+    const std::ifstream file(name, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    if (!file || !text) {
+        throw std::runtime_error(std::string(name) + " cannot be read");
+    }
+    return text.str();
+}
+
+void write_file(const char* name, const std::string& text) {
+    std::ofstream file(name, std::ios::binary | std::ios::trunc);
+    file << text;
+    file.close();
+    if (!file) {
+        throw std::runtime_error(std::string(name) + " cannot be written");
+    }
+}
+
+/// The page's one program in C.
+std::string program_of(const std::string& readme) {
+    const std::string mark = "```c\n";
+    const std::size_t begin = readme.find(mark);
+    const std::size_t end = readme.find("```\n", begin + mark.size());
+    if (begin == std::string::npos || end == std::string::npos) {
+        throw std::runtime_error("the README holds no program in C");
+    }
+    return readme.substr(begin + mark.size(), end - begin - mark.size());
+}
+
+std::string filled(std::string document, const std::string& header, const std::string& readme) {
+    const qx::manage::CommandLine command_line;
+    const auto operations = qx::docgen::read_vocabulary(command_line);
+    const std::pair<const char*, std::string> marks[] = {
+        {"@OPERATIONS@", qx::docgen::tool_operations(operations)},
+        {"@HEADER@", qx::docgen::header_page(header)},
+        {"@PROGRAM@", qx::docgen::mdoc_literal(program_of(readme))},
+        {"@BASH_CASES@", qx::docgen::bash_cases(operations)},
+        {"@BASH_SWITCHES@", qx::docgen::bash_switches(operations)},
+        {"@ZSH_OPERATIONS@", qx::docgen::zsh_operations(operations)},
+        {"@ZSH_CASES@", qx::docgen::zsh_cases(operations)},
+        {"@FISH_COMMANDS@", qx::docgen::fish_commands(operations)},
+    };
+    for (const auto& [mark, text] : marks) {
+        const std::size_t at = document.find(mark);
+        if (at != std::string::npos) {
+            document.replace(at, std::string(mark).size(), text);
+        }
+    }
+    return document;
+}
+
+} // namespace
+
+int main(int argc, char** argv) try {
+    if (argc != 5) {
+        throw std::runtime_error("usage: qxdocgen TEMPLATE OUTPUT HEADER README");
+    }
+    write_file(argv[2], filled(read_file(argv[1]), read_file(argv[3]), read_file(argv[4])));
+    return 0;
+} catch (const std::exception& failure) {
+    std::fprintf(stderr, "qxdocgen: %s\n", failure.what());
+    return 1;
+}

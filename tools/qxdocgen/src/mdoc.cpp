@@ -1,0 +1,69 @@
+#include "mdoc.h"
+
+#include <regex>
+#include <sstream>
+
+namespace qx::docgen {
+namespace {
+
+constexpr std::size_t kLineLength = 76;
+
+std::string escaped(const std::string& text) {
+    std::string result;
+    for (const char letter : text) {
+        if (letter == '\\') {
+            result += "\\e";
+        } else {
+            result += letter;
+        }
+    }
+    return result;
+}
+
+/// A line that the formatter does not take for a request.
+std::string protected_line(const std::string& line) {
+    return (line.starts_with('.') || line.starts_with('\'') ? "\\&" : "") + line;
+}
+
+/// Words between backquotes as variables, and the names of functions as such.
+std::string marked_up(const std::string& text) {
+    static const std::regex variable("`([^`]*)`");
+    static const std::regex function("(\\w+)\\(\\)");
+    return std::regex_replace(std::regex_replace(text, variable, "\\fI$1\\fP"), function,
+                              "\\fB$1\\fP()");
+}
+
+bool ends_sentence(const std::string& word) {
+    return word.ends_with('.') || word.ends_with(".)") || word.ends_with(".'");
+}
+
+} // namespace
+
+std::string mdoc_paragraph(const std::string& text) {
+    std::istringstream words(marked_up(escaped(text)));
+    std::string page;
+    std::string line;
+    for (std::string word; words >> word;) {
+        if (!line.empty() && line.size() + 1 + word.size() > kLineLength) {
+            page += protected_line(line) + "\n";
+            line.clear();
+        }
+        line += (line.empty() ? "" : " ") + word;
+        if (ends_sentence(word)) {
+            page += protected_line(line) + "\n";
+            line.clear();
+        }
+    }
+    return line.empty() ? page : page + protected_line(line) + "\n";
+}
+
+std::string mdoc_literal(const std::string& text) {
+    std::istringstream lines(escaped(text));
+    std::string page = ".Bd -literal\n";
+    for (std::string line; std::getline(lines, line);) {
+        page += protected_line(line) + "\n";
+    }
+    return page + ".Ed";
+}
+
+} // namespace qx::docgen

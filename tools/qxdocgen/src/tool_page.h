@@ -1,0 +1,14 @@
+// The generated part of the tool's manual page.
+#pragma once
+
+#include "vocabulary.h"
+
+#include <string>
+#include <vector>
+
+namespace qx::docgen {
+
+/// The operations, each with its options, as a list.
+std::string tool_operations(const std::vector<Operation>& operations);
+
+} // namespace qx::docgen
