@@ -55,7 +55,7 @@ protected:
         EXPECT_EQ(read_file(fifo), "here\n");
         meanwhile(tool);
         write_file(fifo, "go on\n");
-        const Outcome outcome = tool.finish();
+        Outcome outcome = tool.finish();
         fs::remove(fifo);
         return outcome;
     }

@@ -16,7 +16,6 @@ namespace {
 
 using namespace qx::test;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using Clock = std::chrono::steady_clock;
 
@@ -50,6 +49,7 @@ struct Listen : Agent {
 TEST_F(Listen, SubscribesToAllEventsInTheOrderOfTheirTypes) {
     const auto tool = start({}, 7);
     std::vector<std::string> requests;
+    requests.reserve(kBrokerNames.size());
     for (const std::string& name : kBrokerNames) {
         requests.push_back(subscription(name));
     }

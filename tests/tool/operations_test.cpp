@@ -7,9 +7,7 @@
 namespace {
 
 using namespace qx::test;
-using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
-using ::testing::IsEmpty;
 
 std::string command(const std::string& name, const std::string& data = "null") {
     return R"({"type": "command", "name": ")" + name + R"(", "data": )" + data + "}\n";
