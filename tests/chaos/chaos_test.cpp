@@ -1,0 +1,387 @@
+// A listener, callers and writers of settings at once against a broker that is killed, restarted
+// and answers late, half or wrongly. QX_CHAOS_SECONDS (5) says for how long, QX_CHAOS_SEED with
+// which choices; at the end stands an account.
+
+#include "broker_client.h"
+#include "forked.h"
+#include "qx/settings.h"
+#include "world.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <list>
+#include <map>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <sys/mman.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+using namespace qx::test;
+using Clock = std::chrono::steady_clock;
+using Milliseconds = std::chrono::milliseconds;
+
+constexpr std::array kEvents = {"device_discovery",
+                                "subscription_changed",
+                                "cloud_registration_status",
+                                "devices_list_updated",
+                                "qxagent_started",
+                                "va_status_changed",
+                                "set_device_online_status_result"};
+constexpr int kBurst = 20;
+constexpr int kCallers = 2;
+constexpr int kWriters = 2;
+constexpr Milliseconds kBackWithin{1500};
+const std::filesystem::path kPrinted = "/opt/printed";
+
+long from_environment(const char* name, long otherwise) {
+    const char* const value = std::getenv(name);
+    return value == nullptr ? otherwise : std::strtol(value, nullptr, 10);
+}
+
+// What goes wrong with answers; each rule is used a few times, in this order of chance.
+std::string bad_answers(std::mt19937& random) {
+    const char* const ways[] = {
+        R"({"delay_ms": 20})",
+        R"({"send": 6, "then": "close"})",
+        R"({"send": 2, "then": "close"})",
+        R"({"send": 0, "then": "close"})",
+        R"({"length": -1, "then": "close"})",
+        R"({"length": 2147483647, "then": "close"})",
+        R"({"body": "no JSON"})",
+        R"({"status": 1, "data": {"code": 3, "description": "broken"}})",
+        R"({"data": [1, "wrong", null]})",
+        R"({"chunk": 1, "pause_ms": 0})",
+        R"({"data_size": 300000})",
+        R"({"send": 9, "delay_ms": 10, "then": "close"})",
+        "{}",
+        "{}",
+        "{}",
+    };
+    std::string rules;
+    for (int i = 0; i < 60; ++i) {
+        rules += (i == 0 ? "" : ", ") + std::string(ways[random() % std::size(ways)]);
+    }
+    return "[" + rules + "]";
+}
+
+struct Scenario {
+    std::string text;
+    std::size_t refused = 0; ///< subscription requests that will have to be sent again
+};
+
+// A listener that starts is refused for good; one that was there before comes again.
+Scenario make_scenario(std::mt19937& random, bool refuses) {
+    const char* const refusals[] = {R"({"status": 1})", R"({"send": 2, "then": "close"})",
+                                    R"({"body": "no JSON"})", R"({"send": 0, "then": "close"})"};
+    Scenario scenario;
+    std::string subscriptions;
+    if (refuses && random() % 4 == 0) {
+        subscriptions = R"(, "subscriptions": {")" +
+                        std::string(kEvents[random() % kEvents.size()]) + R"(": [)" +
+                        refusals[random() % std::size(refusals)] + "]}";
+        scenario.refused = 1;
+    }
+    scenario.text = R"({"commands": {"*": )" + bad_answers(random) + "}" + subscriptions + "}";
+    return scenario;
+}
+
+long resident_kilobytes(pid_t pid) {
+    std::istringstream status(read_file("/proc/" + std::to_string(pid) + "/status"));
+    for (std::string word; status >> word;) {
+        if (word == "VmRSS:") {
+            long kilobytes = 0;
+            status >> kilobytes;
+            return kilobytes;
+        }
+    }
+    return -1;
+}
+
+std::ptrdiff_t count_descriptors(pid_t pid) {
+    const std::filesystem::directory_iterator open("/proc/" + std::to_string(pid) + "/fd");
+    return std::distance(begin(open), end(open));
+}
+
+/// Calls the tool over and over and counts how the calls end.
+class Caller {
+public:
+    Caller(const std::atomic<bool>& stop, unsigned seed)
+        : thread_([this, &stop, seed] { call(stop, seed); }) {}
+
+    void join() { thread_.join(); }
+    [[nodiscard]] const std::map<int, long>& statuses() const { return statuses_; }
+
+private:
+    void call(const std::atomic<bool>& stop, unsigned seed) {
+        const std::vector<std::string> operations[] = {
+            {"is_enabled"},
+            {"va_status"},
+            {"get_router_info"},
+            {"get_devices"},
+            {"feature", "--list"},
+            {"set_device_info", "--device_id=1", "--name=x"},
+            {"set_quillet_location", "staging"},
+            {"set_quillet_location", "production"},
+            {"get_status_report"},
+            {"va_get_exclusions"},
+        };
+        std::mt19937 random(seed);
+        while (!stop) {
+            const Outcome outcome = run_tool(operations[random() % std::size(operations)]);
+            ++statuses_[outcome.signal != 0 ? -outcome.signal : outcome.status];
+        }
+    }
+
+    std::map<int, long> statuses_;
+    std::thread thread_;
+};
+
+/// Counts a key of its own upwards in the settings, in a process of its own.
+class Writer {
+public:
+    explicit Writer(int number)
+        : acknowledged_(static_cast<std::atomic<int>*>(::mmap(nullptr, sizeof(std::atomic<int>),
+                                                              PROT_READ | PROT_WRITE,
+                                                              MAP_SHARED | MAP_ANONYMOUS, -1, 0)))
+        , key_("/chaos/writer" + std::to_string(number))
+        , process_([this] { return count(); }) {}
+
+    void stop() {
+        process_.kill(SIGKILL);
+        process_.wait();
+    }
+    [[nodiscard]] int acknowledged() const { return *acknowledged_; }
+    [[nodiscard]] const std::string& key() const { return key_; }
+
+private:
+    int count() {
+        if (qx::setMgmt::init() != 0) {
+            return 1;
+        }
+        for (int value = 1; qx::setMgmt::setKey(key_, std::to_string(value)) == 0; ++value) {
+            *acknowledged_ = value;
+            ::usleep(10'000); // a writer, not a benchmark of the disk
+        }
+        return 1;
+    }
+
+    std::atomic<int>* acknowledged_;
+    std::string key_;
+    Forked process_;
+};
+
+/// What a process takes of the machine.
+struct Footprint {
+    long kilobytes = 0;
+    std::ptrdiff_t descriptors = 0;
+};
+
+Footprint measure(const Process& process) {
+    return {resident_kilobytes(process.pid()), count_descriptors(process.pid())};
+}
+
+std::string printed_as(const std::string& event, const std::string& data) {
+    std::string name = "QX_PLIX_" + event;
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return std::toupper(c); });
+    return R"({"event_name": ")" + name + R"(", "data": )" + data + "}";
+}
+
+/// The lines of the broker's trace that say that an event was sent to a subscriber, as listen
+/// prints the event.
+std::vector<std::string> sent_events(const std::string& trace) {
+    std::vector<std::string> events;
+    std::istringstream lines(trace);
+    for (std::string line; std::getline(lines, line);) {
+        const std::string before = "event ";
+        const std::string between = " to 1: ";
+        const std::size_t at = line.find(between);
+        if (line.starts_with(before) && at != std::string::npos) {
+            events.push_back(printed_as(line.substr(before.size(), at - before.size()),
+                                        line.substr(at + between.size())));
+        }
+    }
+    return events;
+}
+
+/// A listener and the brokers that come and go under it.
+class Stage {
+public:
+    explicit Stage(unsigned seed)
+        : random_(seed) {}
+
+    void run_for(std::chrono::seconds time) {
+        const auto end = Clock::now() + time;
+        while (Clock::now() < end && !::testing::Test::HasFailure()) {
+            one_life();
+            // In its first life the listener was still starting.
+            at_start = deaths == 2 ? at_end : at_start;
+        }
+    }
+
+    /// Stops the listener, which must have printed everything.
+    void finish() {
+        listener_->signal(SIGTERM);
+        const Outcome outcome = listener_->finish();
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.err, "");
+        std::istringstream lines(read_file(kPrinted));
+        std::map<std::string, int> times;
+        for (std::string line; std::getline(lines, line); ++printed) {
+            ++times[line];
+        }
+        for (const std::string& event : sent_) {
+            const int count = times[event];
+            lost += count == 0 ? 1 : 0;
+            doubled += count > 1 ? 1 : 0;
+            EXPECT_EQ(count, 1) << event;
+        }
+        sent = static_cast<long>(sent_.size());
+    }
+
+    long sent = 0;
+    long printed = 0;
+    long lost = 0;
+    long doubled = 0;
+    long restarts = 0;
+    long deaths = 0;
+    long drops = 0;
+    Milliseconds slowest_return{0};
+    Footprint at_start;
+    Footprint at_end;
+
+private:
+    /// A broker starts, is restarted some times and dies in one of several ways.
+    void one_life() {
+        const Scenario scenario = make_scenario(random_, listener_ != nullptr);
+        Simulator simulator(scenario.text, {"--trace"});
+        if (listener_ == nullptr) {
+            listener_ = std::make_unique<Process>(std::vector<std::string>{
+                "sh", "-c", "exec \"$0\" listen >" + kPrinted.string(), QX_TOOL});
+        }
+        std::size_t requests = kEvents.size() + scenario.refused;
+        wait_until_back(simulator, requests);
+        at_end = measure(*listener_);
+        std::size_t back = 0;
+        for (int restart = 0; restart < 6 && !::testing::Test::HasFailure(); ++restart) {
+            send_events(simulator);
+            if (random_() % 8 == 0) {
+                simulator.write("drop\n");
+                ++drops;
+            } else {
+                simulator.write("restart " + std::to_string(random_() % 40) + "\n");
+                simulator.wait_for_output("listening again", ++back);
+                ++restarts;
+            }
+            requests += kEvents.size();
+            wait_until_back(simulator, requests);
+        }
+        send_events(simulator);
+        simulator.signal(random_() % 2 == 0 ? SIGKILL : SIGTERM);
+        const std::vector<std::string> events = sent_events(simulator.finish().out);
+        sent_.insert(sent_.end(), events.begin(), events.end());
+        ++deaths;
+    }
+
+    void wait_until_back(Simulator& simulator, std::size_t requests) {
+        const auto since = Clock::now();
+        simulator.wait_for_output(R"("type": "subscribe")", requests);
+        const auto took = std::chrono::duration_cast<Milliseconds>(Clock::now() - since);
+        slowest_return = std::max(slowest_return, took);
+        EXPECT_LE(took, kBackWithin);
+    }
+
+    void send_events(Simulator& simulator) {
+        const std::string round = std::to_string(++rounds_);
+        for (const char* const name : kEvents) {
+            simulator.write("burst " + std::to_string(kBurst) + " " + name + R"( {"n": ")" + round +
+                            "-%n\"}\n");
+        }
+        simulator.wait_for_output(R"({"n": ")" + round + "-" + std::to_string(kBurst) + "\"}",
+                                  kEvents.size());
+    }
+
+    std::mt19937 random_;
+    std::unique_ptr<Process> listener_;
+    std::vector<std::string> sent_;
+    long rounds_ = 0;
+};
+
+void print_account(const Stage& stage, const std::map<int, long>& statuses, int written) {
+    long calls = 0;
+    for (const auto& [status, count] : statuses) {
+        calls += count;
+    }
+    std::printf("broker: %ld restarts, %ld deaths, %ld times all connections dropped; slowest "
+                "return of all "
+                "subscriptions %ld ms\n",
+                stage.restarts, stage.deaths, stage.drops,
+                static_cast<long>(stage.slowest_return.count()));
+    std::printf("events: %ld sent while connected, %ld printed, %ld lost, %ld doubled\n",
+                stage.sent, stage.printed, stage.lost, stage.doubled);
+    std::printf("calls: %ld, by status:", calls);
+    for (const auto& [status, count] : statuses) {
+        std::printf(" %d: %ld", status, count);
+    }
+    std::printf("\nsettings: %d writes, all there\n", written);
+    std::printf("listener: %ld kB and %td descriptors at the start, %ld kB and %td at the end\n",
+                stage.at_start.kilobytes, stage.at_start.descriptors, stage.at_end.kilobytes,
+                stage.at_end.descriptors);
+}
+
+TEST(Chaos, LosesNothing) {
+    const auto seed =
+        static_cast<unsigned>(from_environment("QX_CHAOS_SEED", std::random_device()()));
+    std::printf("seed: %u\n", seed);
+    std::fflush(stdout);
+    std::list<Writer> writers;
+    std::filesystem::create_directories(kInstallDir);
+    for (int number = 0; number < kWriters; ++number) {
+        writers.emplace_back(number);
+    }
+    Stage stage(seed);
+    std::atomic<bool> stop = false;
+    std::list<Caller> callers;
+    for (unsigned number = 0; number < kCallers; ++number) {
+        callers.emplace_back(stop, seed + number);
+    }
+    stage.run_for(std::chrono::seconds(from_environment("QX_CHAOS_SECONDS", 5)));
+    stop = true;
+    std::map<int, long> statuses;
+    for (Caller& caller : callers) {
+        caller.join();
+        for (const auto& [status, count] : caller.statuses()) {
+            EXPECT_THAT(status, ::testing::AnyOf(0, 1, 255));
+            statuses[status] += count;
+        }
+    }
+    stage.finish();
+    int written = 0;
+    for (Writer& writer : writers) {
+        writer.stop();
+    }
+    ASSERT_EQ(qx::setMgmt::init(), 0);
+    for (const Writer& writer : writers) {
+        const int value = qx::setMgmt::getKeyValue(writer.key(), 0);
+        EXPECT_GE(value, writer.acknowledged());
+        EXPECT_LE(value, writer.acknowledged() + 1);
+        EXPECT_GT(value, 0);
+        written += writer.acknowledged();
+    }
+    EXPECT_EQ(stage.at_end.descriptors, stage.at_start.descriptors);
+#if !QX_SANITIZED // sanitizers keep what is freed
+    EXPECT_LT(stage.at_end.kilobytes, stage.at_start.kilobytes + 1024);
+#endif
+    EXPECT_GT(stage.sent, 0);
+    print_account(stage, statuses, written);
+}
+
+} // namespace
