@@ -1,5 +1,5 @@
-# Packages: `cpack` makes one Debian package for each component, and a checksum beside it; a cross build's target
-# `archive` makes a tar archive of the tool to be unpacked at a router's root. Two builds of one commit give the same
+# Packages: `cpack` makes a Debian package of each component; a cross build's target `archive` makes a tar archive of
+# the tool, to be unpacked at a router's root. Each has its checksum beside it. Two builds of one commit give the same
 # bytes, wherever they are made.
 
 # No path of the build reaches a binary.
@@ -8,10 +8,14 @@ foreach(target qx_plix qx_utils qxagent_manage_parts qxagent-manage qxbrokerd-si
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}/=)
 endforeach()
 
-set(archive ${PROJECT_NAME}-${PROJECT_VERSION}-${CMAKE_SYSTEM_PROCESSOR}-linux-musl.tar.gz)
-add_custom_target(archive
-  COMMAND ${CMAKE_COMMAND} -DSOURCE_DIR=${PROJECT_SOURCE_DIR} -DARCHIVE=${archive} -P ${PROJECT_SOURCE_DIR}/cmake/archive.cmake
-  WORKING_DIRECTORY ${PROJECT_BINARY_DIR} DEPENDS qxagent-manage VERBATIM)
+if(CMAKE_CROSSCOMPILING)
+  set(archive ${PROJECT_NAME}-${PROJECT_VERSION}-${CMAKE_SYSTEM_PROCESSOR}-linux-musl.tar.gz)
+  add_custom_target(archive
+    COMMAND ${CMAKE_COMMAND} -DTOOL=$<TARGET_FILE:qxagent-manage> -DARCHIVE=${archive}
+      -P ${PROJECT_SOURCE_DIR}/cmake/archive.cmake
+    WORKING_DIRECTORY ${PROJECT_BINARY_DIR} DEPENDS qxagent-manage VERBATIM)
+  return()
+endif()
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)

@@ -11,7 +11,6 @@ namespace fs = std::filesystem;
 namespace {
 
 using qx::test::FencedBlock;
-using qx::test::kInstallDir;
 using qx::test::Outcome;
 using qx::test::Process;
 using qx::test::read_file;

@@ -5,7 +5,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace fs = std::filesystem;
 
@@ -23,7 +22,7 @@ protected:
     Packages() { qx::test::write_file("/etc/ld.so.conf", "/lib/x86_64-linux-gnu\n"); }
 
     fs::path made_in(const char* name) const {
-        const fs::path folder = directory.path() / name;
+        fs::path folder = directory.path() / name;
         const Outcome made =
             run({"cpack", "--config", fs::path(QX_BUILD_DIR) / "CPackConfig.cmake", "-B", folder},
                 {{"SOURCE_DATE_EPOCH", "1700000000"}});
@@ -32,11 +31,11 @@ protected:
         return folder;
     }
 
-    /// Runs dpkg on the private root.
+    /// Runs dpkg on the private root. It wants to see an administrator's PATH.
     void dpkg(const std::string& words) const {
-        const Outcome ran =
-            run({"sh", "-c", "dpkg --force-depends --root='" + root.string() + "' " + words},
-                {{"PATH", std::string(std::getenv("PATH")) + ":/usr/sbin:/sbin"}});
+        const Outcome ran = run({"sh", "-c",
+                                 "PATH=$PATH:/usr/sbin:/sbin dpkg --force-depends --root='" +
+                                     root.string() + "' " + words});
         EXPECT_EQ(ran.status, 0) << ran.out << ran.err;
     }
 
@@ -89,6 +88,26 @@ TEST_F(Packages, NameWhatTheyNeedAndTheirChecksums) {
     const Outcome checked =
         run({"sh", "-c", "cd '" + packages.string() + "' && sha256sum --check --quiet *.sha256"});
     EXPECT_EQ(checked.status, 0) << checked.out << checked.err;
+}
+
+TEST_F(Packages, AreArchivesForARoutersRootThatDoNotDependOnTheirTimeAndPlace) {
+    const auto archive_in = [&](const std::string& folder) {
+        fs::create_directory(directory.path() / folder);
+        fs::copy(QX_TOOL, directory.path() / folder);
+        const Outcome made = run(
+            {"sh", "-c",
+             "cd '" + (directory.path() / folder).string() +
+                 "' && cmake -DTOOL=$PWD/qxagent-manage -DARCHIVE=tool.tar.gz -P '" +
+                 QX_SOURCE_DIR + "/cmake/archive.cmake' && sha256sum --check tool.tar.gz.sha256"},
+            {{"SOURCE_DATE_EPOCH", "1700000000"}});
+        EXPECT_EQ(made.status, 0) << made.out << made.err;
+        return directory.path() / folder / "tool.tar.gz";
+    };
+    const fs::path archive = archive_in("first");
+    EXPECT_EQ(read_file(archive), read_file(archive_in("second")));
+    EXPECT_THAT(
+        run({"tar", "-tvzf", archive}).out,
+        testing::MatchesRegex("-rwxr-xr-x 0/0 +[0-9]+ 2023-11-14 22:13 usr/sbin/qxagent-manage\n"));
 }
 
 } // namespace

@@ -12,6 +12,7 @@ using cl::detail::option_base;
 
 std::vector<Choice> event_names() {
     std::vector<Choice> names;
+    names.reserve(QX_PLIX_EVENT_UNKNOWN);
     for (int type = 0; type < QX_PLIX_EVENT_UNKNOWN; ++type) {
         names.push_back({qx_plix_event_type_to_str(static_cast<qx_plix_event_type>(type)), ""});
     }
