@@ -9,11 +9,14 @@
 #include <sstream>
 #include <sys/mount.h>
 #include <unistd.h>
+#include <vector>
 
 namespace fs = std::filesystem;
 
 namespace qx::test {
 namespace {
+
+constexpr const char* kInside = "QX_TEST_WORLD";
 
 void require(bool ok, const char* what) {
     if (!ok) {
@@ -26,9 +29,25 @@ void mount_empty(const char* where) {
     require(::mount("tmpfs", where, "tmpfs", 0, "mode=0755") == 0, where);
 }
 
-} // namespace
+void enter_private_namespaces(char** argv) {
+    // unshare(1) must run before the first thread of a sanitizer's runtime exists, hence the second
+    // exec.
+    ::setenv(kInside, "1", 1);
+    std::vector<char*> words;
+    char unshare[] = "unshare";
+    char flags[] = "-Urmn";
+    words.push_back(unshare);
+    words.push_back(flags);
+    for (char** word = argv; *word != nullptr; ++word) {
+        words.push_back(*word);
+    }
+    words.push_back(nullptr);
+    ::execvp("unshare", words.data());
+    std::perror("unshare");
+    std::exit(1);
+}
 
-void furnish_world() {
+void furnish() {
     mount_empty("/opt");
     // The loader's cache only makes programs start quicker; nothing else of /etc is needed.
     const std::string loader_cache =
@@ -38,6 +57,16 @@ void furnish_world() {
         write_file("/etc/ld.so.cache", loader_cache);
     }
     write_file("/etc/passwd", "root:x:0:0:root:/root:/bin/sh\n");
+}
+
+} // namespace
+
+void enter_world(char** argv) {
+    if (std::getenv(kInside) == nullptr) {
+        enter_private_namespaces(argv);
+    }
+    ::unsetenv(kInside);
+    furnish();
 }
 
 void write_file(const fs::path& file, std::string_view text) {

@@ -11,9 +11,11 @@ namespace qx::test {
 /// The agent's install directory in the test's world, found through the fallback name.
 inline const std::filesystem::path kInstallDir = "/opt/norvane";
 
-/// Mounts an empty /opt and a small /etc (passwd without the agent's user). Ends the process when
-/// it cannot.
-void furnish_world();
+/// Moves the program, whose words are `argv`, into a world of its own, by starting it again:
+/// private users, mounts and network, an empty /opt, and an /etc that holds only what programs need
+/// to start (passwd without the agent's user). Broker sockets are abstract, so the private network
+/// separates them too. Ends the process when that cannot be done.
+void enter_world(char** argv);
 
 /// Writes `text` to `file`, making its directories.
 void write_file(const std::filesystem::path& file, std::string_view text);

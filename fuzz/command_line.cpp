@@ -1,0 +1,107 @@
+// A command line, from its words to the requests on the wire and what is printed.
+
+#include "command_line.h"
+#include "dispatch.h"
+#include "fake_broker.h"
+#include "input.h"
+#include "qx/error.h"
+#include "qx/log.h"
+#include "qx/settings.h"
+#include "world.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using qx::fuzz::check;
+using qx::manage::Operation;
+
+constexpr const char* kAnswers[] = {
+    R"({"status": 0})",
+    R"({"status": 0, "data": {"status": 1, "x": ["\u00e4", null, 1.5]}})",
+    R"({"status": 0, "data": []})",
+    R"({"status": 1})",
+    R"({"status": 1, "data": {"code": 2, "description": "no", "error": "why"}})",
+    R"({"status": 1, "data": "text"})",
+    R"({"status": 0, "data": "text"})",
+    "no JSON",
+};
+
+/// The agent's directories, and a log in which everything is noted.
+const std::string& settings_file() {
+    static const std::string file = [] {
+        std::filesystem::create_directories(qx::test::kInstallDir / "etc");
+        ::setenv("QXLOG_LEVEL", "debug", 1);
+        qx::log::start("fuzz", nullptr);
+        return (qx::test::kInstallDir / "etc/settings.json").string();
+    }();
+    return file;
+}
+
+bool parse(std::vector<std::string>& words) {
+    std::vector<char*> argv;
+    std::transform(words.begin(), words.end(), std::back_inserter(argv),
+                   [](std::string& word) { return word.data(); });
+    argv.push_back(nullptr);
+    return qx::cl::parse(static_cast<int>(words.size()), argv.data());
+}
+
+void check_rejection() {
+    const qx::_QXErrorStorage& error = qx::_get_qxerrno();
+    const std::string reason = error.second.sview().to_string();
+    check(error.number == qx::error_number::bad_command_line, "a rejection has its number");
+    const bool plain = std::none_of(reason.begin(), reason.end(), [](char byte) {
+        return (byte >= '\0' && byte < ' ') || byte == '\x7f';
+    });
+    check(!reason.empty() && plain, "a rejection has a reason that is safe for a terminal");
+}
+
+void print_usage() {
+    const qx::fuzz::CapturedStreams streams;
+    qx::cl::print_help(stdout);
+    check(streams.out().find("usage: ") == 0, "the usage is printed");
+}
+
+void run(const qx::manage::CommandLine& options) {
+    const qx::fuzz::CapturedStreams streams;
+    check(qx::setMgmt::init() == 0, "the settings can be read");
+    const int status = qx::manage::run_operation(options);
+    qx::setMgmt::uninit();
+    check(status >= -1 && status <= 1, "the status is 0, 1 or -1");
+    std::istringstream printed(streams.out());
+    for (std::string line; std::getline(printed, line);) {
+        check(qx::fuzz::is_json(line.c_str()), "results are JSON");
+    }
+}
+
+} // namespace
+
+/// The answer's number, then words up to zero bytes.
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    ::unlink(settings_file().c_str());
+    const qx::fuzz::DescriptorCheck descriptors;
+    qx::fuzz::Input input(data, size);
+    qx::fuzz::FakeBroker broker(0);
+    broker.answer(qx::fuzz::framed(kAnswers[input.byte() % std::size(kAnswers)]));
+    std::vector<std::string> words{"qxagent-manage"};
+    while (!input.empty()) {
+        words.push_back(input.until('\0'));
+    }
+
+    const qx::manage::CommandLine options;
+    if (!parse(words)) {
+        check_rejection();
+    } else if (options.operation.value() == Operation::help) {
+        print_usage();
+    } else if (options.operation.value() != Operation::listen) {
+        run(options);
+    }
+    return 0;
+}

@@ -1,0 +1,126 @@
+// Subscriptions under a broker that sends, refuses, falls silent, goes and comes back in any order.
+// The event thread's work is done here, step by step.
+
+#include "fake_broker.h"
+#include "input.h"
+#include "qx_plix.h"
+#include "registrar.h"
+#include "state.h"
+
+#include <cstring>
+#include <poll.h>
+#include <vector>
+
+namespace {
+
+using qx::fuzz::check;
+using qx::fuzz::framed;
+
+std::size_t noted = 0;
+
+void note(const char* event_json, void* user_data) {
+    check(user_data == &noted, "a subscriber gets its own pointer");
+    noted += std::strlen(event_json) + 1;
+}
+
+/// What the steps act on.
+struct Scene {
+    qx::fuzz::FakeBroker& broker;
+    std::vector<int> connections;
+    std::vector<int> pipes;
+
+    int pick(const std::vector<int>& from, std::uint8_t choice) {
+        return from.empty() ? -1 : from[choice % from.size()];
+    }
+};
+
+void subscribe(Scene& scene, std::uint8_t argument) {
+    int fd = -1;
+    const bool piped = (argument & 8U) != 0;
+    const auto type = static_cast<qx_plix_event_type>(argument & 7U);
+    if (qx_plix_subscribe(type, note, &noted, piped ? &fd : nullptr) != 0) {
+        return;
+    }
+    scene.connections.push_back(scene.broker.latest());
+    if (piped) {
+        scene.pipes.push_back(fd);
+    }
+}
+
+void read_pipe(Scene& scene, std::uint8_t argument) {
+    const int fd = scene.pick(scene.pipes, argument);
+    pollfd polled{fd, POLLIN, 0};
+    if (::poll(&polled, 1, 0) > 0 && (polled.revents & POLLIN) != 0) {
+        qx_plix_read_event_fd(fd, argument & 1U);
+    }
+}
+
+void deliver(Scene& scene, std::uint8_t argument, const std::string& bytes) {
+    const int fd = scene.pick(scene.connections, argument);
+    if (fd >= 0) {
+        scene.broker.send_more(fd, bytes);
+        qxplix::registrar_process_events_on_conn(fd);
+    }
+}
+
+void lose(Scene& scene, std::uint8_t argument) {
+    const int fd = scene.pick(scene.connections, argument);
+    if (fd >= 0) {
+        scene.broker.hang_up(fd);
+        qxplix::registrar_process_events_on_conn(fd);
+    }
+}
+
+void look_after_lost(Scene& scene, std::uint8_t argument) {
+    scene.broker.clock_ahead_ms += argument * 10;
+    qxplix::registrar_resubscribe_all_pending_subs();
+    if (scene.broker.latest() >= 0) {
+        scene.connections.push_back(scene.broker.latest());
+    }
+}
+
+void step(Scene& scene, qx::fuzz::Input& input) {
+    const std::uint8_t what = input.byte();
+    const std::uint8_t argument = input.byte();
+    switch (what % 9) {
+    case 0:
+        return subscribe(scene, argument);
+    case 1:
+        return deliver(scene, argument, framed(input.until('\n')));
+    case 2:
+        return deliver(scene, argument, input.text(argument / 8U));
+    case 3:
+        return lose(scene, argument);
+    case 4:
+        return look_after_lost(scene, argument);
+    case 5:
+        return read_pipe(scene, argument);
+    case 6:
+        return qx_plix_unsubscribe(static_cast<qx_plix_event_type>(argument % 8U));
+    case 7:
+        return scene.broker.answer(framed(input.until('\n')));
+    default:
+        return scene.broker.refuse((argument & 1U) != 0);
+    }
+}
+
+} // namespace
+
+/// How large the pieces are, then step after step.
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const qx::fuzz::DescriptorCheck descriptors;
+    qx::fuzz::Input input(data, size);
+    qx::fuzz::FakeBroker broker(input.byte());
+    broker.stay_open();
+    broker.answer(framed(R"({"status": 0})"));
+    Scene scene{broker, {}, {}};
+    qxplix::registrar_init();
+    qxplix::set_initialised(true);
+    while (!input.empty()) {
+        step(scene, input);
+    }
+    qxplix::registrar_uninit();
+    qxplix::registrar_give_memory_back();
+    qxplix::set_initialised(false);
+    return 0;
+}

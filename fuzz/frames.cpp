@@ -1,0 +1,97 @@
+// The frame reader: however a stream is cut, the same messages come out.
+
+#include "frame_reader.h"
+
+#include "input.h"
+#include "wire.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace qxplix;
+using qx::fuzz::check;
+
+struct Result {
+    std::vector<std::string> messages;
+    bool broken = false;
+    std::size_t missing = 0;
+
+    bool operator==(const Result& other) const = default;
+};
+
+/// Feeds `stream` in pieces of `piece` bytes, in place where `in_place` and a body is under way.
+Result read_all(const std::string& stream, std::size_t piece, bool in_place) {
+    frame_reader reader{};
+    Result result;
+    for (std::size_t at = 0; at < stream.size() && !result.broken;) {
+        byte_range in{stream.data() + at, std::min(piece, stream.size() - at)};
+        const byte_gap gap = frame_reader_gap(reader);
+        frame_state state = frame_state::incomplete;
+        if (in_place && gap.size > 0) {
+            const std::size_t part = std::min(gap.size, in.size);
+            stream.copy(gap.data, part, at);
+            at += part;
+            state = frame_reader_fill(reader, part);
+        } else {
+            const std::size_t before = in.size;
+            state = frame_reader_feed(reader, in);
+            check(in.size < before, "a byte is used up");
+            check(state != frame_state::incomplete || in.size == 0, "no byte is left over");
+            at += before - in.size;
+        }
+        result.broken = state == frame_state::broken;
+        if (state == frame_state::complete) {
+            char* const text = frame_reader_take(reader);
+            result.messages.emplace_back(text);
+            std::free(text);
+        }
+    }
+    result.missing = frame_reader_gap(reader).size;
+    frame_reader_reset(reader);
+    return result;
+}
+
+/// What should come out of `stream`, which is cut short where a message would be larger than inputs
+/// are: room for it takes most of the time, and it never arrives.
+Result expected(std::string& stream) {
+    constexpr std::int32_t kLarge = 1 << 16;
+    Result result;
+    std::size_t at = 0;
+    for (std::int32_t length = 0; stream.size() - at >= sizeof length;) {
+        stream.copy(reinterpret_cast<char*>(&length), sizeof length, at);
+        result.broken = !is_message_length(length);
+        if (!result.broken && length > kLarge) {
+            stream.resize(at);
+        }
+        if (result.broken || stream.size() == at) {
+            break;
+        }
+        at += sizeof length;
+        const auto size = static_cast<std::size_t>(length);
+        if (stream.size() - at < size) {
+            result.missing = size - (stream.size() - at);
+            break;
+        }
+        result.messages.emplace_back(stream.substr(at, size).c_str());
+        at += size;
+    }
+    return result;
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    qx::fuzz::Input input(data, size);
+    const std::size_t piece = input.byte() + std::size_t{1};
+    std::string stream = input.rest();
+    const Result messages = expected(stream);
+    for (const std::size_t cut : {stream.size(), piece, std::size_t{1}}) {
+        check(read_all(stream, cut, false) == messages, "the messages come out");
+        check(read_all(stream, cut, true) == messages, "they do when received in place");
+    }
+    return 0;
+}

@@ -1,0 +1,75 @@
+// The store: what it makes of any file, and whether it keeps what it is given.
+
+#include "qx/settings.h"
+
+#include "input.h"
+#include "world.h"
+
+#include <filesystem>
+#include <string>
+
+namespace {
+
+using qx::setMgmt;
+using qx::fuzz::check;
+
+constexpr const char* kDefault = "\xff not UTF-8, so no value";
+
+const std::string& settings_file() {
+    static const std::string file = [] {
+        std::filesystem::create_directories(qx::test::kInstallDir / "etc");
+        return (qx::test::kInstallDir / "etc/settings.json").string();
+    }();
+    return file;
+}
+
+std::string value_of(const std::string& key) {
+    return setMgmt::getKeyValue(key, kDefault);
+}
+
+void read_again() {
+    setMgmt::uninit();
+    check(setMgmt::init() == 0, "a store that was written can be read");
+}
+
+void change(const std::string& key, const std::string& value) {
+    const std::string before = value_of(key);
+    if (setMgmt::setKey(key, value) == 0) {
+        check(value_of(key) == value, "a value is as it was set");
+        read_again();
+        check(value_of(key) == value, "a value is stored");
+        check(setMgmt::deleteKey(key) == 0, "a key can be deleted");
+    } else {
+        check(value_of(key) == before, "a refused value changes nothing");
+    }
+    const std::string after = value_of(key);
+    read_again();
+    check(value_of(key) == after, "what is held is what is stored");
+}
+
+} // namespace
+
+/// A key and a value, each up to a line end, and the store's file.
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const qx::fuzz::DescriptorCheck descriptors;
+    const qx::fuzz::CapturedStreams streams;
+    qx::fuzz::Input input(data, size);
+    const std::string key = input.until('\n');
+    const std::string value = input.until('\n');
+    const std::string content = input.rest();
+    qx::fuzz::replace_file(settings_file().c_str(), content);
+    if (setMgmt::init() == 0) {
+        const int number = setMgmt::getKeyValue(key, 7);
+        const std::string text = value_of(key);
+        check(number == 7 || std::to_string(number) == text || text.size() > 1,
+              "a number is what its text says");
+        change(key, value);
+        setMgmt::uninit();
+        return 0;
+    }
+    const std::string line = streams.err();
+    check(line.find('\n') == line.size() - 1, "a damaged store is reported in one line");
+    check(setMgmt::setKey(key, value) < 0, "a damaged store takes nothing");
+    check(qx::test::read_file(settings_file()) == content, "a damaged store stays as it is");
+    return 0;
+}
