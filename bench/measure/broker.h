@@ -1,0 +1,30 @@
+// The benchmark's broker, as its console shows it.
+#pragma once
+
+#include "program.h"
+
+namespace qx::bench {
+
+class Broker {
+public:
+    /// Starts it and waits until it listens.
+    explicit Broker(const std::string& install_dir);
+    Broker(const Broker&) = delete;
+    Broker& operator=(const Broker&) = delete;
+    ~Broker();
+
+    /// Waits until somebody has subscribed.
+    void wait_for_subscription() const;
+
+    /// Sends `count` events of `size` bytes to all subscribers.
+    void burst(long count, long size) const;
+
+private:
+    void expect(const std::string& wanted) const;
+
+    pid_t pid_ = -1;
+    Descriptor console_;
+    Descriptor output_;
+};
+
+} // namespace qx::bench

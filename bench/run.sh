@@ -1,0 +1,34 @@
+#!/bin/sh
+# Compares the tool with programs that make nothing but the system calls, then times its parts. Runs inside private
+# namespaces, as `./dev bench` starts it, so that the machine's own /opt and sockets stay out of it. The tables land in
+# BUILD/bench.
+# usage: run.sh BUILD [STATIC-TOOL [AARCH64-TOOL]]
+# What BUILD/cross holds is used where no static tools are named.
+set -eu
+
+build=$1
+static=${2-$build/cross/x86_64/bin/qxagent-manage}
+router=${3-$build/cross/aarch64/bin/qxagent-manage}
+results=$build/bench
+install_dir=/opt/norvane
+
+# Keeps of its arguments those that are files, up to the first that is none.
+set --
+for tool in "$static" "$router"; do
+    [ -e "$tool" ] || break
+    set -- "$@" "$tool"
+done
+
+for program in strace valgrind strip; do
+    command -v "$program" >/dev/null || { echo "bench: $program is missing" >&2; exit 1; }
+done
+
+# An agent that is installed and has been running, and a router's few users.
+mount -t tmpfs tmpfs /opt
+mkdir -p "$install_dir/etc" "$install_dir/var/log"
+echo root:x:0:0:root:/root:/bin/sh >/opt/passwd
+mount --bind /opt/passwd /etc/passwd
+
+unset QXLOG_LEVEL
+"$results/measure" "$results" "$install_dir" "$build/bin/qxagent-manage" "$@"
+"$results/micro" --benchmark_out="$results/micro.json" --benchmark_out_format=json
