@@ -29,7 +29,7 @@ using testing::Not;
 enum class Chore { paint, wash, rest };
 
 struct Household {
-    cl::sub_commands<Chore> chore{valuedesc("chore"), desc("What to do:"),
+    cl::sub_commands<Chore> chore{valuedesc("home chore"), desc("What to do:"),
                                   cl::values<Chore>({{Chore::paint, "paint", "put colour on walls"},
                                                      {Chore::wash, "wash", "wash clothes"},
                                                      {Chore::rest, "rest", ""}})};
@@ -167,11 +167,30 @@ TEST(CommandLine, LimitsAndKindsAreEnforced) {
          "(bad value) option '--glossy' of paint cannot be 'ye'; did you mean 'yes'?"},
         {{"paint"}, "(missing option) paint needs option '--colour'"},
         {{"pain"}, "(unknown operation) there is no operation 'pain'; did you mean 'paint'?"},
+        {{"--colour", "wash", "--rooms", "rest"},
+         "(missing operation) no operation given; 'wash' is the value of '--colour'"},
     };
     for (const auto& [words, reason] : cases) {
         const Household home;
         EXPECT_EQ(parse_words(words), reason);
         EXPECT_EQ(qx::_get_qxerrno().number, 1);
+    }
+}
+
+TEST(CommandLine, AProgramWithoutSubCommandsIsTheSubjectItself) {
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+        {{"--numbers", "1", "--numbers=2,3"}, ""},
+        {{"--numbers", "1,x"},
+         "(bad value) option '--numbers' of program cannot be 'x'; expected count"},
+        {{"--numbers=1"}, "(missing option) program needs option '--numbers' 2 times"},
+        {{"--number=1"},
+         "(unknown option) program has no option '--number'; did you mean '--numbers'?"},
+        {{"word"}, "(surplus word) program takes no further word: 'word'"},
+    };
+    for (const auto& [words, reason] : cases) {
+        const cl::opt<int> numbers("numbers", valuedesc("count"), listseparator(","),
+                                   countlimits(2, 3));
+        EXPECT_EQ(parse_words(words), reason);
     }
 }
 
@@ -182,6 +201,8 @@ TEST(CommandLine, ReasonsAreFitForOneLineOfATerminal) {
             {"a\nb\x1b[31m\x7f\xff\xc3\xa9\xe2\x80\xae\xed\xa0\x80\xc2\x9b\xe0\x80\x80\xf0\x9f"}),
         HasSubstr("'a\\x0ab\\x1b[31m\\x7f\\xff\xc3\xa9\\xe2\\x80\\xae\\xed\\xa0\\x80"
                   "\\xc2\\x9b\\xe0\\x80\\x80\\xf0\\x9f'"));
+    EXPECT_THAT(parse_words({"\xe2(\xa1\xf0\x80\x80\x80\xf4\x90\x80\x80"}),
+                HasSubstr("'\\xe2(\\xa1\\xf0\\x80\\x80\\x80\\xf4\\x90\\x80\\x80'"));
     EXPECT_THAT(parse_words({std::string(100000, 'x')}),
                 HasSubstr("'" + std::string(60, 'x') + "...'"));
 }
@@ -191,6 +212,7 @@ TEST(CommandLine, EmptyOrMissingArgumentVectorIsRejectedCalmly) {
     char* no_words[] = {nullptr};
     EXPECT_FALSE(cl::parse(0, no_words));
     EXPECT_FALSE(cl::parse(0, nullptr));
+    EXPECT_FALSE(cl::parse(1, no_words));
     EXPECT_EQ(parse_words({}), "(missing operation) no operation given");
 }
 
@@ -200,6 +222,11 @@ TEST(Registry, HoldsLivingOptionsInOrderAndNoCopies) {
         Household home;
         EXPECT_EQ(registered(), 10U);
         EXPECT_EQ(cl::parser()->options()[1], &home.wall_colour);
+        EXPECT_EQ(parse_words({"wash"}), "");
+        for (cl::detail::option_base* const option : cl::parser()->options()) {
+            EXPECT_EQ(option->int_val(), option == &home.chore ? 1 : 0);
+            EXPECT_TRUE(option->storage_allocated());
+        }
         home.rooms.push_back("hall");
         {
             cl::list<std::string> copy(home.rooms);
@@ -246,6 +273,16 @@ TEST(Usage, WrapsLongTextsUnderThemselves) {
     EXPECT_EQ(joined, words + ".");
 }
 
+TEST(Usage, OfAProgramWithoutSubCommands) {
+    const std::string help = std::string(60, 'w') + " end";
+    const cl::opt<std::string> option("output", valuedesc("<file>"), desc(help));
+    EXPECT_EQ(parse_words({}), "");
+    EXPECT_EQ(usage_text(), "usage: program [OPTION]...\n\n"
+                            "An option is written '--name value' or '--name=value'.\n\n"
+                            "    --output <file>       " +
+                                std::string(60, 'w') + "\n" + std::string(26, ' ') + "end\n");
+}
+
 /// What print_help writes to a terminal.
 std::string usage_on_terminal() {
     const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY);
@@ -269,7 +306,7 @@ TEST(Usage, HeadingsAreBoldOnATerminalOnly) {
     EXPECT_EQ(parse_words({"rest"}), "");
     ::unsetenv("NO_COLOR");
     const std::string plain = usage_text();
-    EXPECT_THAT(plain, HasSubstr("usage: program CHORE [OPTION]...\n"));
+    EXPECT_THAT(plain, HasSubstr("usage: program HOME CHORE [OPTION]...\n"));
     EXPECT_THAT(plain, Not(HasSubstr("\033")));
     EXPECT_THAT(usage_on_terminal(),
                 HasSubstr("  \033[1mpaint\033[0m                   put colour"));

@@ -284,6 +284,16 @@ TEST_F(Settings, AFullDiskLeavesTheOldStore) {
     EXPECT_EQ(read_file(kStore), "{\"a\": \"2\"}\n");
 }
 
+TEST_F(Settings, AStoreThatWouldBeTooLargeToReadIsNotWritten) {
+    ASSERT_EQ(setMgmt::init(), 0);
+    ASSERT_EQ(setMgmt::setKey("/a", "old"), 0);
+    EXPECT_LT(setMgmt::setKey("/b", std::string(std::size_t{16} * 1024 * 1024, 'x')), 0);
+    EXPECT_EQ(last_error(), 2);
+    EXPECT_THAT(last_reason(), HasSubstr("cannot be written: File too large"));
+    EXPECT_EQ(setMgmt::getKeyValue("/b", "none"), "none");
+    EXPECT_EQ(read_file(kStore), "{\"/a\": \"old\"}\n");
+}
+
 TEST_F(Settings, WithoutAnInstallDirectoryNothingIsMade) {
     fs::remove(kInstallDir);
     ASSERT_EQ(setMgmt::init(), 0);
