@@ -30,6 +30,13 @@ inline constexpr bool kSanitized = false;
 /// A broker that runs in the fallback install directory.
 class Agent : public ::testing::Test {
 protected:
+    // Until the broker has met every earlier connection, and only so many are left.
+    void settle(std::size_t connections) {
+        EXPECT_EQ(qx_plix_reapply_firewall_rules(), 0);
+        broker.wait_for_connections(connections);
+        broker.forget_requests();
+    }
+
     LockedVersionFile version_file{kInstallDir};
     TestBroker broker;
 };
