@@ -97,7 +97,10 @@ TEST_F(Frozen, ExitStatuses) {
     }
     EXPECT_EQ(text, expected);
     for (const std::string& name : qx::test::operation_names()) {
-        EXPECT_NE(text.find("\t" + name), std::string::npos) << name;
+        const bool listed = std::any_of(commands.begin(), commands.end(), [&](const auto& command) {
+            return (command + " ").starts_with(name + " ");
+        });
+        EXPECT_TRUE(listed) << name;
     }
 }
 
