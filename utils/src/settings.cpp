@@ -34,12 +34,9 @@ json_ptr damaged(const std::string& file, const std::string& reason) {
 
 // Says where, never what: jansson's own message quotes the text, which may hold a secret.
 json_ptr not_parsed(const std::string& file, const json_error_t& error) {
-    const enum json_error_code code = ::json_error_code(&error);
-    if (code == json_error_out_of_memory) {
-        throw std::bad_alloc();
-    }
-    const char* const what =
-        code == json_error_duplicate_key ? "a key occurs twice" : "is not JSON";
+    const char* const what = ::json_error_code(&error) == json_error_duplicate_key
+                                 ? "a key occurs twice"
+                                 : "is not JSON";
     return damaged(file, std::string(what) + " (line " + std::to_string(error.line) + ", column " +
                              std::to_string(error.column) + ")");
 }
@@ -56,6 +53,7 @@ json_ptr parse(const std::string& file, const std::string& bytes) {
     json_error_t error;
     json_ptr object(
         ::json_loadb(bytes.data(), bytes.size(), JSON_REJECT_DUPLICATES | JSON_ALLOW_NUL, &error));
+    require_json_memory();
     if (!object) {
         return not_parsed(file, error);
     }
@@ -78,9 +76,7 @@ json_ptr load(const std::string& file, const store::snapshot& content) {
         return parse(file, content.bytes);
     }
     json_ptr none(::json_object());
-    if (!none) {
-        throw std::bad_alloc();
-    }
+    require_json_memory();
     return none;
 }
 
@@ -148,7 +144,9 @@ int change(const std::string& key, const std::string* value) {
     if (value == nullptr && !remove(changed.get(), key)) {
         return refuse(error_number::no_such_key, "no such key", key);
     }
-    if (value != nullptr && !set(changed.get(), key, *value)) {
+    const bool is_set = value != nullptr && set(changed.get(), key, *value);
+    require_json_memory();
+    if (value != nullptr && !is_set) {
         return refuse(error_number::input_output, "input/output error",
                       key + ": key or value is not UTF-8 text");
     }
@@ -165,6 +163,7 @@ int change(const std::string& key, const std::string* value) {
 } // namespace
 
 int setMgmt::init() {
+    watch_json_memory();
     const store::place where = find_place();
     store::snapshot content;
     values() = store::read(where, content) ? load(where.file, content) : nullptr;

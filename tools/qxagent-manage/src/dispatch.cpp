@@ -172,7 +172,12 @@ int run_row(const Row& row, const CommandLine& options) {
 int run_operation(const CommandLine& options) {
     for (const Row& row : kRows) {
         if (row.operation == options.operation.value()) {
-            return run_row(row, options);
+            const int result = run_row(row, options);
+            if (result == kSuccess) {
+                // Otherwise what was sent, or understood, may not be what was meant.
+                qx::require_json_memory();
+            }
+            return result;
         }
     }
     return kFailure;

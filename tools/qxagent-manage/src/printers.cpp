@@ -22,6 +22,7 @@ bool output_is_terminal() {
 void print_json(const json_t* value) {
     const std::size_t layout = output_is_terminal() ? JSON_INDENT(kIndent) : 0;
     const qx::text_ptr text(::json_dumps(value, layout));
+    qx::require_json_memory();
     if (text) {
         qx::println(stdout, "{:s}", text.get());
     }
@@ -32,12 +33,14 @@ void print_output(const char* text) {
         return;
     }
     const qx::json_ptr value(::json_loads(text, 0, nullptr));
+    qx::require_json_memory();
     if (value) {
         print_json(value.get());
     }
 }
 
 void print_bool_output(bool value, const char* key) {
+    qx::require_json_memory();
     qx::println(stdout, output_is_terminal() ? "{:s}: {}" : "{{\"{:s}\": {}}}", key, value);
 }
 
