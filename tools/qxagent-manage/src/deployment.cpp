@@ -11,6 +11,7 @@
 #include "qx/settings.h"
 
 #include <fmt/format.h>
+#include <new>
 
 namespace qx::manage {
 namespace {
@@ -19,28 +20,44 @@ using qx::setMgmt;
 
 constexpr const char* kConnector = "qxcloudd";
 
+// What must not stay undone is tried again: a lack of memory or of processes may be over by then.
+constexpr int kAttempts = 3;
+
+template <typename Step>
+bool insist(const Step& step) noexcept {
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        try {
+            if (step()) {
+                return true;
+            }
+        } catch (const std::bad_alloc&) {
+        }
+    }
+    return false;
+}
+
+using Words = std::vector<std::string>;
+
+void run(const Words& words) noexcept {
+    insist([&] { return qx::exec_command(words, 0) >= 0; });
+}
+
 struct Connector {
-    std::string service_script;
-    std::string daemon;
-
-    void stop() const {
-        qx::exec_command({service_script, "stop"}, 0);
-        qx::exec_command({daemon, "-stop"}, 0);
-    }
-
-    void start() const {
-        qx::exec_command({service_script, "start"}, 0);
-        qx::exec_command({daemon, "-start"}, 0);
-    }
+    Words stop_service;
+    Words stop_daemon;
+    Words start_service;
+    Words start_daemon;
 };
 
 Connector find_connector() {
-    qx::path script(qx::common_path::configuration);
-    script.add_piece(false, "init.d");
-    script.add_piece(false, fmt::format("qplix-{}", kConnector).c_str());
-    qx::path daemon(qx::common_path::programs);
-    daemon.add_piece(false, kConnector);
-    return {script.to_string(), daemon.to_string()};
+    qx::path script_path(qx::common_path::configuration);
+    script_path.add_piece(false, "init.d");
+    script_path.add_piece(false, fmt::format("qplix-{}", kConnector).c_str());
+    qx::path daemon_path(qx::common_path::programs);
+    daemon_path.add_piece(false, kConnector);
+    const std::string script = script_path.to_string();
+    const std::string daemon = daemon_path.to_string();
+    return {{script, "stop"}, {daemon, "-stop"}, {script, "start"}, {daemon, "-start"}};
 }
 
 std::string default_entrypoint_key() {
@@ -87,14 +104,21 @@ int run_set_registration_cloud(const std::string& deployment) {
         return kFailure;
     }
     const qx::scope_guard enable_again([&] {
-        if (was_protected && setMgmt::setKey(protection, "1") < 0) {
-            QX_LOG(qx::log::level::error, "Could not enable back the agent");
+        if (was_protected && !insist([&] { return setMgmt::setKey(protection, "1") >= 0; })) {
+            insist([] {
+                QX_LOG(qx::log::level::error, "Could not enable back the agent");
+                return true;
+            });
         }
     });
 
     const Connector connector = find_connector();
-    connector.stop();
-    const qx::scope_guard restart([&] { connector.start(); });
+    run(connector.stop_service);
+    run(connector.stop_daemon);
+    const qx::scope_guard restart([&] {
+        run(connector.start_service);
+        run(connector.start_daemon);
+    });
 
     if (setMgmt::setKey(default_entrypoint, entrypoint) < 0) {
         QX_LOG(qx::log::level::error, "Could not set default entrypoint to '{}'", entrypoint);
