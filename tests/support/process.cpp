@@ -133,8 +133,8 @@ bool Process::pump(Clock::time_point deadline) {
     return true;
 }
 
-bool Process::wait_for(const Stream& stream, std::string_view text, std::size_t times) {
-    const auto deadline = Clock::now() + kPatience;
+bool Process::reads(const Stream& stream, std::string_view text, std::size_t times,
+                    Clock::time_point deadline) {
     std::size_t from = 0;
     while (times > 0) {
         const std::size_t found = stream.text.find(text, from);
@@ -142,11 +142,23 @@ bool Process::wait_for(const Stream& stream, std::string_view text, std::size_t 
             from = found + text.size();
             --times;
         } else if (!pump(deadline)) {
-            ADD_FAILURE() << "never wrote '" << text << "' but\n" << out_.text << err_.text;
             return false;
         }
     }
     return true;
+}
+
+bool Process::wait_for(const Stream& stream, std::string_view text, std::size_t times) {
+    if (reads(stream, text, times, Clock::now() + kPatience)) {
+        return true;
+    }
+    ADD_FAILURE() << "never wrote '" << text << "' but\n" << out_.text << err_.text;
+    return false;
+}
+
+bool Process::reads_output(std::string_view text, std::size_t times,
+                           std::chrono::milliseconds time) {
+    return reads(out_, text, times, Clock::now() + time);
 }
 
 bool Process::wait_for_output(std::string_view text, std::size_t times) {

@@ -45,7 +45,9 @@ public:
     /// Reads standard output until it contains `text` so many times; a failed expectation when it
     /// ends or takes too long first.
     bool wait_for_output(std::string_view text, std::size_t times = 1);
-    /// The same on standard error.
+    /// The same, but no failure when it does not come within `time`.
+    bool reads_output(std::string_view text, std::size_t times, std::chrono::milliseconds time);
+    /// Like wait_for_output on standard error.
     bool wait_for_error(std::string_view text);
 
     void signal(int number) const;
@@ -67,6 +69,8 @@ private:
     /// One poll on both streams; false when both have ended or nothing came until `deadline`.
     bool pump(std::chrono::steady_clock::time_point deadline);
     bool wait_for(const Stream& stream, std::string_view text, std::size_t times);
+    bool reads(const Stream& stream, std::string_view text, std::size_t times,
+               std::chrono::steady_clock::time_point deadline);
 
     pid_t pid_ = -1;
     int in_ = -1;
