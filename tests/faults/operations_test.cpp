@@ -3,6 +3,7 @@
 
 #include "broker_client.h"
 #include "fault.h"
+#include "operations.h"
 #include "world.h"
 
 #include <algorithm>
@@ -18,52 +19,6 @@ namespace {
 
 using namespace qx::test;
 using ::testing::MatchesRegex;
-
-struct Operation {
-    const char* name;
-    std::vector<std::string> options;
-};
-
-const Operation kOperations[] = {
-    {"register", {"--params=router_id=r,token=t"}},
-    {"register_to_cloud", {"--params=token=t,mac=02:00:00:00:00:01"}},
-    {"set_registration_cloud", {"--cloud=staging"}},
-    {"set_router_info", {"--name=n", "--model=m", "--interfaces=br-wan:wan,br-lan:lan"}},
-    {"get_router_info", {}},
-    {"get_version_info", {}},
-    {"enable", {}},
-    {"disable", {}},
-    {"is_enabled", {}},
-    {"enable_routerprotection", {}},
-    {"disable_routerprotection", {}},
-    {"is_routerprotection_enabled", {}},
-    {"get_subscription_status", {}},
-    {"update_subscription_status", {}},
-    {"set_device_info", {"--device_id=device-1", "--name=n", "--traffic_blocked=0"}},
-    {"set_device_online_status",
-     {"--mac=02:00:00:00:00:01", "--interface=br-lan1", "--is_online=1",
-      "--ip=192.168.1.9,fe80::1"}},
-    {"get_devices", {"--ids=device-1,device-2"}},
-    {"va_start", {}},
-    {"va_stop", {}},
-    {"va_status", {}},
-    {"va_self_scan_start", {}},
-    {"va_set_schedule", {"--at=03:00", "--every_num=1", "--every_unit=week", "--on_day=monday"}},
-    {"va_set_exclusions", {"--addresses=02:11:22:33:44:5[0-3]"}},
-    {"va_get_exclusions", {}},
-    {"pro_features_enable", {}},
-    {"pro_features_disable", {}},
-    {"reapply_firewall_rules", {}},
-    {"feature", {"--set=web_filter=enabled"}},
-    {"get_diagnosis_report", {}},
-    {"get_status_report", {}},
-    {"set_quillet_location", {"staging"}},
-    {"help", {}},
-};
-
-void PrintTo(const Operation& operation, std::ostream* out) {
-    *out << operation.name;
-}
 
 struct Call {
     const char* name;
@@ -135,7 +90,7 @@ const std::string kSettings =
     R"({"/agent/protection_enabled": "1", "/cirrel/registration/token": "t"})"
     "\n";
 
-class Faults : public ::testing::TestWithParam<Operation> {
+class Faults : public ::testing::TestWithParam<OperationCall> {
 protected:
     Faults() {
         write_program(kInstallDir / "etc/init.d/qplix-qxcloudd");
@@ -156,9 +111,7 @@ protected:
 
     FaultyRun run(const std::string& fault) {
         as_before();
-        std::vector<std::string> words = GetParam().options;
-        words.insert(words.begin(), GetParam().name);
-        return run_tool_with_fault(words, fault);
+        return run_tool_with_fault(GetParam().words(), fault);
     }
 
     void learn() {
@@ -278,7 +231,7 @@ TEST_P(Faults, OfSystemCalls) {
     count_faults(0, tried);
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, Faults, ::testing::ValuesIn(kOperations),
+INSTANTIATE_TEST_SUITE_P(Each, Faults, ::testing::ValuesIn(kOperationCalls),
                          [](const auto& each) { return std::string(each.param.name); });
 
 } // namespace

@@ -1,0 +1,64 @@
+// Every operation of the tool but listen.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace qx::test {
+
+/// One operation with options that the simulated broker accepts.
+struct OperationCall {
+    const char* name;
+    std::vector<std::string> options;
+    bool asks_broker = true; ///< sends it a request
+
+    [[nodiscard]] std::vector<std::string> words() const {
+        std::vector<std::string> all(options);
+        all.insert(all.begin(), name);
+        return all;
+    }
+};
+
+inline void PrintTo(const OperationCall& call, std::ostream* out) {
+    *out << call.name;
+}
+
+inline const OperationCall kOperationCalls[] = {
+    {"register", {"--params=router_id=r,token=t"}},
+    {"register_to_cloud", {"--params=token=t,mac=02:00:00:00:00:01"}},
+    {"set_registration_cloud", {"--cloud=staging"}, false},
+    {"set_router_info", {"--name=n", "--model=m", "--interfaces=br-wan:wan,br-lan:lan"}},
+    {"get_router_info", {}},
+    {"get_version_info", {}},
+    {"enable", {}},
+    {"disable", {}},
+    {"is_enabled", {}},
+    {"enable_routerprotection", {}},
+    {"disable_routerprotection", {}},
+    {"is_routerprotection_enabled", {}},
+    {"get_subscription_status", {}},
+    {"update_subscription_status", {}},
+    {"set_device_info", {"--device_id=device-1", "--name=n", "--traffic_blocked=0"}},
+    {"set_device_online_status",
+     {"--mac=02:00:00:00:00:01", "--interface=br-lan1", "--is_online=1",
+      "--ip=192.168.1.9,fe80::1"}},
+    {"get_devices", {"--ids=device-1,device-2"}},
+    {"va_start", {}},
+    {"va_stop", {}},
+    {"va_status", {}},
+    {"va_self_scan_start", {}},
+    {"va_set_schedule", {"--at=03:00", "--every_num=1", "--every_unit=week", "--on_day=monday"}},
+    {"va_set_exclusions", {"--addresses=02:11:22:33:44:5[0-3]"}},
+    {"va_get_exclusions", {}},
+    {"pro_features_enable", {}},
+    {"pro_features_disable", {}},
+    {"reapply_firewall_rules", {}},
+    {"feature", {"--set=web_filter=enabled"}},
+    {"get_diagnosis_report", {}},
+    {"get_status_report", {}},
+    {"set_quillet_location", {"staging"}, false},
+    {"help", {}, false},
+};
+
+} // namespace qx::test
