@@ -51,7 +51,7 @@ void read_pipe(Scene& scene, std::uint8_t argument) {
     const int fd = scene.pick(scene.pipes, argument);
     pollfd polled{fd, POLLIN, 0};
     if (::poll(&polled, 1, 0) > 0 && (polled.revents & POLLIN) != 0) {
-        qx_plix_read_event_fd(fd, argument & 1U);
+        qx_plix_read_event_fd(fd, argument % 2);
     }
 }
 
@@ -72,7 +72,7 @@ void lose(Scene& scene, std::uint8_t argument) {
 }
 
 void look_after_lost(Scene& scene, std::uint8_t argument) {
-    scene.broker.clock_ahead_ms += argument * 10;
+    scene.broker.clock_ahead_ms += std::int64_t{argument} * 10;
     qxplix::registrar_resubscribe_all_pending_subs();
     if (scene.broker.latest() >= 0) {
         scene.connections.push_back(scene.broker.latest());

@@ -124,7 +124,9 @@ int __wrap_epoll_ctl(int /*epfd*/, int /*operation*/, int /*fd*/, epoll_event* /
 int __wrap_clock_gettime(clockid_t clock, timespec* time) {
     const int result = __real_clock_gettime(clock, time);
     if (broker != nullptr && clock == CLOCK_MONOTONIC) {
-        time->tv_sec += static_cast<time_t>(broker->clock_ahead_ms / 1000);
+        const std::int64_t ns = time->tv_nsec + broker->clock_ahead_ms % 1000 * 1'000'000;
+        time->tv_sec += static_cast<time_t>(broker->clock_ahead_ms / 1000 + ns / 1'000'000'000);
+        time->tv_nsec = static_cast<long>(ns % 1'000'000'000);
     }
     return result;
 }

@@ -25,13 +25,13 @@ std::uint8_t Input::byte() {
 }
 
 std::string Input::text(std::size_t size) {
-    const std::string taken(rest_.substr(0, size));
+    std::string taken(rest_.substr(0, size));
     rest_.remove_prefix(taken.size());
     return taken;
 }
 
 std::string Input::until(char end) {
-    const std::string taken = text(std::min(rest_.find(end), rest_.size()));
+    std::string taken = text(std::min(rest_.find(end), rest_.size()));
     text(1);
     return taken;
 }
