@@ -1,0 +1,109 @@
+// Who can read and write what the tool leaves on the router, and what it never writes there.
+
+#include "broker_client.h"
+#include "operations.h"
+#include "world.h"
+
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using namespace qx::test;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+const fs::path kSettings = kInstallDir / "etc/settings.json";
+const fs::path kLock = kInstallDir / "etc/settings.json.lock";
+const fs::path kTemporary = kInstallDir / "etc/settings.json.tmp";
+const fs::path kLog = kInstallDir / "var/log/qxagent-manage.log";
+const fs::path kOldLog = kInstallDir / "var/log/qxagent-manage.log.1";
+
+fs::perms mode(const fs::path& file) {
+    return fs::status(file).permissions();
+}
+
+/// Writes to the settings and, of the directory's rights, to the log.
+void write_both() {
+    fs::create_directories(kSettings.parent_path());
+    fs::permissions(kSettings.parent_path(), fs::perms::all);
+    if (!fs::exists(kSettings)) {
+        write_file(kSettings, "{}");
+    }
+    EXPECT_EQ(run_tool({"set_quillet_location", "staging"}).status, 0);
+}
+
+class Permissions : public ::testing::Test {
+protected:
+    Permissions() { ::umask(0); }
+
+    Simulator simulator_;
+};
+
+TEST_F(Permissions, OthersHaveNoneWhateverTheUmaskAndTheFilesThatWereThere) {
+    for (const bool were_there : {false, true}) {
+        for (const fs::path& file : {kSettings, kLock, kLog}) {
+            fs::remove(file);
+            if (were_there) {
+                write_file(file, file == kSettings ? "{}" : "");
+                fs::permissions(file, fs::perms(0666));
+            }
+        }
+        write_both();
+        EXPECT_EQ(mode(kSettings), fs::perms(0600));
+        EXPECT_EQ(mode(kLock), fs::perms(0600));
+        EXPECT_EQ(mode(kLog), fs::perms(0640));
+        EXPECT_THAT(read_file(kLog), HasSubstr("Others can write to the settings directory"));
+    }
+}
+
+TEST_F(Permissions, PlantedLinksLeadNobodyOut) {
+    const fs::path outside = "/opt/outside";
+    for (const fs::path& planted : {kTemporary, kLock, kSettings, kLog, kOldLog}) {
+        SCOPED_TRACE(planted);
+        fs::remove_all(kInstallDir / "etc");
+        fs::remove_all(kInstallDir / "var/log");
+        write_file(outside, "{\"outside\": \"1\"}");
+        fs::permissions(outside, fs::perms(0644));
+        fs::create_directories(planted.parent_path());
+        // Full, so that the next line begins it again.
+        if (planted == kOldLog) {
+            write_file(kLog, std::string(256 * 1024, 'x'));
+        }
+        fs::create_symlink(outside, planted);
+        write_file(kInstallDir / "etc/unrelated", "");
+        fs::permissions(kInstallDir / "etc", fs::perms::all);
+        const Outcome outcome = run_tool({"set_quillet_location", "staging"});
+        EXPECT_EQ(outcome.status == 0, planted == kTemporary || planted == kOldLog) << outcome.err;
+        EXPECT_EQ(read_file(outside), "{\"outside\": \"1\"}");
+        EXPECT_EQ(mode(outside), fs::perms(0644));
+    }
+}
+
+TEST_F(Permissions, SecretsNeverReachTheLog) {
+    const std::string secret = "correct-horse-battery";
+    const std::vector<std::string> calls[] = {
+        {"register", "--params=router_id=" + secret + ",token=" + secret},
+        {"register", "--params=token=" + secret + "=" + secret},
+        {"register", "--params=token=" + secret + "\xff"},
+        {"register_to_cloud", "--params=token=" + secret + ",mac=" + secret + ",redeem=" + secret},
+        {"register_to_cloud", "--params=token=" + secret + "\xff"},
+        {"set_registration_cloud", "--cloud=staging"},
+        {"set_quillet_location", "staging"},
+    };
+    const std::string settings = "{\"/cirrel/registration/token\": \"" + secret + "\"}";
+    const std::string damaged =
+        "{\"/cirrel/registration/token\": \"" + secret + "\" \"" + secret + "\"}";
+    for (const std::string& text : {settings, damaged}) {
+        for (const std::vector<std::string>& words : calls) {
+            write_file(kSettings, text);
+            fs::permissions(kInstallDir / "etc", fs::perms::all);
+            run_tool(words, {{"QXLOG_LEVEL", "debug"}});
+        }
+    }
+    EXPECT_THAT(read_file(kLog), HasSubstr("Cannot read the settings"));
+    EXPECT_THAT(read_file(kLog), Not(HasSubstr(secret)));
+}
+
+} // namespace
