@@ -19,10 +19,20 @@ constexpr char kProtocolVersion[] = "1.3";
 constexpr char kVersionFile[] = "qxbrokerd.version";
 constexpr std::size_t kVersionSize = 33;
 
+// Repeats a system call that a signal of the application interrupts.
+template <typename Call>
+auto uninterrupted(const Call& call) {
+    auto result = call();
+    while (result == -1 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
 int open_version_file(const char* install_path) {
     char name[kPathSize] = {};
     std::snprintf(name, sizeof name - 1, "%s/var/run/%s", install_path, kVersionFile);
-    return ::open(name, O_RDONLY | O_CLOEXEC);
+    return uninterrupted([&] { return ::open(name, O_RDONLY | O_CLOEXEC); });
 }
 
 // The broker holds a lock on its version file for as long as it runs.
@@ -30,10 +40,7 @@ bool is_locked(int fd) {
     struct flock query {};
     query.l_type = F_WRLCK;
     query.l_whence = SEEK_SET;
-    int result = 0;
-    do {
-        result = ::fcntl(fd, F_GETLK, &query);
-    } while (result == -1 && errno == EINTR);
+    const int result = uninterrupted([&] { return ::fcntl(fd, F_GETLK, &query); });
     return result == 0 && query.l_type != F_UNLCK;
 }
 
@@ -42,7 +49,8 @@ int read_line(int fd, char (&line)[kVersionSize]) {
     std::size_t length = 0;
     char* end = nullptr;
     while (length < sizeof line - 1 && end == nullptr) {
-        const ssize_t got = ::read(fd, line + length, sizeof line - 1 - length);
+        const ssize_t got =
+            uninterrupted([&] { return ::read(fd, line + length, sizeof line - 1 - length); });
         if (got <= 0) {
             break;
         }
