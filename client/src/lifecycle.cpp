@@ -86,6 +86,7 @@ int start_receiving() {
     registrar_init();
     set_stopped(false);
     if (event_thread_create() != 0) {
+        set_stopped(true);
         registrar_uninit();
         return -1;
     }
