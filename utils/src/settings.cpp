@@ -112,6 +112,7 @@ bool remove(json_t* object, const std::string& key) {
 
 bool write(const store::place& where, const store::snapshot& old, const json_t* object) {
     const text_ptr text(::json_dumps(object, 0));
+    require_json_memory();
     if (!text) {
         throw std::bad_alloc();
     }

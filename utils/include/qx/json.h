@@ -29,12 +29,12 @@ using text_ptr = std::unique_ptr<char, PtrDeleter<char>>;
 bool json_array_append_value(json_t* array, json_ptr value);
 
 /// Has every failed allocation of jansson noted from now on, thread by thread. Where memory is
-/// short while it parses a text, jansson may go on and leave characters out. Not while other
-/// threads use jansson.
+/// short while it parses or writes a text, jansson may go on and leave characters out. Not while
+/// other threads use jansson.
 void watch_json_memory() noexcept;
 
 /// Throws std::bad_alloc when an allocation of jansson has failed on this thread since the last
-/// call: what it has parsed since may not be what the text says.
+/// call: what it has parsed or written since may lack characters.
 void require_json_memory();
 
 } // namespace qx
