@@ -7,6 +7,9 @@
 #include "qx/settings.h"
 #include "world.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -307,6 +310,17 @@ private:
         }
         simulator.wait_for_output(R"({"n": ")" + round + "-" + std::to_string(kBurst) + "\"}",
                                   kEvents.size());
+        wait_until_sent(simulator);
+    }
+
+    // The trace tells of an event before it is sent, and everything is sent in the order in which
+    // it came up. The broker waits for nobody but for who reads its trace.
+    static void wait_until_sent(Simulator& simulator) {
+        const BrokerClient client;
+        client.send(command_line("get_version_info"));
+        while (!client.has_input()) {
+            simulator.reads_output("this never comes", 1, Milliseconds(2));
+        }
     }
 
     std::mt19937 random_;

@@ -5,6 +5,9 @@
 #include "fault.h"
 #include "world.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <cerrno>
 #include <csignal>
 #include <sstream>

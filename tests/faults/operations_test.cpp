@@ -6,6 +6,9 @@
 #include "operations.h"
 #include "world.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -221,7 +224,7 @@ protected:
 
 TEST_P(Faults, OfAllocations) {
     learn();
-    const long tried = fail_each("alloc", std::to_string(ENOMEM), fault_step(23));
+    const long tried = fail_each("alloc", std::to_string(ENOMEM), fault_step(11));
     EXPECT_GT(tried, 0);
     count_faults(tried, 0);
 }

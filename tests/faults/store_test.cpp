@@ -6,6 +6,9 @@
 #include "qx/settings.h"
 #include "world.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <csignal>
 #include <functional>
@@ -75,6 +78,20 @@ TEST(StoreCrash, AKillAtAnyCallLeavesTheOldOrTheNewStore) {
     }
 }
 
+// jansson, short of memory, reads "/agent/protecton_enabled" where an "i" is, and tells nobody.
+TEST(StoreFaults, ALackOfMemoryTakesNoCharacterOutOfAKey) {
+    const Simulator simulator;
+    for (long n = 1; !HasFailure(); ++n) {
+        SCOPED_TRACE(n);
+        begin_with(kOld);
+        const FaultyRun run = run_tool_with_fault(kWrite, "alloc:" + std::to_string(n) + ":12");
+        EXPECT_EQ(store(), run.outcome.status == 0 ? kNew : kOld);
+        if (!run.fired) {
+            break;
+        }
+    }
+}
+
 // --- kills at random
 // ----------------------------------------------------------------------------------------------
 
@@ -133,6 +150,7 @@ TEST(StoreCrash, KilledWritersLoseNoUpdateAndTearNoFile) {
     std::uniform_int_distribution<useconds_t> pause(0, 2000);
     begin_with(kOld);
     std::vector<std::unique_ptr<Writer>> writers;
+    writers.reserve(4);
     for (int number = 0; number < 4; ++number) {
         writers.push_back(std::make_unique<Writer>(number));
     }

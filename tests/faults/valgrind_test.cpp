@@ -5,6 +5,9 @@
 #include "operations.h"
 #include "world.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <csignal>
 
 namespace {

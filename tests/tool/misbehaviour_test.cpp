@@ -6,6 +6,9 @@
 #include "operations.h"
 #include "world.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <csignal>
 #include <jansson.h>
 #include <random>
@@ -21,7 +24,7 @@ using ::testing::AnyOf;
 enum class Ends { badly, somehow };
 
 struct Way {
-    const char* rule;
+    const char* rule = "";
     Ends ends = Ends::badly;
 };
 

@@ -4,6 +4,9 @@
 #include "operations.h"
 #include "world.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
@@ -69,7 +72,7 @@ TEST_F(Permissions, PlantedLinksLeadNobodyOut) {
         fs::create_directories(planted.parent_path());
         // Full, so that the next line begins it again.
         if (planted == kOldLog) {
-            write_file(kLog, std::string(256 * 1024, 'x'));
+            write_file(kLog, std::string(std::size_t{256} * 1024, 'x'));
         }
         fs::create_symlink(outside, planted);
         write_file(kInstallDir / "etc/unrelated", "");
