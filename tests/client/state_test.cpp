@@ -4,8 +4,17 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace {
+
+// A text of so many letters, and what follows them.
+std::string letters(std::size_t count, std::string_view end = "") {
+    std::string text(count, 'x');
+    text.append(end);
+    return text;
+}
 
 struct Case {
     std::int32_t code;
@@ -15,21 +24,19 @@ struct Case {
 };
 
 TEST(State, AnErrorRecordIsFilledToItsLastByte) {
-    const std::string fits(187, 'x');
-    const Case cases[] = {
+    const std::vector<Case> cases = {
         {0, "none", "", ""},
         {1, "invalid params", "wrong", "wrong"},
-        {2, "invalid JSON schema", fits, fits},
-        {3, "internal error", fits + "xyz", fits},
+        {2, "invalid JSON schema", letters(187), letters(187)},
+        {3, "internal error", letters(188), letters(187)},
+        {3, "internal error", letters(300), letters(187)},
         {4, "", "the broker's own", "the broker's own"},
         {-1, "", "negative", "negative"},
         {INT32_MIN, "", "\xc3\xa4", "\xc3\xa4"},
         // Neither of these characters fits any more: nothing of it is kept.
-        {1, "invalid params", std::string(186, 'x') + "\xc3\xa4", std::string(186, 'x')},
-        {1, "invalid params", std::string(185, 'x') + "\xf0\x9f\x98\x80 more",
-         std::string(185, 'x')},
-        {1, "invalid params", std::string(185, 'x') + "\xc3\xa4 more",
-         std::string(185, 'x') + "\xc3\xa4"},
+        {1, "invalid params", letters(186, "\xc3\xa4"), letters(186)},
+        {1, "invalid params", letters(185, "\xf0\x9f\x98\x80 more"), letters(185)},
+        {1, "invalid params", letters(185, "\xc3\xa4 more"), letters(185, "\xc3\xa4")},
         {1, "invalid params", std::string(300, '\x80'), ""},
     };
     for (const Case& c : cases) {
