@@ -121,12 +121,13 @@ int main(int argc, char** argv) {
     for (std::size_t i = 1; i < subjects.size(); ++i) {
         report.builds.push_back(subjects[i].name);
     }
+    const std::vector<Row> size_rows = sizes(scratch, tools);
     const Broker broker(argv[2]);
     append(report.rows, measure_requests(subjects, pairs));
     append(report.rows, count_requests(subjects, scratch));
     append(report.rows, measure_listening(broker, subjects, pairs));
     append(report.rows, {measure_stop(broker, subjects, pairs)});
-    append(report.rows, sizes(scratch, tools));
+    append(report.rows, size_rows);
     const std::string table = to_markdown(report);
     std::fputs(table.c_str(), stdout);
     write_file(output + "/performance.md", table);

@@ -18,6 +18,9 @@ namespace {
 
 constexpr int kStandardError = 2;
 
+// How long a program may take, in seconds; then the benchmark ends by SIGALRM.
+constexpr unsigned kPatience = 120;
+
 } // namespace
 
 void fail(const std::string& what) {
@@ -110,6 +113,7 @@ void expect_success(pid_t pid, const std::string& name) {
 
 Launched::Launched(const std::vector<std::string>& argv)
     : name_(argv.front()) {
+    ::alarm(kPatience);
     Pipe output = make_pipe();
     Pipe record = make_pipe();
     std::vector<std::string> words{helper("launch")};
@@ -140,6 +144,7 @@ Cost Launched::finish() {
                     &numbers[3], &cost.wait_status) != 5) {
         fail(name_ + ": the launcher said nothing");
     }
+    ::alarm(0);
     cost.start_ns = numbers[0];
     cost.end_ns = numbers[1];
     cost.processor_us = numbers[2];
