@@ -19,9 +19,6 @@ endif()
 if(QX_SANITIZE_FLAGS)
   target_compile_options(qx_options INTERFACE ${QX_SANITIZE_FLAGS} -g -O1)
   target_link_options(qx_options INTERFACE ${QX_SANITIZE_FLAGS})
-  # What the sanitizers insert makes this compiler see accesses that are not there, in the standard library even.
-  target_compile_options(qx_options INTERFACE
-    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized -Wno-array-bounds -Wno-restrict -Wno-stringop-overflow>)
 endif()
 
 add_library(qx_product INTERFACE)
