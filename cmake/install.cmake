@@ -12,7 +12,7 @@ function(qx_document component template folder name)
   set(output ${PROJECT_BINARY_DIR}/share/${folder}/${name})
   file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/share/${folder})
   add_custom_command(OUTPUT ${output}
-    COMMAND qxdocgen ${docs}/${template} ${output} ${public_header} ${readme}
+    COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:qxdocgen> ${docs}/${template} ${output} ${public_header} ${readme}
     DEPENDS qxdocgen ${docs}/${template} ${public_header} ${readme} VERBATIM)
   add_custom_target(qx_document_${name} ALL DEPENDS ${output})
   install(FILES ${output} DESTINATION ${CMAKE_INSTALL_DATADIR}/${folder} COMPONENT ${component})

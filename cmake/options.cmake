@@ -29,12 +29,17 @@ if(NOT QX_SANITIZE)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # Fat objects: programs that link the library without link-time optimisation can use it too.
     target_compile_options(qx_product INTERFACE -flto=auto -ffat-lto-objects)
+  elseif(CMAKE_CROSSCOMPILING)
+    target_compile_options(qx_product INTERFACE -flto)
   endif()
 endif()
 
 # qx_ship(TARGET): how a program that goes to the router is linked. One dynamic library, libc, is left.
 function(qx_ship target)
   target_link_libraries(${target} PRIVATE qx_product)
+  if(CMAKE_CROSSCOMPILING)
+    target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/no_demangler.cpp)
+  endif()
   if(NOT QX_SANITIZE)
     target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")

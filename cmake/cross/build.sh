@@ -137,7 +137,7 @@ build_project() {
         cross_cmake "$1" "$root" "$build" -DCMAKE_FIND_ROOT_PATH="$out/$1-libraries"
         say "$2" >"$build/.key"
     fi
-    ninja -C "$build" -j "$jobs"
+    ninja -C "$build" -j "$jobs" all archive
 }
 
 build() {

@@ -39,21 +39,22 @@ TEST_F(CProgram, LinksWithNothingOfTheCppRuntime) {
     if (qx::test::kSanitized) {
         GTEST_SKIP() << "the archive of this build needs the sanitizer's runtime";
     }
-    const fs::path archive = fs::path(QX_TOOL).parent_path().parent_path() / "client/libqx_plix.a";
     const fs::path headers = fs::path(__FILE__).parent_path() / "../../client/include";
     const qx::test::TemporaryDirectory build;
     const std::string program = build.path() / "program";
     qx::test::write_file(program + ".c", kProgram);
-    const auto built =
-        qx::test::run({"gcc", "-std=c11", "-Wall", "-Wextra", "-Wpedantic", "-Werror", "-I",
-                       headers, program + ".c", archive, "-ljansson", "-lpthread", "-o", program});
+    const std::string compile =
+        std::string(QX_C_COMPILER) + " -std=c11 -Wall -Wextra -Wpedantic -Werror -Os \"$@\"";
+    const auto built = qx::test::run({"sh", "-c", compile, "cc", "-I", headers, program + ".c",
+                                      QX_PLIX, QX_JANSSON, "-lpthread", "-o", program});
     ASSERT_EQ(built.status, 0) << built.err;
 
     broker.answer("get_services_status", R"({"status": 0, "data": {"status": 1}})");
     broker.answer("get_version_info", R"({"status": 0, "data": {"version": "2"}})");
     broker.reply("qxagent_started",
                  {qx::test::framed(R"({"status": 0})") + qx::test::framed(R"({"pid": 7})")});
-    const auto ran = qx::test::run({program});
+    const auto ran =
+        qx::test::kEmulated ? qx::test::run({QX_EMULATOR, program}) : qx::test::run({program});
     EXPECT_EQ(ran.status, 0) << ran.err;
     EXPECT_EQ(ran.out, "1 {\"version\": \"2\"}\nevent: {\"pid\": 7}\n");
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -141,7 +142,11 @@ bool Process::reads(const Stream& stream, std::string_view text, std::size_t tim
         if (found != std::string::npos) {
             from = found + text.size();
             --times;
-        } else if (!pump(deadline)) {
+            continue;
+        }
+        // What was searched is not searched again, but for the beginning of a `text` at its end.
+        from = std::max(from, stream.text.size() - std::min(stream.text.size(), text.size() - 1));
+        if (!pump(deadline)) {
             return false;
         }
     }

@@ -38,6 +38,10 @@ void enter_private_namespaces(char** argv) {
     char flags[] = "-Urmn";
     words.push_back(unshare);
     words.push_back(flags);
+    char emulator[] = QX_EMULATOR;
+    if (kEmulated) {
+        words.push_back(emulator);
+    }
     for (char** word = argv; *word != nullptr; ++word) {
         words.push_back(*word);
     }

@@ -11,6 +11,9 @@ namespace qx::test {
 /// The agent's install directory in the test's world, found through the fallback name.
 inline const std::filesystem::path kInstallDir = "/opt/norvane";
 
+/// Whether the test program runs in an emulator, which lacks some details of some system calls.
+inline constexpr bool kEmulated = !std::string_view(QX_EMULATOR).empty();
+
 /// Moves the program, whose words are `argv`, into a world of its own, by starting it again:
 /// private users, mounts and network, an empty /opt, and an /etc that holds only what programs need
 /// to start (passwd without the agent's user). Broker sockets are abstract, so the private network

@@ -140,6 +140,7 @@ TEST_F(Listen, EndsQuietlyWhenItsReaderIsGone) {
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.err, "");
 
+    ASSERT_TRUE(broker.wait_for_subscribers(0));
     Process reader({"sh", "-c", std::string(QX_TOOL) + " listen | head -n 1"});
     ASSERT_TRUE(broker.wait_for_subscribers(7));
     broker.emit("device_discovery", "[]");

@@ -114,7 +114,8 @@ io::descriptor lock(const place& where, bool make_directory) {
     const std::string file = where.file + ".lock";
     constexpr int flags = O_RDWR | O_CREAT;
     io::descriptor fd = open_file(file, flags);
-    if (!fd && errno == ENOENT && make_directory && ::mkdir(where.directory.c_str(), 0755) == 0) {
+    if (!fd && errno == ENOENT && make_directory &&
+        (::mkdir(where.directory.c_str(), 0755) == 0 || errno == EEXIST)) {
         fd = open_file(file, flags);
     }
     struct stat status {};
