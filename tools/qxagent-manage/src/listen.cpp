@@ -23,6 +23,9 @@ namespace {
 
 using Events = std::vector<std::pair<qx_plix_event_type, std::string>>;
 
+// What a line has besides the event itself, at most.
+constexpr std::size_t kAroundAnEvent = 100;
+
 constexpr int kStopSignals[] = {SIGINT, SIGQUIT, SIGTERM};
 
 // Runs inside the C library's call, so nothing may be thrown: an event that memory is too short for
@@ -35,7 +38,7 @@ void print_event(const char* text, void* user_data) noexcept {
     const qx::json_ptr object(::json_pack(
         "{s:s,s:O}", "event_name", static_cast<const char*>(user_data), "data", event.get()));
     try {
-        print_json(object.get());
+        print_json(object.get(), std::strlen(text) + kAroundAnEvent);
     } catch (const std::bad_alloc&) {
     }
 }

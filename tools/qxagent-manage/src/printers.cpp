@@ -5,6 +5,8 @@
 #include "qx/println.h"
 
 #include <cstdio>
+#include <cstring>
+#include <new>
 #include <unistd.h>
 
 namespace qx::manage {
@@ -17,14 +19,50 @@ bool output_is_terminal() {
     return terminal;
 }
 
+using Line = fmt::basic_memory_buffer<char, 500>;
+
+// jansson hands over most things a few bytes at a time, for which a call of memcpy is a long way.
+void copy_few(char* to, const char* from, std::size_t size) {
+    if (size >= 8) {
+        std::memcpy(to, from, 8);
+        std::memcpy(to + size - 8, from + size - 8, 8);
+    } else if (size >= 4) {
+        std::memcpy(to, from, 4);
+        std::memcpy(to + size - 4, from + size - 4, 4);
+    } else if (size > 0) {
+        to[0] = from[0];
+        to[size / 2] = from[size / 2];
+        to[size - 1] = from[size - 1];
+    }
+}
+
+// Called out of jansson, so nothing may be thrown.
+int append(const char* text, std::size_t size, void* data) noexcept try {
+    constexpr std::size_t few = 16;
+    Line& line = *static_cast<Line*>(data);
+    const std::size_t end = line.size();
+    line.resize(end + size);
+    if (size <= few) {
+        copy_few(line.data() + end, text, size);
+    } else {
+        std::memcpy(line.data() + end, text, size);
+    }
+    return 0;
+} catch (const std::bad_alloc&) {
+    return -1;
+}
+
 } // namespace
 
-void print_json(const json_t* value) {
+void print_json(const json_t* value, std::size_t expected_size) {
     const std::size_t layout = output_is_terminal() ? JSON_INDENT(kIndent) : 0;
-    const qx::text_ptr text(::json_dumps(value, layout));
+    Line line;
+    line.reserve(expected_size + 1);
+    const int result = ::json_dump_callback(value, append, &line, layout);
     qx::require_json_memory();
-    if (text) {
-        qx::println(stdout, "{:s}", text.get());
+    if (result == 0) {
+        line.push_back('\n');
+        std::fwrite(line.data(), 1, line.size(), stdout);
     }
 }
 
@@ -35,7 +73,7 @@ void print_output(const char* text) {
     const qx::json_ptr value(::json_loads(text, 0, nullptr));
     qx::require_json_memory();
     if (value) {
-        print_json(value.get());
+        print_json(value.get(), std::strlen(text));
     }
 }
 

@@ -5,13 +5,15 @@
 #include "qx/string_view.h"
 #include "qx_plix.h"
 
+#include <cstddef>
 #include <jansson.h>
 
 namespace qx::manage {
 
 /// Prints a JSON value as one line, or indented by 4 when standard output is a terminal. Prints
-/// nothing for null or for a value that cannot be serialised. The caller keeps the value.
-void print_json(const json_t* value);
+/// nothing for null or for a value that cannot be serialised. The caller keeps the value, and says
+/// how long the line is going to be, as far as it knows, so that room for it is made once.
+void print_json(const json_t* value, std::size_t expected_size);
 
 /// Prints a JSON document (an object or an array) like print_json. Prints nothing for any other
 /// text, or for null.
