@@ -31,14 +31,13 @@ constexpr int kStopSignals[] = {SIGINT, SIGQUIT, SIGTERM};
 // Runs inside the C library's call, so nothing may be thrown: an event that memory is too short for
 // is passed over.
 void print_event(const char* text, void* user_data) noexcept {
-    qx::json_ptr event(::json_loads(text, 0, nullptr));
-    if (!event) {
-        return;
-    }
-    const qx::json_ptr object(::json_pack(
-        "{s:s,s:O}", "event_name", static_cast<const char*>(user_data), "data", event.get()));
+    json_t* const event = ::json_loads(text, 0, nullptr);
+    json_t* const name = ::json_string_nocheck(static_cast<const char*>(user_data));
+    const qx::json_ptr object(::json_object());
+    const bool named = ::json_object_set_new_nocheck(object.get(), "event_name", name) == 0;
+    const bool whole = ::json_object_set_new_nocheck(object.get(), "data", event) == 0 && named;
     try {
-        print_json(object.get(), std::strlen(text) + kAroundAnEvent);
+        print_json(whole ? object.get() : nullptr, std::strlen(text) + kAroundAnEvent);
     } catch (const std::bad_alloc&) {
     }
 }
