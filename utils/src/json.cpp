@@ -1,5 +1,7 @@
 #include "qx/json.h"
 
+#include <cstdlib>
+#include <malloc.h>
 #include <new>
 #include <utility>
 
@@ -8,8 +10,82 @@ namespace {
 
 thread_local bool lacked_memory = false;
 
+#if defined(__GLIBC__)
+// Has such a stock itself, for each thread.
+void* allocate_block(std::size_t size) {
+    return std::malloc(size);
+}
+
+void release(void* block) {
+    std::free(block);
+}
+
+void keep_blocks() {}
+#else
+// An event is dozens of small blocks, and the C library takes a lock for each. So the thread that
+// said that it wants it keeps some that are released, of sizes that occur. They remain the C
+// library's own blocks: a text made here may be released with free().
+class Stock {
+public:
+    void open() { open_ = true; }
+
+    void* take(std::size_t& size) {
+        const std::size_t grains = (size + kGrain - 1) / kGrain;
+        if (!open_ || grains >= kClasses) {
+            return nullptr;
+        }
+        size = grains * kGrain;
+        Block* const block = first_[grains];
+        if (block != nullptr) {
+            first_[grains] = block->next;
+            kept_ -= size;
+        }
+        return block;
+    }
+
+    bool put(void* released) {
+        const std::size_t grains = open_ ? ::malloc_usable_size(released) / kGrain : 0;
+        if (grains == 0 || grains >= kClasses || kept_ >= kMost) {
+            return false;
+        }
+        first_[grains] = new (released) Block{first_[grains]};
+        kept_ += grains * kGrain;
+        return true;
+    }
+
+private:
+    struct Block {
+        Block* next;
+    };
+    static constexpr std::size_t kGrain = 16;
+    static constexpr std::size_t kClasses = 9;
+    static constexpr std::size_t kMost = std::size_t{256} * 1024;
+
+    Block* first_[kClasses]{};
+    std::size_t kept_ = 0;
+    bool open_ = false;
+};
+
+thread_local constinit Stock stock;
+
+void* allocate_block(std::size_t size) {
+    void* const block = stock.take(size);
+    return block != nullptr ? block : std::malloc(size);
+}
+
+void release(void* block) {
+    if (block != nullptr && !stock.put(block)) {
+        std::free(block);
+    }
+}
+
+void keep_blocks() {
+    stock.open();
+}
+#endif
+
 void* allocate(std::size_t size) {
-    void* const block = std::malloc(size);
+    void* const block = allocate_block(size);
     lacked_memory = lacked_memory || block == nullptr;
     return block;
 }
@@ -17,7 +93,8 @@ void* allocate(std::size_t size) {
 } // namespace
 
 void watch_json_memory() noexcept {
-    ::json_set_alloc_funcs(allocate, std::free);
+    keep_blocks();
+    ::json_set_alloc_funcs(allocate, release);
 }
 
 void require_json_memory() {
