@@ -10,4 +10,5 @@ target_link_libraries(qx_jansson INTERFACE ${JANSSON_LIBRARY})
 find_path(FMT_INCLUDE_DIR fmt/format.h REQUIRED)
 add_library(qx_fmt INTERFACE)
 target_include_directories(qx_fmt SYSTEM INTERFACE ${FMT_INCLUDE_DIR})
-target_compile_definitions(qx_fmt INTERFACE FMT_HEADER_ONLY)
+# Nobody prints a number with a fraction, and the code for it is large.
+target_compile_definitions(qx_fmt INTERFACE FMT_HEADER_ONLY FMT_USE_FLOAT=0 FMT_USE_DOUBLE=0 FMT_USE_LONG_DOUBLE=0)
