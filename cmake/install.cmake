@@ -28,6 +28,7 @@ install(FILES ${docs}/scripting.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qxag
 install(TARGETS qxbrokerd-sim DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT simulator)
 install(FILES ${docs}/man/qxbrokerd-sim.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT simulator)
 install(FILES ${docs}/simulator.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qxbrokerd-sim COMPONENT simulator)
+install(DIRECTORY ${docs}/scenarios DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qxbrokerd-sim COMPONENT simulator)
 
 # The objects of a cross build are its compiler's own and of no use to another.
 if(CMAKE_CROSSCOMPILING)

@@ -52,6 +52,46 @@ TEST_F(Documents, ShowExamplesOfEveryOperationThatWork) {
     EXPECT_TRUE(missing.empty()) << missing.front();
 }
 
+/// The cells of a row of a table, without blanks and backquotes around them.
+std::vector<std::string> cells(const std::string& row) {
+    std::vector<std::string> found;
+    std::string cell;
+    for (std::size_t i = 1; i < row.size(); ++i) {
+        if (row[i] == '|' && row[i - 1] != '\\') {
+            cell.erase(0, cell.find_first_not_of(" `"));
+            cell.erase(cell.find_last_not_of(" `") + 1);
+            found.push_back(cell);
+            cell.clear();
+        } else if (row[i] != '\\') {
+            cell += row[i];
+        }
+    }
+    return found;
+}
+
+TEST_F(Documents, ShowScenariosWithWhatComesOfThem) {
+    const fs::path scenarios = fs::path(QX_SOURCE_DIR) / "docs/scenarios";
+    std::size_t files = 0;
+    std::istringstream lines(read_file(fs::path(QX_SOURCE_DIR) / "docs/simulator.md"));
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.starts_with("| [")) {
+            continue;
+        }
+        SCOPED_TRACE(line);
+        ++files;
+        const auto row = cells(line);
+        ASSERT_EQ(row.size(), 5U);
+        const std::string name = row[0].substr(1, row[0].find(']') - 1);
+        const Simulator broker(read_file(scenarios / (name + ".json")));
+        const Outcome outcome = run_script(row[2]);
+        EXPECT_EQ(std::to_string(outcome.status), row[3]);
+        EXPECT_NE((outcome.out + outcome.err).find(row[4]), std::string::npos)
+            << outcome.out << outcome.err;
+    }
+    const fs::directory_iterator all(scenarios);
+    EXPECT_EQ(files, std::distance(begin(all), end(all)));
+}
+
 constexpr std::size_t kEventTypes = 7;
 
 bool is_script(const FencedBlock& block) {
