@@ -3,6 +3,7 @@
 
 #include "process.h"
 #include "qx_plix.h"
+#include "sanitized.h"
 #include "test_broker.h"
 #include "world.h"
 
@@ -16,16 +17,6 @@
 #include <vector>
 
 namespace qx::test {
-
-/// Whether this is a build with a sanitizer.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-inline constexpr bool kSanitized =
-    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-inline constexpr bool kSanitized = false;
-#endif
 
 /// A broker that runs in the fallback install directory.
 class Agent : public ::testing::Test {

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -176,6 +177,14 @@ bool Process::wait_for_error(std::string_view text) {
 
 void Process::signal(int number) const {
     ::kill(pid_, number);
+}
+
+bool Process::ends_within(std::chrono::milliseconds time) const {
+    int fd = static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0));
+    pollfd polled = {fd, POLLIN, 0};
+    const int count = ::poll(&polled, 1, static_cast<int>(time.count()));
+    close_fd(fd);
+    return count == 1;
 }
 
 Outcome Process::finish() {

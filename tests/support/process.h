@@ -52,6 +52,9 @@ public:
 
     void signal(int number) const;
 
+    /// Waits for the program's end, but reads nothing of what it writes.
+    [[nodiscard]] bool ends_within(std::chrono::milliseconds time) const;
+
     /// Collects what the program still writes and waits for its end; a failed expectation, and
     /// SIGKILL, after kPatience.
     Outcome finish();

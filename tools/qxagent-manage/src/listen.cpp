@@ -1,7 +1,7 @@
 #include "listen.h"
 
+#include "event_output.h"
 #include "exit_status.h"
-#include "printers.h"
 #include "qx/io.h"
 #include "qx/json.h"
 #include "qx/println.h"
@@ -12,18 +12,24 @@
 #include <cstring>
 #include <iterator>
 #include <new>
+#include <string>
 #include <sys/epoll.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
-#include <utility>
 #include <vector>
 
 namespace qx::manage {
 namespace {
 
-using Events = std::vector<std::pair<qx_plix_event_type, std::string>>;
+struct Event {
+    qx_plix_event_type type;
+    std::string name;
+    EventOutput* output;
+};
 
-// What a line has besides the event itself, at most.
+using Events = std::vector<Event>;
+
+// What a line has besides the event itself, about.
 constexpr std::size_t kAroundAnEvent = 100;
 
 constexpr int kStopSignals[] = {SIGINT, SIGQUIT, SIGTERM};
@@ -31,13 +37,14 @@ constexpr int kStopSignals[] = {SIGINT, SIGQUIT, SIGTERM};
 // Runs inside the C library's call, so nothing may be thrown: an event that memory is too short for
 // is passed over.
 void print_event(const char* text, void* user_data) noexcept {
+    const Event& subscribed = *static_cast<const Event*>(user_data);
     json_t* const event = ::json_loads(text, 0, nullptr);
-    json_t* const name = ::json_string_nocheck(static_cast<const char*>(user_data));
+    json_t* const name = ::json_string_nocheck(subscribed.name.c_str());
     const qx::json_ptr object(::json_object());
     const bool named = ::json_object_set_new_nocheck(object.get(), "event_name", name) == 0;
     const bool whole = ::json_object_set_new_nocheck(object.get(), "data", event) == 0 && named;
     try {
-        print_json(whole ? object.get() : nullptr, std::strlen(text) + kAroundAnEvent);
+        subscribed.output->add(whole ? object.get() : nullptr, std::strlen(text) + kAroundAnEvent);
     } catch (const std::bad_alloc&) {
     }
 }
@@ -65,18 +72,24 @@ private:
     struct sigaction before_[std::size(kStopSignals)]{};
 };
 
-bool list_events(const std::set<std::string>& names, Events& events) {
+void list_all_events(EventOutput& output, Events& events) {
+    for (int type = 0; type < QX_PLIX_EVENT_UNKNOWN; ++type) {
+        const auto value = static_cast<qx_plix_event_type>(type);
+        events.push_back({value, qx_plix_event_type_to_str(value), &output});
+    }
+}
+
+bool list_events(const std::set<std::string>& names, EventOutput& output, Events& events) {
     for (const std::string& name : names) {
         const qx_plix_event_type type = qx_plix_event_type_from_str(name.c_str());
         if (type == QX_PLIX_EVENT_UNKNOWN) {
             qx::println(stderr, "Unknown event: {:s}", name);
             return false;
         }
-        events.emplace_back(type, name);
+        events.push_back({type, name, &output});
     }
-    for (int type = 0; names.empty() && type < QX_PLIX_EVENT_UNKNOWN; ++type) {
-        const auto value = static_cast<qx_plix_event_type>(type);
-        events.emplace_back(value, qx_plix_event_type_to_str(value));
+    if (names.empty()) {
+        list_all_events(output, events);
     }
     return true;
 }
@@ -88,16 +101,16 @@ public:
     Subscriptions(const Subscriptions&) = delete;
     Subscriptions& operator=(const Subscriptions&) = delete;
     ~Subscriptions() {
-        for (const auto& [type, name] : events_) {
-            qx_plix_unsubscribe(type);
+        for (const Event& event : events_) {
+            qx_plix_unsubscribe(event.type);
         }
     }
 
     bool subscribe_all() {
-        for (auto& [type, name] : events_) {
+        for (Event& event : events_) {
             int fd = -1;
-            if (qx_plix_subscribe(type, print_event, name.data(), &fd) != 0) {
-                qx::println(stderr, "Failed to subscribe to event: {:s}", name);
+            if (qx_plix_subscribe(event.type, print_event, &event, &fd) != 0) {
+                qx::println(stderr, "Failed to subscribe to event: {:s}", event.name);
                 return false;
             }
             fds_.push_back(fd);
@@ -151,7 +164,19 @@ bool watch(int epfd, int signal_fd, const std::vector<int>& fds) {
 
 enum class Next { wait, stop, fail };
 
-Next handle(int fd, int signal_fd) {
+Next after(EventOutput::Result result) {
+    switch (result) {
+    case EventOutput::Result::printed:
+        return Next::wait;
+    case EventOutput::Result::stopped:
+        return Next::stop;
+    case EventOutput::Result::failed:
+        return Next::fail;
+    }
+    return Next::fail;
+}
+
+Next handle(int fd, int signal_fd, EventOutput& output) {
     if (fd == signal_fd) {
         return Next::stop;
     }
@@ -162,10 +187,10 @@ Next handle(int fd, int signal_fd) {
         qx::println(stderr, "failed to read qx event");
         return Next::fail;
     }
-    return Next::wait;
+    return after(output.print());
 }
 
-int print_until_stopped(int epfd, int signal_fd, std::size_t watched) {
+int print_until_stopped(int epfd, int signal_fd, std::size_t watched, EventOutput& output) {
     std::vector<epoll_event> ready(watched);
     for (;;) {
         const int count = ::epoll_wait(epfd, ready.data(), static_cast<int>(ready.size()), -1);
@@ -176,7 +201,8 @@ int print_until_stopped(int epfd, int signal_fd, std::size_t watched) {
             return fail("epoll_wait(): {}");
         }
         for (int i = 0; i < count; ++i) {
-            const Next next = handle(ready[static_cast<std::size_t>(i)].data.fd, signal_fd);
+            const int fd = ready[static_cast<std::size_t>(i)].data.fd;
+            const Next next = handle(fd, signal_fd, output);
             if (next != Next::wait) {
                 return next == Next::stop ? kSuccess : kFailure;
             }
@@ -187,11 +213,12 @@ int print_until_stopped(int epfd, int signal_fd, std::size_t watched) {
 } // namespace
 
 int run_listen(const std::set<std::string>& events) {
+    EventOutput output;
     Events wanted;
-    if (!list_events(events, wanted)) {
+    if (!list_events(events, output, wanted)) {
         return kFailure;
     }
-    const EndAtOnceOnStop until_signals_are_watched;
+    const EndAtOnceOnStop unless_signals_are_watched;
     Subscriptions subscriptions(wanted);
     if (!subscriptions.subscribe_all()) {
         return kFailure;
@@ -204,11 +231,13 @@ int run_listen(const std::set<std::string>& events) {
     if (!signals) {
         return fail("failed to set up signal handling: {}");
     }
+    output.stop_at(signals.get());
     if (!watch(epoll.get(), signals.get(), subscriptions.fds())) {
         return fail("epoll_set_fd_ro: {}");
     }
     // The notification descriptors, the signal descriptor and standard output.
-    return print_until_stopped(epoll.get(), signals.get(), subscriptions.fds().size() + 2);
+    const std::size_t watched = subscriptions.fds().size() + 2;
+    return print_until_stopped(epoll.get(), signals.get(), watched, output);
 }
 
 } // namespace qx::manage

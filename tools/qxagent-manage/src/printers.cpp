@@ -19,8 +19,6 @@ bool output_is_terminal() {
     return terminal;
 }
 
-using Line = fmt::basic_memory_buffer<char, 500>;
-
 // jansson hands over most things a few bytes at a time, for which a call of memcpy is a long way.
 void copy_few(char* to, const char* from, std::size_t size) {
     if (size >= 8) {
@@ -39,7 +37,7 @@ void copy_few(char* to, const char* from, std::size_t size) {
 // Called out of jansson, so nothing may be thrown.
 int append(const char* text, std::size_t size, void* data) noexcept try {
     constexpr std::size_t few = 16;
-    Line& line = *static_cast<Line*>(data);
+    OutputText& line = *static_cast<OutputText*>(data);
     const std::size_t end = line.size();
     line.resize(end + size);
     if (size <= few) {
@@ -54,15 +52,16 @@ int append(const char* text, std::size_t size, void* data) noexcept try {
 
 } // namespace
 
-void print_json(const json_t* value, std::size_t expected_size) {
+void append_json(OutputText& text, const json_t* value, std::size_t expected_size) {
     const std::size_t layout = output_is_terminal() ? JSON_INDENT(kIndent) : 0;
-    Line line;
-    line.reserve(expected_size + 1);
-    const int result = ::json_dump_callback(value, append, &line, layout);
+    const std::size_t before = text.size();
+    text.reserve(before + expected_size + 1);
+    const int result = ::json_dump_callback(value, append, &text, layout);
     qx::require_json_memory();
     if (result == 0) {
-        line.push_back('\n');
-        std::fwrite(line.data(), 1, line.size(), stdout);
+        text.push_back('\n');
+    } else {
+        text.resize(before);
     }
 }
 
@@ -73,11 +72,14 @@ void print_output(const char* text) {
     const qx::json_ptr value(::json_loads(text, 0, nullptr));
     qx::require_json_memory();
     if (value) {
-        print_json(value.get(), std::strlen(text));
+        OutputText output;
+        append_json(output, value.get(), std::strlen(text));
+        std::fwrite(output.data(), 1, output.size(), stdout);
     }
 }
 
 void print_bool_output(bool value, const char* key) {
+    // An answer that memory was too short to read is no answer.
     qx::require_json_memory();
     qx::println(stdout, output_is_terminal() ? "{:s}: {}" : "{{\"{:s}\": {}}}", key, value);
 }

@@ -6,17 +6,21 @@
 #include "qx_plix.h"
 
 #include <cstddef>
+#include <fmt/format.h>
 #include <jansson.h>
 
 namespace qx::manage {
 
-/// Prints a JSON value as one line, or indented by 4 when standard output is a terminal. Prints
-/// nothing for null or for a value that cannot be serialised. The caller keeps the value, and says
-/// how long the line is going to be, as far as it knows, so that room for it is made once.
-void print_json(const json_t* value, std::size_t expected_size);
+/// A text of results.
+using OutputText = fmt::basic_memory_buffer<char, 500>;
 
-/// Prints a JSON document (an object or an array) like print_json. Prints nothing for any other
-/// text, or for null.
+/// Appends a JSON document as it is printed: one line, or several indented by 4 when standard
+/// output is a terminal. Appends nothing for null or for a value that cannot be serialised. The
+/// caller keeps the value, and says how long the text is going to be, as far as it knows, so that
+/// room for it is made once. Throws std::bad_alloc.
+void append_json(OutputText& text, const json_t* value, std::size_t expected_size);
+
+/// Prints a JSON document (an object or an array). Prints nothing for any other text, or for null.
 void print_output(const char* text);
 
 /// Prints a one-member object with `key`, or "key: value" when standard output is a terminal.

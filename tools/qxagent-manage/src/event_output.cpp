@@ -1,0 +1,97 @@
+#include "event_output.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+#include <poll.h>
+#include <unistd.h>
+
+namespace qx::manage {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kPatience{1};
+
+// Texts are freed one by one as they are printed, and the last is used again unless it is long.
+constexpr std::size_t kFull = std::size_t{64} * 1024;
+constexpr std::size_t kLong = 2 * kFull;
+
+int poll_again(pollfd* polled, nfds_t count, int timeout) {
+    int result = 0;
+    do {
+        result = ::poll(polled, count, timeout);
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+
+// As much as a pipe that is ready takes without waiting: whole lines, or a part of a long one.
+std::size_t piece_length(const char* text, std::size_t size) {
+    if (size <= PIPE_BUF) {
+        return size;
+    }
+    const void* const end = ::memrchr(text, '\n', PIPE_BUF);
+    return end == nullptr ? PIPE_BUF
+                          : static_cast<std::size_t>(static_cast<const char*>(end) - text) + 1;
+}
+
+} // namespace
+
+void EventOutput::add(const json_t* document, std::size_t expected_size) {
+    if (texts_.empty() || texts_.back().size() >= kFull) {
+        texts_.emplace_back();
+    }
+    append_json(texts_.back(), document, expected_size);
+}
+
+EventOutput::Result EventOutput::print() {
+    Result result = Result::printed;
+    for (OutputText& text : texts_) {
+        if (result == Result::printed) {
+            result = print(text);
+        }
+        if (&text != &texts_.back() || text.capacity() > kLong) {
+            text = OutputText();
+        }
+    }
+    if (!texts_.empty()) {
+        std::swap(texts_.front(), texts_.back());
+        texts_.resize(1);
+        texts_.front().clear();
+    }
+    return result;
+}
+
+EventOutput::Result EventOutput::print(const OutputText& text) {
+    for (std::size_t at = 0; at < text.size();) {
+        if (!reader_takes_more()) {
+            return Result::stopped;
+        }
+        const std::size_t length = piece_length(text.data() + at, text.size() - at);
+        std::fwrite(text.data() + at, 1, length, stdout);
+        if (std::fflush(stdout) != 0) {
+            return Result::failed;
+        }
+        at += length;
+    }
+    return Result::printed;
+}
+
+// A write would wait for a reader that stands still with the stop signals blocked, and so for ever.
+bool EventOutput::reader_takes_more() {
+    pollfd polled[] = {{STDOUT_FILENO, POLLOUT, 0}, {stop_fd_, POLLIN, 0}};
+    if (poll_again(polled, std::size(polled), -1) < 0 || polled[0].revents != 0) {
+        return true;
+    }
+    const auto now = Clock::now();
+    if (!last_moment_) {
+        last_moment_ = now + kPatience;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*last_moment_ - now);
+    return left.count() > 0 && poll_again(polled, 1, static_cast<int>(left.count())) != 0;
+}
+
+} // namespace qx::manage
