@@ -1,5 +1,5 @@
 # qx_jansson, qx_fmt: the two libraries that reach the router. jansson is linked statically where it can be,
-# fmt is used header-only, so that the tool starts without loading either.
+# fmt is used header-only in what ships, so that the tool starts without loading either.
 
 find_path(JANSSON_INCLUDE_DIR jansson.h REQUIRED)
 find_library(JANSSON_LIBRARY NAMES libjansson.a jansson REQUIRED)
@@ -10,5 +10,11 @@ target_link_libraries(qx_jansson INTERFACE ${JANSSON_LIBRARY})
 find_path(FMT_INCLUDE_DIR fmt/format.h REQUIRED)
 add_library(qx_fmt INTERFACE)
 target_include_directories(qx_fmt SYSTEM INTERFACE ${FMT_INCLUDE_DIR})
-# Nobody prints a number with a fraction, and the code for it is large.
-target_compile_definitions(qx_fmt INTERFACE FMT_HEADER_ONLY FMT_USE_FLOAT=0 FMT_USE_DOUBLE=0 FMT_USE_LONG_DOUBLE=0)
+if(QX_SANITIZE)
+  # What is in the headers takes most of the time that a source takes to compile.
+  find_library(FMT_LIBRARY fmt REQUIRED)
+  target_link_libraries(qx_fmt INTERFACE ${FMT_LIBRARY})
+else()
+  # Nobody prints a number with a fraction, and the code for it is large.
+  target_compile_definitions(qx_fmt INTERFACE FMT_HEADER_ONLY FMT_USE_FLOAT=0 FMT_USE_DOUBLE=0 FMT_USE_LONG_DOUBLE=0)
+endif()

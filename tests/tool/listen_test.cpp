@@ -178,7 +178,7 @@ void send_burst(Process& simulator, int events, const std::string& filler) {
 TEST(ListenToTheSimulator, EndsOnASignalWhileItsReaderStandsStill) {
     const std::string name = "QX_PLIX_DEVICES_LIST_UPDATED";
     Simulator simulator("{\"events\": [" + greeting("devices_list_updated") + "]}");
-    for (const std::size_t filler : {10, 100'000}) {
+    for (const std::size_t filler : {std::size_t{10}, std::size_t{100'000}}) {
         Process tool({QX_TOOL, "listen", "--events=" + name});
         ASSERT_TRUE(tool.wait_for_output(printed(name, R"(["hello"])")));
         send_burst(simulator, 2'000'000 / static_cast<int>(filler + 90), std::string(filler, 'x'));
