@@ -20,9 +20,10 @@ using qx::setMgmt;
 
 constexpr const char* kConnector = "qxcloudd";
 
-// What must not stay undone is tried again: a lack of memory or of processes may be over by then.
 constexpr int kAttempts = 3;
 
+// What must not stay undone is tried again when a step says so, or when memory was short, which may
+// be over by then. Nothing is thrown past the undo steps that are still to come.
 template <typename Step>
 bool insist(const Step& step) noexcept {
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -31,6 +32,9 @@ bool insist(const Step& step) noexcept {
                 return true;
             }
         } catch (const std::bad_alloc&) {
+            continue;
+        } catch (...) {
+            return false;
         }
     }
     return false;
@@ -39,7 +43,11 @@ bool insist(const Step& step) noexcept {
 using Words = std::vector<std::string>;
 
 void run(const Words& words) noexcept {
-    insist([&] { return qx::exec_command(words, 0) >= 0; });
+    insist([&] {
+        // Whatever came of it: a program that did run must not run twice.
+        qx::exec_command(words, 0);
+        return true;
+    });
 }
 
 struct Connector {
