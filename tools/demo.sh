@@ -1,18 +1,24 @@
 #!/bin/sh
-# The main job, shown: a simulated broker and the tool that speaks to it. Runs inside private namespaces, as
-# `./dev demo` starts it, so that the machine's own /opt and sockets stay out of it.
+# The main job, shown: a simulated broker and the tool that speaks to it. Moves into private namespaces first, so that
+# the machine's own /opt and sockets stay out of it. Ends with a status other than 0 when a step does not go as shown.
 # usage: demo.sh FOLDER-OF-THE-PROGRAMS
 set -eu
 
-programs=$1
+if [ "${1:-}" != --inside ]; then
+    exec unshare -Urmn sh "$0" --inside "$@"
+fi
+programs=$2
 install_dir=/opt/norvane
 
 mount -t tmpfs tmpfs /opt
 mkdir -p "$install_dir/etc/init.d" "$install_dir/bin"
 work=$(mktemp -d)
 simulator=
+listener=
 cleanup() {
-    [ -z "$simulator" ] || kill "$simulator" 2>/dev/null || true
+    for process in $listener $simulator; do
+        kill "$process" 2>/dev/null || true
+    done
     wait
     rm -rf "$work"
 }
@@ -40,12 +46,29 @@ stop_broker() {
     exec 3<&-
 }
 
+# Calls the tool; its exit status goes into `status`.
+call() {
+    status=0
+    "$programs/qxagent-manage" "$@" || status=$?
+}
+
+# report EXPECTED: shows the status, and fails when another was expected.
+report() {
+    printf '[status %s]\n' "$status"
+    [ "$status" -eq "$1" ] || { echo "expected status $1" >&2; exit 1; }
+}
+
 # Shows one call of the tool, what it prints and its exit status.
 show() {
     printf '\n$ qxagent-manage %s\n' "$*"
-    status=0
-    "$programs/qxagent-manage" "$@" || status=$?
-    printf '[status %s]\n' "$status"
+    call "$@"
+    report 0
+}
+
+show_refused() {
+    printf '\n$ qxagent-manage %s\n' "$*"
+    call "$@"
+    report 1
 }
 
 # wait_for FILE COUNT TEXT: until so many lines of the file hold the text.
@@ -85,31 +108,38 @@ show register --params name=cellar,place=home
 
 heading "A feature, set and read back"
 show feature --list
-feature=$("$programs/qxagent-manage" feature --list | jq -r 'if type == "array" then (.[0] | if type == "object" then .name else . end) else keys[0] end')
+feature=$("$programs/qxagent-manage" feature --list | jq -r '.[0]')
 show feature --set "$feature=disabled"
 show feature --get "$feature"
 
 heading "A device comes online while somebody listens, and the broker restarts meanwhile"
 stop_broker
-printf '{"events": [{"event": "qxagent_started", "when": "subscribe", "data": {"hello": "subscriber"}}]}' >"$work/hello"
+# The last event that a new listener subscribes to, and the one that is waited for after the restart.
+cat >"$work/hello" <<'TEXT'
+{"events": [
+    {"event": "set_device_online_status_result", "when": "subscribe", "data": {"hello": "subscriber"}},
+    {"event": "va_status_changed", "when": "subscribe", "data": {"hello": "subscriber"}}]}
+TEXT
 start_broker --scenario "$work/hello"
 printf '\n$ qxagent-manage listen &\n'
 "$programs/qxagent-manage" listen >"$work/events" &
 listener=$!
-wait_for "$work/events" 1 hello
+wait_for "$work/events" 1 'RESULT.*hello'
 show set_device_online_status --mac 02:00:00:00:00:01 --interface br-lan1 --is_online true --ip 192.0.2.7 --hostname lamp
+wait_for "$work/events" 1 'RESULT.*02:00:00:00:00:01'
 stop_broker
 printf '\n(the broker has gone)\n'
 start_broker --scenario "$work/hello"
-wait_for "$work/events" 2 hello
+wait_for "$work/events" 2 'VA_STATUS.*hello'
 show va_start
-wait_for "$work/events" 1 VA_STATUS_CHANGED
+wait_for "$work/events" 1 'VA_STATUS.*started'
 printf '\n$ kill -TERM %%listen\n'
 kill "$listener"
 status=0
 wait "$listener" || status=$?
+listener=
 cat "$work/events"
-printf '[status %s]\n' "$status"
+report 0
 
 heading "The deployment is switched: what ran, in order"
 cat >"$install_dir/etc/init.d/qplix-qxcloudd" <<TEXT
@@ -127,7 +157,9 @@ cat "$work/ran" "$install_dir/etc/settings.json"
 echo
 
 heading "What cannot be done is said"
-show va_set_schedule --at 25:99 --every_num 1 --every_unit day
-show set_router_info --modle R7 2>&1 | tail -n 2
+show_refused va_set_schedule --at 25:99 --every_num 1 --every_unit day
+printf '\n$ qxagent-manage set_router_info --modle R7 >usage\n'
+call set_router_info --modle R7 >"$work/usage"
+report 1
 stop_broker
-show is_enabled
+show_refused is_enabled
