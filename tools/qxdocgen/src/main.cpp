@@ -9,10 +9,11 @@
 
 #include <cstdio>
 #include <fstream>
+#include <functional>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <utility>
 
 namespace {
 
@@ -46,26 +47,42 @@ std::string program_of(const std::string& readme) {
     return readme.substr(begin + mark.size(), end - begin - mark.size());
 }
 
-std::string filled(std::string document, const std::string& header, const std::string& readme) {
+using Marks = std::map<std::string, std::string, std::less<>>;
+
+Marks all_marks(const std::string& header, const std::string& readme) {
     const qx::manage::CommandLine command_line;
     const auto operations = qx::docgen::read_vocabulary(command_line);
-    const std::pair<const char*, std::string> marks[] = {
-        {"@OPERATIONS@", qx::docgen::tool_operations(operations)},
-        {"@HEADER@", qx::docgen::header_page(header)},
-        {"@PROGRAM@", qx::docgen::mdoc_literal(program_of(readme))},
-        {"@BASH_CASES@", qx::docgen::bash_cases(operations)},
-        {"@BASH_SWITCHES@", qx::docgen::bash_switches(operations)},
-        {"@ZSH_OPERATIONS@", qx::docgen::zsh_operations(operations)},
-        {"@ZSH_CASES@", qx::docgen::zsh_cases(operations)},
-        {"@FISH_COMMANDS@", qx::docgen::fish_commands(operations)},
+    return {
+        {"OPERATIONS", qx::docgen::tool_operations(operations)},
+        {"HEADER", qx::docgen::header_page(header)},
+        {"PROGRAM", qx::docgen::mdoc_literal(program_of(readme))},
+        {"BASH_CASES", qx::docgen::bash_cases(operations)},
+        {"BASH_SWITCHES", qx::docgen::bash_switches(operations)},
+        {"ZSH_OPERATIONS", qx::docgen::zsh_operations(operations)},
+        {"ZSH_CASES", qx::docgen::zsh_cases(operations)},
+        {"FISH_COMMANDS", qx::docgen::fish_commands(operations)},
     };
-    for (const auto& [mark, text] : marks) {
-        const std::size_t at = document.find(mark);
-        if (at != std::string::npos) {
-            document.replace(at, std::string(mark).size(), text);
+}
+
+/// The document with each @MARK@ replaced; one that nobody knows is an error.
+std::string filled(const std::string& document, const Marks& marks) {
+    std::string result;
+    std::size_t copied = 0;
+    for (std::size_t at = 0; (at = document.find('@', at)) != std::string::npos;) {
+        const std::size_t begin = at + 1;
+        at = document.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ_", begin);
+        if (at == std::string::npos || at == begin || document[at] != '@') {
+            continue;
         }
+        const std::string name = document.substr(begin, at - begin);
+        const auto mark = marks.find(name);
+        if (mark == marks.end()) {
+            throw std::runtime_error("there is nothing for the mark @" + name + "@");
+        }
+        result.append(document, copied, begin - 1 - copied).append(mark->second);
+        copied = ++at;
     }
-    return document;
+    return result.append(document, copied);
 }
 
 } // namespace
@@ -74,7 +91,8 @@ int main(int argc, char** argv) try {
     if (argc != 5) {
         throw std::runtime_error("usage: qxdocgen TEMPLATE OUTPUT HEADER README");
     }
-    write_file(argv[2], filled(read_file(argv[1]), read_file(argv[3]), read_file(argv[4])));
+    const Marks marks = all_marks(read_file(argv[3]), read_file(argv[4]));
+    write_file(argv[2], filled(read_file(argv[1]), marks));
     return 0;
 } catch (const std::exception& failure) {
     std::fprintf(stderr, "qxdocgen: %s\n", failure.what());

@@ -1,6 +1,6 @@
 #include "mdoc.h"
 
-#include <regex>
+#include <cctype>
 #include <sstream>
 
 namespace qx::docgen {
@@ -25,12 +25,34 @@ std::string protected_line(const std::string& line) {
     return (line.starts_with('.') || line.starts_with('\'') ? "\\&" : "") + line;
 }
 
+/// Where the name begins at which `text` ends.
+std::size_t begin_of_name(const std::string& text) {
+    std::size_t begin = text.size();
+    while (begin > 0 && (std::isalnum(static_cast<unsigned char>(text[begin - 1])) != 0 ||
+                         text[begin - 1] == '_')) {
+        --begin;
+    }
+    return begin;
+}
+
 /// Words between backquotes as variables, and the names of functions as such.
 std::string marked_up(const std::string& text) {
-    static const std::regex variable("`([^`]*)`");
-    static const std::regex function("(\\w+)\\(\\)");
-    return std::regex_replace(std::regex_replace(text, variable, "\\fI$1\\fP"), function,
-                              "\\fB$1\\fP()");
+    std::string result;
+    bool quoted = false;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text[at] == '`') {
+            quoted = !quoted;
+            result += quoted ? "\\fI" : "\\fP";
+            continue;
+        }
+        const std::size_t name = begin_of_name(result);
+        if (text.compare(at, 2, "()") == 0 && name < result.size()) {
+            result.insert(name, "\\fB");
+            result += "\\fP";
+        }
+        result += text[at];
+    }
+    return result;
 }
 
 bool ends_sentence(const std::string& word) {

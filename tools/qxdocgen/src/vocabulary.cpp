@@ -8,8 +8,6 @@
 namespace qx::docgen {
 namespace {
 
-using cl::detail::option_base;
-
 std::vector<Choice> event_names() {
     std::vector<Choice> names;
     names.reserve(QX_PLIX_EVENT_UNKNOWN);
@@ -29,7 +27,8 @@ std::vector<Choice> alternatives(string_view value_description) {
     return found.size() > 1 ? found : std::vector<Choice>();
 }
 
-std::vector<Choice> choices_of(const option_base& option, const manage::CommandLine& command_line) {
+// The registered options are of a class that the parser keeps to itself.
+std::vector<Choice> choices_of(const auto& option, const manage::CommandLine& command_line) {
     if (&option == &command_line.events) {
         return event_names();
     }
@@ -46,7 +45,7 @@ std::vector<Choice> choices_of(const option_base& option, const manage::CommandL
     return choices.empty() ? alternatives(option.value_description()) : choices;
 }
 
-Option read_option(option_base& option, const manage::CommandLine& command_line) {
+Option read_option(auto& option, const manage::CommandLine& command_line) {
     const bool has_value = option.is_positional() || option.needs_param();
     return {
         .name = option.is_positional() ? "" : option.names().front().to_string(),
@@ -64,7 +63,7 @@ std::vector<Operation> read_vocabulary(const manage::CommandLine& command_line) 
     std::vector<Operation> operations;
     for (const auto& word : command_line.operation.value_list()) {
         Operation operation{word.name.to_string(), word.help.to_string(), {}};
-        for (option_base* const option : cl::parser()->options()) {
+        for (auto* const option : cl::parser()->options()) {
             if (option != &command_line.operation && option->belongs_to(word.name)) {
                 operation.options.push_back(read_option(*option, command_line));
             }
