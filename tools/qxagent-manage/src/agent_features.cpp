@@ -1,5 +1,6 @@
 #include "agent_features.h"
 
+#include "answer.h"
 #include "exit_status.h"
 #include "printers.h"
 #include "qx/log.h"
@@ -12,8 +13,7 @@
 namespace qx::manage {
 namespace {
 
-int report(int result, char* out, const char* failure) {
-    const qx::text_ptr answer(out);
+int report(int result, const qx::text_ptr& answer, const char* failure) {
     if (result == -1) {
         qx::println(stderr, failure);
         return kFailure;
@@ -34,9 +34,9 @@ int run_get_feature(const std::vector<std::string>& names) {
         QX_LOG(qx::log::level::error, "qx::json::dumps() failed");
         return kFailure;
     }
-    char* out = nullptr;
-    const int result = qx_plix_get_feature(text.get(), &out);
-    return report(result, out, "Failed getting the features");
+    qx::text_ptr answer;
+    const int result = qx_plix_get_feature(text.get(), OutText(answer));
+    return report(result, answer, "Failed getting the features");
 }
 
 int run_set_feature(const std::vector<std::string>& pairs) {
@@ -59,15 +59,15 @@ int run_set_feature(const std::vector<std::string>& pairs) {
         QX_LOG(qx::log::level::error, "qx::json::dumps() failed");
         return kFailure;
     }
-    char* out = nullptr;
-    const int result = qx_plix_set_feature(text.get(), &out);
-    return report(result, out, "Failed setting the features");
+    qx::text_ptr answer;
+    const int result = qx_plix_set_feature(text.get(), OutText(answer));
+    return report(result, answer, "Failed setting the features");
 }
 
 int run_list_features() {
-    char* out = nullptr;
-    const int result = qx_plix_get_features_list(&out);
-    return report(result, out, "Failed getting the features list");
+    qx::text_ptr answer;
+    const int result = qx_plix_get_features_list(OutText(answer));
+    return report(result, answer, "Failed getting the features list");
 }
 
 } // namespace qx::manage

@@ -13,6 +13,7 @@ using cl::valuelist_struct;
 using cl::values;
 
 constexpr cl::countlimits_struct kRequired{1, 1};
+constexpr const char* kParamsHelp = "an array of key=value pairs; example: key1=value1,key2=value2";
 
 valuelist_struct<Operation> operations() {
     return values<Operation>({
@@ -68,19 +69,17 @@ valuelist_struct<Operation> operations() {
     });
 }
 
-valuelist_struct<CloudDeployment> clouds() {
-    return values<CloudDeployment>({
-        {CloudDeployment::production, "production", "production environment"},
-        {CloudDeployment::staging, "staging", "staging environment"},
-        {CloudDeployment::development, "development", "development environment"},
-    });
-}
-
 valuelist_struct<CloudDeployment> locations() {
     return values<CloudDeployment>({
         {CloudDeployment::production, "production", "production environment"},
         {CloudDeployment::staging, "staging", "staging environment"},
     });
+}
+
+valuelist_struct<CloudDeployment> clouds() {
+    valuelist_struct<CloudDeployment> words = locations();
+    words.add_entry(CloudDeployment::development, "development", "development environment");
+    return words;
 }
 
 } // namespace
@@ -92,11 +91,9 @@ CommandLine::CommandLine()
              desc("a comma separated list of events to subscribe to (empty for all); "
                   "example: QX_PLIX_DEVICE_DISCOVERY,QX_PLIX_SUBSCRIPTION_CHANGED"))
     , register_params("params", valuedesc("list"), subcommandname("register"), listseparator(","),
-                      cut_at_separator,
-                      desc("an array of key=value pairs; example: key1=value1,key2=value2"))
-    , register_to_cloud_params(
-          "params", valuedesc("list"), subcommandname("register_to_cloud"), listseparator(","),
-          cut_at_separator, desc("an array of key=value pairs; example: key1=value1,key2=value2"))
+                      cut_at_separator, desc(kParamsHelp))
+    , register_to_cloud_params("params", valuedesc("list"), subcommandname("register_to_cloud"),
+                               listseparator(","), cut_at_separator, desc(kParamsHelp))
     , cloud("cloud", valuedesc("production|staging|development"),
             subcommandname("set_registration_cloud"), kRequired, clouds(),
             desc("set the registration cloud"))

@@ -1,5 +1,6 @@
 #include "devices.h"
 
+#include "answer.h"
 #include "exit_status.h"
 #include "printers.h"
 #include "qx_plix.h"
@@ -53,9 +54,8 @@ int run_get_devices(const std::vector<std::string>& ids) {
         return kFailure;
     }
     append_texts(query.get(), ids);
-    char* out = nullptr;
-    const int result = qx_plix_get_devices(serialise(query).get(), &out);
-    const qx::text_ptr answer(out);
+    qx::text_ptr answer;
+    const int result = qx_plix_get_devices(serialise(query).get(), OutText(answer));
     print_output(answer.get());
     return result;
 }

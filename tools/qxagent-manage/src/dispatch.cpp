@@ -1,6 +1,7 @@
 #include "dispatch.h"
 
 #include "agent_features.h"
+#include "answer.h"
 #include "deployment.h"
 #include "devices.h"
 #include "exit_status.h"
@@ -136,9 +137,8 @@ constexpr Row kRows[] = {
 };
 
 int run_query(Query query) {
-    char* out = nullptr;
-    const int result = query(&out);
-    const qx::text_ptr answer(out);
+    qx::text_ptr answer;
+    const int result = query(OutText(answer));
     if (result == 0) {
         print_output(answer.get());
     }

@@ -1,4 +1,4 @@
-// The key=value elements of list options.
+// The elements of list options that consist of two parts: key=value, or name:type.
 #pragma once
 
 #include "qx/string_view.h"

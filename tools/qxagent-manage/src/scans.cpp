@@ -1,5 +1,6 @@
 #include "scans.h"
 
+#include "answer.h"
 #include "exit_status.h"
 #include "printers.h"
 #include "qx_plix.h"
@@ -45,14 +46,12 @@ int run_va_set_schedule(const Schedule& schedule) {
     if (!text) {
         return kFailure;
     }
-    char* reason = nullptr;
-    const int result = qx_plix_va_set_schedule(text.get(), &reason);
-    const qx::text_ptr error_message(reason);
+    qx::text_ptr reason;
+    const int result = qx_plix_va_set_schedule(text.get(), OutText(reason));
     if (result == 0) {
         return kSuccess;
     }
-    std::fprintf(stderr, "error_code=%d error_message=%s\n", result,
-                 reason != nullptr ? reason : "");
+    std::fprintf(stderr, "error_code=%d error_message=%s\n", result, reason ? reason.get() : "");
     return kFailure;
 }
 
@@ -70,11 +69,9 @@ int run_va_set_exclusions(const std::vector<std::string>& addresses) {
 }
 
 int run_va_get_exclusions() {
-    char* out = nullptr;
+    qx::text_ptr answer;
     qx_plix_error_t err{};
-    const int result = qx_plix_va_get_exclusions(&out, &err);
-    const qx::text_ptr answer(out);
-    if (result != 0) {
+    if (qx_plix_va_get_exclusions(OutText(answer), &err) != 0) {
         print_error(err);
         return kFailure;
     }

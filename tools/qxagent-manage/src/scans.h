@@ -8,11 +8,11 @@ namespace qx::manage {
 
 /// When scans run, as the command line gives it; texts are passed on unchanged.
 struct Schedule {
-    const std::string& at;
-    int every_num;
-    const std::string& every_unit;
-    const std::string& on_prefix;
-    const std::string& on_day;
+    std::string at;
+    int every_num = 0;
+    std::string every_unit;
+    std::string on_prefix;
+    std::string on_day;
 };
 
 /// Sets the scan schedule. Returns 0, or 1 after one line on standard error when it is refused.

@@ -11,7 +11,9 @@ public:
     Services& operator=(const Services&) = delete;
     ~Services();
 
-    /// False when one does not start; it, or its own layer, has said why on standard error.
+    /// False when one does not start. The reason stands on standard error where the layer below has
+    /// words for it: the client library has none when there is no install directory, nor when the
+    /// broker takes no connection.
     [[nodiscard]] bool start();
 
 private:

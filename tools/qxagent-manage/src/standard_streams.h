@@ -8,8 +8,8 @@ namespace qx::manage {
 /// under its number.
 void prepare_standard_streams();
 
-/// `result`, or 1 after one line on standard error when it is 0 but some of standard output could
-/// not be written.
+/// After one line on standard error when some of standard output could not be written: 1 in the
+/// place of a `result` of 0. Any other `result` stays.
 int check_standard_output(int result);
 
 } // namespace qx::manage
