@@ -2,6 +2,7 @@
 
 #include "text.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace qx::sim {
@@ -67,8 +68,8 @@ Order parse_restart(std::string_view rest) {
     Order order;
     order.kind = Order::Kind::restart;
     std::uint32_t down = 100;
-    if (!rest.empty() && !read_number(take_word(rest), down)) {
-        return refused("restart takes a number of milliseconds");
+    if (!rest.empty() && (!read_number(take_word(rest), down) || !rest.empty())) {
+        return refused("restart takes a number of milliseconds and nothing more");
     }
     order.down = Milliseconds(down);
     return order;
@@ -89,6 +90,9 @@ Order parse_order(std::string_view line) {
         return parse_restart(line);
     }
     if (verb == "drop") {
+        if (!line.empty()) {
+            return refused("drop takes nothing more");
+        }
         Order order;
         order.kind = Order::Kind::drop;
         return order;

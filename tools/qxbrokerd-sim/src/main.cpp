@@ -1,5 +1,5 @@
+#include "failure.h"
 #include "options.h"
-#include "presence.h"
 #include "scenario.h"
 #include "server.h"
 #include "text.h"

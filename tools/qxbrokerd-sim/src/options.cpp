@@ -1,11 +1,23 @@
 #include "options.h"
 
-#include "presence.h"
+#include "failure.h"
 #include "text.h"
 
 #include <getopt.h>
 
 namespace qx::sim {
+namespace {
+
+void check_rest(int argc, char** argv, const Options& options) {
+    if (optind < argc) {
+        throw Failure(concat({"surplus word '", argv[optind], "'"}));
+    }
+    if (options.install_dir.empty()) {
+        throw Failure("--install-dir DIR is needed; --help tells more");
+    }
+}
+
+} // namespace
 
 const char* const kHelp =
     R"(usage: qxbrokerd-sim --install-dir DIR [--scenario FILE] [--trace] [--help]
@@ -13,7 +25,7 @@ const char* const kHelp =
 A stand-in for the agent's broker. It makes and locks DIR/var/run/qxbrokerd.version,
 listens on the broker's socket and answers every command from a state that it keeps
 in memory. It prints one line that begins with "listening" when clients can connect.
-SIGINT and SIGTERM end it; what it made is then removed.
+SIGINT, SIGTERM, SIGHUP and SIGQUIT end it; what it made is then removed.
 
   --install-dir DIR  the agent's install directory; made when it does not exist
   --scenario FILE    a JSON file that changes the state, answers or events
@@ -38,41 +50,42 @@ Exit status: 0 ended by a signal, 1 an error, 3 told to die by a scenario.
 )";
 
 Options parse_options(int argc, char** argv) {
-    const option known[] = {{"install-dir", required_argument, nullptr, 'i'},
-                            {"scenario", required_argument, nullptr, 's'},
-                            {"trace", no_argument, nullptr, 't'},
-                            {"help", no_argument, nullptr, 'h'},
+    // Above every character, so that no letter of an unknown option is taken for one of them.
+    enum Known { install_dir = 256, scenario, trace, help };
+    const option known[] = {{"install-dir", required_argument, nullptr, install_dir},
+                            {"scenario", required_argument, nullptr, scenario},
+                            {"trace", no_argument, nullptr, trace},
+                            {"help", no_argument, nullptr, help},
                             {nullptr, 0, nullptr, 0}};
     Options options;
     opterr = 0;
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread.
-    for (int found = 0; (found = ::getopt_long(argc, argv, "+:", known, nullptr)) != -1;) {
-        switch (found) {
-        case 'i':
+    for (;;) {
+        const std::string_view word = optind < argc ? argv[optind] : "";
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread.
+        switch (::getopt_long_only(argc, argv, "+:", known, nullptr)) {
+        case install_dir:
             options.install_dir = optarg;
             break;
-        case 's':
+        case scenario:
             options.scenario = optarg;
             break;
-        case 't':
+        case trace:
             options.trace = true;
             break;
-        case 'h':
+        case help:
             options.help = true;
             return options;
+        case -1:
+            check_rest(argc, argv, options);
+            return options;
         case ':':
-            throw Failure(concat({"'", argv[optind - 1], "' needs a value"}));
+            throw Failure(concat({"'", word, "' needs a value"}));
         default:
-            throw Failure(concat({"unknown option '", argv[optind - 1], "'; --help lists them"}));
+            throw Failure(optopt == trace || optopt == help
+                              ? concat({"'", word, "': the option takes no value"})
+                              : concat({"unknown option '", word, "'; --help lists them"}));
         }
     }
-    if (optind < argc) {
-        throw Failure(concat({"surplus word '", argv[optind], "'"}));
-    }
-    if (options.install_dir.empty()) {
-        throw Failure("--install-dir DIR is needed; --help tells more");
-    }
-    return options;
 }
 
 } // namespace qx::sim

@@ -1,5 +1,6 @@
 #include "presence.h"
 
+#include "failure.h"
 #include "text.h"
 
 #include <cerrno>
@@ -74,28 +75,29 @@ Presence::Presence(const std::string& install_dir, std::string_view version, boo
     hold_version_file(version, lock);
     if (::listen(listener_.get(), SOMAXCONN) != 0) {
         const std::string why = reason();
-        ::unlink(version_name_.c_str());
+        remove_version_file();
         throw Failure(concat({"cannot listen: ", why}));
     }
 }
 
 Presence::~Presence() {
-    ::unlink(version_name_.c_str());
+    remove_version_file();
+}
+
+bool Presence::set_lock(short type) const {
+    struct flock whole {};
+    whole.l_type = type;
+    whole.l_whence = SEEK_SET;
+    return ::fcntl(version_file_.get(), F_SETLK, &whole) == 0;
 }
 
 /// Opens and locks the file; false when it has just been removed by a broker that ended.
-bool Presence::lock_version_file(bool lock) {
+bool Presence::open_version_file() {
     version_file_ = Fd(::open(version_name_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
     if (!version_file_.valid()) {
         throw Failure(concat({"cannot open '", version_name_, "': ", reason()}));
     }
-    if (!lock) {
-        return true;
-    }
-    struct flock whole {};
-    whole.l_type = F_WRLCK;
-    whole.l_whence = SEEK_SET;
-    if (::fcntl(version_file_.get(), F_SETLK, &whole) != 0) {
+    if (!set_lock(F_WRLCK)) {
         const bool held = errno == EAGAIN || errno == EACCES;
         throw Failure(held ? concat({"another broker holds '", version_name_, "' already"})
                            : concat({"cannot lock '", version_name_, "': ", reason()}));
@@ -103,15 +105,30 @@ bool Presence::lock_version_file(bool lock) {
     return is_same_file(version_file_.get(), version_name_);
 }
 
-void Presence::hold_version_file(std::string_view version, bool lock) {
-    while (!lock_version_file(lock)) {
-    }
+void Presence::write_version(std::string_view version) {
     const auto size = static_cast<ssize_t>(version.size());
     if (::ftruncate(version_file_.get(), 0) != 0 ||
         ::write(version_file_.get(), version.data(), version.size()) != size) {
         const std::string why = reason();
-        ::unlink(version_name_.c_str());
+        remove_version_file();
         throw Failure(concat({"cannot write '", version_name_, "': ", why}));
+    }
+}
+
+// Also a broker that is to show no lock takes it while it writes, or it would spoil another's file.
+void Presence::hold_version_file(std::string_view version, bool lock) {
+    while (!open_version_file()) {
+    }
+    write_version(version);
+    if (!lock) {
+        static_cast<void>(set_lock(F_UNLCK));
+    }
+}
+
+// Without a lock the file may have become another broker's.
+void Presence::remove_version_file() const {
+    if (set_lock(F_WRLCK) && is_same_file(version_file_.get(), version_name_)) {
+        ::unlink(version_name_.c_str());
     }
 }
 

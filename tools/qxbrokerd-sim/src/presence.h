@@ -3,18 +3,11 @@
 
 #include "fd.h"
 
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace qx::sim {
-
-/// Why something cannot be done, as one line for a person.
-class Failure : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 /// The directories of a path that had to be made. Removed again, where empty, when the object goes.
 class MadeDirectories {
@@ -31,10 +24,12 @@ private:
     std::vector<std::string> made_;
 };
 
-/// A broker's presence, from construction to destruction. Nothing of another broker is touched.
+/// A broker's presence, from construction to destruction. Nothing of another broker that holds its
+/// lock is touched.
 class Presence {
 public:
-    /// Listens, and writes and locks the version file below `install_dir`; throws Failure.
+    /// Listens, and writes the version file below `install_dir`, which stays locked if `lock` says
+    /// so; throws Failure.
     Presence(const std::string& install_dir, std::string_view version, bool lock);
     Presence(const Presence&) = delete;
     Presence& operator=(const Presence&) = delete;
@@ -45,7 +40,10 @@ public:
 
 private:
     void hold_version_file(std::string_view version, bool lock);
-    bool lock_version_file(bool lock);
+    void write_version(std::string_view version);
+    bool open_version_file();
+    [[nodiscard]] bool set_lock(short type) const;
+    void remove_version_file() const;
 
     Fd listener_;
     MadeDirectories directories_;

@@ -1,7 +1,7 @@
 #include "scenario.h"
 
 #include "commands.h"
-#include "presence.h"
+#include "failure.h"
 #include "text.h"
 
 #include <set>
@@ -147,26 +147,29 @@ Delivery read_delivery(Object& object) {
     return delivery;
 }
 
+[[noreturn]] void refuse_second_content(const Object& object, std::string_view key) {
+    refuse(object.at(key), "what is sent is given already");
+}
+
 /// The bytes that are given directly, however they are written.
 std::optional<Content> read_given_content(Object& object) {
-    std::vector<Content> given;
-    if (auto body = object.text("body")) {
-        given.push_back({Content::Kind::text, std::move(*body)});
-    }
-    if (auto raw = object.text("raw")) {
-        given.push_back({Content::Kind::raw, std::move(*raw)});
-    }
-    if (const auto hex = object.text("raw_hex")) {
-        auto bytes = bytes_of_hex(*hex);
-        if (!bytes) {
-            refuse(object.at("raw_hex"), "pairs of hexadecimal digits are needed");
+    std::optional<Content> content;
+    for (const char* const key : {"body", "raw", "raw_hex"}) {
+        const auto given = object.text(key);
+        if (!given) {
+            continue;
         }
-        given.push_back({Content::Kind::raw, std::move(*bytes)});
+        if (content) {
+            refuse_second_content(object, key);
+        }
+        const std::string_view name = key;
+        const auto bytes = name == "raw_hex" ? bytes_of_hex(*given) : given;
+        if (!bytes) {
+            refuse(object.at(key), "pairs of hexadecimal digits are needed");
+        }
+        content = {name == "body" ? Content::Kind::text : Content::Kind::raw, *bytes};
     }
-    if (given.size() > 1) {
-        refuse(object.at("body"), "only one of body, raw and raw_hex can be given");
-    }
-    return given.empty() ? std::nullopt : std::make_optional(std::move(given.front()));
+    return content;
 }
 
 /// What answers and events have in common: how they are sent, and the bytes that are given
@@ -180,12 +183,16 @@ Rule read_common(Object& object) {
 }
 
 /// The member "data", or the long text that "data_size" asks for; null when neither is given.
-Json read_data(Object& object) {
+/// Refused when there is a content already.
+Json read_data(Object& object, bool has_content) {
     json_t* const data = object.get("data");
     std::size_t size = 0;
     object.size("data_size", size);
-    if (data != nullptr && size != 0) {
-        refuse(object.at("data_size"), "only one of data and data_size can be given");
+    if (data != nullptr && has_content) {
+        refuse_second_content(object, "data");
+    }
+    if (size != 0 && (data != nullptr || has_content)) {
+        refuse_second_content(object, "data_size");
     }
     return size != 0 ? json_text(std::string(size, 'x')) : share(data);
 }
@@ -193,12 +200,12 @@ Json read_data(Object& object) {
 Rule read_rule(Object& object) {
     Rule rule = read_common(object);
     json_t* const status = object.get("status");
-    const Json data = read_data(object);
+    if (status != nullptr && rule.content) {
+        refuse_second_content(object, "status");
+    }
+    const Json data = read_data(object, rule.content.has_value());
     if (status == nullptr && !data) {
         return rule;
-    }
-    if (rule.content) {
-        refuse(object.at("body"), "an answer is given twice");
     }
     const Json answer(json_object());
     json_object_set_new(answer.get(), "status",
@@ -247,17 +254,18 @@ EventType read_event_type(std::string_view name, const std::string& place) {
 TimedEvent read_event(json_t* element, const std::string& place) {
     Object object(element, place);
     TimedEvent event;
-    event.type = read_event_type(object.text("event").value_or(""), object.at("event"));
+    const auto name = object.text("event");
+    if (!name) {
+        refuse(place, "the member 'event' is needed");
+    }
+    event.type = read_event_type(*name, object.at("event"));
     object.word("when", {{std::string_view("start"), false}, {std::string_view("subscribe"), true}},
                 event.on_subscribe);
     object.milliseconds("after_ms", event.after);
     object.milliseconds("every_ms", event.every);
     event.times = read_times(object);
     event.rule = read_common(object);
-    const Json data = read_data(object);
-    if (data && event.rule.content) {
-        refuse(object.at("data"), "a content is given twice");
-    }
+    const Json data = read_data(object, event.rule.content.has_value());
     if (!event.rule.content) {
         event.rule.content = Content{Content::Kind::text, data ? dump(data.get()) : "{}"};
     }
@@ -310,13 +318,6 @@ Scenario read_scenario(json_t* document) {
     return scenario;
 }
 
-int nibble(char c) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    const char small = c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
-    const std::size_t value = digits.find(small);
-    return value == std::string_view::npos ? -1 : static_cast<int>(value);
-}
-
 } // namespace
 
 Scenario load_scenario(const std::string& file) {
@@ -343,12 +344,12 @@ std::optional<std::string> bytes_of_hex(std::string_view hex) {
             hex.remove_prefix(1);
             continue;
         }
-        const int high = nibble(hex.front());
-        const int low = hex.size() > 1 ? nibble(hex[1]) : -1;
-        if (high < 0 || low < 0) {
+        const auto high = hex_value(hex.front());
+        const auto low = hex.size() > 1 ? hex_value(hex[1]) : std::nullopt;
+        if (!high || !low) {
             return std::nullopt;
         }
-        bytes.push_back(static_cast<char>(high << 4 | low));
+        bytes.push_back(static_cast<char>(*high << 4 | *low));
         hex.remove_prefix(2);
     }
     return bytes;

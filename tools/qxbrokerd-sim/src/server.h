@@ -26,16 +26,27 @@ public:
     /// `scenario` has been checked, and its state is laid over `state` already.
     Server(const Options& options, Scenario scenario, State state);
 
-    /// Serves until SIGINT or SIGTERM. Throws Failure when the broker cannot take or retake its
-    /// place.
+    /// Serves until SIGINT, SIGTERM, SIGHUP or SIGQUIT. Throws Failure when the broker cannot take
+    /// or retake its place.
     void run();
 
 private:
+    // What an epoll record belongs to: clients count up from 1, the rest down from the top.
+    static constexpr std::uint64_t kListener = UINT64_MAX;
+    static constexpr std::uint64_t kSignals = UINT64_MAX - 1;
+    static constexpr std::uint64_t kConsole = UINT64_MAX - 2;
+    static constexpr std::uint64_t kEveryClient = 0;
+
+    // server.cpp
     void watch(int fd, std::uint64_t id, unsigned events) const;
     void appear();
     void vanish(Milliseconds down);
     void handle(std::uint64_t id, unsigned events);
+    void watch_console();
+    void read_console();
+    void obey(std::string_view line);
 
+    // connections.cpp
     void accept_clients();
     void add_client(Fd fd);
     void serve(Client& client, unsigned events);
@@ -43,7 +54,12 @@ private:
     void update_interest(Client& client) const;
     void close_client(std::uint64_t id);
     void drop_clients();
+    void queue(Client& client);
+    void flush_queued();
+    void flush(Client& client);
+    void follow(Client& client, const Progress& progress);
 
+    // answers.cpp
     void answer(Client& client, std::string_view line);
     void answer_command(Client& client, const Request& request);
     void answer_subscribe(Client& client, const Request& request);
@@ -57,15 +73,6 @@ private:
                   std::uint64_t only);
     void fire(const TimedEvent& event, std::uint64_t sent, Clock::time_point when,
               std::uint64_t only);
-
-    void queue(Client& client);
-    void flush_queued();
-    void flush(Client& client);
-    void follow(Client& client, const Progress& progress);
-
-    void watch_console();
-    void read_console();
-    void obey(std::string_view line);
 
     std::string install_dir_;
     Trace trace_;

@@ -1,7 +1,8 @@
-// Putting texts together.
+// Putting texts together, and taking them apart.
 #pragma once
 
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -13,6 +14,18 @@ inline std::string concat(std::initializer_list<std::string_view> parts) {
         text.append(part);
     }
     return text;
+}
+
+/// The value of a hexadecimal digit.
+inline std::optional<unsigned> hex_value(char c) {
+    if (c >= '0' && c <= '9') {
+        return static_cast<unsigned>(c - '0');
+    }
+    const char small = static_cast<char>(c | 0x20);
+    if (small >= 'a' && small <= 'f') {
+        return static_cast<unsigned>(small - 'a' + 10);
+    }
+    return std::nullopt;
 }
 
 } // namespace qx::sim

@@ -17,16 +17,12 @@ struct Digit {
 };
 
 std::optional<Digit> hex_digit(char c) {
-    if (c >= '0' && c <= '9') {
-        return Digit{static_cast<unsigned>(c - '0'), '0'};
+    const auto value = hex_value(c);
+    if (!value) {
+        return std::nullopt;
     }
-    if (c >= 'A' && c <= 'F') {
-        return Digit{static_cast<unsigned>(c - 'A' + 10), 'A'};
-    }
-    if (c >= 'a' && c <= 'f') {
-        return Digit{static_cast<unsigned>(c - 'a' + 10), 'a'};
-    }
-    return std::nullopt;
+    const char letter = c >= 'a' ? 'a' : 'A';
+    return Digit{*value, *value < 10 ? '0' : letter};
 }
 
 class PatternReader {

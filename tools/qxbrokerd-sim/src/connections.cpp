@@ -1,0 +1,179 @@
+// The server's connections: taking, reading, sending, closing.
+
+#include "server.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+
+namespace qx::sim {
+namespace {
+
+constexpr int kExitOfScenario = 3;
+constexpr std::size_t kLongestRequest = 16 << 20;
+
+} // namespace
+
+void Server::accept_clients() {
+    while (presence_) {
+        Fd fd(::accept4(presence_->listener(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (fd.valid()) {
+            add_client(std::move(fd));
+            continue;
+        }
+        if (errno == EINTR || errno == ECONNABORTED) {
+            continue;
+        }
+        if (errno != EAGAIN && errno != EWOULDBLOCK) {
+            accepts_ = false;
+            ::epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, presence_->listener(), nullptr);
+        }
+        return;
+    }
+}
+
+void Server::add_client(Fd fd) {
+    const std::uint64_t id = next_client_++;
+    const Accept* const step = scenario_.connections.next();
+    const Accept accept = step != nullptr ? *step : Accept::serve;
+    trace_.client(id, accept == Accept::close ? "refused" : "connected");
+    if (accept == Accept::close) {
+        return;
+    }
+    auto client = std::make_unique<Client>();
+    client->id = id;
+    client->fd = std::move(fd);
+    client->reads = accept == Accept::serve;
+    client->interest = client->reads ? EPOLLIN : 0U;
+    watch(client->fd.get(), id, client->interest);
+    clients_.emplace(id, std::move(client));
+}
+
+void Server::serve(Client& client, unsigned events) {
+    if ((events & EPOLLIN) != 0 && client.reads) {
+        receive(client);
+        return;
+    }
+    if ((events & (EPOLLHUP | EPOLLERR)) != 0) {
+        close_client(client.id);
+        return;
+    }
+    if ((events & EPOLLOUT) != 0) {
+        client.is_blocked = false;
+        queue(client);
+    }
+}
+
+void Server::receive(Client& client) {
+    const ssize_t got = ::recv(client.fd.get(), scratch_.data(), scratch_.size(), 0);
+    if (got < 0 && (errno == EAGAIN || errno == EINTR)) {
+        return;
+    }
+    if (got <= 0) {
+        // A client that only ended its own sending still gets the answers that are on their way.
+        client.is_leaving = true;
+        client.reads = false;
+        if (got < 0 || client.output.empty() || client.subscriptions.any()) {
+            close_client(client.id);
+        } else {
+            update_interest(client);
+        }
+        return;
+    }
+    client.input.add({scratch_.data(), static_cast<std::size_t>(got)});
+    while (const auto line = client.input.next()) {
+        answer(client, *line);
+    }
+    client.input.drop_taken();
+    if (client.input.rest().size() > kLongestRequest) {
+        close_client(client.id);
+    }
+}
+
+void Server::update_interest(Client& client) const {
+    const unsigned wanted = (client.reads ? EPOLLIN : 0U) | (client.is_blocked ? EPOLLOUT : 0U);
+    if (wanted == client.interest) {
+        return;
+    }
+    client.interest = wanted;
+    epoll_event record{};
+    record.events = wanted;
+    record.data.u64 = client.id;
+    ::epoll_ctl(epoll_.get(), EPOLL_CTL_MOD, client.fd.get(), &record);
+}
+
+void Server::drop_clients() {
+    while (!clients_.empty()) {
+        close_client(clients_.begin()->first);
+    }
+}
+
+void Server::close_client(std::uint64_t id) {
+    trace_.client(id, "closed");
+    clients_.erase(id);
+    if (!accepts_ && presence_) {
+        watch(presence_->listener(), kListener, EPOLLIN);
+        accepts_ = true;
+    }
+}
+
+void Server::queue(Client& client) {
+    if (!client.is_queued && !client.is_blocked) {
+        client.is_queued = true;
+        queued_.push_back(client.id);
+    }
+}
+
+void Server::flush_queued() {
+    std::vector<std::uint64_t> due;
+    due.swap(queued_);
+    for (const std::uint64_t id : due) {
+        const auto found = clients_.find(id);
+        if (found != clients_.end()) {
+            found->second->is_queued = false;
+            flush(*found->second);
+        }
+    }
+}
+
+void Server::flush(Client& client) {
+    const Progress progress = client.output.flush(client.fd.get());
+    switch (progress.kind) {
+    case Progress::Kind::broken:
+        close_client(client.id);
+        return;
+    case Progress::Kind::then:
+        follow(client, progress);
+        return;
+    case Progress::Kind::waiting:
+        timers_.add(progress.until, [this, id = client.id] {
+            if (const auto found = clients_.find(id); found != clients_.end()) {
+                queue(*found->second);
+            }
+        });
+        break;
+    case Progress::Kind::blocked:
+        client.is_blocked = true;
+        break;
+    case Progress::Kind::done:
+        if (client.is_leaving) {
+            close_client(client.id);
+            return;
+        }
+    }
+    update_interest(client);
+}
+
+void Server::follow(Client& client, const Progress& progress) {
+    if (progress.action == Then::exit) {
+        std::_Exit(kExitOfScenario);
+    }
+    if (progress.action == Then::restart) {
+        vanish(progress.down);
+        return;
+    }
+    close_client(client.id);
+}
+
+} // namespace qx::sim
