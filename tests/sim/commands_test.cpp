@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace {
 
 using namespace qx::test;
@@ -22,16 +24,12 @@ std::string refusal(const std::string& code, const std::string& description) {
 
 TEST(Commands, SwitchesKeepWhatTheyAreSetTo) {
     const Simulator simulator;
-    struct Switch {
-        const char *on, *off, *query;
-    };
-    for (const Switch& each : {Switch{"enable_services", "disable_services", "get_services_status"},
-                               Switch{"enable_routerprotection", "disable_routerprotection",
-                                      "get_routerprotection_status"}}) {
-        EXPECT_EQ(ask(each.off), kOk);
-        EXPECT_EQ(ask(each.query), with_data("{\"status\": 0}"));
-        EXPECT_EQ(ask(each.on), kOk);
-        EXPECT_EQ(ask(each.query), with_data("{\"status\": 1}"));
+    for (const std::string name : {"services", "routerprotection"}) {
+        for (const char* const status : {"0", "1"}) {
+            EXPECT_EQ(ask((*status == '0' ? "disable_" : "enable_") + name), kOk);
+            EXPECT_EQ(ask("get_" + name + "_status"),
+                      with_data("{\"status\": " + std::string(status) + "}"));
+        }
     }
     EXPECT_EQ(ask("pro_features_enable"), kOk);
     EXPECT_EQ(ask("pro_features_disable"), kOk);
@@ -144,40 +142,32 @@ TEST(Commands, ExclusionPatternsAreJudged) {
 
 TEST(Commands, SchedulesAreJudged) {
     const Simulator simulator;
-    const auto schedule = [](const std::string& at, const std::string& every,
+    const auto schedule = [](const std::string& at, const char* num, const std::string& unit,
                              const std::string& on) {
-        return ask("va_set_schedule",
-                   "{\"at\": \"" + at + "\", \"every\": {" + every + "}, \"on\": {" + on + "}}");
+        return ask("va_set_schedule", R"({"at": ")" + at + R"(", "every": {"num": )" + num +
+                                          R"(, "unit": ")" + unit + R"("}, "on": {)" + on + "}}");
     };
-    const std::string day = R"("num": 1, "unit": "day")";
-    const std::string week = R"("num": 2, "unit": "week")";
-    const std::string month = R"("num": 1, "unit": "month")";
-    EXPECT_EQ(schedule("00:00", day, R"("prefix": "", "day": "")"), kOk);
-    EXPECT_EQ(schedule("23:59", week, R"("prefix": "", "day": 7)"), kOk);
-    EXPECT_EQ(schedule("03:30", month, R"("prefix": "last", "day": "monday")"), kOk);
-    EXPECT_EQ(schedule("03:30", month, R"("prefix": "", "day": 31)"), kOk);
-    struct Bad {
-        const char* at;
-        std::string every;
-        const char *on, *reason;
+    EXPECT_EQ(schedule("00:00", "1", "day", R"("prefix": "", "day": "")"), kOk);
+    EXPECT_EQ(schedule("23:59", "2", "week", R"("prefix": "", "day": 7)"), kOk);
+    EXPECT_EQ(schedule("03:30", "1", "month", R"("prefix": "last", "day": "monday")"), kOk);
+    EXPECT_EQ(schedule("03:30", "1", "month", R"("prefix": "", "day": 31)"), kOk);
+    const std::array<const char*, 5> bad[] = {
+        {"24:00", "1", "day", "", "'at' must be"},
+        {"3:30", "1", "day", "", "'at' must be"},
+        {"03:60", "1", "day", "", "'at' must be"},
+        {"03:30", "0", "day", "", "'every.num'"},
+        {"03:30", "1", "year", "", "'every.unit'"},
+        {"03:30", "1", "day", R"("day": 1)", "does not go with the unit day"},
+        {"03:30", "2", "week", R"("day": 8)", "1 to 7"},
+        {"03:30", "2", "week", R"("prefix": "first", "day": "monday")", "month only"},
+        {"03:30", "1", "month", R"("day": 32)", "1 to 31"},
+        {"03:30", "1", "month", R"("prefix": "sixth", "day": "monday")", "must be first"},
+        {"03:30", "1", "month", R"("prefix": "last", "day": 3)", "needs a day of the week"},
     };
-    const Bad bad[] = {
-        {"24:00", day, "", "'at' must be"},
-        {"3:30", day, "", "'at' must be"},
-        {"03:60", day, "", "'at' must be"},
-        {"03:30", R"("num": 0, "unit": "day")", "", "'every.num'"},
-        {"03:30", R"("num": 1, "unit": "year")", "", "'every.unit'"},
-        {"03:30", day, R"("day": 1)", "does not go with the unit day"},
-        {"03:30", week, R"("day": 8)", "1 to 7"},
-        {"03:30", week, R"("prefix": "first", "day": "monday")", "month only"},
-        {"03:30", month, R"("day": 32)", "1 to 31"},
-        {"03:30", month, R"("prefix": "sixth", "day": "monday")", "must be first"},
-        {"03:30", month, R"("prefix": "last", "day": 3)", "needs a day of the week"},
-    };
-    for (const Bad& each : bad) {
-        const std::string answer = schedule(each.at, each.every, each.on);
+    for (const auto& [at, num, unit, on, reason] : bad) {
+        const std::string answer = schedule(at, num, unit, on);
         EXPECT_THAT(answer, HasSubstr("{\"status\": 1, \"data\": {\"error\": \"")) << answer;
-        EXPECT_THAT(answer, HasSubstr(each.reason));
+        EXPECT_THAT(answer, HasSubstr(reason));
     }
     EXPECT_THAT(ask("get_status_report"), HasSubstr(R"("on": {"prefix": "", "day": 31})"));
 }

@@ -53,14 +53,12 @@ TEST(Scenario, FramesAreBentOnTheirWay) {
         {"send": 6}]}})");
     const std::string frame = std::string("\x0d\0\0\0", 4) + kOk;
     const std::string data = R"({"status": 0, "data": ")" + std::string(5000000, 'x') + "\"}";
-    EXPECT_EQ(answer_bytes(99), "\xfb\xff\xff\xff" + std::string(kOk));
-    EXPECT_EQ(answer_bytes(99), "\xff\xff\xff\x7f" + std::string(kOk));
-    EXPECT_EQ(answer_bytes(99), "");
-    EXPECT_EQ(answer_bytes(99), frame.substr(0, 2));
-    EXPECT_EQ(answer_bytes(99), frame.substr(0, 9));
-    EXPECT_EQ(answer_bytes(99), "garbage");
-    EXPECT_EQ(answer_bytes(99), std::string("\2\0\0\0{}", 6));
-    EXPECT_EQ(answer_bytes(99), frame);
+    for (const std::string& bytes :
+         {"\xfb\xff\xff\xff" + std::string(kOk), "\xff\xff\xff\x7f" + std::string(kOk),
+          std::string(), frame.substr(0, 2), frame.substr(0, 9), std::string("garbage"),
+          std::string("\2\0\0\0{}", 6), frame}) {
+        EXPECT_EQ(answer_bytes(99), bytes);
+    }
     EXPECT_EQ(answer_bytes(data.size() + 99).substr(4), data);
     const BrokerClient silent;
     silent.send(command_line("enable_services"));
@@ -142,45 +140,57 @@ TEST(Scenario, SubscriptionsFailAsAsked) {
 }
 
 TEST(Scenario, StartUpFaults) {
-    const Simulator simulator(R"({"version": "1.2\n", "lock": false})");
-    EXPECT_EQ(read_file(kInstallDir / "var/run/qxbrokerd.version"), "1.2\n");
-    // Nobody holds the file: another broker would get it, if the socket were free.
+    const std::filesystem::path version_file = kInstallDir / "var/run/qxbrokerd.version";
+    Simulator simulator(R"({"version": "1.2\n", "lock": false})");
+    EXPECT_EQ(read_file(version_file), "1.2\n");
+    // Nobody holds the file: another broker gets it where the socket is free, and keeps it.
     Process other({"unshare", "-n", QX_SIMULATOR, "--install-dir", kInstallDir});
     EXPECT_TRUE(other.wait_for_output("listening"));
+    simulator.signal(SIGTERM);
+    simulator.finish();
+    EXPECT_EQ(read_file(version_file), "1.3");
 }
 
 TEST(Scenario, ErrorsNameTheFileThePlaceAndTheReason) {
-    const std::pair<const char*, const char*> wrong[] = {
-        {"{", "/etc/scenario.json:1:1: string or '}' expected near end of file"},
-        {"[]", "/etc/scenario.json: an object is needed, not an array"},
-        {R"({"command": {}})", "/etc/scenario.json: command: unknown member"},
-        {R"({"commands": {"jump": []}})", "/etc/scenario.json: commands.jump: unknown command"},
-        {R"({"commands": {"va_stop": [{}, {"delay_ms": -1}]}})",
-         "/etc/scenario.json: commands.va_stop[1].delay_ms: an integer from 0 to 86400000 is "
-         "needed"},
-        {R"({"commands": {"va_stop": [{"then": "stay"}]}})",
-         "/etc/scenario.json: commands.va_stop[0].then: 'stay' is none of keep, close, restart, "
-         "exit"},
-        {R"({"commands": {"va_stop": [{"raw_hex": "0"}]}})",
-         "/etc/scenario.json: commands.va_stop[0].raw_hex: pairs of hexadecimal digits are needed"},
-        {R"({"commands": {"va_stop": [{"raw": "x", "length": 1}]}})",
-         "/etc/scenario.json: commands.va_stop[0].length: raw bytes have no length prefix"},
-        {R"({"events": [{"event": "x"}]})",
-         "/etc/scenario.json: events[0].event: unknown event 'x'"},
+    const auto rule = [](const std::string& members) {
+        return R"({"commands": {"va_stop": [{}, {)" + members + "}]}}";
+    };
+    const std::pair<std::string, const char*> wrong[] = {
+        {"{", ":1:1: string or '}' expected near end of file"},
+        {"[]", ": an object is needed, not an array"},
+        {R"({"command": {}})", ": command: unknown member"},
+        {R"({"commands": {"jump": []}})", ": commands.jump: unknown command"},
+        {rule(R"("delay_ms": -1)"),
+         ": commands.va_stop[1].delay_ms: an integer from 0 to 86400000 is needed"},
+        {rule(R"("then": "stay")"),
+         ": commands.va_stop[1].then: 'stay' is none of keep, close, restart, exit"},
+        {rule(R"("raw_hex": "0")"),
+         ": commands.va_stop[1].raw_hex: pairs of hexadecimal digits are needed"},
+        {rule(R"("raw": "x", "length": 1)"),
+         ": commands.va_stop[1].length: raw bytes have no length prefix"},
+        {rule(R"("raw": "x", "raw_hex": "00")"),
+         ": commands.va_stop[1].raw_hex: what is sent is given already"},
+        {rule(R"("raw": "x", "status": 1)"),
+         ": commands.va_stop[1].status: what is sent is given already"},
+        {rule(R"("data": 1, "data_size": 2)"),
+         ": commands.va_stop[1].data_size: what is sent is given already"},
+        {R"({"events": [{"after_ms": 1}]})", ": events[0]: the member 'event' is needed"},
+        {R"({"events": [{"event": "x"}]})", ": events[0].event: unknown event 'x'"},
+        {R"({"events": [{"event": "qxagent_started", "body": "", "data": 1}]})",
+         ": events[0].data: what is sent is given already"},
         {R"({"events": [{"event": "va_status_changed", "times": 0}]})",
-         "/etc/scenario.json: events[0].every_ms: an event that comes for ever needs a time "
-         "between"},
-        {R"({"lock": "no"})", "/etc/scenario.json: lock: a boolean is needed, not a text"},
+         ": events[0].every_ms: an event that comes for ever needs a time between"},
+        {R"({"lock": "no"})", ": lock: a boolean is needed, not a text"},
         {R"({"state": {"router": {"nmae": "x"}}})",
-         "/etc/scenario.json: state.router.nmae: the state has no such member"},
+         ": state.router.nmae: the state has no such member"},
         {R"({"state": {"devices": [{"ip": "x"}]}})",
-         "/etc/scenario.json: state.devices[0].ip: an array is needed, not a text"},
+         ": state.devices[0].ip: an array is needed, not a text"},
     };
     for (const auto& [scenario, reason] : wrong) {
         const Outcome outcome = run(
             {QX_SIMULATOR, "--install-dir", kInstallDir, "--scenario", scenario_file(scenario)});
         EXPECT_EQ(outcome.status, 1);
-        EXPECT_EQ(outcome.err, std::string("qxbrokerd-sim: ") + reason + "\n");
+        EXPECT_EQ(outcome.err, std::string("qxbrokerd-sim: /etc/scenario.json") + reason + "\n");
     }
     EXPECT_FALSE(std::filesystem::exists(kInstallDir));
 }

@@ -1,4 +1,5 @@
 #include "broker_client.h"
+#include "sanitized.h"
 #include "world.h"
 
 #include <gmock/gmock.h>
@@ -38,16 +39,6 @@ std::string emitted(int number) {
     return "{\"n\": " + std::to_string(number) + ", \"filler\": \"" + std::string(170, 'x') + "\"}";
 }
 
-// A sanitizer keeps freed memory for itself.
-#if defined(__has_feature)
-constexpr bool kKeepsFreedMemory =
-    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kKeepsFreedMemory = true;
-#else
-constexpr bool kKeepsFreedMemory = false;
-#endif
-
 /// The memory that a process has in use, in KiB.
 long resident(pid_t pid) {
     std::ifstream statm("/proc/" + std::to_string(pid) + "/statm");
@@ -59,14 +50,16 @@ long resident(pid_t pid) {
 
 TEST(Presence, MakesItsFilesAndTakesThemAway) {
     fs::create_directories(kInstallDir / "var");
-    Simulator simulator;
-    EXPECT_EQ(read_file(kVersionFile), "1.3");
-    EXPECT_TRUE(is_locked());
-    simulator.signal(SIGTERM);
-    EXPECT_EQ(simulator.finish().status, 0);
-    EXPECT_FALSE(fs::exists(kInstallDir / "var/run"));
-    EXPECT_TRUE(fs::exists(kInstallDir / "var"));
-    EXPECT_FALSE(BrokerClient().connected());
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+        Simulator simulator;
+        EXPECT_EQ(read_file(kVersionFile), "1.3");
+        EXPECT_TRUE(is_locked());
+        simulator.signal(signal);
+        EXPECT_EQ(simulator.finish().status, 0);
+        EXPECT_FALSE(fs::exists(kInstallDir / "var/run"));
+        EXPECT_TRUE(fs::exists(kInstallDir / "var"));
+        EXPECT_FALSE(BrokerClient().connected());
+    }
 }
 
 TEST(Presence, TakesOverWhatADeadBrokerLeft) {
@@ -86,11 +79,14 @@ TEST(Presence, ASecondBrokerLeavesTheFirstAlone) {
     EXPECT_EQ(same.status, 1);
     EXPECT_EQ(same.err,
               "qxbrokerd-sim: another broker has the socket '@:qxbrokerd-1.3.skt' already\n");
-    // Elsewhere the socket is free, but the directory is not.
-    const Outcome elsewhere = run({"unshare", "-n", QX_SIMULATOR, "--install-dir", kInstallDir});
-    EXPECT_EQ(elsewhere.status, 1);
-    EXPECT_THAT(elsewhere.err,
-                HasSubstr("another broker holds '/opt/norvane/var/run/qxbrokerd.version'"));
+    // Elsewhere the socket is free, but the directory is not, whether or not it is to be locked.
+    for (const char* const scenario : {"{}", "{\"lock\": false}"}) {
+        const Outcome elsewhere = run({"unshare", "-n", QX_SIMULATOR, "--install-dir", kInstallDir,
+                                       "--scenario", scenario_file(scenario)});
+        EXPECT_EQ(elsewhere.status, 1);
+        EXPECT_THAT(elsewhere.err,
+                    HasSubstr("another broker holds '/opt/norvane/var/run/qxbrokerd.version'"));
+    }
     EXPECT_EQ(read_file(kVersionFile), "1.3");
     EXPECT_TRUE(is_locked());
     EXPECT_EQ(ask("enable_services"), "{\"status\": 0}");
@@ -101,7 +97,9 @@ TEST(Presence, AWrongCommandLineIsNamed) {
     const std::pair<std::vector<std::string>, const char*> wrong[] = {
         {{}, "--install-dir DIR is needed"},
         {{"--install-dir"}, "'--install-dir' needs a value"},
-        {{"--install-dir", "/opt/x", "--trase"}, "unknown option '--trase'"},
+        {{"-install-dir", "/opt/x", "--trase"}, "unknown option '--trase'"},
+        {{"-install", "/opt/x", "-trase=1"}, "unknown option '-trase=1'"},
+        {{"--trace=1"}, "'--trace=1': the option takes no value"},
         {{"--install-dir", "/opt/x", "more"}, "surplus word 'more'"},
         {{"--install-dir", "/etc/passwd"}, "cannot make the directory '/etc/passwd/var'"},
     };
@@ -163,7 +161,9 @@ TEST(Console, SendsEventsAndSaysWhatItDoesNotUnderstand) {
         {"emit va_status_changed", "emit needs something to send"},
         {"burst many va_status_changed x", "burst needs a count"},
         {"raw va_status_changed 0", "raw needs pairs of hexadecimal digits"},
-        {"restart soon", "restart takes a number of milliseconds"},
+        {"restart soon", "restart takes a number of milliseconds and nothing more"},
+        {"restart 0 1", "restart takes a number of milliseconds and nothing more"},
+        {"drop va_status_changed", "drop takes nothing more"},
         {"jump", "unknown order 'jump'; --help lists them"},
     };
     for (const auto& [line, reason] : wrong) {
@@ -177,14 +177,12 @@ TEST(Console, SendsEventsAndSaysWhatItDoesNotUnderstand) {
 
 TEST(Console, DropsClientsAndRestarts) {
     Simulator simulator;
-    const BrokerClient dropped;
-    dropped.subscribe("va_status_changed");
-    simulator.write("drop\n");
-    EXPECT_TRUE(dropped.ends());
-    const BrokerClient restarted;
-    restarted.subscribe("va_status_changed");
-    simulator.write("restart 0\n");
-    EXPECT_TRUE(restarted.ends());
+    for (const char* const order : {"drop\n", "restart 0\n"}) {
+        const BrokerClient dropped;
+        dropped.subscribe("va_status_changed");
+        simulator.write(order);
+        EXPECT_TRUE(dropped.ends());
+    }
     simulator.wait_for_output("listening again (restart 1)");
     EXPECT_TRUE(is_locked());
     EXPECT_EQ(ask("enable_services"), "{\"status\": 0}");
@@ -205,7 +203,7 @@ TEST(Console, ABurstWaitsForASlowReaderAndItsMemoryIsGivenBack) {
         ASSERT_EQ(reader.read_frame(), emitted(n));
     }
     EXPECT_EQ(ask("enable_services"), "{\"status\": 0}");
-    if (!kKeepsFreedMemory) {
+    if (!kSanitized) {
         EXPECT_LT(resident(simulator.pid()) - before, 8192);
     }
 }
@@ -220,10 +218,7 @@ TEST(Trace, ShowsRequestsAnswersAndEvents) {
         client.send("\x1b\n");
     }
     simulator.wait_for_output("#1 closed");
-    simulator.signal(SIGINT);
-    const Outcome outcome = simulator.finish();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_THAT(outcome.out,
+    EXPECT_THAT(simulator.output(),
                 HasSubstr("#1 connected\n"
                           "#1 request {\"type\": \"subscribe\", \"name\": \"va_status_changed\"}\n"
                           "#1 answer {\"status\": 0}\n"
