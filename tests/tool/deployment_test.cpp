@@ -1,6 +1,9 @@
 // Switching the cloud deployment: what runs in which order, and that nothing is left switched off.
 
+#include "deployment.h"
+
 #include "agent.h"
+#include "qx/log.h"
 
 #include <gmock/gmock.h>
 
@@ -95,6 +98,24 @@ TEST_F(Deployment, IsSwitchedInOrder) {
     EXPECT_EQ(log_text(), "");
     expect_silent(switch_to("staging"), 0);
     EXPECT_EQ(ran(), kRan) << "a switch to where it is does nothing";
+}
+
+TEST_F(Deployment, OfAnUnknownNameChangesNothing) {
+    ASSERT_TRUE(qx::log::start("qxagent-manage", nullptr));
+    EXPECT_EQ(qx::manage::run_set_registration_cloud("attic"), 1);
+    qx::log::stop();
+    EXPECT_EQ(log_text(), "ERROR [deployment.cpp][run_set_registration_cloud()]: Entrypoint for "
+                          "deployment 'attic' not found\n");
+    EXPECT_EQ(ran(), "");
+}
+
+// A caller that ignores SIGCHLD keeps the tool from learning how its programs ended.
+TEST_F(Deployment, RunsEachProgramOnceWhoeverWaitsForIt) {
+    start_again();
+    expect_silent(
+        run({"env", "--ignore-signal=CHLD", QX_TOOL, "set_registration_cloud", "--cloud=staging"}),
+        0);
+    EXPECT_EQ(ran(), kRan);
 }
 
 TEST_F(Deployment, LeavesProtectionOffWhereItWas) {

@@ -9,46 +9,66 @@ namespace {
 using namespace qx::test;
 using ::testing::ElementsAreArray;
 
+using Words = std::vector<std::string>;
+
 std::string command(const std::string& name, const std::string& data = "null") {
     return R"({"type": "command", "name": ")" + name + R"(", "data": )" + data + "}\n";
+}
+
+std::string success(const std::string& data) {
+    return R"({"status": 0, "data": )" + data + "}";
 }
 
 std::string failure(const std::string& data) {
     return R"({"status": 1, "data": )" + data + "}";
 }
 
-struct Operation {
-    std::vector<std::string> words;
-    std::map<std::string, std::string> answers; ///< by command; {"status": 0} where none is given
-    std::vector<std::string> requests;
-    std::string out;
-    std::string err;
-    int status = 0;
-};
+std::string error_block(int code, const std::string& message, const std::string& description) {
+    return "error:\n  code:        " + std::to_string(code) + "\n  message:     " + message +
+           "\n  description: " + description + "\n";
+}
 
-const std::string kErrorBlock = "error:\n"
-                                "  code:        1\n"
-                                "  message:     invalid params\n";
+/// How a run of the tool ends, other than silently and well.
+struct Ends {
+    int status = 0;
+    std::string out = {};
+    std::string err = {};
+};
 
 class Operations : public Agent {
 protected:
-    void check(const std::vector<Operation>& operations) {
-        for (const Operation& operation : operations) {
-            SCOPED_TRACE(::testing::PrintToString(operation.words));
-            broker.forget_requests();
-            for (const auto& [name, answer] : operation.answers) {
-                broker.answer(name, answer);
-            }
-            const Outcome outcome = run_tool(operation.words);
-            EXPECT_THAT(broker.requests(), ElementsAreArray(operation.requests));
-            EXPECT_EQ(outcome.out, operation.out);
-            EXPECT_EQ(outcome.err, operation.err);
-            EXPECT_EQ(outcome.status, operation.status);
-            for (const auto& [name, answer] : operation.answers) {
-                broker.answer(name, R"({"status": 0})");
-            }
+    /// What the broker answers to `name` during the next check, instead of {"status": 0}.
+    void answer(const std::string& name, const std::string& json) {
+        broker.answer(name, json);
+        answered_.push_back(name);
+    }
+
+    void check(const Words& words, const std::vector<std::string>& requests,
+               const Ends& ends = {}) {
+        SCOPED_TRACE(::testing::PrintToString(words));
+        broker.forget_requests();
+        const Outcome outcome = run_tool(words);
+        EXPECT_THAT(broker.requests(), ElementsAreArray(requests));
+        EXPECT_EQ(outcome.out, ends.out);
+        EXPECT_EQ(outcome.err, ends.err);
+        EXPECT_EQ(outcome.status, ends.status);
+        for (const std::string& name : answered_) {
+            broker.answer(name, R"({"status": 0})");
+        }
+        answered_.clear();
+    }
+
+    /// Each value, given to the last of `words`, ends the tool with 1 before anything is sent.
+    void check_refused(const Words& words, const std::vector<std::string>& values) {
+        for (const std::string& value : values) {
+            Words all = words;
+            all.back() += "=" + value;
+            check(all, {}, {.status = 1});
         }
     }
+
+private:
+    std::vector<std::string> answered_;
 };
 
 TEST_F(Operations, ThatOnlyAskForSomethingToBeDone) {
@@ -65,8 +85,9 @@ TEST_F(Operations, ThatOnlyAskForSomethingToBeDone) {
         {"reapply_firewall_rules", "reapply_firewall_rules"},
     };
     for (const auto& [word, name] : commands) {
-        check({{{word}, {}, {command(name)}, "", "", 0},
-               {{word}, {{name, failure("{}")}}, {command(name)}, "", "", 255}});
+        check({word}, {command(name)});
+        answer(name, failure("{}"));
+        check({word}, {command(name)}, {.status = 255});
     }
 }
 
@@ -74,15 +95,13 @@ TEST_F(Operations, ThatPrintWhatTheBrokerAnswers) {
     for (const std::string name :
          {"get_version_info", "get_subscription_status", "update_subscription_status",
           "get_diagnosis_report", "get_status_report"}) {
-        check({{{name},
-                {{name, R"({"status":0,"data":{"a":[1,2.5,"ü"]}})"}},
-                {command(name)},
-                "{\"a\": [1, 2.5, \"ü\"]}\n",
-                "",
-                0},
-               // What is neither an object nor an array is no result to print.
-               {{name}, {{name, R"({"status":0,"data":"text"})"}}, {command(name)}, "", "", 0},
-               {{name}, {{name, failure(R"({"code":1})")}}, {command(name)}, "", "", 255}});
+        answer(name, success(R"({"a":[1,2.5,"ü"]})"));
+        check({name}, {command(name)}, {.out = "{\"a\": [1, 2.5, \"ü\"]}\n"});
+        // What is neither an object nor an array is no result to print.
+        answer(name, success("\"text\""));
+        check({name}, {command(name)});
+        answer(name, failure(R"({"code":1})"));
+        check({name}, {command(name)}, {.status = 255});
     }
 }
 
@@ -94,251 +113,143 @@ TEST_F(Operations, ThatAnswerYesOrNo) {
     };
     for (const auto& [word, names] : fields) {
         const auto& [name, field] = names;
-        check({{{word},
-                {{name, R"({"status":0,"data":{"status":1}})"}},
-                {command(name)},
-                "{\"" + field + "\": true}\n",
-                "",
-                0},
-               {{word},
-                {{name, R"({"status":0,"data":{"status":0}})"}},
-                {command(name)},
-                "{\"" + field + "\": false}\n",
-                "",
-                0},
-               {{word},
-                {{name, R"({"status":0,"data":{"status":-1}})"}},
-                {command(name)},
-                "",
-                "",
-                255},
-               {{word}, {{name, R"({"status":0})"}}, {command(name)}, "", "", 255}});
+        answer(name, success(R"({"status":1})"));
+        check({word}, {command(name)}, {.out = "{\"" + field + "\": true}\n"});
+        answer(name, success(R"({"status":0})"));
+        check({word}, {command(name)}, {.out = "{\"" + field + "\": false}\n"});
+        answer(name, success(R"({"status":-1})"));
+        check({word}, {command(name)}, {.status = 255});
+        check({word}, {command(name)}, {.status = 255});
     }
 }
 
 TEST_F(Operations, RouterInformation) {
-    check({
-        {{"get_router_info"},
-         {{"get_router_name", R"({"status":0,"data":"R"})"},
-          {"get_router_model", failure("{}")},
-          {"get_va_cloud_trigger", R"({"status":0,"data":true})"}},
-         {command("get_router_name"), command("get_router_model"),
-          command("get_router_serial_number"), command("get_router_firmware_version"),
-          command("get_router_feature_set_level"), command("get_router_interfaces"),
-          command("get_va_cloud_trigger")},
-         "{\"name\": \"R\", \"use_va_cloud_trigger\": true}\n",
-         "",
-         0},
-        {{"set_router_info", "--model", "m", "--name", ""},
-         {},
-         {command("set_router_model", "\"m\"")},
-         "",
-         "",
-         0},
-        {{"set_router_info"}, {}, {}, "", "", 0},
-        {{"set_router_info", "--use_va_cloud_trigger=no", "--feature_set_level=f",
-          "--firmware_version=v", "--serial_number=s", "--name=n", "--interfaces=br-wan:wan,lan:"},
-         {},
-         {command("set_router_name", "\"n\""), command("set_router_serial_number", "\"s\""),
-          command("set_router_firmware_version", "\"v\""),
-          command("set_router_feature_set_level", "\"f\""),
-          command("set_router_interfaces",
-                  R"([{"name": "br-wan", "type": "wan"}, {"name": "lan", "type": ""}])"),
-          command("set_va_cloud_trigger", "false")},
-         "",
-         "",
-         0},
-        // One setter that fails does not keep the others back.
-        {{"set_router_info", "--name=n", "--model=m"},
-         {{"set_router_name", failure("{}")}},
-         {command("set_router_name", "\"n\""), command("set_router_model", "\"m\"")},
-         "",
-         "",
-         255},
-        {{"set_router_info", "--name=n", "--interfaces", "eth0"}, {}, {}, "", "", 1},
-        {{"set_router_info", "--name=n", "--interfaces", "a:b:c"}, {}, {}, "", "", 1},
-        {{"set_router_info", "--name=n", "--interfaces", "a:b,"}, {}, {}, "", "", 1},
-        {{"set_router_info", "--name=\xff"}, {}, {}, "", "", 1},
-        {{"set_router_info", "--interfaces=a:\xff"}, {}, {}, "", "", 1},
-    });
+    const auto set = [](const std::string& field, const std::string& value) {
+        return command("set_router_" + field, value);
+    };
+    answer("get_router_name", success("\"R\""));
+    answer("get_router_model", failure("{}"));
+    answer("get_va_cloud_trigger", success("true"));
+    check({"get_router_info"},
+          {command("get_router_name"), command("get_router_model"),
+           command("get_router_serial_number"), command("get_router_firmware_version"),
+           command("get_router_feature_set_level"), command("get_router_interfaces"),
+           command("get_va_cloud_trigger")},
+          {.out = "{\"name\": \"R\", \"use_va_cloud_trigger\": true}\n"});
+    check({"set_router_info", "--model", "m", "--name", ""}, {set("model", "\"m\"")});
+    check({"set_router_info"}, {});
+    check({"set_router_info", "--use_va_cloud_trigger=no", "--feature_set_level=f",
+           "--firmware_version=v", "--serial_number=s", "--name=n", "--interfaces=br-wan:wan,lan:"},
+          {set("name", "\"n\""), set("serial_number", "\"s\""), set("firmware_version", "\"v\""),
+           set("feature_set_level", "\"f\""),
+           set("interfaces", R"([{"name": "br-wan", "type": "wan"}, {"name": "lan", "type": ""}])"),
+           command("set_va_cloud_trigger", "false")});
+    // One setter that fails does not keep the others back.
+    answer("set_router_name", failure("{}"));
+    check({"set_router_info", "--name=n", "--model=m"},
+          {set("name", "\"n\""), set("model", "\"m\"")}, {.status = 255});
+    check_refused({"set_router_info", "--name=n", "--interfaces"},
+                  {"eth0", "a:b:c", "a:b,", "a:\xff"});
+    check_refused({"set_router_info", "--name"}, {"\xff"});
 }
 
 TEST_F(Operations, Devices) {
-    const std::string report = R"("mac": "m", "interface": "i", "is_online": )";
-    check({
-        {{"set_device_info", "--device_id=d", "--name=n"},
-         {},
-         {command("set_device_name", R"({"device_id": "d", "name": "n"})")},
-         "",
-         "",
-         0},
-        {{"set_device_info", "--device_id=d", "--name=n", "--traffic_blocked=0x1"},
-         {},
-         {command("set_device_name", R"({"device_id": "d", "name": "n"})"),
-          command("set_device_traffic_blocked", R"({"device_id": "d", "traffic_blocked": 1})")},
-         "",
-         "",
-         0},
-        {{"set_device_info", "--device_id=", "--name=n"}, {}, {}, "", "", 255},
-        {{"set_device_info", "--device_id=\xff", "--name=n"}, {}, {}, "", "", 1},
-        {{"set_device_online_status", "--mac=m", "--interface=i", "--is_online=false"},
-         {},
-         {command("set_device_online_status", "{" + report + "false}")},
-         "",
-         "",
-         0},
-        {{"set_device_online_status", "--mac=m", "--interface=i", "--is_online=", "--ip=1,\xff,2",
-          "--hostname=h"},
-         {},
-         {command("set_device_online_status",
-                  "{" + report + R"(true, "ip": ["1", "2"], "hostname": "h"})")},
-         "",
-         "",
-         0},
-        {{"set_device_online_status", "--mac=m", "--interface=i", "--is_online=yes"},
-         {},
-         {},
-         "",
-         "",
-         255},
-        {{"set_device_online_status", "--mac=", "--interface=i", "--is_online=no"},
-         {},
-         {},
-         "",
-         "",
-         255},
-        {{"get_devices"},
-         {{"get_devices", R"({"status":0,"data":[{"id":"a"}]})"}},
-         {command("get_devices", "[]")},
-         "[{\"id\": \"a\"}]\n",
-         "",
-         0},
-        {{"get_devices", "--ids=a,\xff,b"},
-         {{"get_devices", failure(R"({"code": 2})")}},
-         {command("get_devices", R"(["a", "b"])")},
-         "{\"code\": 2}\n",
-         "",
-         255},
-    });
-}
+    check({"set_device_info", "--device_id=d", "--name=n"},
+          {command("set_device_name", R"({"device_id": "d", "name": "n"})")});
+    check({"set_device_info", "--device_id=d", "--name=n", "--traffic_blocked=0x1"},
+          {command("set_device_name", R"({"device_id": "d", "name": "n"})"),
+           command("set_device_traffic_blocked", R"({"device_id": "d", "traffic_blocked": 1})")});
+    check({"set_device_info", "--device_id=", "--name=n"}, {}, {.status = 255});
+    check_refused({"set_device_info", "--name=n", "--device_id"}, {"\xff"});
 
-std::string schedule(const std::string& on) {
-    return command("va_set_schedule",
-                   R"({"at": "1:2", "every": {"num": 3, "unit": "week"}, "on": )" + on + "}");
+    const auto report = [](const std::string& rest) {
+        return command("set_device_online_status",
+                       R"({"mac": "m", "interface": "i", "is_online": )" + rest + "}");
+    };
+    const Words words = {"set_device_online_status", "--interface=i"};
+    const auto with = [&words](const Words& more) {
+        Words all = words;
+        all.insert(all.end(), more.begin(), more.end());
+        return all;
+    };
+    check(with({"--mac=m", "--is_online=false"}), {report("false")});
+    check(with({"--mac=m", "--is_online=", "--ip=1,\xff,2", "--hostname=h"}),
+          {report(R"(true, "ip": ["1", "2"], "hostname": "h")")});
+    check(with({"--mac=m", "--is_online=yes"}), {}, {.status = 255});
+    check(with({"--mac=", "--is_online=no"}), {}, {.status = 255});
+    check_refused(with({"--is_online=no", "--mac"}), {"\xff"});
+
+    answer("get_devices", success(R"([{"id":"a"}])"));
+    check({"get_devices"}, {command("get_devices", "[]")}, {.out = "[{\"id\": \"a\"}]\n"});
+    answer("get_devices", failure(R"({"code": 2})"));
+    check({"get_devices", "--ids=a,\xff,b"}, {command("get_devices", R"(["a", "b"])")},
+          {.status = 255, .out = "{\"code\": 2}\n"});
 }
 
 TEST_F(Operations, ScanSchedule) {
-    const std::vector<std::string> words = {"va_set_schedule", "--at=1:2", "--every_num=3",
-                                            "--every_unit=week"};
-    const auto with_day = [&](const std::string& day) {
-        std::vector<std::string> all = words;
-        all.insert(all.end(), {"--on_prefix=first", "--on_day", day});
-        return all;
+    const auto schedule = [](const std::string& prefix, const std::string& day) {
+        return command("va_set_schedule",
+                       R"({"at": "1:2", "every": {"num": 3, "unit": "week"}, "on": {"prefix": ")" +
+                           prefix + R"(", "day": )" + day + "}}");
     };
-    const auto on = [](const std::string& day) {
-        return schedule(R"({"prefix": "first", "day": )" + day + "}");
-    };
-    check({
-        {words, {}, {schedule(R"({"prefix": "", "day": ""})")}, "", "", 0},
-        {with_day("15"), {}, {on("15")}, "", "", 0},
-        {with_day(" +5"), {}, {on("5")}, "", "", 0},
-        {with_day("2nd"), {}, {on("2")}, "", "", 0},
-        {with_day("monday"), {}, {on("\"monday\"")}, "", "", 0},
-        {with_day("-"), {}, {on("\"-\"")}, "", "", 0},
-        {with_day("2147483648"), {}, {on("\"2147483648\"")}, "", "", 0},
-        {with_day("\xff"), {}, {}, "", "", 1},
-        {words,
-         {{"va_set_schedule", failure(R"({"error": "no"})")}},
-         {schedule(R"({"prefix": "", "day": ""})")},
-         "",
-         "error_code=-1 error_message=no\n",
-         1},
-        {words,
-         {{"va_set_schedule", failure("7")}},
-         {schedule(R"({"prefix": "", "day": ""})")},
-         "",
-         "error_code=-1 error_message=internal error\n",
-         1},
-    });
+    const Words words = {"va_set_schedule", "--at=1:2", "--every_num=3", "--every_unit=week"};
+    check(words, {schedule("", "\"\"")});
+    for (const auto& [text, refusal] :
+         {std::pair("no", R"({"error": "no"})"), std::pair("internal error", "7")}) {
+        answer("va_set_schedule", failure(refusal));
+        check(words, {schedule("", "\"\"")},
+              {.status = 1, .err = "error_code=-1 error_message=" + std::string(text) + "\n"});
+    }
+    Words with_day = words;
+    with_day.insert(with_day.end(), {"--on_prefix=first", "--on_day"});
+    check_refused(with_day, {"\xff"});
+    const std::pair<const char*, const char*> days[] = {{"15", "15"},
+                                                        {" +5", "5"},
+                                                        {"2nd", "2"},
+                                                        {"-", "\"-\""},
+                                                        {"monday", "\"monday\""},
+                                                        {"2147483648", "\"2147483648\""}};
+    with_day.emplace_back();
+    for (const auto& [given, sent] : days) {
+        with_day.back() = given;
+        check(with_day, {schedule("first", sent)});
+    }
 }
 
 TEST_F(Operations, ScanExclusions) {
-    const std::string unreadable = "error:\n"
-                                   "  code:        3\n"
-                                   "  message:     internal error\n"
-                                   "  description: failed to ";
-    check({
-        {{"va_set_exclusions", "--addresses=a,,b"},
-         {},
-         {command("va_set_exclusions", R"(["a", "", "b"])")},
-         "",
-         "",
-         0},
-        {{"va_set_exclusions"}, {}, {command("va_set_exclusions", "[]")}, "", "", 0},
-        {{"va_set_exclusions", "--addresses=\xff"}, {}, {}, "", "", 1},
-        {{"va_set_exclusions"},
-         {{"va_set_exclusions", failure("\"bad\"")}},
-         {command("va_set_exclusions", "[]")},
-         "",
-         kErrorBlock + "  description: \"bad\"\n",
-         1},
-        {{"va_set_exclusions"},
-         {{"va_set_exclusions", R"({"status": 1})"}},
-         {command("va_set_exclusions", "[]")},
-         "",
-         unreadable + "set the value\n",
-         1},
-        {{"va_get_exclusions"},
-         {{"va_get_exclusions", R"({"status":0,"data":["a"]})"}},
-         {command("va_get_exclusions")},
-         "[\"a\"]\n",
-         "",
-         0},
-        {{"va_get_exclusions"},
-         {},
-         {command("va_get_exclusions")},
-         "",
-         unreadable + "get the value\n",
-         1},
-    });
+    const auto set = [](const char* list) { return command("va_set_exclusions", list); };
+    check({"va_set_exclusions", "--addresses=a,,b"}, {set(R"(["a", "", "b"])")});
+    check({"va_set_exclusions"}, {set("[]")});
+    check_refused({"va_set_exclusions", "--addresses"}, {"\xff"});
+    answer("va_set_exclusions", failure("\"bad\""));
+    check({"va_set_exclusions"}, {set("[]")},
+          {.status = 1, .err = error_block(1, "invalid params", "\"bad\"")});
+    answer("va_set_exclusions", R"({"status": 1})");
+    check({"va_set_exclusions"}, {set("[]")},
+          {.status = 1, .err = error_block(3, "internal error", "failed to set the value")});
+    answer("va_get_exclusions", success(R"(["a"])"));
+    check({"va_get_exclusions"}, {command("va_get_exclusions")}, {.out = "[\"a\"]\n"});
+    check({"va_get_exclusions"}, {command("va_get_exclusions")},
+          {.status = 1, .err = error_block(3, "internal error", "failed to get the value")});
 }
 
 TEST_F(Operations, Registration) {
     const std::string manual = "Invalid router_id: \"manual\" is a mode, not a router_id\n";
-    check({
-        {{"register", "--params", "a=1,b=x y,a=2"},
-         {},
-         {command("start_registration", R"({"a": "2", "b": "x y"})")},
-         "",
-         "",
-         0},
-        {{"register"}, {}, {command("start_registration", "{}")}, "", "", 0},
-        {{"register", "--params=router_id=Manual,mode=manual"},
-         {},
-         {command("start_registration", R"({"router_id": "Manual", "mode": "manual"})")},
-         "",
-         "",
-         0},
-        {{"register", "--params=a"}, {}, {}, "", "", 1},
-        {{"register", "--params=a=1,b=c=d"}, {}, {}, "", "", 1},
-        {{"register", "--params=a=1,"}, {}, {}, "", "", 1},
-        {{"register", "--params==1"}, {}, {}, "", "", 1},
-        {{"register", "--params=a=1,b=,c=3"}, {}, {}, "", "Empty value not allowed for 'b'\n", 1},
-        {{"register", "--params=router_id=manual"}, {}, {}, "", manual, 1},
-        {{"register", "--params=\xff=1"}, {}, {}, "", "", 1},
-        {{"register"},
-         {{"start_registration", failure(R"({"code": 1, "description": "d"})")}},
-         {command("start_registration", "{}")},
-         "",
-         kErrorBlock + "  description: d\n",
-         1},
-    });
-    EXPECT_EQ(log_text(),
-              "ERROR [registration.cpp][run_register()]: [BUG] Empty key\n"
-              "ERROR [registration.cpp][run_register()]: Empty value not allowed for 'b'\n"
-              "ERROR [registration.cpp][run_register()]: " +
-                  manual +
-                  "ERROR [registration.cpp][run_register()]: qx::json::object_set() failed\n");
+    const std::string empty = "Empty value not allowed for 'b'\n";
+    const auto request = [](const char* record) { return command("start_registration", record); };
+    check({"register", "--params", "a=1,b=x y,a=2"}, {request(R"({"a": "2", "b": "x y"})")});
+    check({"register"}, {request("{}")});
+    check({"register", "--params=router_id=Manual,mode=manual"},
+          {request(R"({"router_id": "Manual", "mode": "manual"})")});
+    check({"register", "--params=a=1,b=,c=3"}, {}, {.status = 1, .err = empty});
+    check({"register", "--params=router_id=manual"}, {}, {.status = 1, .err = manual});
+    check_refused({"register", "--params"}, {"a", "a=1,b=c=d", "a=1,", "=1", "\xff=1"});
+    answer("start_registration", failure(R"({"code": 1, "description": "d"})"));
+    check({"register"}, {request("{}")},
+          {.status = 1, .err = error_block(1, "invalid params", "d")});
+    const std::string line = "ERROR [registration.cpp][run_register()]: ";
+    EXPECT_EQ(log_text(), line + empty + line + manual + line + "[BUG] Empty key\n" + line +
+                              "qx::json::object_set() failed\n");
 }
 
 TEST_F(Operations, CloudRegistration) {
@@ -349,83 +260,53 @@ TEST_F(Operations, CloudRegistration) {
                            R"(", "token_type": "partner", "register_mac_address": ")" + mac +
                            R"(", "redeem_code": ")" + code + "\"}");
     };
-    check({
-        {{"register_to_cloud", "--params", "token=t,mac=m,redeem=r,token=u"},
-         {},
-         {request("u", "m", "r")},
-         "",
-         "",
-         0},
-        {{"register_to_cloud"}, {}, {request("", "", "")}, "", "", 0},
-        {{"register_to_cloud", "--params", "user=x,=y,mac=m"},
-         {},
-         {request("", "m", "")},
-         "",
-         "Unknown key: user\nUnknown key: \n",
-         0},
-        {{"register_to_cloud", "--params", "user=x,mac"}, {}, {}, "", "Unknown key: user\n", 1},
-        {{"register_to_cloud"},
-         {{"start_cloud_registration", failure("{}")}},
-         {request("", "", "")},
-         "",
-         "failed to register to cloud\n",
-         1},
-    });
+    const Ends failed = {.status = 1, .err = "failed to register to cloud\n"};
+    check({"register_to_cloud", "--params", "token=t,mac=m,redeem=r,token=u"},
+          {request("u", "m", "r")});
+    check({"register_to_cloud"}, {request("", "", "")});
+    check({"register_to_cloud", "--params", "user=x,=y,mac=m"}, {request("", "m", "")},
+          {.err = "Unknown key: user\nUnknown key: \n"});
+    check({"register_to_cloud", "--params", "user=x,mac"}, {},
+          {.status = 1, .err = "Unknown key: user\n"});
+    check({"register_to_cloud", "--params", "token=\xff"}, {}, failed);
+    answer("start_cloud_registration", failure("{}"));
+    check({"register_to_cloud"}, {request("", "", "")}, failed);
 }
 
 TEST_F(Operations, Features) {
-    const std::string list = R"({"type": "command", "name": "list_all_features"})"
-                             "\n";
-    check({
-        {{"feature", "--get=a,,a", "--set=x=1", "--list"},
-         {{"get_feature", R"({"status":0,"data":{"a":"on"}})"}},
-         {command("get_feature", R"(["a", "", "a"])")},
-         "{\"a\": \"on\"}\n",
-         "",
-         0},
-        {{"feature", "--set", "x=1,x=,=n,n=5", "--list"},
-         {},
-         {command("set_feature", R"({"x": "", "": "n", "n": "5"})")},
-         "",
-         "",
-         0},
-        {{"feature", "--list"},
-         {{"list_all_features", R"({"status":0,"data":["a"]})"}},
-         {list},
-         "[\"a\"]\n",
-         "",
-         0},
-        {{"feature", "--get=", "--set="}, {}, {}, "", "", 1},
-        {{"feature", "--set=a"}, {}, {}, "", "", 1},
-        {{"feature", "--set=a=b=c"}, {}, {}, "", "", 1},
-        {{"feature", "--set=a=\xff"}, {}, {}, "", "", 1},
-        {{"feature", "--get=\xff"}, {}, {}, "", "", 1},
-        {{"feature", "--get=a"},
-         {{"get_feature", failure(R"({"code": 1})")}},
-         {command("get_feature", R"(["a"])")},
-         "",
-         "Failed getting the features\n",
-         1},
-        {{"feature", "--set=a=b"},
-         {{"set_feature", failure("{}")}},
-         {command("set_feature", R"({"a": "b"})")},
-         "",
-         "Failed setting the features\n",
-         1},
-        {{"feature", "--list"},
-         {{"list_all_features", failure("{}")}},
-         {list},
-         "",
-         "Failed getting the features list\n",
-         1},
-    });
+    const std::string list = "{\"type\": \"command\", \"name\": \"list_all_features\"}\n";
+    const std::string get = command("get_feature", R"(["a", "", "a"])");
+    const std::string set = command("set_feature", R"({"x": "", "": "n", "n": "5"})");
+    const Words get_words = {"feature", "--get=a,,a", "--set=x=1", "--list"};
+    const Words set_words = {"feature", "--set", "x=1,x=,=n,n=5", "--list"};
+    answer("get_feature", success(R"({"a":"on"})"));
+    check(get_words, {get}, {.out = "{\"a\": \"on\"}\n"});
+    check(set_words, {set});
+    answer("list_all_features", success(R"(["a"])"));
+    check({"feature", "--list"}, {list}, {.out = "[\"a\"]\n"});
+    check_refused({"feature", "--get=", "--set"}, {"", "a", "a=b=c", "a=\xff"});
+    check_refused({"feature", "--get"}, {"\xff"});
+    answer("get_feature", failure(R"({"code": 1})"));
+    check(get_words, {get}, {.status = 1, .err = "Failed getting the features\n"});
+    answer("set_feature", failure("{}"));
+    check(set_words, {set}, {.status = 1, .err = "Failed setting the features\n"});
+    answer("list_all_features", failure("{}"));
+    check({"feature", "--list"}, {list},
+          {.status = 1, .err = "Failed getting the features list\n"});
     EXPECT_EQ(log_text(),
               "ERROR [agent_features.cpp][run_set_feature()]: qx::json::object_set() failed\n");
 }
 
 TEST_F(Operations, NeedNoBrokerToMoveTheUpdateLocation) {
-    check({{{"set_quillet_location", "staging"}, {}, {}, "", "", 0}});
-    EXPECT_EQ(read_file(settings_file()), "{\"/quillet/update_location\": \"staging\"}\n");
+    const std::string staging = "{\"/quillet/update_location\": \"staging\"}\n";
+    check({"set_quillet_location", "staging"}, {});
+    EXPECT_EQ(read_file(settings_file()), staging);
+    // The store cannot be written while a directory is in the place of its lock file.
+    const std::filesystem::path lock = settings_file().string() + ".lock";
+    std::filesystem::remove(lock);
+    std::filesystem::create_directory(lock);
+    check({"set_quillet_location", "production"}, {}, {.status = 255});
+    EXPECT_EQ(read_file(settings_file()), staging);
 }
 
 } // namespace
