@@ -1,5 +1,7 @@
 #include "qx/error.h"
 
+#include <cstring>
+
 namespace qx {
 namespace {
 
@@ -30,6 +32,14 @@ void set_qxerrno(std::int32_t number, string_view first, string_view second) {
     record.number = number;
     replace_text(record.first, first);
     replace_text(record.second, second);
+}
+
+void set_io_error(string_view reason) {
+    set_qxerrno(error_number::input_output, "input/output error", reason);
+}
+
+void set_io_error(const std::string& what, int reason) {
+    set_io_error(what + ": " + std::strerror(reason));
 }
 
 } // namespace qx

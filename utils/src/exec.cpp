@@ -3,9 +3,9 @@
 #include "qx/error.h"
 #include "qx/io.h"
 
+#include <cerrno>
 #include <climits>
 #include <csignal>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -30,8 +30,7 @@ struct Launch {
 
 int fail(const std::string& program) {
     const int reason = errno;
-    set_qxerrno(error_number::input_output, "input/output error",
-                "cannot run '" + program + "': " + std::strerror(reason));
+    set_io_error("cannot run '" + program + "'", reason);
     return -1;
 }
 
@@ -142,6 +141,23 @@ pid_t start(const Launch& launch) {
     return pid;
 }
 
+// Sets the default action of SIGCHLD for a scope: where the signal is ignored, and that may come
+// from whoever started this program, nobody ever learns how a child ended.
+class waitable_children {
+public:
+    waitable_children() {
+        struct sigaction action {};
+        action.sa_handler = SIG_DFL;
+        ::sigaction(SIGCHLD, &action, &before_);
+    }
+    waitable_children(const waitable_children&) = delete;
+    waitable_children& operator=(const waitable_children&) = delete;
+    ~waitable_children() { ::sigaction(SIGCHLD, &before_, nullptr); }
+
+private:
+    struct sigaction before_ {};
+};
+
 // 0 when the program runs: then its exec has closed the other end.
 int read_report(int fd) {
     int reason = 0;
@@ -157,6 +173,7 @@ int exec_command(const std::vector<std::string>& argv, int detach) {
     if (!prepare(launch, argv)) {
         return fail(argv.empty() ? "" : argv[0]);
     }
+    const waitable_children guard;
     const pid_t pid = start(launch);
     if (pid < 0) {
         return fail(argv[0]);

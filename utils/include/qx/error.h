@@ -5,6 +5,7 @@
 #include "qx/string_view.h"
 
 #include <cstdint>
+#include <string>
 
 namespace qx {
 
@@ -33,5 +34,11 @@ _QXErrorStorage& _get_qxerrno();
 
 /// Fills the record. The texts must not be the record's own.
 void set_qxerrno(std::int32_t number, string_view first, string_view second);
+
+/// Fills it for an input or output that failed; `reason` says how.
+void set_io_error(string_view reason);
+
+/// The same, with the text of `reason`, an errno, behind `what`.
+void set_io_error(const std::string& what, int reason);
 
 } // namespace qx

@@ -11,7 +11,8 @@ namespace qx {
 /// other descriptor, no blocked and no ignored signal, and is in a session of its own. With
 /// `detach` 0 waits for its end and returns its exit status, 128 plus the signal that ended it;
 /// otherwise returns 0 as soon as it runs. Negative, with the last-error record, when it could not
-/// be run. May be called while other threads run.
+/// be run. Meanwhile SIGCHLD has its default action. May be called while other threads run, by one
+/// at a time.
 int exec_command(const std::vector<std::string>& argv, int detach);
 
 } // namespace qx
