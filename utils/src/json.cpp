@@ -11,7 +11,7 @@ namespace {
 thread_local bool lacked_memory = false;
 
 #if defined(__GLIBC__)
-// Has such a stock itself, for each thread.
+// This C library keeps released blocks itself, for each thread.
 void* allocate_block(std::size_t size) {
     return std::malloc(size);
 }
@@ -22,9 +22,9 @@ void release(void* block) {
 
 void keep_blocks() {}
 #else
-// An event is dozens of small blocks, and the C library takes a lock for each. So the thread that
-// said that it wants it keeps some that are released, of sizes that occur. They remain the C
-// library's own blocks: a text made here may be released with free().
+// Released blocks of the sizes that occur, for the thread that opens its stock: an event is dozens
+// of small blocks, and this C library takes a lock for each. They remain the C library's own
+// blocks, so that a text made here may be released with free().
 class Stock {
 public:
     void open() { open_ = true; }
@@ -92,7 +92,7 @@ void* allocate(std::size_t size) {
 
 } // namespace
 
-void watch_json_memory() noexcept {
+void manage_json_memory() noexcept {
     keep_blocks();
     ::json_set_alloc_funcs(allocate, release);
 }

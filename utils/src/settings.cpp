@@ -24,7 +24,8 @@ json_ptr& values() {
 
 store::place find_place() {
     const std::string directory = path(common_path::configuration).to_string();
-    return {directory, directory + "/settings.json"};
+    const std::string file = directory + "/settings.json";
+    return {directory, file, file + ".lock"};
 }
 
 json_ptr damaged(const std::string& file, const std::string& reason) {
@@ -42,7 +43,7 @@ json_ptr not_parsed(const std::string& file, const json_error_t& error) {
 }
 
 // One line, whatever characters the key has.
-std::string quoted(const char* key) {
+std::string key_in_json(const char* key) {
     const json_ptr name(::json_string(key));
     const text_ptr text(::json_dumps(name.get(), JSON_ENCODE_ANY | JSON_ENSURE_ASCII));
     return text ? text.get() : "a key";
@@ -63,7 +64,7 @@ json_ptr parse(const std::string& file, const std::string& bytes) {
     for (void* item = ::json_object_iter(object.get()); item != nullptr;
          item = ::json_object_iter_next(object.get(), item)) {
         if (!json_is_string(::json_object_iter_value(item))) {
-            return damaged(file, "the value of " + quoted(::json_object_iter_key(item)) +
+            return damaged(file, "the value of " + key_in_json(::json_object_iter_key(item)) +
                                      " is not a text");
         }
     }
@@ -90,6 +91,21 @@ void warn_of_others(const std::string& directory) {
 int refuse(std::int32_t number, const char* what, const std::string& reason) {
     set_qxerrno(number, what, reason);
     return -1;
+}
+
+int refuse(string_view reason) {
+    set_io_error(reason);
+    return -1;
+}
+
+// Memory that runs out is a failure like others. Its record needs none.
+template <typename Work>
+int attempt(const Work& work) {
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        return refuse("out of memory");
+    }
 }
 
 // jansson's keys end at a NUL, so no store has a key that contains one.
@@ -123,12 +139,11 @@ bool write(const store::place& where, const store::snapshot& old, const json_t* 
 int change(const std::string& key, const std::string* value) {
     const store::place where = find_place();
     if (!values()) {
-        return refuse(error_number::input_output, "input/output error",
-                      "the settings are not open");
+        return refuse("the settings are not open");
     }
     const io::descriptor lock = store::lock(where, value != nullptr);
     if (!lock && (errno != ENOENT || value != nullptr)) {
-        store::fail(where.file, "cannot be locked");
+        store::fail(where.lock_file, "cannot be locked");
         return -1;
     }
     store::snapshot old;
@@ -148,8 +163,7 @@ int change(const std::string& key, const std::string* value) {
     const bool is_set = value != nullptr && set(changed.get(), key, *value);
     require_json_memory();
     if (value != nullptr && !is_set) {
-        return refuse(error_number::input_output, "input/output error",
-                      key + ": key or value is not UTF-8 text");
+        return refuse(key + ": key or value is not UTF-8 text");
     }
     if (!old.exists) {
         warn_of_others(where.directory);
@@ -161,23 +175,32 @@ int change(const std::string& key, const std::string* value) {
     return 0;
 }
 
+int open_store() {
+    values().reset();
+    const store::place where = find_place();
+    store::snapshot content;
+    if (!store::read(where, content)) {
+        return -1;
+    }
+    values() = load(where.file, content);
+    if (values() && content.exists) {
+        warn_of_others(where.directory);
+    }
+    return values() ? 0 : -1;
+}
+
+int report_failure() {
+    const string_view reason = _get_qxerrno().second.sview();
+    println(stderr, "Cannot read the settings: {:s}", reason);
+    QX_LOG(log::level::error, "Cannot read the settings: {:s}", reason);
+    return -1;
+}
+
 } // namespace
 
 int setMgmt::init() {
-    watch_json_memory();
-    const store::place where = find_place();
-    store::snapshot content;
-    values() = store::read(where, content) ? load(where.file, content) : nullptr;
-    if (!values()) {
-        const string_view reason = _get_qxerrno().second.sview();
-        println(stderr, "Cannot read the settings: {:s}", reason);
-        QX_LOG(log::level::error, "Cannot read the settings: {:s}", reason);
-        return -1;
-    }
-    if (content.exists) {
-        warn_of_others(where.directory);
-    }
-    return 0;
+    manage_json_memory();
+    return attempt(open_store) == 0 ? 0 : attempt(report_failure);
 }
 
 void setMgmt::uninit() {
@@ -203,11 +226,11 @@ int setMgmt::getKeyValue(const std::string& key, int default_value) {
 }
 
 int setMgmt::setKey(const std::string& key, const std::string& value) {
-    return change(key, &value);
+    return attempt([&] { return change(key, &value); });
 }
 
 int setMgmt::deleteKey(const std::string& key) {
-    return change(key, nullptr);
+    return attempt([&] { return change(key, nullptr); });
 }
 
 } // namespace qx

@@ -4,7 +4,6 @@
 #include "qx/scope_guard.h"
 
 #include <cstdio>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -58,6 +57,11 @@ bool write_temporary(const std::string& file, uid_t owner, string_view bytes) {
            io::write_all(fd.get(), bytes) && flush(fd.get());
 }
 
+bool refuse(const std::string& file, const char* what) {
+    set_io_error(file + ": " + what);
+    return false;
+}
+
 // The new file is visible but may not survive: what was reported as failed must not be found later.
 void put_back(const place& where, const std::string& temporary, const snapshot& old) {
     if (!old.exists) {
@@ -71,8 +75,10 @@ void put_back(const place& where, const std::string& temporary, const snapshot& 
 
 bool fail(const std::string& file, const char* what) {
     const int reason = errno;
-    set_qxerrno(error_number::input_output, "input/output error",
-                file + ": " + what + ": " + std::strerror(reason));
+    if (reason == ELOOP) {
+        return refuse(file, "is a link");
+    }
+    set_io_error(file + ": " + what, reason);
     return false;
 }
 
@@ -87,9 +93,11 @@ bool read(const place& where, snapshot& content) {
     if (::fstat(fd.get(), &status) != 0) {
         return fail(where.file, "cannot be examined");
     }
-    if (!S_ISREG(status.st_mode) || status.st_size > kLargest) {
-        errno = S_ISREG(status.st_mode) ? EFBIG : EINVAL;
-        return fail(where.file, "is no settings file");
+    if (!S_ISREG(status.st_mode)) {
+        return refuse(where.file, "is not a regular file");
+    }
+    if (status.st_size > kLargest) {
+        return refuse(where.file, "is larger than 16 MiB");
     }
     io::narrow_mode(fd.get(), status.st_mode, kMode);
     std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
@@ -111,7 +119,7 @@ bool read(const place& where, snapshot& content) {
 }
 
 io::descriptor lock(const place& where, bool make_directory) {
-    const std::string file = where.file + ".lock";
+    const std::string& file = where.lock_file;
     constexpr int flags = O_RDWR | O_CREAT;
     io::descriptor fd = open_file(file, flags);
     if (!fd && errno == ENOENT && make_directory &&
@@ -131,8 +139,7 @@ io::descriptor lock(const place& where, bool make_directory) {
 
 bool replace(const place& where, const snapshot& old, string_view bytes) {
     if (bytes.size() > static_cast<std::size_t>(kLargest)) {
-        errno = EFBIG;
-        return fail(where.file, "cannot be written");
+        return refuse(where.file, "would be larger than 16 MiB");
     }
     const io::descriptor directory = open_directory(where.directory);
     if (!directory) {

@@ -20,6 +20,7 @@ struct snapshot {
 struct place {
     std::string directory;
     std::string file;
+    std::string lock_file; ///< beside it, never replaced
 };
 
 /// Reads the file; that there is none is no failure. False, with the last-error record, when it
@@ -27,7 +28,7 @@ struct place {
 bool read(const place& where, snapshot& content);
 
 /// Waits until no other process writes, and keeps it so until the descriptor is closed.
-/// `make_directory`: as needed. Nothing, with errno, on failure.
+/// `make_directory`: as needed. Nothing, with errno but no record, on failure.
 io::descriptor lock(const place& where, bool make_directory);
 
 /// Puts `bytes` in the place of `old`, the file's content. When it returns true the new content
@@ -36,8 +37,8 @@ io::descriptor lock(const place& where, bool make_directory);
 /// the lock.
 bool replace(const place& where, const snapshot& old, string_view bytes);
 
-/// Fills the last-error record with `file` and what cannot be done with it, and errno's text.
-/// Always false.
+/// Fills the last-error record with `file`, and with what cannot be done with it and errno's text,
+/// or that it is a link. Always false.
 bool fail(const std::string& file, const char* what);
 
 } // namespace qx::store

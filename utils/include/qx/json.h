@@ -28,10 +28,11 @@ using text_ptr = std::unique_ptr<char, PtrDeleter<char>>;
 /// them is null.
 bool json_array_append_value(json_t* array, json_ptr value);
 
-/// Has every failed allocation of jansson noted from now on, thread by thread. Where memory is
-/// short while it parses or writes a text, jansson may go on and leave characters out. Not while
-/// other threads use jansson.
-void watch_json_memory() noexcept;
+/// Has jansson take its memory from here from now on. Failed allocations are noted, thread by
+/// thread: where memory is short while it parses or writes a text, jansson may go on and leave
+/// characters out. The calling thread, where the C library does not do so for it, keeps some
+/// released blocks to use them again. Not while other threads use jansson.
+void manage_json_memory() noexcept;
 
 /// Throws std::bad_alloc when an allocation of jansson has failed on this thread since the last
 /// call: what it has parsed or written since may lack characters.

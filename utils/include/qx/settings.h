@@ -30,7 +30,8 @@ extern const path kCirrelCaFileDefault;
 extern const path kCirrelUuidFileKey;
 extern const path kCirrelUuidFileDefault;
 
-/// The settings store. Failures leave the last-error record. Main thread only.
+/// The settings store. Failures, a lack of memory among them, leave the last-error record; only
+/// getKeyValue throws when memory is short. Main thread only.
 class setMgmt {
 public:
     /// Reads the store; where there is none yet, it is empty. Negative, with a line on standard
