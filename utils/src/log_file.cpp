@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace qx {
 namespace {
@@ -11,27 +12,46 @@ namespace {
 constexpr off_t kLargest = 256L * 1024;
 constexpr mode_t kMode = 0640;
 
+// Opens a file for appending and takes rights from it that it should not give. Nothing, with errno,
+// when that is no file.
+io::descriptor open_narrowed(const std::string& file, int more_flags) {
+    // Non-blocking for the sake of a fifo in the file's place; a file takes no notice.
+    const int flags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | more_flags;
+    io::descriptor fd(io::uninterrupted([&] { return ::open(file.c_str(), flags, kMode); }));
+    struct stat status {};
+    if (!fd || ::fstat(fd.get(), &status) != 0) {
+        return io::descriptor();
+    }
+    if (!S_ISREG(status.st_mode)) {
+        errno = EINVAL;
+        return io::descriptor();
+    }
+    io::narrow_mode(fd.get(), status.st_mode, kMode);
+    return fd;
+}
+
 } // namespace
 
 bool log_file::open(const std::string& file) {
     path_ = file;
-    return reopen();
+    if (!reopen()) {
+        return false;
+    }
+    static_cast<void>(open_narrowed(older(), 0));
+    return true;
+}
+
+std::string log_file::older() const {
+    return path_ + ".1";
 }
 
 bool log_file::reopen() {
-    // Non-blocking for the sake of a fifo in the file's place; a file takes no notice.
-    constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-    io::descriptor fd(io::uninterrupted([&] { return ::open(path_.c_str(), flags, kMode); }));
-    struct stat status {};
-    if (!fd || ::fstat(fd.get(), &status) != 0) {
+    io::descriptor fd = open_narrowed(path_, O_CREAT);
+    if (!fd) {
         return false;
     }
-    if (!S_ISREG(status.st_mode)) {
-        errno = EINVAL;
-        return false;
-    }
-    io::narrow_mode(fd.get(), status.st_mode, kMode);
     fd_ = std::move(fd);
+    locked_ = false;
     return true;
 }
 
@@ -48,7 +68,7 @@ bool log_file::is_replaced() const {
 bool log_file::lock_with_room_for(std::size_t length) {
     // Without a lock, on a file system that has none, lines of several writers still come out
     // whole.
-    io::uninterrupted([&] { return ::flock(fd_.get(), LOCK_EX); });
+    locked_ = io::uninterrupted([&] { return ::flock(fd_.get(), LOCK_EX); }) == 0;
     if (is_replaced()) {
         // Somebody else has begun the file again.
         return !reopen();
@@ -59,7 +79,7 @@ bool log_file::lock_with_room_for(std::size_t length) {
         return true;
     }
     // When the file cannot be begun again, a file too large is better than a line lost.
-    return ::rename(path_.c_str(), (path_ + ".1").c_str()) != 0 || !reopen();
+    return ::rename(path_.c_str(), older().c_str()) != 0 || !reopen();
 }
 
 void log_file::append(string_view line) {
@@ -67,7 +87,11 @@ void log_file::append(string_view line) {
     int steps = 0;
     while (!lock_with_room_for(line.size()) && ++steps < patience) {
     }
-    static_cast<void>(io::write_all(fd_.get(), line));
+    const off_t end = ::lseek(fd_.get(), 0, SEEK_END);
+    if (!io::write_all(fd_.get(), line) && locked_ && end >= 0) {
+        // The next line must not be glued to half of this one.
+        static_cast<void>(::ftruncate(fd_.get(), end));
+    }
     ::flock(fd_.get(), LOCK_UN);
 }
 

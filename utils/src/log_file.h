@@ -21,12 +21,14 @@ public:
     void append(string_view line);
 
 private:
+    [[nodiscard]] std::string older() const;
     bool reopen();
     [[nodiscard]] bool is_replaced() const;
     bool lock_with_room_for(std::size_t length);
 
     std::string path_;
     io::descriptor fd_;
+    bool locked_ = false;
 };
 
 } // namespace qx
