@@ -11,6 +11,15 @@ namespace {
 constexpr string_view kBoolWords[] = {"", "true", "yes", "1", "false", "no", "0"};
 constexpr std::size_t kTrueWords = 4;
 
+// A notation that strtoll knows in newer C libraries only.
+bool is_binary(const std::string& text) {
+    std::size_t at = std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size());
+    if (text[at] == '+' || text[at] == '-') {
+        ++at;
+    }
+    return text[at] == '0' && (text[at + 1] == 'b' || text[at + 1] == 'B');
+}
+
 } // namespace
 
 namespace detail {
@@ -125,6 +134,9 @@ bool option_parser<int, true>::parse(const detail::option_base& option, string_v
         return true;
     }
     const std::string text = word.to_string();
+    if (is_binary(text)) {
+        return false;
+    }
     char* end = nullptr;
     out = static_cast<int>(std::strtoll(text.c_str(), &end, 0));
     return end == text.c_str() + text.size();
