@@ -1,3 +1,4 @@
+// Where the agent is installed.
 #pragma once
 
 #include <string>

@@ -1,7 +1,6 @@
 #include "qx/path.h"
 
 #include "install_directory.h"
-#include "qxpath.h"
 
 namespace qx {
 namespace {
@@ -25,15 +24,6 @@ std::size_t length_without_trailing_slashes(string_view text) {
 }
 
 } // namespace
-
-// A function's static, not a namespace's: paths are also built before main, from other files.
-const std::string& install_directory() {
-    static const std::string directory = [] {
-        const char* const found = qxpath_default_install_path();
-        return std::string(found == nullptr ? "/opt/norvane" : found);
-    }();
-    return directory;
-}
 
 void detail::print_common_path(std::ostream& stream, common_path directory) {
     switch (directory) {
