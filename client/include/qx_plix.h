@@ -70,7 +70,8 @@ int qx_plix_init(void);
 /* The same for an agent installed in the directory `install_path`. */
 int qx_plix_init2(const char* install_path);
 
-/* Ends every subscription and the thread, at once. Always 0; does nothing when not started. */
+/* Ends every subscription and the thread, at once. Always 0; does nothing when not started. No
+ * other call may run meanwhile. */
 int qx_plix_uninit(void);
 
 /* --- events ------------------------------------------------------------------------------------
@@ -168,8 +169,8 @@ int qx_plix_va_self_scan_start(void);
 /* Like qx_plix_is_enabled: whether a scan runs. */
 int qx_plix_va_status(int* status);
 
-/* `err_text`, unless null, receives on failure a reason, on success what the broker sent, or null.
- * The caller frees it with free(). */
+/* `err_text`, unless null, receives on failure a reason, on success what the broker sent; it is
+ * left alone when that is nothing. The caller frees the text with free(). */
 int qx_plix_va_set_schedule(const char* schedule_json, char** err_text);
 
 /* The document must be an array. */

@@ -360,7 +360,7 @@ int qx_plix_va_set_schedule(const char* schedule_json, char** err_text) {
     }
     received_text data;
     if (send_command("va_set_schedule", schedule.get(), data.out()) == 0) {
-        if (err_text != nullptr) {
+        if (err_text != nullptr && data.get() != nullptr) {
             *err_text = data.release();
         }
         return 0;

@@ -49,12 +49,14 @@ int event_pipe_wait(int read_fd) {
     return ::poll(&polled, 1, -1) > 0 && (polled.revents & POLLIN) != 0 ? 0 : -1;
 }
 
-void event_pipe_destroy(event_pipe* pipe) {
-    if (pipe->read_fd != -1) {
-        ::close(pipe->read_fd);
-        ::close(pipe->write_fd);
-        *pipe = kNoPipe;
+int event_pipe_destroy(event_pipe* pipe) {
+    if (pipe->read_fd == -1) {
+        return 0;
     }
+    ::close(pipe->read_fd);
+    const int result = ::close(pipe->write_fd);
+    *pipe = kNoPipe;
+    return result;
 }
 
 } // namespace qxplix

@@ -26,7 +26,7 @@ int event_pipe_read(const event_pipe* pipe, int drain);
 /// an error and when a signal interrupts.
 int event_pipe_wait(int read_fd);
 
-/// Closes both ends, which wakes whoever waits for a byte.
-void event_pipe_destroy(event_pipe* pipe);
+/// Closes both ends, which wakes whoever waits for a byte. The result of the second close.
+int event_pipe_destroy(event_pipe* pipe);
 
 } // namespace qxplix

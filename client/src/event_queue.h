@@ -13,7 +13,7 @@ struct event_node {
 struct event_queue {
     event_node* head QX_GUARDED_BY(guard);
     event_node* tail QX_GUARDED_BY(guard);
-    mutex guard;
+    mutex guard{mutex::later{}};
 };
 
 /// An empty queue. 0, or -1 when the mutex cannot be made.

@@ -13,14 +13,19 @@
 
 namespace qxplix {
 
-/// A default mutex, usable without being created when it is a static object.
+/// A default mutex, ready from its construction on.
 class QX_ANNOTATE(capability("mutex")) mutex {
 public:
+    struct later {};
+
     constexpr mutex() = default;
+    /// One that comes and goes with what it guards: between `create` and `destroy`.
+    constexpr explicit mutex(later /*unused*/)
+        : native_{} {}
     mutex(const mutex&) = delete;
     mutex& operator=(const mutex&) = delete;
 
-    /// For a mutex that comes and goes with what it guards. 0 or -1.
+    /// 0 or -1.
     int create() { return ::pthread_mutex_init(&native_, nullptr) == 0 ? 0 : -1; }
     void destroy() { ::pthread_mutex_destroy(&native_); }
 
@@ -31,10 +36,31 @@ private:
     pthread_mutex_t native_ = PTHREAD_MUTEX_INITIALIZER;
 };
 
+/// A mutex that a thread may lock again and again without keeping the others out: whoever waits is
+/// the next to have it, for only the one that waits longest may try.
+class QX_ANNOTATE(capability("mutex")) fair_mutex {
+public:
+    constexpr fair_mutex() = default;
+    fair_mutex(const fair_mutex&) = delete;
+    fair_mutex& operator=(const fair_mutex&) = delete;
+
+    void lock() QX_ANNOTATE(acquire_capability()) {
+        ::pthread_mutex_lock(&turn_);
+        ::pthread_mutex_lock(&native_);
+        ::pthread_mutex_unlock(&turn_);
+    }
+    void unlock() QX_ANNOTATE(release_capability()) { ::pthread_mutex_unlock(&native_); }
+
+private:
+    pthread_mutex_t turn_ = PTHREAD_MUTEX_INITIALIZER;
+    pthread_mutex_t native_ = PTHREAD_MUTEX_INITIALIZER;
+};
+
 /// Holds a mutex for a scope.
+template <typename Mutex>
 class QX_ANNOTATE(scoped_lockable) mutex_guard {
 public:
-    explicit mutex_guard(mutex& guarded) QX_ANNOTATE(acquire_capability(guarded))
+    explicit mutex_guard(Mutex& guarded) QX_ANNOTATE(acquire_capability(guarded))
         : mutex_(guarded) {
         mutex_.lock();
     }
@@ -43,7 +69,7 @@ public:
     ~mutex_guard() QX_ANNOTATE(release_capability()) { mutex_.unlock(); }
 
 private:
-    mutex& mutex_;
+    Mutex& mutex_;
 };
 
 } // namespace qxplix

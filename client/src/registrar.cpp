@@ -59,7 +59,7 @@ struct registrar_slot {
 /// Every connection and pipe is read and closed with the mutex held, so that a descriptor number
 /// that was given back is never taken for what it stood for before.
 struct registrar_table {
-    mutex guard;
+    fair_mutex guard;
     registrar_slot slots[8] QX_GUARDED_BY(guard);
     char received[std::size_t{64} * 1024] QX_GUARDED_BY(guard);
     bool emptied QX_GUARDED_BY(guard); ///< a long queue has become empty
@@ -206,22 +206,38 @@ void begin_resubscription(registrar_slot& slot, milliseconds time) {
     slot.state = slot_state::subscribing;
 }
 
-void resubscribe(registrar_slot& slot, milliseconds time) {
+void take_in(registrar_slot& slot) QX_REQUIRES(table.guard) {
+    if (!receive(slot)) {
+        registrar_mark_sub_as_pending(slot);
+    }
+    announce(slot);
+}
+
+void resubscribe(registrar_slot& slot, milliseconds time) QX_REQUIRES(table.guard) {
     const milliseconds waited = time - slot.attempted_at;
     if (slot.state == slot_state::subscribing && waited >= kAnswerTime) {
-        registrar_mark_sub_as_pending(slot);
+        // A slow callback may have used the time up, and the answer be there.
+        take_in(slot);
+        if (slot.state == slot_state::subscribing) {
+            registrar_mark_sub_as_pending(slot);
+        }
     }
     if (slot.state == slot_state::pending && waited >= kRetryInterval) {
         begin_resubscription(slot, time);
     }
 }
 
-void fill(registrar_slot& slot, const char* event_name, const event_pipe& pipe) {
+void fill(registrar_slot& slot, const char* event_name, qx_plix_event_cb callback, void* user_data,
+          const event_pipe& pipe, int conn_fd) {
+    slot.state = slot_state::active;
+    slot.conn_fd = conn_fd;
     const std::size_t length = ::strnlen(event_name, sizeof slot.event_name - 1);
     std::memcpy(slot.event_name, event_name, length);
     slot.event_name[length] = '\0';
     slot.deliver = pipe.read_fd != -1 ? deliver_to_pipe : deliver_to_callback;
     slot.pipe = pipe;
+    slot.callback = callback;
+    slot.user_data = user_data;
     slot.waiting = 0;
     slot.longest = 0;
     slot.unannounced = 0;
@@ -321,11 +337,7 @@ int registrar_subscribe_to_event(const char* event_name, qx_plix_event_cb callba
         event_queue_destroy(&slot->queue);
         return -1;
     }
-    fill(*slot, event_name, *pipe);
-    slot->callback = callback;
-    slot->user_data = user_data;
-    slot->conn_fd = conn.release();
-    slot->state = slot_state::active;
+    fill(*slot, event_name, callback, user_data, *pipe, conn.release());
     return 0;
 }
 
@@ -356,13 +368,9 @@ void registrar_process_events_on_conn(int conn_fd) {
     registrar_slot* const slot = find_slot([conn_fd](const registrar_slot& candidate) {
         return is_connected(candidate) && candidate.conn_fd == conn_fd;
     });
-    if (slot == nullptr) {
-        return;
+    if (slot != nullptr) {
+        take_in(*slot);
     }
-    if (!receive(*slot)) {
-        registrar_mark_sub_as_pending(*slot);
-    }
-    announce(*slot);
 }
 
 void registrar_give_memory_back() {
