@@ -6,8 +6,9 @@ using qx::test::Text;
 
 using Requests = std::vector<std::string>;
 
-std::string command(const std::string& name, const std::string& data) {
-    return R"({"type": "command", "name": ")" + name + R"(", "data": )" + data + "}\n";
+std::string command(const std::string& name, const std::string& data = "null") {
+    return R"({"type": "command", "name": ")" + name + '"' +
+           (data.empty() ? data : ", \"data\": " + data) + "}\n";
 }
 
 std::string refused(const std::string& data) {
@@ -47,7 +48,7 @@ TEST_F(Commands, PlainOnesSendTheirNameAndNull) {
     };
     for (const auto& c : calls) {
         EXPECT_EQ(c.call(), 0) << c.name;
-        EXPECT_EQ(take_requests(), Requests{command(c.name, "null")});
+        EXPECT_EQ(take_requests(), Requests{command(c.name)});
         broker.answer(c.name, refused("1"));
         EXPECT_EQ(c.call(), -1) << c.name;
         broker.forget_requests();
@@ -58,33 +59,26 @@ TEST_F(Commands, FetchingOnesHandTheDataOver) {
     const struct {
         int (*call)(char**);
         const char* name;
-        std::string request;
+        std::string data = "null";
     } calls[] = {
-        {qx_plix_get_version_info, "get_version_info", command("get_version_info", "null")},
-        {qx_plix_get_subscription_status, "get_subscription_status",
-         command("get_subscription_status", "null")},
-        {qx_plix_update_subscription_status, "update_subscription_status",
-         command("update_subscription_status", "null")},
-        {qx_plix_get_diagnosis_report, "get_diagnosis_report",
-         command("get_diagnosis_report", "null")},
-        {qx_plix_get_status_report, "get_status_report", command("get_status_report", "null")},
-        {qx_plix_get_features_list, "list_all_features",
-         "{\"type\": \"command\", \"name\": \"list_all_features\"}\n"},
-        {[](char** out) { return qx_plix_get_devices(nullptr, out); }, "get_devices",
-         command("get_devices", "null")},
+        {qx_plix_get_version_info, "get_version_info"},
+        {qx_plix_get_subscription_status, "get_subscription_status"},
+        {qx_plix_update_subscription_status, "update_subscription_status"},
+        {qx_plix_get_diagnosis_report, "get_diagnosis_report"},
+        {qx_plix_get_status_report, "get_status_report"},
+        {qx_plix_get_features_list, "list_all_features", ""},
+        {[](char** out) { return qx_plix_get_devices(nullptr, out); }, "get_devices"},
         {[](char** out) { return qx_plix_get_devices(R"({"a":1})", out); }, "get_devices",
-         command("get_devices", R"({"a": 1})")},
-        {[](char** out) { return qx_plix_get_feature("[]", out); }, "get_feature",
-         command("get_feature", "[]")},
-        {[](char** out) { return qx_plix_set_feature("{}", out); }, "set_feature",
-         command("set_feature", "{}")},
+         R"({"a": 1})"},
+        {[](char** out) { return qx_plix_get_feature("[]", out); }, "get_feature", "[]"},
+        {[](char** out) { return qx_plix_set_feature("{}", out); }, "set_feature", "{}"},
     };
     for (const auto& c : calls) {
         Text out;
         EXPECT_EQ(c.call(nullptr), -1) << c.name;
         EXPECT_EQ(c.call(out.out()), 0) << c.name;
         EXPECT_EQ(out.str(), "(none)");
-        EXPECT_EQ(take_requests(), Requests{c.request});
+        EXPECT_EQ(take_requests(), Requests{command(c.name, c.data)});
         broker.answer(c.name, R"({"status": 0, "data": "x"})");
         EXPECT_EQ(c.call(out.out()), 0) << c.name;
         EXPECT_EQ(out.str(), "\"x\"");
@@ -124,17 +118,10 @@ TEST_F(Commands, StatusQueriesReadTheInnerStatus) {
         int result;
         int status;
     } answers[] = {
-        {R"({"status": 1})", 0, 1},
-        {R"({"status": 0})", 0, 0},
-        {R"({"status": -2, "x": 1})", 0, -2},
-        {R"({"status": 4294967297})", 0, 1},
-        {R"({"status": "on"})", 0, 0},
-        {R"({"status": -1})", -1, 99},
-        {R"({"status": 4294967295})", -1, 99},
-        {R"({"state": 1})", -1, 99},
-        {"[1]", -1, 99},
-        {"1", -1, 99},
-        {"null", -1, 99},
+        {R"({"status": 1})", 0, 1},          {R"({"status": 0})", 0, 0},
+        {R"({"status": 4294967297})", 0, 1}, {R"({"status": "on"})", 0, 0},
+        {R"({"status": -1})", -1, 99},       {R"({"status": 4294967295})", -1, 99},
+        {R"({"state": 1})", -1, 99},         {"null", -1, 99},
     };
     const struct {
         int (*call)(int*);
@@ -149,7 +136,7 @@ TEST_F(Commands, StatusQueriesReadTheInnerStatus) {
             int status = 99;
             EXPECT_EQ(c.call(&status), a.result) << c.name << a.data;
             EXPECT_EQ(status, a.status) << c.name << a.data;
-            EXPECT_EQ(take_requests(), Requests{command(c.name, "null")});
+            EXPECT_EQ(take_requests(), Requests{command(c.name)});
         }
         int status = 99;
         broker.answer(c.name, refused(R"({"status": 1})"));
@@ -170,17 +157,12 @@ TEST_F(Commands, RegisterTellsWhatTheBrokerFoundWrong) {
         {R"({"status": 0, "data": {"code": 1}})", 0, "0 : "},
         {refused(R"({"code": 2, "description": "no key"})"), -1, "2 invalid JSON schema: no key"},
         {refused(R"({"code": 70, "description": "\u00e4", "x": 1})"), -1, "70 : \xc3\xa4"},
-        {refused(R"({"code": -2147483648, "description": ""})"), -1, "-2147483648 : "},
         {refused(R"({"code": 4294967296, "description": "x"})"), -1,
          "3 internal error: failed to process error"},
         {refused(R"({"code": -2147483649, "description": "x"})"), -1,
          "3 internal error: failed to process error"},
-        {refused(R"({"code": "2", "description": "x"})"), -1,
-         "3 internal error: failed to process error"},
         {refused(R"({"code": 2})"), -1, "3 internal error: failed to process error"},
-        {refused("[]"), -1, "3 internal error: failed to process error"},
         {refused("\"x\""), -1, "3 internal error: failed to parse error"},
-        {R"({"status": 1})", -1, "3 internal error: no response from daemon"},
         {"garbage", -1, "3 internal error: no response from daemon"},
     };
     for (const auto& c : cases) {
@@ -188,7 +170,6 @@ TEST_F(Commands, RegisterTellsWhatTheBrokerFoundWrong) {
         qx_plix_error_t err{};
         EXPECT_EQ(qx_plix_register(R"({"a": 1})", &err), c.result) << c.answer;
         EXPECT_EQ(described(err), c.error) << c.answer;
-        EXPECT_EQ(qx_plix_register(R"({"a": 1})", nullptr), c.result) << c.answer;
     }
     EXPECT_EQ(broker.requests()[0], command("start_registration", R"({"a": 1})"));
 }
@@ -208,7 +189,7 @@ TEST_F(Commands, RouterInfoIsSetMemberByMember) {
     EXPECT_EQ(take_requests(),
               (Requests{command("set_router_name", "\"N\""), command("set_router_model", "{}"),
                         command("set_router_serial_number", "1.5"),
-                        command("set_router_firmware_version", "null"),
+                        command("set_router_firmware_version"),
                         command("set_router_feature_set_level", "2"),
                         command("set_router_interfaces", R"([{"a": 1}])"),
                         command("set_va_cloud_trigger", "false")}));
@@ -224,12 +205,10 @@ TEST_F(Commands, RouterInfoHoldsWhatTheBrokerTells) {
     EXPECT_EQ(qx_plix_get_router_info(out.out()), 0);
     EXPECT_EQ(out.str(), R"({"name": "N", "interfaces": [1], "use_va_cloud_trigger": true})");
     EXPECT_EQ(take_requests(),
-              (Requests{command("get_router_name", "null"), command("get_router_model", "null"),
-                        command("get_router_serial_number", "null"),
-                        command("get_router_firmware_version", "null"),
-                        command("get_router_feature_set_level", "null"),
-                        command("get_router_interfaces", "null"),
-                        command("get_va_cloud_trigger", "null")}));
+              (Requests{command("get_router_name"), command("get_router_model"),
+                        command("get_router_serial_number"), command("get_router_firmware_version"),
+                        command("get_router_feature_set_level"), command("get_router_interfaces"),
+                        command("get_va_cloud_trigger")}));
     broker.stop();
     EXPECT_EQ(qx_plix_get_router_info(out.out()), 0);
     EXPECT_EQ(out.str(), "{}");
@@ -253,24 +232,21 @@ TEST_F(Commands, DeviceInfoIsSetPropertyByProperty) {
 }
 
 TEST_F(Commands, OnlineStatusIsCheckedBeforeItIsSent) {
-    const std::string online = R"({"mac": "m", "interface": "i", "is_online": true, "ip": "1"})";
-    const std::string offline = R"({"mac": "m", "interface": "i", "is_online": false})";
+    const std::string known = R"({"mac": "m", "interface": "i", )";
+    const std::string online = known + R"("is_online": true, "ip": "1"})";
+    const std::string offline = known + R"("is_online": false})";
     for (const std::string& good :
-         {online, offline, std::string("[]"),
-          std::string("[").append(online).append(", ").append(offline).append("]"),
-          std::string(R"({"mac": "m", "interface": "i", "is_online": true, "ip": []})"),
-          std::string(R"({"mac": "m", "interface": "i", "is_online": false, "ip": 5})")}) {
+         {online, offline, std::string("[]"), "[" + std::string(online + ", " + offline) + "]",
+          known + R"("is_online": true, "ip": []})", known + R"("is_online": false, "ip": 5})"}) {
         EXPECT_EQ(qx_plix_set_device_online_status(good.c_str()), 0) << good;
         EXPECT_EQ(take_requests(), Requests{command("set_device_online_status", good)});
     }
     for (const std::string& bad :
-         {std::string(R"({"mac": "m", "interface": "i", "is_online": true})"),
-          std::string(R"({"mac": "m", "interface": "i", "is_online": true, "ip": 5})"),
-          std::string(R"({"mac": "m", "interface": "i", "is_online": 1, "ip": "1"})"),
-          std::string(R"({"mac": "m", "interface": "i", "ip": "1"})"),
+         {known + R"("is_online": true})", known + R"("is_online": true, "ip": 5})",
+          known + R"("is_online": 1, "ip": "1"})", known + R"("ip": "1"})",
           std::string(R"({"mac": 1, "interface": "i", "is_online": false})"),
-          std::string(R"({"mac": "m", "is_online": false})"), std::string("{}"),
-          "[" + online + ", {}]", "[" + offline + ", 1]", "[[" + online + "]]"}) {
+          std::string(R"({"mac": "m", "is_online": false})"), "[" + online + ", {}]",
+          "[" + offline + ", 1]", "[[" + online + "]]"}) {
         EXPECT_EQ(qx_plix_set_device_online_status(bad.c_str()), -1) << bad;
     }
     EXPECT_EQ(take_requests(), Requests{});
@@ -291,7 +267,6 @@ TEST_F(Commands, RemovingASatelliteMayReturnTheBrokersCode) {
         {refused(R"({"error": "x", "code": "5"})"), -1},
         {refused(R"({"code": 5})"), -1},
         {refused(R"({"error": 5})"), -1},
-        {refused("[]"), -1},
         {refused("5"), -1},
         {R"({"status": 1})", -1},
     };
@@ -312,11 +287,9 @@ TEST_F(Commands, AScheduleThatIsRefusedHasAReason) {
     } cases[] = {
         {nullptr, "", -1, "wrong arguments"},
         {"{", "", -1, "string or '}' expected near end of file"},
-        {"{}", R"({"status": 0})", 0, "(none)"},
         {"{}", R"({"status": 0, "data": {"x": 1}})", 0, R"({"x": 1})"},
         {"{}", refused(R"({"error": "on_day out of range"})"), -1, "on_day out of range"},
         {"{}", refused(R"({"error": 5})"), -1, "internal error"},
-        {"{}", refused("\"text\""), -1, "internal error"},
         {"{}", R"({"status": 1})", -1, "internal error"},
     };
     for (const auto& c : cases) {
@@ -326,6 +299,11 @@ TEST_F(Commands, AScheduleThatIsRefusedHasAReason) {
         EXPECT_EQ(text.str(), c.text);
         EXPECT_EQ(qx_plix_va_set_schedule(c.schedule, nullptr), c.result) << c.answer;
     }
+    broker.answer("va_set_schedule", R"({"status": 0})");
+    char mine[] = "left alone";
+    char* text = mine;
+    EXPECT_EQ(qx_plix_va_set_schedule("{}", &text), 0);
+    EXPECT_EQ(text, mine);
     EXPECT_EQ(broker.requests()[0], command("va_set_schedule", "{}"));
 }
 
@@ -336,7 +314,6 @@ TEST_F(Commands, ExclusionsAreAnArray) {
         int result;
         std::string error;
     } cases[] = {
-        {nullptr, "", -1, "1 invalid params: wrong arguments"},
         {"[1", "", -1, "1 invalid params: ']' expected near end of file"},
         {"{}", "", -1, "1 invalid params: input is not a JSON array"},
         {"[1]", R"({"status": 0, "data": 1})", 0, "0 : "},
@@ -359,7 +336,7 @@ TEST_F(Commands, ExclusionsAreAnArray) {
     broker.answer("va_get_exclusions", R"({"status": 0, "data": ["a"]})");
     EXPECT_EQ(qx_plix_va_get_exclusions(out.out(), &err), 0);
     EXPECT_EQ(out.str(), R"(["a"])");
-    EXPECT_EQ(take_requests(), Requests{command("va_get_exclusions", "null")});
+    EXPECT_EQ(take_requests(), Requests{command("va_get_exclusions")});
     for (const std::string& answer : {refused("1"), std::string(R"({"status": 0})")}) {
         broker.answer("va_get_exclusions", answer);
         EXPECT_EQ(qx_plix_va_get_exclusions(out.out(), &err), -1);

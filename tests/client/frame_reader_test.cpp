@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -39,12 +38,6 @@ protected:
     std::vector<std::string> texts_;
 };
 
-std::string header(std::int32_t length) {
-    std::string bytes(4, '\0');
-    std::memcpy(bytes.data(), &length, 4);
-    return bytes;
-}
-
 TEST_F(FrameReader, FindsTheSameMessagesHoweverTheStreamIsCut) {
     const std::vector<std::string> messages = {"1", R"({"status": 0})", "22", "[]"};
     std::string stream;
@@ -62,30 +55,12 @@ TEST_F(FrameReader, FindsTheSameMessagesHoweverTheStreamIsCut) {
     }
 }
 
-TEST_F(FrameReader, ABodyCanBeReceivedInPlace) {
-    const std::string body(100000, 'x');
-    EXPECT_EQ(frame_reader_gap(reader_).size, 0U);
-    ASSERT_TRUE(feed(header(100000) + body.substr(0, 7)));
-    const byte_gap gap = frame_reader_gap(reader_);
-    ASSERT_EQ(gap.size, body.size() - 7);
-    std::memcpy(gap.data, body.data() + 7, gap.size);
-    EXPECT_EQ(frame_reader_fill(reader_, gap.size - 1), frame_state::incomplete);
-    EXPECT_EQ(frame_reader_gap(reader_).size, 1U);
-    EXPECT_EQ(frame_reader_fill(reader_, 1), frame_state::complete);
-    char* const text = frame_reader_take(reader_);
-    EXPECT_EQ(text, body);
-    std::free(text);
-    EXPECT_EQ(frame_reader_gap(reader_).size, 0U);
-}
-
 TEST_F(FrameReader, RejectsLengthsThatMakeNoSense) {
     constexpr std::int32_t kMost = 64 * 1024 * 1024;
-    for (const std::int32_t length : {0, -1, INT32_MIN, INT32_MAX, kMost + 1}) {
-        EXPECT_FALSE(feed(header(length) + "x")) << length;
+    for (const std::int32_t length : {0, -1, INT32_MIN, INT32_MAX, kMost, kMost + 1}) {
+        EXPECT_EQ(feed({reinterpret_cast<const char*>(&length), 4}), length == kMost) << length;
         frame_reader_reset(reader_);
     }
-    EXPECT_TRUE(feed(header(kMost)));
-    frame_reader_reset(reader_);
     EXPECT_TRUE(feed(framed("after a reset")));
     EXPECT_EQ(texts_, std::vector<std::string>{"after a reset"});
 }

@@ -1,7 +1,8 @@
 #include "agent_fixture.h"
 
 #include <csignal>
-#include <ctime>
+#include <filesystem>
+#include <set>
 
 namespace {
 
@@ -9,7 +10,6 @@ using qx::test::Agent;
 using qx::test::kInstallDir;
 using qx::test::LockedVersionFile;
 using qx::test::open_descriptors;
-using qx::test::TestBroker;
 
 // Starts the library; what it wrote to standard error, or how it ended when it wrote nothing.
 std::string start(const char* install_path) {
@@ -86,22 +86,34 @@ TEST_F(Agent, AnotherInstallDirectoryIsUsedUntilTheStop) {
     EXPECT_EQ(start(nullptr), "-1");
 }
 
-TEST(Signals, ReachTheApplicationAndNeverTheLibrary) {
-    // The default action of the signal, taken on any thread, would end the test.
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    ::sigaddset(&signals, SIGTERM);
-    ASSERT_EQ(::pthread_sigmask(SIG_BLOCK, &signals, nullptr), 0);
-    const LockedVersionFile version_file(kInstallDir);
-    const TestBroker broker;
-    ASSERT_EQ(::pthread_sigmask(SIG_UNBLOCK, &signals, nullptr), 0);
+std::set<std::filesystem::path> threads() {
+    using std::filesystem::directory_iterator;
+    return {directory_iterator("/proc/self/task"), directory_iterator()};
+}
+
+// The signals that a thread blocks, and those that nobody can block or the C library keeps.
+std::uint64_t blocked_signals(const std::filesystem::path& thread) {
+    std::uint64_t mask = 0;
+    for (const int never : {SIGKILL, SIGSTOP, 32, 33, 34}) {
+        mask |= std::uint64_t{1} << (never - 1);
+    }
+    const std::string status = qx::test::read_file(thread / "status");
+    return mask | std::stoull(status.substr(status.find("SigBlk:") + 7), nullptr, 16);
+}
+
+TEST_F(Agent, SignalsAreTheApplicationsAlone) {
+    const auto before = threads();
+    const std::uint64_t own = blocked_signals("/proc/thread-self");
+    qx::test::Inbox inbox;
     ASSERT_EQ(qx_plix_init(), 0);
-    sigset_t mask;
-    ASSERT_EQ(::pthread_sigmask(SIG_BLOCK, &signals, &mask), 0);
-    EXPECT_EQ(::sigismember(&mask, SIGTERM), 0) << "the caller's mask has changed";
-    ASSERT_EQ(::kill(::getpid(), SIGTERM), 0);
-    const timespec patience{30, 0};
-    EXPECT_EQ(::sigtimedwait(&signals, nullptr, &patience), SIGTERM);
+    ASSERT_EQ(qx_plix_subscribe(QX_PLIX_QXAGENT_STARTED, inbox.note, &inbox, nullptr), 0);
+    broker.emit("qxagent_started", "1");
+    inbox.wait_for(1); // the thread has come so far that its mask is its own
+    EXPECT_EQ(blocked_signals("/proc/thread-self"), own);
+    EXPECT_EQ(threads().size(), before.size() + 1);
+    for (const auto& thread : threads()) {
+        EXPECT_TRUE(before.count(thread) > 0 || blocked_signals(thread) == UINT64_MAX);
+    }
     qx_plix_uninit();
 }
 

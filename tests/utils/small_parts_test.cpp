@@ -1,7 +1,6 @@
 #include "qx/io.h"
 #include "qx/json.h"
 #include "qx/scope_guard.h"
-#include "world.h"
 
 #include <gtest/gtest.h>
 
@@ -32,20 +31,6 @@ TEST(Io, EpollSetFdAddsThenChanges) {
     const descriptor file(::open("/etc/passwd", O_RDONLY | O_CLOEXEC));
     EXPECT_EQ(qx::io::epoll_set_fd(set.get(), file.get(), EPOLLIN), -1);
     EXPECT_EQ(errno, EPERM);
-}
-
-TEST(Io, DescriptorsAreClosedOnceAndMoved) {
-    const auto before = qx::test::open_descriptors();
-    {
-        descriptor first(::dup(2));
-        descriptor second(std::move(first));
-        first = descriptor(::dup(2));
-        second.reset(::dup(2));
-        second = std::move(first);
-        EXPECT_TRUE(second);
-        EXPECT_EQ(qx::test::open_descriptors().size(), before.size() + 1);
-    }
-    EXPECT_EQ(qx::test::open_descriptors(), before);
 }
 
 TEST(ScopeGuard, RunsInReverseOrderOnEveryWayOut) {
