@@ -39,6 +39,8 @@ TEST(CommandLine, AcceptedLinesReachTheirOptions) {
 TEST(CommandLine, RejectedLinesGiveTheFirstReason) {
     const std::pair<std::vector<std::string>, const char*> cases[] = {
         {{"--model", "X"}, "(missing operation) no operation given"},
+        {{"--model", "set_router_info"},
+         "(missing operation) no operation given; 'set_router_info' is the value of '--model'"},
         {{""}, "(unknown operation) there is no operation ''"},
         {{"-"}, "(unknown operation) there is no operation '-'"},
         {{"is_enable", "--list=x"},
