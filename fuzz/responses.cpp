@@ -117,6 +117,21 @@ constexpr void (*kCalls[])(Document) = {
     remove_satellite,
     set_schedule,
     register_to_cloud,
+    act<qx_plix_disable>,
+    act<qx_plix_enable_routerprotection>,
+    act<qx_plix_disable_routerprotection>,
+    act<qx_plix_pro_features_enable>,
+    act<qx_plix_pro_features_disable>,
+    act<qx_plix_reapply_firewall_rules>,
+    act<qx_plix_va_start>,
+    act<qx_plix_va_stop>,
+    act<qx_plix_va_self_scan_start>,
+    query<qx_plix_get_diagnosis_report>,
+    query<qx_plix_get_status_report>,
+    query<qx_plix_get_subscription_status>,
+    query<qx_plix_update_subscription_status>,
+    query_status<qx_plix_is_routerprotection_enabled>,
+    query_status<qx_plix_va_status>,
 };
 
 } // namespace
