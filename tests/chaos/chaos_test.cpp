@@ -248,6 +248,7 @@ public:
             EXPECT_EQ(count, 1) << event;
         }
         sent = static_cast<long>(sent_.size());
+        EXPECT_EQ(printed, sent);
     }
 
     long sent = 0;
