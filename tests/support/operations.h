@@ -1,6 +1,8 @@
-// Every operation of the tool but listen.
+// Every operation of the tool but listen, and how many of them a loop tries.
 #pragma once
 
+#include <cstddef>
+#include <cstdlib>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -11,7 +13,10 @@ namespace qx::test {
 struct OperationCall {
     const char* name;
     std::vector<std::string> options;
-    bool asks_broker = true; ///< sends it a request
+    bool asks_broker = true;     ///< sends it a request
+    const char* label = nullptr; ///< tells it from others of the same name
+
+    [[nodiscard]] std::string title() const { return label == nullptr ? name : label; }
 
     [[nodiscard]] std::vector<std::string> words() const {
         std::vector<std::string> all(options);
@@ -21,7 +26,7 @@ struct OperationCall {
 };
 
 inline void PrintTo(const OperationCall& call, std::ostream* out) {
-    *out << call.name;
+    *out << call.title();
 }
 
 inline const OperationCall kOperationCalls[] = {
@@ -55,10 +60,19 @@ inline const OperationCall kOperationCalls[] = {
     {"pro_features_disable", {}},
     {"reapply_firewall_rules", {}},
     {"feature", {"--set=web_filter=enabled"}},
+    {"feature", {"--get=web_filter"}, true, "feature_get"},
+    {"feature", {"--list"}, true, "feature_list"},
     {"get_diagnosis_report", {}},
     {"get_status_report", {}},
     {"set_quillet_location", {"staging"}, false},
     {"help", {}, false},
 };
+
+/// How far apart the combinations are that a loop tries: `quick`, or what QX_FAULT_STEP says; 1
+/// leaves none out.
+inline std::size_t fault_step(std::size_t quick) {
+    const char* const step = std::getenv("QX_FAULT_STEP");
+    return step == nullptr ? quick : std::strtoul(step, nullptr, 10);
+}
 
 } // namespace qx::test

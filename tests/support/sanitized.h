@@ -1,4 +1,4 @@
-// What tests that measure have to know of their build.
+// What builds with a sanitizer do differently.
 #pragma once
 
 namespace qx::test {
