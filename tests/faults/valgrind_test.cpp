@@ -1,4 +1,5 @@
-// One pass of the operations under valgrind: all of them with QX_FAULT_STEP=1, else a few.
+// One pass of the operations and of the client library's tests under valgrind: all of them with
+// QX_FAULT_STEP=1, else a few.
 
 #include "broker_client.h"
 #include "fault.h"
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <sstream>
 
 namespace {
 
@@ -16,37 +18,70 @@ using namespace qx::test;
 
 constexpr int kFound = 99; ///< the status when valgrind has something to say
 
+const std::string kClientTests = std::filesystem::path(QX_TOOL).parent_path() / "client_tests";
+
 std::vector<std::string> under_valgrind(const std::vector<std::string>& words) {
     std::vector<std::string> all = {"valgrind",
                                     "--quiet",
                                     "--error-exitcode=" + std::to_string(kFound),
                                     "--leak-check=full",
                                     "--show-leak-kinds=definite,indirect,possible",
-                                    "--errors-for-leak-kinds=definite,indirect,possible",
-                                    QX_TOOL};
+                                    "--errors-for-leak-kinds=definite,indirect,possible"};
     all.insert(all.end(), words.begin(), words.end());
     return all;
 }
 
-TEST(Valgrind, FindsNothing) {
-    if (run({"sh", "-c", "command -v valgrind"}).status != 0) {
-        GTEST_SKIP() << "valgrind is not installed";
-    }
-    const Simulator simulator(
-        R"({"events": [{"event": "va_status_changed", "when": "subscribe", "data": {}}]})");
-    long number = 0;
-    for (const OperationCall& operation : kOperationCalls) {
-        if (number++ % fault_step(8) == 0) {
-            const Outcome outcome = run(under_valgrind(operation.words()));
-            EXPECT_TRUE(outcome.signal == 0 && outcome.status != kFound)
-                << operation.name << outcome.err;
+class Valgrind : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (run({"sh", "-c", "command -v valgrind"}).status != 0) {
+            GTEST_SKIP() << "valgrind is not installed";
         }
     }
-    Process listen(under_valgrind({"listen"}));
+};
+
+TEST_F(Valgrind, FindsNothingInTheTool) {
+    const Simulator simulator(
+        R"({"events": [{"event": "va_status_changed", "when": "subscribe", "data": {}}],
+            "commands": {"va_start": [{"status": 0}], "va_stop": [{"status": 0}],
+            "va_self_scan_start": [{"status": 0}], "start_cloud_registration": [{"status": 0}]}})");
+    std::size_t number = 0;
+    for (const OperationCall& operation : kOperationCalls) {
+        if (number++ % fault_step(11) == 0) {
+            std::vector<std::string> words = operation.words();
+            words.insert(words.begin(), QX_TOOL);
+            const Outcome outcome = run(under_valgrind(words));
+            EXPECT_EQ(outcome.status, 0) << operation.title() << outcome.err;
+        }
+    }
+    Process listen(under_valgrind({QX_TOOL, "listen"}));
     listen.wait_for_output("VA_STATUS_CHANGED");
     listen.signal(SIGTERM);
     const Outcome outcome = listen.finish();
     EXPECT_EQ(outcome.status, 0) << outcome.err;
+}
+
+// Each in a world of its own, without what is about time and memory or compiles another program.
+TEST_F(Valgrind, FindsNothingInTheClientLibrary) {
+    if (!std::filesystem::exists(kClientTests)) {
+        GTEST_SKIP() << "its tests are not built";
+    }
+    const char* const without = "--gtest_filter=-CProgram.*:*Memory*:*AtOnce*:*BigEvents*";
+    std::istringstream list(run({kClientTests, "--gtest_list_tests", without}).out);
+    std::size_t number = 0;
+    for (std::string line, suite; std::getline(list, line);) {
+        if (!line.starts_with("  ")) {
+            suite = line;
+        } else if (number++ % fault_step(40) == 0) {
+            std::istringstream(line) >> line;
+            std::vector<std::string> words =
+                under_valgrind({kClientTests, "--gtest_filter=" + suite + line});
+            words.insert(words.begin(), {"unshare", "-Urmn"});
+            const Outcome outcome = run(words, {{"QX_TEST_WORLD", "1"}});
+            EXPECT_EQ(outcome.status, 0) << suite << line << outcome.out << outcome.err;
+        }
+    }
+    EXPECT_GT(number, 0U);
 }
 
 } // namespace

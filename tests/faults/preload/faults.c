@@ -4,9 +4,11 @@
  * QX_FAULT=CALL:N:ACTION   the N-th call (from 1, children counted too) of CALL meets ACTION. CALL
  * is the name of a function, "alloc" (malloc, calloc, realloc) or "any" (all but those). ACTION is
  * an error number, "short" (half of what a read or write is asked for), "kill" (SIGKILL instead of
- *                          the call) or "tear" (the same, after half of a write).
- * QX_FAULT_REPORT=FILE     gets the line "fired" at the fault; at a normal end "live SIZE" for each
- * block that the program still has and "open FD" for each descriptor that was opened and left so.
+ *                          the call), "tear" (the same, after half of a write) or "term" (SIGTERM
+ *                          to the program before the call).
+ * QX_FAULT_REPORT=FILE     gets the line "fired" at the fault; at a normal end "call NAME COUNT"
+ * for what was called, "live SIZE" for each block that the program still has, "open FD" for each
+ * descriptor that was opened and left so, and, last, "ended".
  * QX_FAULT_JOURNAL=FILE    gets a line for each change of a file or directory, in order.
  *
  * Programs that the program runs are left alone. Calls that the C library makes by itself are not
@@ -34,7 +36,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-enum action { NOTHING, FAIL, SHORT, KILL, TEAR };
+enum action { NOTHING, FAIL, SHORT, KILL, TEAR, TERM };
 
 static char wanted[32];
 static long wanted_at;
@@ -42,11 +44,17 @@ static enum action wanted_action;
 static int wanted_error;
 static char report[256];
 static char journal[256];
-static atomic_long* counter; /* shared with children */
-static char inherited[256];  /* descriptors that were open at the start */
+static char inherited[256]; /* descriptors that were open at the start */
+static pid_t program_id;
 
-/* --- writing past the wrappers
- * ------------------------------------------------------------------------------------ */
+/* How often each function was called; shared with children. */
+static struct {
+    _Atomic(const char*) name; /* one literal for each */
+    atomic_long calls;
+} * tally;
+static const size_t kNames = 64;
+
+/* --- writing past the wrappers --- */
 
 static void append(const char* file, const char* text) {
     const int before = errno;
@@ -89,21 +97,29 @@ static void note_bytes(int fd, const unsigned char* bytes, ssize_t size) {
     note_fd("write", fd, digits);
 }
 
-/* --- the fault
- * ----------------------------------------------------------------------------------------------------
- */
+/* --- the fault --- */
 
 static void die(void) {
     syscall(SYS_kill, getpid(), SIGKILL);
 }
 
+static long count(const char* name) {
+    for (size_t i = 0; tally != NULL && i < kNames; ++i) {
+        const char* found = NULL;
+        if (atomic_compare_exchange_strong(&tally[i].name, &found, name) || found == name) {
+            return atomic_fetch_add(&tally[i].calls, 1) + 1;
+        }
+    }
+    return 0;
+}
+
 /* What meets this call. */
 static enum action meets(const char* name) {
-    if (wanted_action == NOTHING || counter == NULL) {
-        return NOTHING;
-    }
-    const int is_any = strcmp(wanted, "any") == 0 && strcmp(name, "alloc") != 0;
-    if ((!is_any && strcmp(wanted, name) != 0) || atomic_fetch_add(counter, 1) + 1 != wanted_at) {
+    const long of_name = count(name);
+    const long of_any = strcmp(name, "alloc") != 0 ? count("any") : 0;
+    const int is_wanted = (strcmp(wanted, name) == 0 && of_name == wanted_at) ||
+                          (strcmp(wanted, "any") == 0 && of_any == wanted_at);
+    if (wanted_action == NOTHING || tally == NULL || !is_wanted) {
         return NOTHING;
     }
     if (report[0] != '\0') {
@@ -111,6 +127,10 @@ static enum action meets(const char* name) {
     }
     if (wanted_action == KILL) {
         die();
+    }
+    if (wanted_action == TERM) {
+        syscall(SYS_kill, program_id, SIGTERM);
+        return NOTHING;
     }
     errno = wanted_error;
     return wanted_action;
@@ -211,6 +231,21 @@ int open(const char* path, int flags, ...) {
     return fd;
 }
 
+/* For calls that the journal tells of once they have been made. */
+#define WRAP_NOTED(name, parameters, arguments, first, second)                                     \
+    int name parameters {                                                                          \
+        REAL(name)                                                                                 \
+        if (meets(#name) != NOTHING || real arguments != 0) {                                      \
+            return -1;                                                                             \
+        }                                                                                          \
+        note(#name, first, second);                                                                \
+        return 0;                                                                                  \
+    }
+
+WRAP_NOTED(rename, (const char* from, const char* to), (from, to), from, to)
+WRAP_NOTED(unlink, (const char* path), (path), path, "")
+WRAP_NOTED(mkdir, (const char* path, mode_t mode), (path, mode), path, "")
+
 int fsync(int fd) {
     REAL(fsync)
     if (meets("fsync") != NOTHING) {
@@ -220,55 +255,22 @@ int fsync(int fd) {
     return real(fd);
 }
 
-int rename(const char* from, const char* to) {
-    REAL(rename)
-    if (meets("rename") != NOTHING || real(from, to) != 0) {
-        return -1;
-    }
-    note("rename", from, to);
-    return 0;
-}
-
-int unlink(const char* path) {
-    REAL(unlink)
-    if (meets("unlink") != NOTHING || real(path) != 0) {
-        return -1;
-    }
-    note("unlink", path, "");
-    return 0;
-}
-
-int mkdir(const char* path, mode_t mode) {
-    REAL(mkdir)
-    if (meets("mkdir") != NOTHING || real(path, mode) != 0) {
-        return -1;
-    }
-    note("mkdir", path, "");
-    return 0;
-}
-
 /* The size of a read or write that meets `action`; 0 when it fails. */
 static size_t bent_size(enum action action, size_t size) {
     return action == FAIL ? 0 : action == NOTHING || size < 2 ? size : size / 2;
 }
 
-ssize_t read(int fd, void* bytes, size_t size) {
-    REAL(read)
-    const size_t part = bent_size(meets("read"), size);
-    return part == 0 && size > 0 ? -1 : real(fd, bytes, part);
-}
+#define WRAP_SIZED(name, parameters, arguments)                                                    \
+    ssize_t name parameters {                                                                      \
+        REAL(name)                                                                                 \
+        const size_t whole = size;                                                                 \
+        size = bent_size(meets(#name), whole);                                                     \
+        return size == 0 && whole > 0 ? -1 : real arguments;                                       \
+    }
 
-ssize_t recv(int fd, void* bytes, size_t size, int flags) {
-    REAL(recv)
-    const size_t part = bent_size(meets("recv"), size);
-    return part == 0 && size > 0 ? -1 : real(fd, bytes, part, flags);
-}
-
-ssize_t send(int fd, const void* bytes, size_t size, int flags) {
-    REAL(send)
-    const size_t part = bent_size(meets("send"), size);
-    return part == 0 && size > 0 ? -1 : real(fd, bytes, part, flags);
-}
+WRAP_SIZED(read, (int fd, void* bytes, size_t size), (fd, bytes, size))
+WRAP_SIZED(recv, (int fd, void* bytes, size_t size, int flags), (fd, bytes, size, flags))
+WRAP_SIZED(send, (int fd, const void* bytes, size_t size, int flags), (fd, bytes, size, flags))
 
 ssize_t write(int fd, const void* bytes, size_t size) {
     REAL(write)
@@ -285,9 +287,7 @@ ssize_t write(int fd, const void* bytes, size_t size) {
     return written;
 }
 
-/* --- allocations
- * --------------------------------------------------------------------------------------------------
- */
+/* --- allocations --- */
 
 extern void* __libc_malloc(size_t size);
 extern void* __libc_calloc(size_t count, size_t size);
@@ -297,7 +297,7 @@ extern void __libc_free(void* block);
 static struct {
     void* block;
     size_t size;
-} live[1U << 15];
+} live[1U << 12];
 static atomic_flag live_lock = ATOMIC_FLAG_INIT;
 
 /* Where the program itself lies. */
@@ -368,9 +368,7 @@ void free(void* block) {
     __libc_free(block);
 }
 
-/* --- start and end
- * ------------------------------------------------------------------------------------------------
- */
+/* --- start and end --- */
 
 static void take(const char* name, char* text, size_t size) {
     const char* const value = getenv(name);
@@ -389,6 +387,7 @@ static void parse(const char* fault) {
     wanted_action = strcmp(action, "short") == 0  ? SHORT
                     : strcmp(action, "kill") == 0 ? KILL
                     : strcmp(action, "tear") == 0 ? TEAR
+                    : strcmp(action, "term") == 0 ? TERM
                                                   : FAIL;
 }
 
@@ -403,9 +402,10 @@ __attribute__((constructor)) static void start(void) {
     for (int fd = 0; fd < (int)sizeof inherited; ++fd) {
         inherited[fd] = syscall(SYS_fcntl, fd, F_GETFD) >= 0;
     }
-    void* const shared =
-        mmap(NULL, sizeof *counter, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    counter = shared == MAP_FAILED ? NULL : shared;
+    program_id = getpid();
+    void* const shared = mmap(NULL, kNames * sizeof *tally, PROT_READ | PROT_WRITE,
+                              MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    tally = shared == MAP_FAILED ? NULL : shared;
 }
 
 __attribute__((destructor)) static void finish(void) {
@@ -414,6 +414,10 @@ __attribute__((destructor)) static void finish(void) {
         return;
     }
     char line[64];
+    for (size_t i = 0; tally != NULL && i < kNames && tally[i].name != NULL; ++i) {
+        snprintf(line, sizeof line, "call %s %ld\n", tally[i].name, tally[i].calls);
+        append(report, line);
+    }
     for (size_t i = 0; i < sizeof live / sizeof live[0]; ++i) {
         if (live[i].block != NULL) {
             snprintf(line, sizeof line, "live %zu\n", live[i].size);
@@ -426,4 +430,5 @@ __attribute__((destructor)) static void finish(void) {
             append(report, line);
         }
     }
+    append(report, "ended\n");
 }
