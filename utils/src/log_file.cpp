@@ -87,10 +87,11 @@ void log_file::append(string_view line) {
     int steps = 0;
     while (!lock_with_room_for(line.size()) && ++steps < patience) {
     }
-    const off_t end = ::lseek(fd_.get(), 0, SEEK_END);
-    if (!io::write_all(fd_.get(), line) && locked_ && end >= 0) {
+    struct stat before {};
+    const bool is_known = locked_ && ::fstat(fd_.get(), &before) == 0;
+    if (!io::write_all(fd_.get(), line) && is_known) {
         // The next line must not be glued to half of this one.
-        static_cast<void>(::ftruncate(fd_.get(), end));
+        static_cast<void>(::ftruncate(fd_.get(), before.st_size));
     }
     ::flock(fd_.get(), LOCK_UN);
 }

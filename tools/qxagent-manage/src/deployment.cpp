@@ -43,11 +43,8 @@ bool insist(const Step& step) noexcept {
 using Words = std::vector<std::string>;
 
 void run(const Words& words) noexcept {
-    insist([&] {
-        // Whatever came of it: a program that did run must not run twice.
-        qx::exec_command(words, 0);
-        return true;
-    });
+    // Its own status does not matter; it is negative when the program could not be run.
+    insist([&] { return qx::exec_command(words, 0) >= 0; });
 }
 
 struct Connector {
