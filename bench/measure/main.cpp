@@ -124,7 +124,7 @@ int main(int argc, char** argv) {
     const std::vector<Row> size_rows = sizes(scratch, tools);
     const Broker broker(argv[2]);
     append(report.rows, measure_requests(subjects, pairs));
-    append(report.rows, count_requests(subjects, scratch));
+    append(report.rows, count_requests(subjects, pairs, scratch));
     append(report.rows, measure_listening(broker, subjects, pairs));
     append(report.rows, {measure_stop(broker, subjects, pairs)});
     append(report.rows, size_rows);

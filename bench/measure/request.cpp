@@ -14,9 +14,6 @@ constexpr Target at_most(double limit) {
     return {true, limit};
 }
 
-// These hardly vary: a few runs show which figure is the usual one.
-constexpr int kCountingRuns = 5;
-
 std::string read_all(int fd) {
     std::string text;
     char bytes[4096];
@@ -83,10 +80,10 @@ double count_instructions(const Subject& subject, const std::string& scratch) {
 
 using Counter = double (*)(const Subject&, const std::string&);
 
-std::vector<std::vector<double>> count(const Subjects& subjects, const std::string& scratch,
-                                       Counter counter) {
+std::vector<std::vector<double>> count(const Subjects& subjects, int runs,
+                                       const std::string& scratch, Counter counter) {
     std::vector<std::vector<double>> values(subjects.size());
-    for (int i = 0; i < kCountingRuns; ++i) {
+    for (int i = 0; i < runs; ++i) {
         for (std::size_t subject = 0; subject < subjects.size(); ++subject) {
             values[subject].push_back(counter(subjects[subject], scratch));
         }
@@ -120,9 +117,9 @@ std::vector<Row> measure_requests(const Subjects& subjects, int runs) {
     };
 }
 
-std::vector<Row> count_requests(const Subjects& subjects, const std::string& scratch) {
-    const auto calls = count(subjects, scratch, count_system_calls);
-    const auto instructions = count(subjects, scratch, count_instructions);
+std::vector<Row> count_requests(const Subjects& subjects, int runs, const std::string& scratch) {
+    const auto calls = count(subjects, runs, scratch, count_system_calls);
+    const auto instructions = count(subjects, runs, scratch, count_instructions);
     return {
         make_row("one request, system calls", "", 0, calls, true, {at_most(2.8), at_most(2.2)}),
         make_row("one request, instructions", "", 0, instructions, true,
