@@ -84,6 +84,7 @@ TEST_F(Completion, CompletesInFish) {
     EXPECT_EQ(offered("set_quillet_location "), "production\nstaging\n");
     EXPECT_EQ(offered("listen --events QX_PLIX_VA_STATUS_CHANGED,QX_PLIX_Q"),
               "QX_PLIX_VA_STATUS_CHANGED,QX_PLIX_QXAGENT_STARTED\n");
+    EXPECT_EQ(offered("set_device_online_status --is_online f"), "false\n");
     EXPECT_EQ(offered("get_devices --ids "), "");
 }
 
