@@ -9,9 +9,9 @@ foreach(target qx_plix qx_utils qxagent_manage_parts qxagent-manage qxbrokerd-si
 endforeach()
 
 if(CMAKE_CROSSCOMPILING)
-  set(archive ${PROJECT_NAME}-${PROJECT_VERSION}-${CMAKE_SYSTEM_PROCESSOR}-linux-musl.tar.gz)
+  set(QX_ROUTER_ARCHIVE ${PROJECT_NAME}-${PROJECT_VERSION}-${CMAKE_SYSTEM_PROCESSOR}-linux-musl.tar.gz)
   add_custom_target(archive
-    COMMAND ${CMAKE_COMMAND} -DTOOL=$<TARGET_FILE:qxagent-manage> -DARCHIVE=${archive}
+    COMMAND ${CMAKE_COMMAND} -DTOOL=$<TARGET_FILE:qxagent-manage> -DARCHIVE=${QX_ROUTER_ARCHIVE}
       -P ${PROJECT_SOURCE_DIR}/cmake/archive.cmake
     WORKING_DIRECTORY ${PROJECT_BINARY_DIR} DEPENDS qxagent-manage VERBATIM)
   return()

@@ -6,21 +6,22 @@
 #include "qx_plix.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstddef>
 #include <sstream>
 
 namespace {
 
+using qx::test::frozen;
 using qx::test::Outcome;
 using qx::test::run_tool;
-
-std::string frozen(const std::string& file) {
-    return qx::test::read_file(std::filesystem::path(QX_SOURCE_DIR) / "tests/frozen" / file);
-}
 
 using Frozen = qx::test::Installed;
 
 TEST_F(Frozen, Symbols) {
+    if (qx::test::kForRouters) {
+        GTEST_SKIP() << "the library is not installed on routers";
+    }
     const Outcome table = qx::test::run({"readelf", "-Ws", prefix / "lib/libqx_plix.a"});
     ASSERT_EQ(table.status, 0) << table.err;
     std::vector<std::string> symbols;
@@ -71,8 +72,23 @@ TEST(FrozenInterface, Usage) {
     EXPECT_EQ(help.out, frozen("usage.txt"));
 }
 
+class FrozenStatuses : public Frozen {
+protected:
+    /// Of `listen`, the status with which a signal ends it after its first event.
+    [[nodiscard]] int status_of(const std::string& words) const {
+        if (words != "listen") {
+            return run_script("qxagent-manage " + words).status;
+        }
+        qx::test::Process listener({"sh", "-c", "exec qxagent-manage listen"}, environment);
+        if (listener.reads_output("\n", 1, qx::test::kPatience)) {
+            listener.signal(SIGTERM);
+        }
+        return listener.finish().status;
+    }
+};
+
 // Each line: the statuses with a broker that answers, one that refuses, and none; the words.
-TEST_F(Frozen, ExitStatuses) {
+TEST_F(FrozenStatuses, OfEveryOperation) {
     const std::string expected = frozen("exit_statuses.txt");
     std::vector<std::string> commands;
     std::istringstream lines(expected);
@@ -82,11 +98,13 @@ TEST_F(Frozen, ExitStatuses) {
     std::vector<std::string> statuses(commands.size());
     const auto run_all = [&] {
         for (std::size_t i = 0; i < commands.size(); ++i) {
-            statuses[i] +=
-                std::to_string(run_script("qxagent-manage " + commands[i]).status) + "\t";
+            statuses[i] += std::to_string(status_of(commands[i])) + "\t";
         }
     };
-    for (const char* scenario : {"{}", R"({"commands": {"*": [{"status": 1, "times": 0}]}})"}) {
+    const std::string events =
+        R"("events": [{"event": "device_discovery", "when": "subscribe", "data": {}}])";
+    const std::string refusals = R"("commands": {"*": [{"status": 1, "times": 0}]})";
+    for (const std::string& scenario : {"{" + events + "}", "{" + events + ", " + refusals + "}"}) {
         const qx::test::Simulator broker(scenario);
         run_all();
     }

@@ -35,11 +35,17 @@ std::vector<std::string> operation_names() {
     return names;
 }
 
+std::string frozen(const std::string& file) {
+    return read_file(fs::path(QX_SOURCE_DIR) / "tests/frozen" / file);
+}
+
 Installed::Installed() {
     const Outcome installed = run({"cmake", "--install", QX_BUILD_DIR, "--prefix", prefix});
     EXPECT_EQ(installed.status, 0) << installed.err;
+    const std::string emulated = fs::path(QX_TOOL).parent_path();
     environment["PATH"] =
-        (prefix / "sbin").string() + ":" + (prefix / "bin").string() + ":" + std::getenv("PATH");
+        (kEmulated ? emulated : (prefix / "sbin").string() + ":" + (prefix / "bin").string()) +
+        ":" + std::getenv("PATH");
     // The names without a version lead through /etc, which is empty here.
     environment["CC"] = "gcc";
     environment["CXX"] = "g++";

@@ -27,6 +27,12 @@ std::vector<FencedBlock> fenced_blocks(const std::filesystem::path& page);
 /// Every operation of the tool, in its order.
 std::vector<std::string> operation_names();
 
+/// Whether this build is one for routers, of which only the tool and the simulator are installed.
+inline constexpr bool kForRouters = !std::string_view(QX_ROUTER_ARCHIVE).empty();
+
+/// A file of tests/frozen.
+std::string frozen(const std::string& file);
+
 class Installed : public ::testing::Test {
 protected:
     Installed();

@@ -1,5 +1,6 @@
 #!/bin/sh
-# Builds the product once more, in another folder, and compares the packages of both builds byte for byte.
+# Builds the product once more, in another folder, and compares the packages of both builds, or the archives for
+# routers, byte for byte.
 # usage: reproducible.sh SOURCES BUILD
 set -eu
 
@@ -13,19 +14,34 @@ finish() {
     exit "$status"
 }
 trap finish EXIT
-export SOURCE_DATE_EPOCH=1700000000
+# The time that an archive already bears: the copy of the sources is no checkout.
+export SOURCE_DATE_EPOCH="${SOURCE_DATE_EPOCH:-$(git -C "$sources" log -1 --format=%ct)}"
 
-cached() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
+# configure VARIABLE...: configures the copy, with these variables as they are in the first build.
+configure() {
+    for variable; do
+        set -- "$@" "-D$variable=$(sed -n "s/^$variable:[A-Z]*=//p" "$build/CMakeCache.txt")"
+        shift
+    done
+    cmake -G Ninja -S "$work/copy" -B "$work/build" -DQX_TESTS=OFF "$@"
+}
 
 {
     mkdir "$work/copy"
     tar -C "$sources" --exclude=./build --exclude=./.git -ch . | tar -C "$work/copy" -x
-    cmake -G Ninja -S "$work/copy" -B "$work/build" -DQX_TESTS=OFF -DCMAKE_BUILD_TYPE="$(cached CMAKE_BUILD_TYPE)" \
-        -DCMAKE_C_COMPILER="$(cached CMAKE_C_COMPILER)" -DCMAKE_CXX_COMPILER="$(cached CMAKE_CXX_COMPILER)"
-    ninja -C "$work/build"
-    cpack --config "$build/CPackConfig.cmake" -B "$work/first"
-    cpack --config "$work/build/CPackConfig.cmake" -B "$work/second"
-    for package in qxagent-manage libqx-plix-dev qxbrokerd-sim; do
-        cmp "$work"/first/${package}_*.deb "$work"/second/${package}_*.deb
-    done
+    if grep -q '^CMAKE_TOOLCHAIN_FILE:' "$build/CMakeCache.txt"; then
+        configure CMAKE_BUILD_TYPE CMAKE_TOOLCHAIN_FILE CMAKE_FIND_ROOT_PATH
+        ninja -C "$work/build" archive
+        for archive in "$build"/*.tar.gz; do
+            cmp "$archive" "$work/build/${archive##*/}"
+        done
+    else
+        configure CMAKE_BUILD_TYPE CMAKE_C_COMPILER CMAKE_CXX_COMPILER
+        ninja -C "$work/build"
+        cpack --config "$build/CPackConfig.cmake" -B "$work/first"
+        cpack --config "$work/build/CPackConfig.cmake" -B "$work/second"
+        for package in qxagent-manage libqx-plix-dev qxbrokerd-sim; do
+            cmp "$work"/first/${package}_*.deb "$work"/second/${package}_*.deb
+        done
+    fi
 } >"$work/log" 2>&1

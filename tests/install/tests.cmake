@@ -1,10 +1,12 @@
-# Tests of what is installed: of the build that ships. Others only compile them, one compiler and its checks each.
+# Tests of what is installed, and in install/router of what goes to the router. Of the sanitizers' builds one only
+# compiles them, for its compiler and checks.
 if(QX_SANITIZE STREQUAL "address")
   return()
 endif()
 file(GLOB sources CONFIGURE_DEPENDS install/*.cpp)
-if(CMAKE_CROSSCOMPILING OR QX_SANITIZE)
-  add_library(install_tests OBJECT ${sources})
+file(GLOB router_sources CONFIGURE_DEPENDS install/router/*.cpp)
+if(QX_SANITIZE)
+  add_library(install_tests OBJECT ${sources} ${router_sources})
   target_link_libraries(install_tests PRIVATE qx_test_support qxagent_manage_parts)
 else()
   qx_test(install qxagent_manage_parts)
@@ -13,5 +15,8 @@ else()
     COMMAND sh ${CMAKE_CURRENT_LIST_DIR}/reproducible.sh ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR})
   set_tests_properties(install.Builds.AreReproducible PROPERTIES COST 1000 TIMEOUT 300)
 endif()
-target_compile_definitions(install_tests PRIVATE
-  QX_SOURCE_DIR="${PROJECT_SOURCE_DIR}" QX_BUILD_DIR="${PROJECT_BINARY_DIR}")
+if(CMAKE_CROSSCOMPILING)
+  target_sources(install_tests PRIVATE ${router_sources})
+endif()
+target_compile_definitions(install_tests PRIVATE QX_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+  QX_BUILD_DIR="${PROJECT_BINARY_DIR}" QX_ROUTER_ARCHIVE="${QX_ROUTER_ARCHIVE}")
