@@ -1,8 +1,13 @@
 #!/bin/sh
 # The static builds for musl libc: for the router's AArch64, and for this machine's x86-64. `./dev cross` calls it:
 #   build.sh packages     the Debian packages that it needs and this machine lacks
-#   build.sh build JOBS   builds both, in build/cross/aarch64 and build/cross/x86_64; 75 when the compiler cannot be had
-#   build.sh table        prints what the tool of each build weighs and links; fails above the router's limit
+#   build.sh build JOBS [TARGET...]
+#                         builds both, in build/cross/aarch64 and build/cross/x86_64: everything, or the targets;
+#                         75 when the compiler cannot be had
+#   build.sh table        prints what the tool of each build weighs and links; above the router's limit it fails, and
+#                         prints what has grown since the record, aarch64.parts
+#   build.sh record       makes that record from the tool that is built, which is then to be committed: from time to time
+#                         below the limit, and when the limit is changed
 # Everything lands in build/cross. A folder there is made under another name and renamed when it is whole; its file
 # .key says what it was made from, so that nothing is made twice.
 set -eu
@@ -16,6 +21,9 @@ compiler_sha512=bd2be65484f4ec05c81acc67e5efe22c99c78df176eaadaff57e10dbb1c09c72
 compiler_missing=75
 
 tool_limit=$((480 * 1024))
+record=$here/aarch64.parts
+# A part of the tool that has fewer bytes has no line of its own in the record.
+recorded_bytes=512
 
 say() { printf '%s\n' "$*"; }
 fail() { printf 'cross: %s\n' "$*" >&2; exit 1; }
@@ -128,7 +136,7 @@ build_libraries() {
 
 # --- the project -----------------------------------------------------------------------------------------------------
 
-# build_project PROCESSOR KEY
+# build_project PROCESSOR KEY TARGET...
 build_project() {
     build=$out/$1
     if [ "$(cat "$build/.key" 2>/dev/null)" != "$2" ]; then
@@ -138,9 +146,11 @@ build_project() {
         cross_cmake "$1" "$root" "$build" -DCMAKE_FIND_ROOT_PATH="$out/$1-libraries"
         say "$2" >"$build/.key"
     fi
-    ninja -C "$build" -j "$jobs" all archive
+    shift 2
+    ninja -C "$build" -j "$jobs" "$@"
 }
 
+# build TARGET...
 build() {
     mkdir -p "$out"
     make_once "$out/compiler" "$compiler_sha512" fetch_compiler
@@ -149,10 +159,45 @@ build() {
         say "$compiler_sha512 $(version_of libjansson-dev) $(version_of libfmt-dev) $(version_of googletest)" |
             cat - "$here/compiler" "$here"/*.cmake | sha256sum | cut -d ' ' -f 1
     )
-    for target in aarch64 x86_64; do
-        make_once "$out/$target-libraries" "$key" build_libraries "$target"
-        build_project "$target" "$key"
+    for processor in aarch64 x86_64; do
+        make_once "$out/$processor-libraries" "$key" build_libraries "$processor"
+        build_project "$processor" "$key" "$@"
     done
+}
+
+# --- what the router's tool is made of -----------------------------------------------------------------------------
+
+# parts FILE: writes to FILE what the tool is made of. The compiler takes no order for a linker's map, but shows how it
+# calls the linker, which then does it once more with such an order.
+parts() {
+    command=$(ninja -C "$out/aarch64" -t commands qxagent-manage | tail -n 1)
+    (
+        cd "$out/aarch64"
+        linker=$(sh -c "${command%% -o *} -v -o parts.tool ${command#* -o bin/qxagent-manage}" 2>&1 | grep '^ld\.lld ')
+        sh -c "'$out/compiler/zig' $linker -Map=parts.map"
+        awk -f "$here/parts.awk" parts.map >"$1"
+        rm parts.tool parts.map
+    )
+}
+
+make_record() {
+    parts "$out/parts"
+    awk -v least="$recorded_bytes" '
+        $1 >= least { print }
+        $1 < least { rest += $1 }
+        END { print rest, "<smaller>" }' "$out/parts" | LC_ALL=C sort -k 1,1nr -k 2 >"$record"
+    rm "$out/parts"
+}
+
+print_growth() {
+    parts "$out/parts"
+    say "bytes      part of the tool for the router, and how it differs from the record"
+    awk -v least="$recorded_bytes" '
+        NR == FNR { difference[$2] = -$1; next }
+        { difference[$2 in difference || $1 >= least ? $2 : "<smaller>"] += $1 }
+        END { for (part in difference) if (difference[part] != 0) printf "%+-10d %s\n", difference[part], part }
+        ' "$record" "$out/parts" | sort -k 1,1nr | c++filt
+    rm "$out/parts"
 }
 
 # --- the table -------------------------------------------------------------------------------------------------------
@@ -175,16 +220,21 @@ table() {
     fi
     describe x86_64 "musl, static" "$out/x86_64/bin/qxagent-manage"
     describe aarch64 "musl, static" "$out/aarch64/bin/qxagent-manage"
-    [ "$(wc -c <"$out/aarch64/bin/qxagent-manage")" -le "$tool_limit" ] ||
+    [ "$(wc -c <"$out/aarch64/bin/qxagent-manage")" -le "$tool_limit" ] || {
+        print_growth
         fail "the tool for the router is above its limit of $tool_limit bytes"
+    }
 }
 
 case ${1:-} in
     packages) packages ;;
     build)
         jobs=${2:?how many jobs}
-        build
+        shift 2
+        [ $# -gt 0 ] || set -- all archive
+        build "$@"
         ;;
     table) table ;;
-    *) fail "use packages, build JOBS or table" ;;
+    record) make_record ;;
+    *) fail "use packages, build JOBS, table or record" ;;
 esac
