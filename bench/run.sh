@@ -3,21 +3,13 @@
 # namespaces, as `./dev bench` starts it, so that the machine's own /opt and sockets stay out of it. The tables land in
 # BUILD/bench.
 # usage: run.sh BUILD [STATIC-TOOL [AARCH64-TOOL]]
-# What BUILD/cross holds is used where no static tools are named.
+# Without static tools, their columns are left out.
 set -eu
 
 build=$1
-static=${2-$build/cross/x86_64/bin/qxagent-manage}
-router=${3-$build/cross/aarch64/bin/qxagent-manage}
+shift
 results=$build/bench
 install_dir=/opt/norvane
-
-# Keeps of its arguments those that are files, up to the first that is none.
-set --
-for tool in "$static" "$router"; do
-    [ -e "$tool" ] || break
-    set -- "$@" "$tool"
-done
 
 for program in strace valgrind strip; do
     command -v "$program" >/dev/null || { echo "bench: $program is missing" >&2; exit 1; }
