@@ -18,5 +18,6 @@ endif()
 if(CMAKE_CROSSCOMPILING)
   target_sources(install_tests PRIVATE ${router_sources})
 endif()
+target_include_directories(install_tests PRIVATE install)
 target_compile_definitions(install_tests PRIVATE QX_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
   QX_BUILD_DIR="${PROJECT_BINARY_DIR}" QX_ROUTER_ARCHIVE="${QX_ROUTER_ARCHIVE}")
