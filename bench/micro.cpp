@@ -50,6 +50,7 @@ BENCHMARK(frame_reader)->Arg(200)->Arg(20'000);
 
 void command_line(benchmark::State& state, std::vector<std::string> words) {
     std::vector<char*> argv;
+    argv.reserve(words.size());
     for (std::string& word : words) {
         argv.push_back(word.data());
     }
