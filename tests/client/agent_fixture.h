@@ -73,6 +73,11 @@ public:
         return events_;
     }
 
+    [[nodiscard]] std::size_t size() const {
+        const std::lock_guard lock(mutex_);
+        return events_.size();
+    }
+
     /// Waits for so many events from the library's thread.
     bool wait_for(std::size_t count) const {
         std::unique_lock lock(mutex_);
@@ -96,9 +101,9 @@ inline bool is_readable(int fd, std::chrono::milliseconds patience) {
 
 /// Reads a notification descriptor, as often as it says so, until so many events have been noted.
 inline bool read_until(int fd, int drain, const Inbox& inbox, std::size_t count) {
-    while (inbox.events().size() < count) {
+    while (inbox.size() < count) {
         if (!is_readable(fd, kPatience) || qx_plix_read_event_fd(fd, drain) != 0) {
-            ADD_FAILURE() << "no notification after " << inbox.events().size() << " events";
+            ADD_FAILURE() << "no notification after " << inbox.size() << " events";
             return false;
         }
     }

@@ -58,8 +58,7 @@ EventOutput::Result EventOutput::print() {
         }
     }
     if (!texts_.empty()) {
-        std::swap(texts_.front(), texts_.back());
-        texts_.resize(1);
+        texts_.erase(texts_.begin(), texts_.end() - 1);
         texts_.front().clear();
     }
     return result;
