@@ -13,7 +13,7 @@ else()
   # It builds everything, so it begins early.
   add_test(NAME install.Builds.AreReproducible
     COMMAND sh ${CMAKE_CURRENT_LIST_DIR}/reproducible.sh ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR})
-  set_tests_properties(install.Builds.AreReproducible PROPERTIES COST 1000 TIMEOUT 300)
+  set_tests_properties(install.Builds.AreReproducible PROPERTIES COST 1000 TIMEOUT 900)
 endif()
 if(CMAKE_CROSSCOMPILING)
   target_sources(install_tests PRIVATE ${router_sources})

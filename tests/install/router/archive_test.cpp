@@ -55,6 +55,7 @@ TEST_F(Archive, NeedsNoLibraryAndNoLoader) {
 
 // No locale, no name service, no time zone. /dev/urandom is for jansson's hashing.
 TEST(RouterTool, OpensWhatItIsAboutAndNothingElse) {
+    fs::create_directories(qx::test::kInstallDir / "var/log");
     const qx::test::Simulator broker;
     std::vector<std::string> words{"strace", "-f", "-e", "trace=open,openat,openat2"};
     if (kEmulated) {
