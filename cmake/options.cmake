@@ -36,7 +36,7 @@ if(NOT QX_SANITIZE)
   endif()
 endif()
 
-# qx_ship(TARGET): how a program that goes to the router is linked. One dynamic library, libc, is left.
+# qx_ship(TARGET): how a program that goes to the router is linked. One dynamic library, libc, is left, beside the loader.
 function(qx_ship target)
   target_link_libraries(${target} PRIVATE qx_product)
   if(CMAKE_CROSSCOMPILING)
