@@ -37,23 +37,23 @@ std::string bash_case(const std::string& typed, const std::string& words,
 }
 
 std::string zsh_value(const Option& option) {
-    std::string spec = ":" + escaped(option.value, "\\:") + ":";
+    std::string argument = ":" + escaped(option.value, "\\:") + ":";
     if (option.choices.empty()) {
-        return spec + " ";
+        return argument + " ";
     }
     const std::string words = words_of(option.choices, " ");
     if (!option.separator.empty()) {
-        return spec + "_values -s " + option.separator + " " + option.name + " " + words;
+        return argument + "_values -s " + option.separator + " " + option.name + " " + words;
     }
     if (option.choices.front().help.empty()) {
-        return spec + "(" + words + ")";
+        return argument + "(" + words + ")";
     }
-    spec += "((";
+    argument += "((";
     for (const Choice& choice : option.choices) {
-        spec += choice.word + "\\:" + escaped(choice.help, "\\:\" ()") + " ";
+        argument += choice.word + "\\:" + escaped(choice.help, "\\:\" ()") + " ";
     }
-    spec.back() = ')';
-    return spec + ")";
+    argument.back() = ')';
+    return argument + ")";
 }
 
 std::string zsh_argument(const Option& option) {
