@@ -3,6 +3,7 @@
 #include "qx/format.h"
 #include "qx/json.h"
 #include "qx/println.h"
+#include "qx/scope_guard.h"
 
 #include <cstdio>
 #include <cstring>
@@ -55,13 +56,15 @@ int append(const char* text, std::size_t size, void* data) noexcept try {
 void append_json(OutputText& text, const json_t* value, std::size_t expected_size) {
     const std::size_t layout = output_is_terminal() ? JSON_INDENT(kIndent) : 0;
     const std::size_t before = text.size();
+    bool whole = false;
+    // Also when memory is short: what is left here would stand before the next line.
+    const qx::scope_guard cut([&] { text.resize(whole ? text.size() : before); });
     text.reserve(before + expected_size + 1);
     const int result = ::json_dump_callback(value, append, &text, layout);
     qx::require_json_memory();
     if (result == 0) {
         text.push_back('\n');
-    } else {
-        text.resize(before);
+        whole = true;
     }
 }
 
