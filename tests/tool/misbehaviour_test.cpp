@@ -89,7 +89,7 @@ std::string for_ever(const Way& way) {
 
 /// The numbers below `count` that are tried together with `number` of something else.
 std::vector<std::size_t> tried_with(std::size_t number, std::size_t count) {
-    const std::size_t step = fault_step(kSanitized ? 24 : 3);
+    const std::size_t step = fault_step(kSanitized || kEmulated ? 24 : 3);
     std::vector<std::size_t> tried;
     for (std::size_t other = 0; other < count; ++other) {
         if ((number + other) % step == 0) {

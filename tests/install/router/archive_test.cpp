@@ -73,9 +73,10 @@ TEST(RouterTool, OpensWhatItIsAboutAndNothingElse) {
         }
     }
     const std::string agent = qx::test::kInstallDir;
-    const std::vector<std::string> expected{"/etc/passwd", agent + "/var/log/qxagent-manage.log",
-                                            agent + "/etc/settings.json", "/dev/urandom",
-                                            agent + "/var/run/qxbrokerd.version"};
+    const std::string log = agent + "/var/log/qxagent-manage.log";
+    const std::vector<std::string> expected{"/etc/passwd",  log,
+                                            log + ".1",     agent + "/etc/settings.json",
+                                            "/dev/urandom", agent + "/var/run/qxbrokerd.version"};
     EXPECT_EQ(opened, expected);
 }
 
