@@ -1,13 +1,10 @@
-# Tests of what is installed, and in install/router of what goes to the router. Of the sanitizers' builds one only
-# compiles them, for its compiler and checks.
-if(QX_SANITIZE STREQUAL "address")
-  return()
-endif()
+# Tests of what is installed, and in install/router of what goes to the router. A sanitizer's build only compiles them,
+# for its compiler and checks.
 file(GLOB sources CONFIGURE_DEPENDS install/*.cpp)
 file(GLOB router_sources CONFIGURE_DEPENDS install/router/*.cpp)
 if(QX_SANITIZE)
   add_library(install_tests OBJECT ${sources} ${router_sources})
-  target_link_libraries(install_tests PRIVATE qx_test_support qxagent_manage_parts)
+  qx_like_tests(install_tests qxagent_manage_parts)
 else()
   qx_test(install qxagent_manage_parts)
   # It builds everything, so it begins early.

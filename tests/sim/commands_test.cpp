@@ -11,8 +11,6 @@ namespace {
 using namespace qx::test;
 using ::testing::HasSubstr;
 
-constexpr const char* kOk = "{\"status\": 0}";
-
 std::string with_data(const std::string& data) {
     return "{\"status\": 0, \"data\": " + data + "}";
 }

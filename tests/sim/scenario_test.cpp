@@ -12,8 +12,6 @@ namespace {
 using namespace qx::test;
 using ::testing::HasSubstr;
 
-constexpr const char* kOk = "{\"status\": 0}";
-
 /// All bytes that the broker sends in answer to enable_services, until it closes the connection or,
 /// as it may stay silent, until the test has seen `count` of them.
 std::string answer_bytes(std::size_t count) {

@@ -59,6 +59,9 @@ private:
 /// The line that asks for a command, `data` being JSON text, or "" for a request without data.
 std::string command_line(std::string_view name, std::string_view data = "null");
 
+/// What the broker answers to a command that went well and gives nothing back.
+inline constexpr const char* kOk = "{\"status\": 0}";
+
 /// The answer to a command on a connection of its own.
 std::string ask(std::string_view name, std::string_view data = "null");
 

@@ -26,13 +26,6 @@ namespace {
 
 constexpr char kSocketName[] = ":qxbrokerd-1.3.skt";
 
-void require(bool ok, const char* what) {
-    if (!ok) {
-        std::perror(what);
-        std::abort();
-    }
-}
-
 int listen_as_broker() {
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_un address{};

@@ -18,13 +18,6 @@ namespace {
 
 constexpr const char* kInside = "QX_TEST_WORLD";
 
-void require(bool ok, const char* what) {
-    if (!ok) {
-        std::perror(what);
-        std::exit(1);
-    }
-}
-
 void mount_empty(const char* where) {
     require(::mount("tmpfs", where, "tmpfs", 0, "mode=0755") == 0, where);
 }
@@ -64,6 +57,13 @@ void furnish() {
 }
 
 } // namespace
+
+void require(bool ok, const char* what) {
+    if (!ok) {
+        std::perror(what);
+        ::_exit(1);
+    }
+}
 
 void enter_world(char** argv) {
     if (std::getenv(kInside) == nullptr) {

@@ -14,6 +14,9 @@ inline const std::filesystem::path kInstallDir = "/opt/norvane";
 /// Whether the test program runs in an emulator, which lacks some details of some system calls.
 inline constexpr bool kEmulated = !std::string_view(QX_EMULATOR).empty();
 
+/// Ends the process, with errno and what was tried on standard error, unless that went well.
+void require(bool ok, const char* what);
+
 /// Moves the program, whose words are `argv`, into a world of its own, by starting it again:
 /// private users, mounts and network, an empty /opt, and an /etc that holds only what programs need
 /// to start (passwd without the agent's user). Broker sockets are abstract, so the private network

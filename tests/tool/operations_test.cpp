@@ -29,7 +29,7 @@ std::string error_block(int code, const std::string& message, const std::string&
 }
 
 /// How a run of the tool ends, other than silently and well.
-struct Ends {
+struct Ending {
     int status = 0;
     std::string out = {};
     std::string err = {};
@@ -44,7 +44,7 @@ protected:
     }
 
     void check(const Words& words, const std::vector<std::string>& requests,
-               const Ends& ends = {}) {
+               const Ending& ends = {}) {
         SCOPED_TRACE(::testing::PrintToString(words));
         broker.forget_requests();
         const Outcome outcome = run_tool(words);
@@ -260,7 +260,7 @@ TEST_F(Operations, CloudRegistration) {
                            R"(", "token_type": "partner", "register_mac_address": ")" + mac +
                            R"(", "redeem_code": ")" + code + "\"}");
     };
-    const Ends failed = {.status = 1, .err = "failed to register to cloud\n"};
+    const Ending failed = {.status = 1, .err = "failed to register to cloud\n"};
     check({"register_to_cloud", "--params", "token=t,mac=m,redeem=r,token=u"},
           {request("u", "m", "r")});
     check({"register_to_cloud"}, {request("", "", "")});

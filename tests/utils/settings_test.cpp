@@ -25,10 +25,10 @@ using qx::test::write_file;
 using testing::HasSubstr;
 using Names = std::vector<std::string>;
 
-const fs::path kDirectory = kInstallDir / "etc";
-const fs::path kStore = kDirectory / "settings.json";
-const fs::path kLock = kDirectory / "settings.json.lock";
-const fs::path kTemporary = kDirectory / "settings.json.tmp";
+const fs::path kSettingsDirectory = kInstallDir / "etc";
+const fs::path kStore = kSettingsDirectory / "settings.json";
+const fs::path kLock = kSettingsDirectory / "settings.json.lock";
+const fs::path kTemporary = kSettingsDirectory / "settings.json.tmp";
 
 int last_error() {
     return qx::_get_qxerrno().number;
@@ -40,7 +40,7 @@ std::string last_reason() {
 
 Names names_in_directory() {
     Names names;
-    for (const auto& entry : fs::directory_iterator(kDirectory)) {
+    for (const auto& entry : fs::directory_iterator(kSettingsDirectory)) {
         names.push_back(entry.path().filename());
     }
     std::sort(names.begin(), names.end());
@@ -67,7 +67,7 @@ TEST_F(Settings, NoFileIsAnEmptyStoreAndReadingMakesNone) {
     EXPECT_EQ(setMgmt::getKeyValue("/a", 7), 7);
     EXPECT_EQ(setMgmt::deleteKey("/a"), -1);
     EXPECT_EQ(last_error(), 5);
-    EXPECT_FALSE(fs::exists(kDirectory));
+    EXPECT_FALSE(fs::exists(kSettingsDirectory));
     fs::remove(kInstallDir);
     ASSERT_EQ(setMgmt::init(), 0);
     EXPECT_EQ(setMgmt::setKey("a", "1"), -1);
@@ -81,7 +81,7 @@ TEST_F(Settings, WritesAFlatObjectForTheOwnerOnly) {
     EXPECT_EQ(read_file(kStore), "{\"/quillet/update_location\": \"staging\"}\n");
     EXPECT_EQ(mode(kStore), fs::perms(0600));
     EXPECT_EQ(mode(kLock), fs::perms(0600));
-    EXPECT_EQ(mode(kDirectory), fs::perms(0755));
+    EXPECT_EQ(mode(kSettingsDirectory), fs::perms(0755));
     EXPECT_EQ(names_in_directory(), (Names{"settings.json", "settings.json.lock"}));
 
     EXPECT_EQ(setMgmt::setKey("/b", ""), 0);
@@ -187,13 +187,13 @@ TEST_F(Settings, AStoreThatCannotBeReadIsNotAnEmptyOne) {
          },
          "settings.json: is larger than 16 MiB\n"},
         {[] {
-             fs::remove_all(kDirectory);
-             write_file(kDirectory, "a file");
+             fs::remove_all(kSettingsDirectory);
+             write_file(kSettingsDirectory, "a file");
          },
          "settings.json: cannot be opened: Not a directory\n"},
     };
     write_file(elsewhere, "{}");
-    fs::create_directory(kDirectory);
+    fs::create_directory(kSettingsDirectory);
     for (const auto& [put_obstacle, reason] : obstacles) {
         fs::remove(kStore);
         ASSERT_EQ(setMgmt::init(), 0);
@@ -216,7 +216,7 @@ TEST_F(Settings, RightsOfFilesThatWereThereAreNarrowed) {
     for (const fs::path& file : {kStore, kLock, kTemporary}) {
         fs::permissions(file, fs::perms(0666));
     }
-    fs::permissions(kDirectory, fs::perms(0777));
+    fs::permissions(kSettingsDirectory, fs::perms(0777));
     ASSERT_TRUE(qx::log::start("tool", nullptr));
     ASSERT_EQ(setMgmt::init(), 0);
     EXPECT_THAT(read_file(kInstallDir / "var/log/tool.log"),
@@ -249,8 +249,8 @@ TEST_F(Settings, PlantedLinksAreNotFollowed) {
 }
 
 TEST_F(Settings, AFullDiskLeavesTheOldStore) {
-    fs::create_directory(kDirectory);
-    ASSERT_EQ(::mount("tmpfs", kDirectory.c_str(), "tmpfs", 0, "size=32k,mode=0755"), 0);
+    fs::create_directory(kSettingsDirectory);
+    ASSERT_EQ(::mount("tmpfs", kSettingsDirectory.c_str(), "tmpfs", 0, "size=32k,mode=0755"), 0);
     ASSERT_EQ(setMgmt::init(), 0);
     ASSERT_EQ(setMgmt::setKey("a", "1"), 0);
     const auto descriptors = qx::test::open_descriptors();
@@ -265,7 +265,7 @@ TEST_F(Settings, AFullDiskLeavesTheOldStore) {
     EXPECT_EQ(qx::test::open_descriptors(), descriptors);
     EXPECT_EQ(setMgmt::setKey("a", "2"), 0);
 
-    ASSERT_EQ(::mount("tmpfs", kDirectory.c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, ""), 0);
+    ASSERT_EQ(::mount("tmpfs", kSettingsDirectory.c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, ""), 0);
     EXPECT_EQ(setMgmt::setKey("a", "3"), -1);
     EXPECT_THAT(last_reason(), HasSubstr("Read-only file system"));
     EXPECT_EQ(read_file(kStore), "{\"a\": \"2\"}\n");

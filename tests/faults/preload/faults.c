@@ -24,11 +24,13 @@
 #include <signal.h>
 #include <stdarg.h>
 #include <stdatomic.h>
+#include <stdbool.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/epoll.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -44,7 +46,7 @@ static enum action wanted_action;
 static int wanted_error;
 static char report[256];
 static char journal[256];
-static char inherited[256]; /* descriptors that were open at the start */
+static bool inherited[256]; /* descriptors that were open at the start */
 static pid_t program_id;
 
 /* How often each function was called; shared with children. */
@@ -210,6 +212,15 @@ int fcntl(int fd, int command, ...) {
     void* const argument = va_arg(rest, void*);
     va_end(rest);
     return meets("fcntl") != NOTHING ? -1 : real(fd, command, argument);
+}
+
+int ioctl(int fd, unsigned long request, ...) {
+    REAL(ioctl)
+    va_list rest;
+    va_start(rest, request);
+    void* const argument = va_arg(rest, void*);
+    va_end(rest);
+    return meets("ioctl") != NOTHING ? -1 : real(fd, request, argument);
 }
 
 int open(const char* path, int flags, ...) {

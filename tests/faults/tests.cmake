@@ -1,0 +1,16 @@
+# Faults are injected in front of the C library. A static program preloads nothing.
+if(CMAKE_CROSSCOMPILING)
+  return()
+endif()
+add_library(qx_faults MODULE faults/preload/faults.c)
+target_link_libraries(qx_faults PRIVATE ${CMAKE_DL_LIBS})
+# Sanitizers have wrappers of their own there: such a build only compiles it all, for its compiler and checks.
+if(QX_SANITIZE)
+  file(GLOB sources CONFIGURE_DEPENDS faults/*.cpp)
+  add_library(faults_tests OBJECT ${sources})
+  qx_like_tests(faults_tests qx_utils)
+else()
+  qx_test(faults qx_utils)
+endif()
+target_compile_definitions(faults_tests PRIVATE QX_FAULTS="$<TARGET_FILE:qx_faults>")
+add_dependencies(faults_tests qx_faults)
