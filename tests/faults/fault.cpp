@@ -86,6 +86,7 @@ const std::vector<Call> kCalls = {
     {"unlink", {EIO, EACCES, EROFS}},
     {"mkdir", {ENOSPC, EACCES, EROFS, EMLINK}},
     {"fcntl", {ENOLCK, EMFILE, EINTR}},
+    {"ioctl", {ENOTTY}},
     {"flock", {ENOLCK, EINTR}},
     {"close", {EIO, ENOSPC, EINTR}},
     {"epoll_create1", {EMFILE, ENFILE, ENOMEM}},

@@ -18,8 +18,10 @@ namespace {
 using namespace qx::test;
 using Clock = std::chrono::steady_clock;
 
-const std::string kEvent = R"({"event_name": "QX_PLIX_VA_STATUS_CHANGED", "data": {"tick": true}})"
-                           "\n";
+// More than a pipe takes in one piece.
+const std::string kData = R"({"tick": ")" + std::string(5000, 'x') + "\"}";
+const std::string kEvent =
+    R"({"event_name": "QX_PLIX_VA_STATUS_CHANGED", "data": )" + kData + "}\n";
 
 struct Listening {
     FaultyRun run;
@@ -36,7 +38,7 @@ protected:
         const bool came = tool.reads_output(kEvent, 3, std::chrono::milliseconds(2000));
         tool.signal(SIGTERM);
         const auto since = Clock::now();
-        const Listening listening{read_report(tool.finish()), came};
+        Listening listening{read_report(tool.finish()), came};
         EXPECT_LT(Clock::now() - since, std::chrono::seconds(2));
         return listening;
     }
@@ -61,8 +63,8 @@ protected:
         }
     }
 
-    Simulator simulator_{R"({"events": [{"event": "va_status_changed", "data": {"tick": true},
-        "times": 0, "every_ms": 5}]})"};
+    Simulator simulator_{R"({"events": [{"event": "va_status_changed", "data": )" + kData +
+                         R"(, "times": 0, "every_ms": 5}]})"};
 };
 
 TEST_F(FaultsOfListen, OfEachCall) {

@@ -12,7 +12,8 @@ path key(string_view text) {
 }
 
 path configuration_file(std::initializer_list<string_view> pieces) {
-    path built(common_path::configuration);
+    static const path directory(common_path::configuration);
+    path built(directory);
     for (const string_view piece : pieces) {
         built.add_piece(true, piece);
     }

@@ -5,8 +5,10 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <iterator>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace qx::manage {
@@ -28,14 +30,26 @@ int poll_again(pollfd* polled, nfds_t count, int timeout) {
     return result;
 }
 
-// As much as a pipe that is ready takes without waiting: whole lines, or a part of a long one.
-std::size_t piece_length(const char* text, std::size_t size) {
-    if (size <= PIPE_BUF) {
-        return size;
+// What standard output, being ready, takes without waiting: any pipe this much, an empty one all
+// that it holds.
+std::size_t room() {
+    int unread = 0;
+    if (::ioctl(STDOUT_FILENO, FIONREAD, &unread) != 0 || unread != 0) {
+        return PIPE_BUF;
     }
-    const void* const end = ::memrchr(text, '\n', PIPE_BUF);
-    return end == nullptr ? PIPE_BUF
-                          : static_cast<std::size_t>(static_cast<const char*>(end) - text) + 1;
+    return static_cast<std::size_t>(std::max(::fcntl(STDOUT_FILENO, F_GETPIPE_SZ), PIPE_BUF));
+}
+
+// Whole lines, or a part of a long one.
+string_view next_piece(string_view text) {
+    const std::size_t most = text.size() <= PIPE_BUF ? PIPE_BUF : room();
+    if (text.size() <= most) {
+        return text;
+    }
+    const void* const end = ::memrchr(text.data(), '\n', most);
+    const char* const after =
+        end == nullptr ? text.data() + most : static_cast<const char*>(end) + 1;
+    return {text.data(), static_cast<std::size_t>(after - text.data())};
 }
 
 } // namespace
@@ -65,16 +79,16 @@ EventOutput::Result EventOutput::print() {
 }
 
 EventOutput::Result EventOutput::print(const OutputText& text) {
-    for (std::size_t at = 0; at < text.size();) {
+    for (string_view left(text.data(), text.size()); !left.empty();) {
         if (!reader_takes_more()) {
             return Result::stopped;
         }
-        const std::size_t length = piece_length(text.data() + at, text.size() - at);
-        std::fwrite(text.data() + at, 1, length, stdout);
+        const string_view piece = next_piece(left);
+        std::fwrite(piece.data(), 1, piece.size(), stdout);
         if (std::fflush(stdout) != 0) {
             return Result::failed;
         }
-        at += length;
+        left = left.substr(piece.size());
     }
     return Result::printed;
 }
