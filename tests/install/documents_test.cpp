@@ -96,6 +96,29 @@ TEST_F(Documents, ShowScenariosWithWhatComesOfThem) {
     EXPECT_EQ(files, std::distance(begin(all), end(all)));
 }
 
+TEST_F(Documents, ShowATourWithItsOutput) {
+    const Simulator broker(R"({"events": [{"event": "va_status_changed", "when": "subscribe",
+        "data": {"status": "started", "scan": "network"}}]})");
+    std::istringstream lines(read_file(fs::path(QX_SOURCE_DIR) / "README.md"));
+    int commands = 0;
+    std::string command;
+    std::string expected;
+    for (std::string line; std::getline(lines, line);) {
+        if (!command.empty() && line.starts_with("    ") && !line.starts_with("    $ ")) {
+            expected += line.substr(4) + "\n";
+            continue;
+        }
+        if (!command.empty()) {
+            const Outcome ran = run_script(command);
+            EXPECT_EQ(ran.err.empty() ? ran.out : ran.err, expected) << command;
+            ++commands;
+        }
+        command = line.starts_with("    $ ") ? line.substr(6) : "";
+        expected.clear();
+    }
+    EXPECT_GE(commands, 18);
+}
+
 constexpr std::size_t kEventTypes = 7;
 
 bool is_script(const FencedBlock& block) {
