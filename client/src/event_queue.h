@@ -5,24 +5,37 @@
 
 namespace qxplix {
 
+struct event_chunk;
+
 struct event_node {
-    char* message; ///< from malloc; goes to whoever dequeues the node
+    char* message;
     event_node* next;
+    event_chunk* chunk; ///< where the node lies
 };
 
+/// A queue that gets long is tens of thousands of small blocks, which come and go in about the same
+/// order. They lie side by side in chunks, each of which goes with the last of them.
 struct event_queue {
     event_node* head QX_GUARDED_BY(guard);
     event_node* tail QX_GUARDED_BY(guard);
     mutex guard{mutex::later{}};
+    event_chunk* chunk QX_GUARDED_BY(guard); ///< where the next node is going to lie, or null
 };
 
 /// An empty queue. 0, or -1 when the mutex cannot be made.
 int event_queue_create(event_queue* queue);
 
-/// Appends a node from malloc, whose next link is null. The queue owns it.
+/// A node of this queue with a message from malloc, which it takes over in any case. Null when
+/// memory is short.
+event_node* event_node_create(char* message, event_queue* queue);
+
+/// Frees a node, that is in no queue any more, with its message.
+void event_node_destroy(event_node* node, event_queue* queue);
+
+/// Appends a node, whose next link is null. The queue owns it.
 void event_queue_enqueue(event_node* node, event_queue* queue);
 
-/// The oldest node, which the caller frees; null when there is none.
+/// The oldest node, which the caller destroys; null when there is none.
 event_node* event_queue_dequeue(event_queue* queue);
 
 /// Frees what still waits. No other thread may use the queue any more.

@@ -122,12 +122,10 @@ void deliver_to_callback(registrar_slot& slot, char* message) {
 }
 
 void deliver_to_pipe(registrar_slot& slot, char* message) {
-    auto* const node = static_cast<event_node*>(std::malloc(sizeof(event_node)));
+    event_node* const node = event_node_create(message, &slot.queue);
     if (node == nullptr) {
-        std::free(message);
         return;
     }
-    *node = {message, nullptr};
     event_queue_enqueue(node, &slot.queue);
     ++slot.waiting;
     ++slot.unannounced;
@@ -254,8 +252,8 @@ bool registrar_process_event_on_pipe(registrar_slot& slot) QX_REQUIRES(table.gua
         table.emptied = table.emptied || slot.longest >= kLongQueue;
         slot.longest = 0;
     }
-    deliver_to_callback(slot, node->message);
-    std::free(node);
+    slot.callback(node->message, slot.user_data);
+    event_node_destroy(node, &slot.queue);
     return true;
 }
 
