@@ -182,7 +182,7 @@ TEST(ListenToTheSimulator, EndsOnASignalWhileItsReaderStandsStill) {
     for (const std::size_t filler : {std::size_t{10}, std::size_t{100'000}}) {
         Process tool({QX_TOOL, "listen", "--events=" + name});
         ASSERT_TRUE(tool.wait_for_output(printed(name, R"(["hello"])")));
-        send_burst(simulator, 2'000'000 / static_cast<int>(filler + 90), std::string(filler, 'x'));
+        send_burst(simulator, 8'000'000 / static_cast<int>(filler + 90), std::string(filler, 'x'));
         wait_for_memory(tool, [](long kib) { return kib > 4000; });
         tool.signal(SIGTERM);
         EXPECT_TRUE(tool.ends_within(std::chrono::seconds(2)));

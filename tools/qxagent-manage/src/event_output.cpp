@@ -18,9 +18,9 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kPatience{1};
 
-// Texts are freed one by one as they are printed, and the last is used again unless it is long.
+// A text is closed before it has more, so that an empty pipe takes it whole. A longer one is a
+// single line, and not kept.
 constexpr std::size_t kFull = std::size_t{64} * 1024;
-constexpr std::size_t kLong = 2 * kFull;
 
 int poll_again(pollfd* polled, nfds_t count, int timeout) {
     int result = 0;
@@ -30,19 +30,17 @@ int poll_again(pollfd* polled, nfds_t count, int timeout) {
     return result;
 }
 
-// What standard output, being ready, takes without waiting: any pipe this much, an empty one all
-// that it holds.
-std::size_t room() {
+// How much standard output takes for certain without waiting: nothing unless it is an empty pipe.
+std::size_t empty_pipe_size() {
     int unread = 0;
     if (::ioctl(STDOUT_FILENO, FIONREAD, &unread) != 0 || unread != 0) {
-        return PIPE_BUF;
+        return 0;
     }
-    return static_cast<std::size_t>(std::max(::fcntl(STDOUT_FILENO, F_GETPIPE_SZ), PIPE_BUF));
+    return static_cast<std::size_t>(std::max(::fcntl(STDOUT_FILENO, F_GETPIPE_SZ), 0));
 }
 
 // Whole lines, or a part of a long one.
-string_view next_piece(string_view text) {
-    const std::size_t most = text.size() <= PIPE_BUF ? PIPE_BUF : room();
+string_view first_piece(string_view text, std::size_t most) {
     if (text.size() <= most) {
         return text;
     }
@@ -55,42 +53,55 @@ string_view next_piece(string_view text) {
 } // namespace
 
 void EventOutput::add(const json_t* document, std::size_t expected_size) {
-    if (texts_.empty() || texts_.back().size() >= kFull) {
-        texts_.emplace_back();
+    if (texts_.empty() || texts_.back().size() + expected_size > kFull) {
+        make_room();
     }
     append_json(texts_.back(), document, expected_size);
 }
 
-EventOutput::Result EventOutput::print() {
-    Result result = Result::printed;
-    for (OutputText& text : texts_) {
-        if (result == Result::printed) {
-            result = print(text);
-        }
-        if (&text != &texts_.back() || text.capacity() > kLong) {
-            text = OutputText();
-        }
+void EventOutput::make_room() {
+    const std::size_t most = texts_.empty() || failed_ ? 0 : empty_pipe_size();
+    if (most > 0) {
+        print_piece(most);
     }
-    if (!texts_.empty()) {
-        texts_.erase(texts_.begin(), texts_.end() - 1);
-        texts_.front().clear();
+    if (texts_.empty() || texts_.back().size() > 0) {
+        is_behind_ = !texts_.empty();
+        texts_.emplace_back();
+        texts_.back().reserve(kFull);
     }
-    return result;
 }
 
-EventOutput::Result EventOutput::print(const OutputText& text) {
-    for (string_view left(text.data(), text.size()); !left.empty();) {
+EventOutput::Result EventOutput::print() {
+    while (!failed_ && !texts_.empty() && texts_.front().size() > 0) {
         if (!reader_takes_more()) {
             return Result::stopped;
         }
-        const string_view piece = next_piece(left);
-        std::fwrite(piece.data(), 1, piece.size(), stdout);
-        if (std::fflush(stdout) != 0) {
-            return Result::failed;
-        }
-        left = left.substr(piece.size());
+        // What is ready takes this much at least.
+        constexpr std::size_t least = PIPE_BUF;
+        const std::size_t left = texts_.front().size() - printed_;
+        print_piece(left <= least ? left : std::max(empty_pipe_size(), least));
     }
-    return Result::printed;
+    return failed_ ? Result::failed : Result::printed;
+}
+
+// Prints the beginning of what is left, and forgets the first text when it has been printed.
+void EventOutput::print_piece(std::size_t most) {
+    OutputText& text = texts_.front();
+    const string_view piece = first_piece({text.data() + printed_, text.size() - printed_}, most);
+    std::fwrite(piece.data(), 1, piece.size(), stdout);
+    failed_ = std::fflush(stdout) != 0 || failed_;
+    printed_ += piece.size();
+    if (printed_ < text.size()) {
+        return;
+    }
+    printed_ = 0;
+    // One that was added to others lies behind them, and would keep all their memory.
+    if (is_behind_ || text.capacity() > 2 * kFull) {
+        texts_.pop_front();
+        is_behind_ = !texts_.empty();
+    } else {
+        text.clear();
+    }
 }
 
 // A write would wait for a reader that stands still with the stop signals blocked, and so for ever.

@@ -4,13 +4,14 @@
 #include "printers.h"
 
 #include <chrono>
+#include <cstddef>
+#include <deque>
 #include <optional>
-#include <vector>
 
 namespace qx::manage {
 
-/// Documents are collected while events are handed over, when nobody may wait, and printed after
-/// that. Main thread only.
+/// Documents are collected while events are handed over, when nobody may wait, and printed then if
+/// standard output is a pipe that its reader has emptied, else after that. Main thread only.
 class EventOutput {
 public:
     enum class Result { printed, stopped, failed };
@@ -27,10 +28,14 @@ public:
     Result print();
 
 private:
-    Result print(const OutputText& text);
+    void make_room();
     bool reader_takes_more();
+    void print_piece(std::size_t most);
 
-    std::vector<OutputText> texts_;
+    std::deque<OutputText> texts_;
+    std::size_t printed_ = 0; ///< of the first text
+    bool is_behind_ = false;  ///< there has been more than one text since there was none
+    bool failed_ = false;
     int stop_fd_ = -1;
     std::optional<std::chrono::steady_clock::time_point> last_moment_;
 };
