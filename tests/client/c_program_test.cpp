@@ -2,10 +2,9 @@
 
 #include "agent_fixture.h"
 
-#include <filesystem>
-
 namespace {
 
+using namespace qx::test;
 namespace fs = std::filesystem;
 
 constexpr const char* kProgram = R"(
@@ -33,30 +32,26 @@ int main(void) {
 }
 )";
 
-using CProgram = qx::test::Agent;
+using CProgram = Agent;
 
 TEST_F(CProgram, LinksWithNothingOfTheCppRuntime) {
-    if (qx::test::kSanitized) {
+    if (kSanitized) {
         GTEST_SKIP() << "the archive of this build needs the sanitizer's runtime";
     }
     const fs::path headers = fs::path(__FILE__).parent_path() / "../../client/include";
-    const qx::test::TemporaryDirectory build;
+    const TemporaryDirectory build;
     const std::string program = build.path() / "program";
-    qx::test::write_file(program + ".c", kProgram);
+    write_file(program + ".c", kProgram);
     const std::string compile =
         std::string(QX_C_COMPILER) + " -std=c11 -Wall -Wextra -Wpedantic -Werror -Os \"$@\"";
-    const auto built = qx::test::run({"sh", "-c", compile, "cc", "-I", headers, program + ".c",
-                                      QX_PLIX, QX_JANSSON, "-lpthread", "-o", program});
-    ASSERT_EQ(built.status, 0) << built.err;
+    output_of({"sh", "-c", compile, "cc", "-I", headers, program + ".c", QX_PLIX, QX_JANSSON,
+               "-lpthread", "-o", program});
 
-    broker.answer("get_services_status", R"({"status": 0, "data": {"status": 1}})");
-    broker.answer("get_version_info", R"({"status": 0, "data": {"version": "2"}})");
-    broker.reply("qxagent_started",
-                 {qx::test::framed(R"({"status": 0})") + qx::test::framed(R"({"pid": 7})")});
-    const auto ran =
-        qx::test::kEmulated ? qx::test::run({QX_EMULATOR, program}) : qx::test::run({program});
-    EXPECT_EQ(ran.status, 0) << ran.err;
-    EXPECT_EQ(ran.out, "1 {\"version\": \"2\"}\nevent: {\"pid\": 7}\n");
+    broker.answer("get_services_status", success(R"({"status": 1})"));
+    broker.answer("get_version_info", success(R"({"version": "2"})"));
+    broker.reply("qxagent_started", {framed(kOk) + framed(R"({"pid": 7})")});
+    EXPECT_EQ(kEmulated ? output_of({QX_EMULATOR, program}) : output_of({program}),
+              "1 {\"version\": \"2\"}\nevent: {\"pid\": 7}\n");
 }
 
 } // namespace

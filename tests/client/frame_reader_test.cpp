@@ -10,7 +10,7 @@
 
 namespace {
 
-using qx::test::framed;
+using namespace qx::test;
 using namespace qxplix;
 
 class FrameReader : public ::testing::Test {

@@ -11,8 +11,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using qx::test::kInstallDir;
-using qx::test::write_file;
+using namespace qx::test;
 using qxplix::qxpath_set_install_path;
 
 constexpr const char* kLink = "/etc/norvane-plix";

@@ -1,15 +1,11 @@
 #include "agent_fixture.h"
 
-#include <csignal>
 #include <filesystem>
 #include <set>
 
 namespace {
 
-using qx::test::Agent;
-using qx::test::kInstallDir;
-using qx::test::LockedVersionFile;
-using qx::test::open_descriptors;
+using namespace qx::test;
 
 // Starts the library; what it wrote to standard error, or how it ended when it wrote nothing.
 std::string start(const char* install_path) {
@@ -33,7 +29,7 @@ TEST(Lifecycle, NothingStartsWithoutARunningBrokerOfTheSameVersion) {
     std::filesystem::create_directories(kInstallDir);
     const auto before = open_descriptors();
     EXPECT_EQ(start(nullptr), kDown);
-    qx::test::write_file(kInstallDir / "var/run/qxbrokerd.version", "1.3");
+    write_file(kVersionFile, "1.3");
     EXPECT_EQ(start(nullptr), kUnlocked);
     const struct {
         std::string file;
@@ -55,8 +51,7 @@ TEST(Lifecycle, NothingStartsWithoutARunningBrokerOfTheSameVersion) {
     EXPECT_EQ(start(std::string(5000, 'x').c_str()), kDown);
     EXPECT_EQ(open_descriptors(), before);
     EXPECT_EQ(qx_plix_uninit(), 0);
-    EXPECT_EQ(qx_plix_subscribe(QX_PLIX_QXAGENT_STARTED, qx::test::Inbox::note, nullptr, nullptr),
-              -1);
+    EXPECT_EQ(qx_plix_subscribe(QX_PLIX_QXAGENT_STARTED, Inbox::note, nullptr, nullptr), -1);
     EXPECT_EQ(qx_plix_read_event_fd(0, 1), -1);
     qx_plix_unsubscribe(QX_PLIX_QXAGENT_STARTED);
 }
@@ -69,7 +64,7 @@ TEST_F(Agent, StartsAndStopsAtOnceAsOftenAsAsked) {
         EXPECT_EQ(stopped, 0);
         const auto stopping = std::chrono::steady_clock::now();
         EXPECT_EQ(qx_plix_uninit(), 0);
-        EXPECT_LT(qx::test::since(stopping).count(), 500);
+        EXPECT_LT(since(stopping).count(), 500);
         EXPECT_EQ(stopped, 1);
         EXPECT_TRUE(broker.requests().empty());
         settle(0);
@@ -97,17 +92,17 @@ std::uint64_t blocked_signals(const std::filesystem::path& thread) {
     for (const int never : {SIGKILL, SIGSTOP, 32, 33, 34}) {
         mask |= std::uint64_t{1} << (never - 1);
     }
-    const std::string status = qx::test::read_file(thread / "status");
+    const std::string status = read_file(thread / "status");
     return mask | std::stoull(status.substr(status.find("SigBlk:") + 7), nullptr, 16);
 }
 
 TEST_F(Agent, SignalsAreTheApplicationsAlone) {
-    if (qx::test::kEmulated) {
+    if (kEmulated) {
         GTEST_SKIP() << "the emulator's own threads have masks of its making";
     }
     const auto before = threads();
     const std::uint64_t own = blocked_signals("/proc/thread-self");
-    qx::test::Inbox inbox;
+    Inbox inbox;
     ASSERT_EQ(qx_plix_init(), 0);
     ASSERT_EQ(qx_plix_subscribe(QX_PLIX_QXAGENT_STARTED, inbox.note, &inbox, nullptr), 0);
     broker.emit("qxagent_started", "1");

@@ -7,14 +7,12 @@
 
 namespace {
 
-using qx::test::framed;
-using qx::test::Reply;
-using qx::test::Text;
+using namespace qx::test;
 using qxplix::send_command;
 
 class Wire : public ::testing::Test {
 protected:
-    qx::test::TestBroker broker;
+    TestBroker broker;
 };
 
 TEST_F(Wire, WhateverTheBrokerAnswers) {
@@ -32,6 +30,7 @@ TEST_F(Wire, WhateverTheBrokerAnswers) {
         {"a null", {framed(R"({"status": 0, "data": null})")}, 0, "null"},
         {"byte by byte", {framed(R"({"status": 0, "data": 1})"), false, true}, 0, "1"},
         {"5 MB", {framed(R"({"status": 0, "data": ")" + big + "\"}")}, 0, '"' + big + '"'},
+        {"something behind", {framed(success("1")) + "surplus", true}, 0, "1"},
         {"failure", {framed(R"({"status": 1})")}, -1, "(none)"},
         {"details", {framed(R"({"status": -5, "data": {"code": 2}})")}, -1, R"({"code": 2})"},
         {"2 to the 32nd", {framed(R"({"status": 4294967296})")}, 0, "(none)"},
@@ -63,9 +62,9 @@ TEST_F(Wire, WhateverTheBrokerAnswers) {
 
 TEST_F(Wire, ABrokerThatIsGone) {
     broker.stop();
-    const auto before = qx::test::open_descriptors();
+    const auto before = open_descriptors();
     EXPECT_EQ(send_command("x", nullptr, nullptr), -1);
-    EXPECT_EQ(qx::test::open_descriptors(), before);
+    EXPECT_EQ(open_descriptors(), before);
 }
 
 TEST(WireSocket, SendsMoreThanTheSocketHoldsAndRaisesNoSignal) {

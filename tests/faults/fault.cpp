@@ -4,7 +4,6 @@
 #include "world.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <csignal>
@@ -114,7 +113,7 @@ const std::vector<Call> kCalls = {
     {"pthread_mutex_init", {ENOMEM, EAGAIN}},
 };
 
-std::vector<Fault> list_faults(const FaultyRun& untouched, std::size_t quick, std::size_t phase) {
+std::vector<Fault> list_faults(const FaultyRun& untouched, unsigned quick, std::size_t phase) {
     std::vector<Fault> faults;
     std::size_t number = phase;
     for (const Call& call : kCalls) {

@@ -46,8 +46,7 @@ extern const std::vector<Call> kCalls;
 
 /// The faults that a run meets which makes the calls of `untouched`: all with QX_FAULT_STEP=1, else
 /// every `quick`th, others for each `phase`.
-std::vector<Fault> list_faults(const FaultyRun& untouched, std::size_t quick,
-                               std::size_t phase = 0);
+std::vector<Fault> list_faults(const FaultyRun& untouched, unsigned quick, std::size_t phase = 0);
 
 /// The environment under which the tool meets `fault` ("" for none).
 std::map<std::string, std::string> fault_environment(const std::string& fault);

@@ -6,12 +6,9 @@
 #include "world.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cerrno>
-#include <csignal>
 #include <set>
-#include <sstream>
 
 namespace {
 
@@ -36,9 +33,8 @@ protected:
             {QX_TOOL, "listen", "--events=QX_PLIX_VA_STATUS_CHANGED,QX_PLIX_QXAGENT_STARTED"},
             environment);
         const bool came = tool.reads_output(kEvent, 3, std::chrono::milliseconds(2000));
-        tool.signal(SIGTERM);
         const auto since = Clock::now();
-        Listening listening{read_report(tool.finish()), came};
+        Listening listening{read_report(tool.stop()), came};
         EXPECT_LT(Clock::now() - since, std::chrono::seconds(2));
         return listening;
     }
@@ -57,8 +53,7 @@ protected:
         } else if (fault.action == std::to_string(EINTR)) {
             EXPECT_THAT(outcome.err, ::testing::MatchesRegex("(Failed to subscribe[^\n]+\n)?"));
         }
-        std::istringstream lines(outcome.out);
-        for (std::string line; std::getline(lines, line);) {
+        for (const std::string& line : lines_of(outcome.out)) {
             EXPECT_EQ(line + "\n", kEvent);
         }
     }
@@ -110,7 +105,7 @@ TEST_F(FaultsOfListen, AreTriedForEachCallThatTheToolMakes) {
     note(run_tool_with_fault({"set_registration_cloud", "--cloud=staging"}, ""));
     // Everybody may write there, so that modes are corrected and a line is logged.
     std::filesystem::permissions(kInstallDir / "etc", std::filesystem::perms(0777));
-    std::filesystem::permissions(kInstallDir / "etc/settings.json", std::filesystem::perms(0666));
+    std::filesystem::permissions(kSettingsFile, std::filesystem::perms(0666));
     note(run_tool_with_fault({"set_quillet_location", "staging"}, "rename:1:5"));
     made.erase("any");
     std::set<std::string> tried;
@@ -120,13 +115,13 @@ TEST_F(FaultsOfListen, AreTriedForEachCallThatTheToolMakes) {
     EXPECT_EQ(tried, made);
     // The system calls that the tool imports and nothing stands in front of. What a torn line of
     // the log is cut off with is called only when another call has failed.
-    const Outcome others = run({"sh", "-c", R"(
+    EXPECT_EQ(output_of({"sh", "-c", R"(
         find /usr/include -path '*/asm/unistd*' -exec sed -n 's/.*__NR_\([a-z_0-9]*\).*/\1/p' {} + >/opt/calls
         nm -D "$1" | sed -n 's/.* T //p' >/opt/wrapped
         nm -D "$0" | sed -n 's/.* U \([a-z_0-9]*\).*/\1/p' | grep -xFf /opt/calls | grep -vxFf /opt/wrapped)",
-                                QX_TOOL, QX_FAULTS});
-    EXPECT_EQ(others.out, "clock_gettime\nftruncate\ngeteuid\ngetpid\ngetrlimit\ngettimeofday\n"
-                          "sched_yield\nsigaction\n");
+                         QX_TOOL, QX_FAULTS}),
+              "clock_gettime\nftruncate\ngeteuid\ngetpid\ngetrlimit\ngettimeofday\n"
+              "sched_yield\nsigaction\n");
 }
 
 } // namespace

@@ -7,7 +7,6 @@
 #include "world.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <csignal>
@@ -21,55 +20,49 @@ using namespace qx::test;
 using ::testing::AnyOf;
 using ::testing::MatchesRegex;
 
-const std::string kSettings =
-    R"({"/agent/protection_enabled": "1", "/cirrel/registration/token": "t"})"
-    "\n";
-
 const OperationCall kSwitch = {"set_registration_cloud", {"--cloud=staging"}};
 
-/// The settings on the way from kSettings to another cloud.
+/// The settings on the way to another cloud.
 std::string document(bool is_protected, bool registered, bool switched) {
     return std::string(R"({"/agent/protection_enabled": ")") + (is_protected ? "1" : "0") +
            (registered ? R"(", "/cirrel/registration/token": "t)" : "") +
            (switched ? R"(", "/cirrel/entrypoints/default": "stage)" : "") + "\"}\n";
 }
 
+const std::string kSettings = document(true, true, false);
+
 /// An agent whose connector notes what it is told.
 class Scene : public ::testing::Test {
 protected:
     Scene() {
-        write_program(kInstallDir / "etc/init.d/qplix-qxcloudd");
-        write_program(kInstallDir / "bin/qxcloudd");
-    }
-
-    static void write_program(const fs::path& file) {
-        write_file(file, "#!/bin/sh\necho \"$1\" >>" + kRan.string() + "\n");
-        fs::permissions(file, fs::perms::owner_all);
+        for (const char* const program : {"etc/init.d/qplix-qxcloudd", "bin/qxcloudd"}) {
+            write_program(kInstallDir / program, "echo \"$1\" >>" + kRan.string() + "\n");
+        }
     }
 
     static FaultyRun run(const OperationCall& operation, const std::string& fault,
                          const std::string& settings = kSettings) {
-        write_file(kStore, settings);
-        fs::permissions(kStore, fs::perms(0644));
+        write_file(kSettingsFile, settings);
+        fs::permissions(kSettingsFile, fs::perms(0644));
         // Where everybody may write, a line is logged.
-        fs::permissions(kStore.parent_path(),
+        fs::permissions(kSettingsFile.parent_path(),
                         fs::perms(operation.title() == "set_quillet_location" ? 0777 : 0755));
         write_file(kRan, "");
-        fs::remove(kLog);
+        fs::remove(kLogFile);
         return run_tool_with_fault(operation.words(), fault);
     }
 
-    static std::string log() { return fs::exists(kLog) ? read_file(kLog) : ""; }
+    static std::string log() { return fs::exists(kLogFile) ? read_file(kLogFile) : ""; }
 
     static void check_directory() {
-        for (const auto& entry : fs::directory_iterator(kStore.parent_path())) {
+        for (const auto& entry : fs::directory_iterator(kSettingsFile.parent_path())) {
             EXPECT_THAT(entry.path().filename().string(),
                         AnyOf("settings.json", "settings.json.lock", "init.d"));
         }
     }
 
     static void check_switch(const Outcome& outcome) {
-        const std::string text = read_file(kStore);
+        const std::string text = read_file(kSettingsFile);
         const bool on = log().find("Could not enable back the agent") == std::string::npos;
         EXPECT_THAT(text, AnyOf(document(on, true, false), document(on, true, true),
                                 document(on, false, true)));
@@ -88,8 +81,6 @@ protected:
         EXPECT_THAT(read_file(kRan), MatchesRegex("(" + whole + ")?"));
     }
 
-    static inline const fs::path kStore = kInstallDir / "etc/settings.json";
-    static inline const fs::path kLog = kInstallDir / "var/log/qxagent-manage.log";
     static inline const fs::path kRan = "/opt/ran";
 
     Simulator simulator_{R"({"commands": {"va_start": [{"status": 0, "times": 0}],
@@ -101,11 +92,11 @@ TEST_F(Scene, EndsWithASignalBeforeOrAfterTheCloudIsSwitched) {
     const FaultyRun untouched = run(kSwitch, "");
     const long calls = untouched.calls.at("any");
     EXPECT_GT(calls, 50);
-    for (long at = 1; at <= calls; at += static_cast<long>(fault_step(5))) {
+    for (long at = 1; at <= calls; at += fault_step(5)) {
         SCOPED_TRACE(at);
         const FaultyRun ended = run(kSwitch, Fault{"any", at, "term"}.text());
         EXPECT_EQ(ended.outcome.signal, ended.fired ? SIGTERM : 0);
-        EXPECT_THAT(read_file(kStore), AnyOf(kSettings, document(true, false, true)));
+        EXPECT_THAT(read_file(kSettingsFile), AnyOf(kSettings, document(true, false, true)));
         EXPECT_EQ(log(), "");
         check_directory();
         check_connector("any");
@@ -125,9 +116,9 @@ TEST_F(Scene, TellsOfWhatIsLeftOfARegistration) {
             run(kSwitch, Fault{"rename", 3 + i, std::to_string(EIO)}.text(), settings + "}\n");
         EXPECT_EQ(left.outcome.status, 0);
         EXPECT_THAT(log(), MatchesRegex("[^\n]*WARN[^\n]*Deleting '" + keys[i] + "' failed\n"));
-        EXPECT_EQ(read_file(kStore), R"({"/agent/protection_enabled": "1", ")" + keys[i] +
-                                         R"(": "1", "/cirrel/entrypoints/default": "stage"})"
-                                         "\n");
+        EXPECT_EQ(read_file(kSettingsFile),
+                  "{\"/agent/protection_enabled\": \"1\", \"" + keys[i] +
+                      "\": \"1\", \"/cirrel/entrypoints/default\": \"stage\"}\n");
     }
 }
 
@@ -143,7 +134,7 @@ protected:
             check_switch(run.outcome);
         } else {
             // Short of memory, jansson may read a key with a character missing and tell nobody.
-            EXPECT_EQ(read_file(kStore), run.outcome.status == 0 ? after_ : kSettings);
+            EXPECT_EQ(read_file(kSettingsFile), run.outcome.status == 0 ? after_ : kSettings);
         }
         check_directory();
         check_connector(fault.call);
@@ -167,7 +158,7 @@ TEST_P(Faults, OfEachCall) {
     EXPECT_EQ(untouched_.outcome.status, 0) << untouched_.outcome.err;
     EXPECT_EQ(untouched_.outcome.out, first.outcome.out);
     EXPECT_EQ(untouched_.live, first.live);
-    after_ = read_file(kStore);
+    after_ = read_file(kSettingsFile);
     const std::size_t phase = std::hash<std::string>()(GetParam().title()) % 1000;
     for (const Fault& fault : list_faults(untouched_, 23, phase)) {
         SCOPED_TRACE(fault.text());

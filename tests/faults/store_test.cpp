@@ -2,40 +2,28 @@
 
 #include "broker_client.h"
 #include "fault.h"
-#include "forked.h"
 #include "operations.h"
-#include "qx/settings.h"
+#include "settings_writer.h"
 #include "world.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <atomic>
-#include <csignal>
-#include <functional>
-#include <memory>
 #include <random>
 #include <set>
 #include <sstream>
-#include <sys/mman.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
 namespace {
 
 using namespace qx::test;
-using qx::setMgmt;
 using ::testing::AnyOf;
 
 const fs::path kDirectory = kInstallDir / "etc";
-const std::string kStore = kDirectory / "settings.json";
-const std::string kOld = R"({"/quillet/update_location": "production", "/other": "o"})"
-                         "\n";
-const std::string kNew = R"({"/quillet/update_location": "staging", "/other": "o"})"
-                         "\n";
-const std::string kFirst = R"({"/quillet/update_location": "staging"})"
-                           "\n";
+const std::string kStore = kSettingsFile;
+const std::string kOld = "{\"/quillet/update_location\": \"production\", \"/other\": \"o\"}\n";
+const std::string kNew = "{\"/quillet/update_location\": \"staging\", \"/other\": \"o\"}\n";
+const std::string kFirst = "{\"/quillet/update_location\": \"staging\"}\n";
 const std::vector<std::string> kWrite = {"set_quillet_location", "staging"};
 
 /// The store's text; nothing when there is none.
@@ -81,76 +69,28 @@ TEST(StoreCrash, AKillAtAnyCallLeavesTheOldOrTheNewStore) {
 
 // --- kills at random -----------------------------------------------------------------------------
 
-/// A process that counts a key upwards, and what it has told of its progress.
-class Writer {
-public:
-    struct Progress {
-        std::atomic<int> begun;
-        std::atomic<int> done;
-    };
-
-    explicit Writer(int number)
-        : key_("/writer/" + std::to_string(number))
-        , progress_(static_cast<Progress*>(::mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE,
-                                                  MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {
-        start();
-    }
-
-    void kill_and_check() {
-        process_->kill(SIGKILL);
-        process_->wait();
-        ASSERT_EQ(setMgmt::init(), 0);
-        const int value = setMgmt::getKeyValue(key_, 0);
-        ASSERT_GE(value, progress_->done) << "an update is lost";
-        ASSERT_LE(value, progress_->begun);
-        progress_->done = value;
-        start();
-    }
-
-    [[nodiscard]] int written() const { return progress_->done; }
-
-private:
-    void start() {
-        process_ = std::make_unique<Forked>([this] {
-            int result = setMgmt::init();
-            while (result == 0) {
-                progress_->begun = progress_->done + 1;
-                result = setMgmt::setKey(key_, std::to_string(progress_->begun));
-                progress_->done = progress_->begun.load();
-            }
-            return result;
-        });
-    }
-
-    std::string key_;
-    Progress* progress_;
-    std::unique_ptr<Forked> process_;
-};
-
 TEST(StoreCrash, KilledWritersLoseNoUpdateAndTearNoFile) {
-    constexpr std::size_t quick = 20;
-    const long kills = 10000 / static_cast<long>(fault_step(quick));
+    const unsigned kills = 10000 / fault_step(20);
     const unsigned seed = std::random_device()();
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937 random(seed);
     std::uniform_int_distribution<useconds_t> pause(0, 2000);
     begin_with(kOld);
-    std::vector<std::unique_ptr<Writer>> writers;
-    writers.reserve(4);
-    for (int number = 0; number < 4; ++number) {
-        writers.push_back(std::make_unique<Writer>(number));
-    }
-    for (long i = 0; i < kills && !::testing::Test::HasFailure(); ++i) {
+    SettingsWriter writers[] = {SettingsWriter(0), SettingsWriter(1), SettingsWriter(2),
+                                SettingsWriter(3)};
+    for (unsigned i = 0; i < kills && !::testing::Test::HasFailure(); ++i) {
         ::usleep(pause(random)); // the moment of the kill
-        writers[random() % writers.size()]->kill_and_check();
+        SettingsWriter& writer = writers[random() % std::size(writers)];
+        writer.kill_and_check();
+        writer.start();
     }
     long written = 0;
-    for (const auto& writer : writers) {
-        EXPECT_GT(writer->written(), 0);
-        written += writer->written();
+    for (const SettingsWriter& writer : writers) {
+        EXPECT_GT(writer.written(), 0);
+        written += writer.written();
     }
-    EXPECT_EQ(setMgmt::getKeyValue("/other", std::string()), "o");
-    std::printf("%ld kills of 4 writers, %ld updates, none lost, no torn file\n", kills, written);
+    EXPECT_EQ(qx::setMgmt::getKeyValue("/other", std::string()), "o");
+    std::printf("%u kills of 4 writers, %ld updates, none lost, no torn file\n", kills, written);
 }
 
 // --- power cuts ----------------------------------------------------------------------------------
@@ -284,8 +224,7 @@ std::vector<Change> journal_of_a_write(const std::string& before) {
     begin_with(before);
     EXPECT_EQ(run_tool_with_fault(kWrite, "").outcome.status, 0);
     std::vector<Change> changes;
-    std::istringstream lines(read_file(kJournal));
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : lines_of(read_file(kJournal))) {
         std::istringstream words(line);
         Change change;
         words >> change.what >> change.first >> change.second;

@@ -6,7 +6,7 @@
 
 namespace {
 
-using qx::test::Process;
+using namespace qx::test;
 
 struct Typed {
     const char* keys;
@@ -32,7 +32,7 @@ constexpr Typed kTyped[] = {
     {"get_devices --ids va_s\t", "<get_devices><--ids><va_s>"},
 };
 
-class Completion : public qx::test::Installed {
+class Completion : public Installed {
 protected:
     /// Starts a shell on a terminal and types everything.
     void type_into(const std::string& shell) {
@@ -54,16 +54,15 @@ protected:
 
 TEST_F(Completion, CompletesInBash) {
     const std::string file = directory.path() / "bashrc";
-    qx::test::write_file(
-        file, show_words + "bind 'set enable-bracketed-paste off'\n. " +
-                  (completions / "bash-completion/completions/qxagent-manage\n").string());
+    write_file(file, show_words + "bind 'set enable-bracketed-paste off'\n. " +
+                         (completions / "bash-completion/completions/qxagent-manage\n").string());
     type_into("bash --noprofile --rcfile " + file);
 }
 
 TEST_F(Completion, CompletesInZsh) {
-    qx::test::write_file(directory.path() / ".zshrc",
-                         show_words + "fpath=(" + (completions / "zsh/site-functions").string() +
-                             " $fpath)\nautoload -U compinit\ncompinit -u -D\n");
+    write_file(directory.path() / ".zshrc", show_words + "fpath=(" +
+                                                (completions / "zsh/site-functions").string() +
+                                                " $fpath)\nautoload -U compinit\ncompinit -u -D\n");
     environment["ZDOTDIR"] = directory.path();
     type_into("zsh -d");
 }
@@ -72,10 +71,10 @@ TEST_F(Completion, CompletesInFish) {
     environment["HOME"] = directory.path();
     environment["FISH_SCRIPT"] = completions / "fish/vendor_completions.d/qxagent-manage.fish";
     const auto offered = [&](const std::string& typed) {
-        return qx::test::run({"fish", "--no-config", "-c",
-                              "source $FISH_SCRIPT; complete -C 'qxagent-manage " + typed +
-                                  "' | string replace -r '\\t.*' ''"},
-                             environment)
+        return run({"fish", "--no-config", "-c",
+                    "source $FISH_SCRIPT; complete -C 'qxagent-manage " + typed +
+                        "' | string replace -r '\\t.*' ''"},
+                   environment)
             .out;
     };
     EXPECT_EQ(offered("va_set_"), "va_set_exclusions\nva_set_schedule\n");

@@ -2,40 +2,32 @@
 
 #include "installed.h"
 
-#include <csignal>
-#include <sstream>
 #include <sys/mount.h>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-using qx::test::FencedBlock;
-using qx::test::Outcome;
-using qx::test::Process;
-using qx::test::read_file;
-using qx::test::Simulator;
+using namespace qx::test;
 
-using Documents = qx::test::Installed;
+using Documents = Installed;
 
 TEST_F(Documents, AreCleanManualPages) {
     std::vector<const char*> pages{"man8/qxagent-manage.8", "man8/qxbrokerd-sim.8"};
-    if (!qx::test::kForRouters) {
+    if (!kForRouters) {
         pages.push_back("man3/qx_plix.3");
     }
     for (const char* page : pages) {
-        const Outcome checked =
-            qx::test::run({"mandoc", "-Tlint", "-Wwarning", prefix / "share/man" / page});
-        EXPECT_EQ(checked.status, 0) << checked.out << checked.err;
+        output_of({"mandoc", "-Tlint", "-Wwarning", prefix / "share/man" / page});
     }
 }
 
 TEST_F(Documents, ShowExamplesOfEveryOperationThatWork) {
-    std::vector<std::string> missing = qx::test::operation_names();
-    std::istringstream lines(read_file(prefix / "share/man/man8/qxagent-manage.8"));
+    std::vector<std::string> missing = operation_names();
     Simulator broker("", {"--trace"});
     std::size_t listeners = 0;
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line :
+         lines_of(read_file(prefix / "share/man/man8/qxagent-manage.8"))) {
         if (!line.starts_with(".Dl ")) {
             continue;
         }
@@ -45,13 +37,12 @@ TEST_F(Documents, ShowExamplesOfEveryOperationThatWork) {
             return words.find("qxagent-manage " + name + " ") != std::string::npos;
         });
         if (words.find(" listen ") == std::string::npos) {
-            EXPECT_EQ(run_script(command).status, 0) << command;
+            output_of_script(command);
             continue;
         }
         Process listener({"sh", "-c", "exec " + command}, environment);
         broker.wait_for_output("\"va_status_changed\"", ++listeners);
-        listener.signal(SIGTERM);
-        EXPECT_EQ(listener.finish().status, 0) << command;
+        EXPECT_EQ(listener.stop().status, 0) << command;
     }
     EXPECT_TRUE(missing.empty()) << missing.front();
 }
@@ -76,8 +67,8 @@ std::vector<std::string> cells(const std::string& row) {
 TEST_F(Documents, ShowScenariosWithWhatComesOfThem) {
     const fs::path scenarios = fs::path(QX_SOURCE_DIR) / "docs/scenarios";
     std::size_t files = 0;
-    std::istringstream lines(read_file(fs::path(QX_SOURCE_DIR) / "docs/simulator.md"));
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line :
+         lines_of(read_file(fs::path(QX_SOURCE_DIR) / "docs/simulator.md"))) {
         if (!line.starts_with("| [")) {
             continue;
         }
@@ -119,15 +110,13 @@ TEST_F(Documents, ShowATourWithItsOutput) {
     EXPECT_GE(commands, 18);
 }
 
-constexpr std::size_t kEventTypes = 7;
-
 bool is_script(const FencedBlock& block) {
     return block.text.starts_with("#!");
 }
 
 /// The whole script of scripting.md that holds `text`.
 std::string script_with(const std::string& text) {
-    for (const FencedBlock& block : qx::test::fenced_blocks("docs/scripting.md")) {
+    for (const FencedBlock& block : fenced_blocks("docs/scripting.md")) {
         if (is_script(block) && block.text.find(text) != std::string::npos) {
             return block.text;
         }
@@ -139,17 +128,15 @@ std::string script_with(const std::string& text) {
 TEST_F(Documents, ShowRecipesWithTheirOutput) {
     const Simulator broker(R"({"state": {"scan_ms": 200}, "events": [{"event": "device_discovery",
         "when": "subscribe", "data": {"mac": "02:11:22:33:44:09"}}]})");
-    const auto blocks = qx::test::fenced_blocks("docs/scripting.md");
+    const auto blocks = fenced_blocks("docs/scripting.md");
     int recipes = 0;
     for (std::size_t i = 0; i + 1 < blocks.size(); ++i) {
         if (blocks[i].language != "sh" || is_script(blocks[i])) {
             continue;
         }
         ++recipes;
-        const Outcome ran = run_script(blocks[i].text);
-        EXPECT_EQ(ran.status, 0) << blocks[i].text << ran.err;
         EXPECT_EQ(blocks[i + 1].language, "text");
-        EXPECT_EQ(ran.out, blocks[i + 1].text) << blocks[i].text << ran.err;
+        EXPECT_EQ(output_of_script(blocks[i].text), blocks[i + 1].text) << blocks[i].text;
     }
     EXPECT_GE(recipes, 6);
 }
@@ -160,40 +147,34 @@ TEST_F(Documents, ShowAServiceThatKeepsListening) {
     fs::create_directories("/var/run");
     const std::string service = directory.path() / "qx-events";
     const std::string running = "/var/run/qx-events.pid";
-    qx::test::write_file(service, script_with("/var/log/qx-events.jsonl"));
+    write_file(service, script_with("/var/log/qx-events.jsonl"));
 
     // The first listener finds no broker, the second is killed.
-    EXPECT_EQ(run_script("sh " + service + " start").status, 0);
+    output_of_script("sh " + service + " start");
     Simulator broker("", {"--trace"});
-    broker.wait_for_output("\"subscribe\"", kEventTypes);
-    EXPECT_EQ(
-        run_script("pid=$(cat " + running + ")\nkill -KILL $(cat /proc/$pid/task/$pid/children)")
-            .status,
-        0);
-    broker.wait_for_output("\"subscribe\"", 2 * kEventTypes);
+    broker.wait_for_output("\"subscribe\"", kEvents.size());
+    output_of_script("pid=$(cat " + running + ")\nkill -KILL $(cat /proc/$pid/task/$pid/children)");
+    broker.wait_for_output("\"subscribe\"", 2 * kEvents.size());
     broker.write("emit qxagent_started {\"hello\": 1}\n");
     Process file({"tail", "-n", "+1", "-f", "/var/log/qx-events.jsonl"});
     file.wait_for_output(R"({"event_name": "QX_PLIX_QXAGENT_STARTED", "data": {"hello": 1}})");
 
-    EXPECT_EQ(run_script("sh " + service + " stop").status, 0);
+    output_of_script("sh " + service + " stop");
     // Of each listener, the subscriptions and the connection with which it looked for the broker.
-    broker.wait_for_output("closed", 2 * (kEventTypes + 1));
+    broker.wait_for_output("closed", 2 * (kEvents.size() + 1));
     EXPECT_FALSE(fs::exists(running));
 }
 
 TEST_F(Documents, ShowASetUpThatChangesOnlyWhatDiffers) {
     const std::string set_up = directory.path() / "set-up";
-    qx::test::write_file(set_up, script_with("set_router_info"));
+    write_file(set_up, script_with("set_router_info"));
     Simulator broker(R"({"state": {"features": {"web_filter": "disabled"},
         "services": {"status": 0}}})",
                      {"--trace"});
     for (int boot = 0; boot < 2; ++boot) {
-        const Outcome ran = run_script("sh " + set_up);
-        EXPECT_EQ(ran.status, 0) << ran.err;
-        EXPECT_EQ(ran.out + ran.err, "");
+        EXPECT_EQ(run_script("sh " + set_up), Outcome());
     }
-    broker.signal(SIGTERM);
-    const std::string trace = broker.finish().out;
+    const std::string trace = broker.stop().out;
     for (const char* command :
          {"set_router_name", "set_router_model", "set_feature", "enable_services"}) {
         const std::size_t once = trace.find(command);

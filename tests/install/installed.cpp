@@ -3,17 +3,15 @@
 #include "command_line.h"
 
 #include <cstdlib>
-#include <sstream>
 
 namespace fs = std::filesystem;
 
 namespace qx::test {
 
 std::vector<FencedBlock> fenced_blocks(const fs::path& page) {
-    std::istringstream lines(read_file(fs::path(QX_SOURCE_DIR) / page));
     std::vector<FencedBlock> blocks;
     bool inside = false;
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : lines_of(read_file(fs::path(QX_SOURCE_DIR) / page))) {
         if (line.starts_with("```")) {
             inside = !inside;
             if (inside) {
@@ -40,8 +38,7 @@ std::string frozen(const std::string& file) {
 }
 
 Installed::Installed() {
-    const Outcome installed = run({"cmake", "--install", QX_BUILD_DIR, "--prefix", prefix});
-    EXPECT_EQ(installed.status, 0) << installed.err;
+    output_of({"cmake", "--install", QX_BUILD_DIR, "--prefix", prefix});
     const std::string emulated = fs::path(QX_TOOL).parent_path();
     environment["PATH"] =
         (kEmulated ? emulated : (prefix / "sbin").string() + ":" + (prefix / "bin").string()) +
@@ -53,6 +50,12 @@ Installed::Installed() {
 
 Outcome Installed::run_script(const std::string& script) const {
     return run({"sh", "-c", "cd '" + directory.path().string() + "'\n" + script}, environment);
+}
+
+std::string Installed::output_of_script(const std::string& script) const {
+    const Outcome outcome = run_script(script);
+    EXPECT_EQ(outcome.status, 0) << script << ::testing::PrintToString(outcome);
+    return outcome.out;
 }
 
 } // namespace qx::test

@@ -2,16 +2,9 @@
 #pragma once
 
 #include "broker_client.h"
-#include "process.h"
 #include "world.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <map>
-#include <string>
-#include <string_view>
-#include <vector>
+#include <gmock/gmock.h>
 
 namespace qx::test {
 
@@ -40,6 +33,8 @@ protected:
     /// Runs a shell script, in the directory that holds the installed tree, with the installed
     /// programs in PATH.
     Outcome run_script(const std::string& script) const;
+    /// What it writes to standard output; a failed expectation when its status is not 0.
+    std::string output_of_script(const std::string& script) const;
 
     TemporaryDirectory directory;
     std::filesystem::path prefix = directory.path() / "prefix";

@@ -4,35 +4,32 @@
 
 namespace {
 
-using qx::test::Outcome;
+using namespace qx::test;
 
-class InstalledLibrary : public qx::test::Installed {
+class InstalledLibrary : public Installed {
 protected:
     InstalledLibrary() {
-        for (const auto& block : qx::test::fenced_blocks("README.md")) {
+        for (const auto& block : fenced_blocks("README.md")) {
             if (block.language == "c") {
-                qx::test::write_file(directory.path() / "program.c", block.text);
-                qx::test::write_file(directory.path() / "program.cpp", block.text);
+                write_file(directory.path() / "program.c", block.text);
+                write_file(directory.path() / "program.cpp", block.text);
             }
         }
     }
 
     void SetUp() override {
-        if (qx::test::kForRouters) {
+        if (kForRouters) {
             GTEST_SKIP() << "the library is not installed on routers";
         }
     }
 
     void expect_runs(const std::string& build, const std::string& program) {
-        const Outcome built = run_script("set -e\n" + build);
-        ASSERT_EQ(built.status, 0) << build << built.out << built.err;
-        const Outcome ran = run_script(program);
-        EXPECT_EQ(ran.status, 0) << ran.err;
-        EXPECT_EQ(ran.out,
+        output_of_script("set -e\n" + build);
+        EXPECT_EQ(output_of_script(program),
                   "{\"agent\": \"2.8.1\", \"broker\": \"simulator\", \"protocol\": \"1.3\"}\n");
     }
 
-    qx::test::Simulator broker;
+    Simulator broker;
 };
 
 TEST_F(InstalledLibrary, IsFoundByPkgConfig) {
@@ -50,7 +47,7 @@ TEST_F(InstalledLibrary, IsFoundByPkgConfig) {
 TEST_F(InstalledLibrary, IsFoundByCMakeAlsoWhenTheTreeWasMoved) {
     const auto moved = directory.path() / "moved";
     std::filesystem::rename(prefix, moved);
-    qx::test::write_file(directory.path() / "CMakeLists.txt", R"(
+    write_file(directory.path() / "CMakeLists.txt", R"(
 cmake_minimum_required(VERSION 3.25)
 project(user VERSION 1 LANGUAGES C CXX)
 set(CMAKE_C_STANDARD 11)

@@ -2,47 +2,37 @@
 
 #include "installed.h"
 
-#include <gmock/gmock.h>
-
-#include <sstream>
-
 namespace fs = std::filesystem;
 
 namespace {
 
-using qx::test::Outcome;
-using qx::test::Process;
-using qx::test::read_file;
-using qx::test::run;
+using namespace qx::test;
 using testing::HasSubstr;
 
 class Packages : public ::testing::Test {
 protected:
     // What a program needs is looked up in the directories that this file names.
-    Packages() { qx::test::write_file("/etc/ld.so.conf", "/lib/x86_64-linux-gnu\n"); }
+    Packages() { write_file("/etc/ld.so.conf", "/lib/x86_64-linux-gnu\n"); }
 
     void SetUp() override {
-        if (qx::test::kForRouters) {
+        if (kForRouters) {
             GTEST_SKIP() << "routers have no Debian packages";
         }
     }
 
     fs::path made_in(const char* name) const {
         fs::path folder = directory.path() / name;
-        const Outcome made =
-            run({"cpack", "--config", fs::path(QX_BUILD_DIR) / "CPackConfig.cmake", "-B", folder},
-                {{"SOURCE_DATE_EPOCH", "1700000000"}});
-        EXPECT_EQ(made.status, 0) << made.out << made.err;
+        output_of({"cpack", "--config", fs::path(QX_BUILD_DIR) / "CPackConfig.cmake", "-B", folder},
+                  {{"SOURCE_DATE_EPOCH", "1700000000"}});
         fs::remove_all(folder / "_CPack_Packages");
         return folder;
     }
 
     /// Runs dpkg on the private root. It wants to see an administrator's PATH.
     void dpkg(const std::string& words) const {
-        const Outcome ran = run({"sh", "-c",
-                                 "PATH=$PATH:/usr/sbin:/sbin dpkg --force-depends --root='" +
-                                     root.string() + "' " + words});
-        EXPECT_EQ(ran.status, 0) << ran.out << ran.err;
+        output_of({"sh", "-c",
+                   "PATH=$PATH:/usr/sbin:/sbin dpkg --force-depends --root='" + root.string() +
+                       "' " + words});
     }
 
     static std::vector<std::string> files_in(const fs::path& folder) {
@@ -55,14 +45,14 @@ protected:
         return files;
     }
 
-    const qx::test::TemporaryDirectory directory;
+    const TemporaryDirectory directory;
     const fs::path root = directory.path() / "root";
 };
 
 TEST_F(Packages, AreInstalledRunAndRemoved) {
     const fs::path packages = made_in("packages");
     fs::create_directories(root / "var/lib/dpkg/info");
-    qx::test::write_file(root / "var/lib/dpkg/status", "");
+    write_file(root / "var/lib/dpkg/status", "");
     dpkg("--install '" + packages.string() + "'/*.deb");
     std::vector<std::string> expected{
         "bin/qxbrokerd-sim",
@@ -86,11 +76,10 @@ TEST_F(Packages, AreInstalledRunAndRemoved) {
     }
     EXPECT_THAT(files_in(root / "usr"), testing::UnorderedElementsAreArray(expected));
 
-    Process broker({root / "usr/bin/qxbrokerd-sim", "--install-dir", qx::test::kInstallDir});
+    Process broker({root / "usr/bin/qxbrokerd-sim", "--install-dir", kInstallDir});
     broker.wait_for_output("listening");
-    const Outcome ran = run({root / "usr/sbin/qxagent-manage", "is_enabled"});
-    EXPECT_EQ(ran.status, 0) << ran.err;
-    EXPECT_EQ(ran.out, "{\"services_status\": true}\n");
+    EXPECT_EQ(output_of({root / "usr/sbin/qxagent-manage", "is_enabled"}),
+              "{\"services_status\": true}\n");
 
     dpkg("--purge qxagent-manage libqx-plix-dev qxbrokerd-sim");
     EXPECT_FALSE(fs::exists(root / "usr"));
@@ -98,10 +87,8 @@ TEST_F(Packages, AreInstalledRunAndRemoved) {
 
 // The loader is there before any library is; static parts of the C++ library name it.
 TEST_F(Packages, HoldAToolThatLoadsTheCLibraryAlone) {
-    const Outcome section = run({"readelf", "-dW", QX_TOOL});
     std::vector<std::string> needed;
-    std::istringstream lines(section.out);
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : lines_of(output_of({"readelf", "-dW", QX_TOOL}))) {
         if (line.find("(NEEDED)") != std::string::npos) {
             const std::size_t name = line.find('[') + 1;
             needed.push_back(line.substr(name, line.find(']') - name));
@@ -120,22 +107,19 @@ TEST_F(Packages, NameWhatTheyNeedAndTheirChecksums) {
     EXPECT_THAT(depends("qxagent-manage"), testing::MatchesRegex("libc6 \\(>= [0-9.]+\\)\n"));
     EXPECT_EQ(depends("libqx-plix-dev"), "libjansson-dev\n");
     EXPECT_THAT(depends("qxbrokerd-sim"), HasSubstr("libc6"));
-    const Outcome checked =
-        run({"sh", "-c", "cd '" + packages.string() + "' && sha256sum --check --quiet *.sha256"});
-    EXPECT_EQ(checked.status, 0) << checked.out << checked.err;
+    output_of({"sh", "-c", "cd '" + packages.string() + "' && sha256sum --check --quiet *.sha256"});
 }
 
 TEST_F(Packages, AreArchivesForARoutersRootThatDoNotDependOnTheirTimeAndPlace) {
     const auto archive_in = [&](const std::string& folder) {
         fs::create_directory(directory.path() / folder);
         fs::copy(QX_TOOL, directory.path() / folder);
-        const Outcome made = run(
-            {"sh", "-c",
-             "cd '" + (directory.path() / folder).string() +
-                 "' && cmake -DTOOL=$PWD/qxagent-manage -DARCHIVE=tool.tar.gz -P '" +
-                 QX_SOURCE_DIR + "/cmake/archive.cmake' && sha256sum --check tool.tar.gz.sha256"},
-            {{"SOURCE_DATE_EPOCH", "1700000000"}});
-        EXPECT_EQ(made.status, 0) << made.out << made.err;
+        output_of({"sh", "-c",
+                   "cd '" + (directory.path() / folder).string() +
+                       "' && cmake -DTOOL=$PWD/qxagent-manage -DARCHIVE=tool.tar.gz -P '" +
+                       QX_SOURCE_DIR +
+                       "/cmake/archive.cmake' && sha256sum --check tool.tar.gz.sha256"},
+                  {{"SOURCE_DATE_EPOCH", "1700000000"}});
         return directory.path() / folder / "tool.tar.gz";
     };
     const fs::path archive = archive_in("first");

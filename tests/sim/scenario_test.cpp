@@ -2,10 +2,8 @@
 #include "world.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <chrono>
-#include <csignal>
 
 namespace {
 
@@ -16,7 +14,7 @@ using ::testing::HasSubstr;
 /// as it may stay silent, until the test has seen `count` of them.
 std::string answer_bytes(std::size_t count) {
     const BrokerClient client;
-    client.send(command_line("enable_services"));
+    client.send(command("enable_services"));
     return client.read(count);
 }
 
@@ -59,7 +57,7 @@ TEST(Scenario, FramesAreBentOnTheirWay) {
     }
     EXPECT_EQ(answer_bytes(data.size() + 99).substr(4), data);
     const BrokerClient silent;
-    silent.send(command_line("enable_services"));
+    silent.send(command("enable_services"));
     EXPECT_EQ(silent.read(6), frame.substr(0, 6));
     EXPECT_EQ(ask("disable_services"), kOk);
     EXPECT_FALSE(silent.has_input());
@@ -69,7 +67,7 @@ TEST(Scenario, ADelayedAnswerHoldsOnlyItsOwnClient) {
     const Simulator simulator(R"({"commands": {"enable_services": [{"delay_ms": 150}]}})");
     const auto start = std::chrono::steady_clock::now();
     const BrokerClient waiting;
-    waiting.send(command_line("enable_services"));
+    waiting.send(command("enable_services"));
     waiting.end_sending();
     EXPECT_EQ(ask("disable_services"), kOk);
     EXPECT_FALSE(waiting.has_input());
@@ -86,7 +84,7 @@ TEST(Scenario, ConnectionsAreRefusedOrLeftUnread) {
     EXPECT_EQ(ask("enable_services"), kOk);
     {
         const BrokerClient silent;
-        silent.send(command_line("enable_services"));
+        silent.send(command("enable_services"));
         EXPECT_EQ(ask("enable_services"), kOk);
         EXPECT_FALSE(silent.has_input());
     }
@@ -100,7 +98,7 @@ TEST(Scenario, TheBrokerRestartsOrDiesBeforeItAnswers) {
     simulator.wait_for_output("listening again (restart 1)");
     EXPECT_EQ(answer_bytes(9).size(), 4U);
     EXPECT_EQ(simulator.finish().status, 3);
-    EXPECT_TRUE(std::filesystem::exists(kInstallDir / "var/run/qxbrokerd.version"));
+    EXPECT_TRUE(std::filesystem::exists(kVersionFile));
 }
 
 TEST(Scenario, EventsComeByThemselves) {
@@ -126,9 +124,9 @@ TEST(Scenario, EventsComeByThemselves) {
 TEST(Scenario, SubscriptionsFailAsAsked) {
     const Simulator simulator(
         R"({"subscriptions": {"device_discovery": [{"status": 1}, {"send": 3, "then": "close"}]}})");
-    const std::string line = "{\"type\": \"subscribe\", \"name\": \"device_discovery\"}\n";
+    const std::string line = subscription("device_discovery");
     const BrokerClient refused;
-    refused.send(line + "{\"type\": \"subscribe\", \"name\": \"nothing\"}\n");
+    refused.send(line + subscription("nothing"));
     EXPECT_EQ(refused.read_frame(), "{\"status\": 1}");
     EXPECT_THAT(refused.read_frame().value_or(""), HasSubstr("unknown event 'nothing'"));
     const BrokerClient cut;
@@ -138,15 +136,13 @@ TEST(Scenario, SubscriptionsFailAsAsked) {
 }
 
 TEST(Scenario, StartUpFaults) {
-    const std::filesystem::path version_file = kInstallDir / "var/run/qxbrokerd.version";
     Simulator simulator(R"({"version": "1.2\n", "lock": false})");
-    EXPECT_EQ(read_file(version_file), "1.2\n");
+    EXPECT_EQ(read_file(kVersionFile), "1.2\n");
     // Nobody holds the file: another broker gets it where the socket is free, and keeps it.
     Process other({"unshare", "-n", QX_SIMULATOR, "--install-dir", kInstallDir});
     EXPECT_TRUE(other.wait_for_output("listening"));
-    simulator.signal(SIGTERM);
-    simulator.finish();
-    EXPECT_EQ(read_file(version_file), "1.3");
+    simulator.stop();
+    EXPECT_EQ(read_file(kVersionFile), "1.3");
 }
 
 TEST(Scenario, ErrorsNameTheFileThePlaceAndTheReason) {
@@ -185,10 +181,11 @@ TEST(Scenario, ErrorsNameTheFileThePlaceAndTheReason) {
          ": state.devices[0].ip: an array is needed, not a text"},
     };
     for (const auto& [scenario, reason] : wrong) {
-        const Outcome outcome = run(
-            {QX_SIMULATOR, "--install-dir", kInstallDir, "--scenario", scenario_file(scenario)});
-        EXPECT_EQ(outcome.status, 1);
-        EXPECT_EQ(outcome.err, std::string("qxbrokerd-sim: /etc/scenario.json") + reason + "\n");
+        EXPECT_EQ(
+            run({QX_SIMULATOR, "--install-dir", kInstallDir, "--scenario",
+                 scenario_file(scenario)}),
+            (Outcome{.status = 1,
+                     .err = std::string("qxbrokerd-sim: /etc/scenario.json") + reason + "\n"}));
     }
     EXPECT_FALSE(std::filesystem::exists(kInstallDir));
 }

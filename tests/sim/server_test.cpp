@@ -3,11 +3,8 @@
 #include "world.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <csignal>
 #include <fcntl.h>
-#include <fstream>
 #include <memory>
 
 namespace fs = std::filesystem;
@@ -17,8 +14,6 @@ namespace {
 using namespace qx::test;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
-
-const fs::path kVersionFile = kInstallDir / "var/run/qxbrokerd.version";
 
 bool is_locked() {
     const int fd = ::open(kVersionFile.c_str(), O_RDONLY | O_CLOEXEC);
@@ -39,23 +34,13 @@ std::string emitted(int number) {
     return "{\"n\": " + std::to_string(number) + ", \"filler\": \"" + std::string(170, 'x') + "\"}";
 }
 
-/// The memory that a process has in use, in KiB.
-long resident(pid_t pid) {
-    std::ifstream statm("/proc/" + std::to_string(pid) + "/statm");
-    long total = 0;
-    long pages = 0;
-    statm >> total >> pages;
-    return pages * 4;
-}
-
 TEST(Presence, MakesItsFilesAndTakesThemAway) {
     fs::create_directories(kInstallDir / "var");
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
         Simulator simulator;
         EXPECT_EQ(read_file(kVersionFile), "1.3");
         EXPECT_TRUE(is_locked());
-        simulator.signal(signal);
-        EXPECT_EQ(simulator.finish().status, 0);
+        EXPECT_EQ(simulator.stop(signal).status, 0);
         EXPECT_FALSE(fs::exists(kInstallDir / "var/run"));
         EXPECT_TRUE(fs::exists(kInstallDir / "var"));
         EXPECT_FALSE(BrokerClient().connected());
@@ -63,11 +48,7 @@ TEST(Presence, MakesItsFilesAndTakesThemAway) {
 }
 
 TEST(Presence, TakesOverWhatADeadBrokerLeft) {
-    {
-        Simulator first;
-        first.signal(SIGKILL);
-        first.finish();
-    }
+    Simulator().stop(SIGKILL);
     write_file(kVersionFile, "something longer");
     const Simulator second;
     EXPECT_EQ(read_file(kVersionFile), "1.3");
@@ -75,10 +56,9 @@ TEST(Presence, TakesOverWhatADeadBrokerLeft) {
 
 TEST(Presence, ASecondBrokerLeavesTheFirstAlone) {
     const Simulator first;
-    const Outcome same = run_simulator({"--install-dir", kInstallDir});
-    EXPECT_EQ(same.status, 1);
-    EXPECT_EQ(same.err,
-              "qxbrokerd-sim: another broker has the socket '@:qxbrokerd-1.3.skt' already\n");
+    const char* const reason =
+        "qxbrokerd-sim: another broker has the socket '@:qxbrokerd-1.3.skt' already\n";
+    EXPECT_EQ(run_simulator({"--install-dir", kInstallDir}), (Outcome{.status = 1, .err = reason}));
     // Elsewhere the socket is free, but the directory is not, whether or not it is to be locked.
     for (const char* const scenario : {"{}", "{\"lock\": false}"}) {
         const Outcome elsewhere = run({"unshare", "-n", QX_SIMULATOR, "--install-dir", kInstallDir,
@@ -89,7 +69,7 @@ TEST(Presence, ASecondBrokerLeavesTheFirstAlone) {
     }
     EXPECT_EQ(read_file(kVersionFile), "1.3");
     EXPECT_TRUE(is_locked());
-    EXPECT_EQ(ask("enable_services"), "{\"status\": 0}");
+    EXPECT_EQ(ask("enable_services"), kOk);
 }
 
 TEST(Presence, AWrongCommandLineIsNamed) {
@@ -119,8 +99,7 @@ TEST(Clients, AreServedAtOnceAndInOrder) {
         clients.back()->send(
             "{\"type\": \"command\", "); // the rest comes later, byte by byte or not at all
     }
-    const std::string rest =
-        "\"name\": \"get_services_status\"}\n" + command_line("get_router_model");
+    const std::string rest = "\"name\": \"get_services_status\"}\n" + command("get_router_model");
     for (const char byte : rest) {
         clients[7]->send({&byte, 1});
     }
@@ -129,7 +108,7 @@ TEST(Clients, AreServedAtOnceAndInOrder) {
     EXPECT_EQ(clients[7]->read_frame(), R"({"status": 0, "data": "NV-AX3000"})");
     EXPECT_TRUE(clients[7]->ends());
     clients.clear();
-    EXPECT_EQ(ask("enable_services"), "{\"status\": 0}");
+    EXPECT_EQ(ask("enable_services"), kOk);
 }
 
 TEST(Clients, WithoutADescriptorLeftOthersWait) {
@@ -138,9 +117,9 @@ TEST(Clients, WithoutADescriptorLeftOthersWait) {
     limited.wait_for_output("listening");
     auto holders = std::make_unique<std::array<BrokerClient, 12>>();
     const BrokerClient late;
-    late.send(command_line("enable_services"));
+    late.send(command("enable_services"));
     holders.reset();
-    EXPECT_EQ(late.read_frame(), "{\"status\": 0}");
+    EXPECT_EQ(late.read_frame(), kOk);
 }
 
 TEST(Console, SendsEventsAndSaysWhatItDoesNotUnderstand) {
@@ -171,7 +150,7 @@ TEST(Console, SendsEventsAndSaysWhatItDoesNotUnderstand) {
         simulator.wait_for_error(std::string("qxbrokerd-sim: ") + reason + "\n");
     }
     simulator.close_input();
-    EXPECT_EQ(ask("enable_services"), "{\"status\": 0}");
+    EXPECT_EQ(ask("enable_services"), kOk);
     EXPECT_FALSE(other.has_input());
 }
 
@@ -185,26 +164,27 @@ TEST(Console, DropsClientsAndRestarts) {
     }
     simulator.wait_for_output("listening again (restart 1)");
     EXPECT_TRUE(is_locked());
-    EXPECT_EQ(ask("enable_services"), "{\"status\": 0}");
+    EXPECT_EQ(ask("enable_services"), kOk);
 }
 
 TEST(Console, ABurstWaitsForASlowReaderAndItsMemoryIsGivenBack) {
     constexpr int kEvents = 100000;
     Simulator simulator;
-    const long before = resident(simulator.pid());
+    const std::string pid = std::to_string(simulator.pid());
+    const long before = resident_kib(pid);
     const BrokerClient reader;
     reader.subscribe("va_status_changed");
     std::string text = emitted(1);
     simulator.write("burst " + std::to_string(kEvents) + " va_status_changed " +
                     text.replace(6, 1, "%n") + "\n");
     EXPECT_EQ(reader.read_frame(), emitted(1));
-    EXPECT_EQ(ask("enable_services"), "{\"status\": 0}"); // others do not wait with it
+    EXPECT_EQ(ask("enable_services"), kOk); // others do not wait with it
     for (int n = 2; n <= kEvents; ++n) {
         ASSERT_EQ(reader.read_frame(), emitted(n));
     }
-    EXPECT_EQ(ask("enable_services"), "{\"status\": 0}");
+    EXPECT_EQ(ask("enable_services"), kOk);
     if (!kSanitized) {
-        EXPECT_LT(resident(simulator.pid()) - before, 8192);
+        EXPECT_LT(resident_kib(pid) - before, 8192);
     }
 }
 

@@ -5,11 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
 #include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace qx::test {
@@ -39,17 +36,7 @@ std::string scenario_file(std::string_view scenario) {
 }
 
 BrokerClient::BrokerClient()
-    : fd_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    constexpr std::string_view name = ":qxbrokerd-1.3.skt";
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path + 1, name.data(), name.size());
-    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
-    if (::connect(fd_, reinterpret_cast<const sockaddr*>(&address), size) != 0) {
-        ::close(fd_);
-        fd_ = -1;
-        return;
-    }
+    : fd_(broker_socket(::connect)) {
     const timeval patience{kPatience.count(), 0};
     ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
 }
@@ -61,14 +48,7 @@ BrokerClient::~BrokerClient() {
 }
 
 void BrokerClient::send(std::string_view bytes) const {
-    while (!bytes.empty()) {
-        const ssize_t sent = ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent < 0) {
-            ADD_FAILURE() << "the broker does not take a request";
-            return;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(sent));
-    }
+    EXPECT_TRUE(send_all(fd_, bytes)) << "the broker does not take a request";
 }
 
 void BrokerClient::end_sending() const {
@@ -107,23 +87,14 @@ bool BrokerClient::has_input() const {
     return ::poll(&polled, 1, 0) > 0;
 }
 
-void BrokerClient::subscribe(std::string_view event) const {
-    send("{\"type\": \"subscribe\", \"name\": \"" + std::string(event) + "\"}\n");
-    EXPECT_EQ(read_frame(), "{\"status\": 0}");
+void BrokerClient::subscribe(const std::string& event) const {
+    send(subscription(event));
+    EXPECT_EQ(read_frame(), kOk);
 }
 
-std::string command_line(std::string_view name, std::string_view data) {
-    std::string line = "{\"type\": \"command\", \"name\": \"";
-    line.append(name).append("\"");
-    if (!data.empty()) {
-        line.append(", \"data\": ").append(data);
-    }
-    return line.append("}\n");
-}
-
-std::string ask(std::string_view name, std::string_view data) {
+std::string ask(const std::string& name, const std::string& data) {
     const BrokerClient client;
-    client.send(command_line(name, data));
+    client.send(command(name, data));
     return client.read_frame().value_or("(no answer)");
 }
 

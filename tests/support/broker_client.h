@@ -3,6 +3,7 @@
 #pragma once
 
 #include "process.h"
+#include "protocol.h"
 
 #include <optional>
 #include <string>
@@ -30,7 +31,6 @@ public:
     BrokerClient& operator=(const BrokerClient&) = delete;
     ~BrokerClient();
 
-    [[nodiscard]] int fd() const { return fd_; }
     /// False when the broker did not take the connection.
     [[nodiscard]] bool connected() const { return fd_ >= 0; }
 
@@ -50,19 +50,13 @@ public:
     bool has_input() const;
 
     /// Subscribes to a broker event; a failed expectation when it is refused.
-    void subscribe(std::string_view event) const;
+    void subscribe(const std::string& event) const;
 
 private:
     int fd_ = -1;
 };
 
-/// The line that asks for a command, `data` being JSON text, or "" for a request without data.
-std::string command_line(std::string_view name, std::string_view data = "null");
-
-/// What the broker answers to a command that went well and gives nothing back.
-inline constexpr const char* kOk = "{\"status\": 0}";
-
 /// The answer to a command on a connection of its own.
-std::string ask(std::string_view name, std::string_view data = "null");
+std::string ask(const std::string& name, const std::string& data = "null");
 
 } // namespace qx::test

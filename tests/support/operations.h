@@ -1,8 +1,8 @@
 // Every operation of the tool but listen, and how many of them a loop tries.
 #pragma once
 
-#include <cstddef>
-#include <cstdlib>
+#include "world.h"
+
 #include <ostream>
 #include <string>
 #include <vector>
@@ -70,9 +70,8 @@ inline const OperationCall kOperationCalls[] = {
 
 /// How far apart the combinations are that a loop tries: `quick`, or what QX_FAULT_STEP says; 1
 /// leaves none out.
-inline std::size_t fault_step(std::size_t quick) {
-    const char* const step = std::getenv("QX_FAULT_STEP");
-    return step == nullptr ? quick : std::strtoul(step, nullptr, 10);
+inline unsigned fault_step(unsigned quick) {
+    return from_environment("QX_FAULT_STEP", quick);
 }
 
 } // namespace qx::test

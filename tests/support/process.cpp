@@ -1,10 +1,11 @@
 #include "process.h"
 
+#include "world.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -17,21 +18,6 @@ namespace qx::test {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-struct Pipe {
-    int read = -1;
-    int write = -1;
-
-    Pipe() {
-        int ends[2] = {-1, -1};
-        if (::pipe2(ends, O_CLOEXEC) != 0) {
-            std::perror("pipe2");
-            std::abort();
-        }
-        read = ends[0];
-        write = ends[1];
-    }
-};
 
 void close_fd(int& fd) {
     if (fd >= 0) {
@@ -61,23 +47,25 @@ void close_fd(int& fd) {
 Process::Process(const std::vector<std::string>& argv,
                  const std::map<std::string, std::string>& environment) {
     ::signal(SIGPIPE, SIG_IGN);
-    Pipe in;
-    Pipe out;
-    Pipe err;
+    int pipes[3][2];
+    for (auto& ends : pipes) {
+        require(::pipe2(ends, O_CLOEXEC) == 0, "pipe2");
+    }
+    auto& [in, out, err] = pipes;
     pid_ = ::fork();
     if (pid_ == 0) {
         ::signal(SIGPIPE, SIG_DFL);
-        ::dup2(in.read, 0);
-        ::dup2(out.write, 1);
-        ::dup2(err.write, 2);
+        ::dup2(in[0], 0);
+        ::dup2(out[1], 1);
+        ::dup2(err[1], 2);
         become(argv, environment);
     }
-    close_fd(in.read);
-    close_fd(out.write);
-    close_fd(err.write);
-    in_ = in.write;
-    out_.fd = out.read;
-    err_.fd = err.read;
+    ::close(in[0]);
+    ::close(out[1]);
+    ::close(err[1]);
+    in_ = in[1];
+    out_.fd = out[0];
+    err_.fd = err[0];
 }
 
 Process::~Process() {
@@ -187,6 +175,11 @@ bool Process::ends_within(std::chrono::milliseconds time) const {
     return count == 1;
 }
 
+Outcome Process::stop(int number) {
+    signal(number);
+    return finish();
+}
+
 Outcome Process::finish() {
     const auto deadline = Clock::now() + kPatience;
     while (pump(deadline)) {
@@ -198,12 +191,15 @@ Outcome Process::finish() {
     int how = 0;
     ::waitpid(pid_, &how, 0);
     pid_ = -1;
-    Outcome outcome;
-    outcome.status = WIFEXITED(how) ? WEXITSTATUS(how) : -1;
-    outcome.signal = WIFSIGNALED(how) ? WTERMSIG(how) : 0;
-    outcome.out = out_.text;
-    outcome.err = err_.text;
-    return outcome;
+    return {.status = WIFEXITED(how) ? WEXITSTATUS(how) : -1,
+            .signal = WIFSIGNALED(how) ? WTERMSIG(how) : 0,
+            .out = out_.text,
+            .err = err_.text};
+}
+
+void PrintTo(const Outcome& outcome, std::ostream* out) {
+    *out << "status " << outcome.status << ", signal " << outcome.signal << "\n"
+         << outcome.out << outcome.err;
 }
 
 Outcome run(const std::vector<std::string>& argv,
@@ -211,6 +207,13 @@ Outcome run(const std::vector<std::string>& argv,
     Process process(argv, environment);
     process.close_input();
     return process.finish();
+}
+
+std::string output_of(const std::vector<std::string>& argv,
+                      const std::map<std::string, std::string>& environment) {
+    const Outcome outcome = run(argv, environment);
+    EXPECT_EQ(outcome.status, 0) << ::testing::PrintToString(outcome);
+    return outcome.out;
 }
 
 Outcome run_tool(std::vector<std::string> words,

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <chrono>
+#include <csignal>
 #include <map>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <sys/types.h>
@@ -15,11 +17,14 @@ inline constexpr std::chrono::seconds kPatience{30};
 
 /// How a program ended and what it wrote.
 struct Outcome {
-    int status = -1; ///< exit status; -1 when a signal ended it
-    int signal = 0;  ///< the signal that ended it, or 0
-    std::string out;
-    std::string err;
+    int status = 0; ///< exit status; -1 when a signal ended it
+    int signal = 0; ///< the signal that ended it, or 0
+    std::string out = {};
+    std::string err = {};
+
+    bool operator==(const Outcome&) const = default;
 };
+void PrintTo(const Outcome& outcome, std::ostream* out);
 
 /// A running program whose standard streams are pipes to the test. Killed, if still there, when the
 /// object goes.
@@ -58,10 +63,11 @@ public:
     /// Collects what the program still writes and waits for its end; a failed expectation, and
     /// SIGKILL, after kPatience.
     Outcome finish();
+    /// Sends a signal first.
+    Outcome stop(int number = SIGTERM);
 
     /// What has been read so far.
     [[nodiscard]] const std::string& output() const { return out_.text; }
-    [[nodiscard]] const std::string& errors() const { return err_.text; }
 
 private:
     struct Stream {
@@ -84,6 +90,11 @@ private:
 /// Runs a program to its end with nothing on its standard input.
 Outcome run(const std::vector<std::string>& argv,
             const std::map<std::string, std::string>& environment = {});
+
+/// What a program writes to standard output that is run to its end; a failed expectation when its
+/// status is not 0.
+std::string output_of(const std::vector<std::string>& argv,
+                      const std::map<std::string, std::string>& environment = {});
 
 /// Runs the tool of this build with `words` after its name.
 Outcome run_tool(std::vector<std::string> words,

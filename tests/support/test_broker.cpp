@@ -6,47 +6,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <csignal>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <jansson.h>
 #include <poll.h>
 #include <sched.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace qx::test {
 namespace {
-
-constexpr char kSocketName[] = ":qxbrokerd-1.3.skt";
-
-int listen_as_broker() {
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path + 1, kSocketName, sizeof kSocketName - 1);
-    const auto length = static_cast<socklen_t>(sizeof address.sun_family + sizeof kSocketName);
-    require(::bind(fd, reinterpret_cast<const sockaddr*>(&address), length) == 0, "bind");
-    require(::listen(fd, 64) == 0, "listen");
-    return fd;
-}
-
-bool send_all(int fd, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t sent = ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent < 0) {
-            return false;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(sent));
-    }
-    return true;
-}
 
 bool send_byte_by_byte(int fd, std::string_view bytes) {
     for (const char byte : bytes) {
@@ -66,32 +35,7 @@ std::string text_member(const json_t* object, const char* key) {
     return text == nullptr ? "" : text;
 }
 
-// Runs in a child, which must not keep anything else of the test open, nor outlive it.
-int hold_lock(const std::filesystem::path& file, int ready) {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    for (int fd = 3; fd < 1024; ++fd) {
-        if (fd != ready) {
-            ::close(fd);
-        }
-    }
-    struct flock lock {};
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    require(::fcntl(::open(file.c_str(), O_RDWR | O_CLOEXEC), F_SETLK, &lock) == 0, "lock");
-    ::close(ready);
-    for (;;) {
-        ::pause();
-    }
-}
-
 } // namespace
-
-std::string framed(std::string_view json) {
-    const auto length = static_cast<std::int32_t>(json.size());
-    std::string bytes(sizeof length, '\0');
-    std::memcpy(bytes.data(), &length, sizeof length);
-    return bytes.append(json);
-}
 
 TestBroker::TestBroker() {
     start();
@@ -103,7 +47,8 @@ TestBroker::~TestBroker() {
 
 void TestBroker::start() {
     const std::lock_guard lock(mutex_);
-    listener_ = listen_as_broker();
+    listener_ = broker_socket(::bind);
+    require(listener_ >= 0 && ::listen(listener_, 64) == 0, "listen");
     wake_ = ::eventfd(0, EFD_CLOEXEC);
     stopping_ = false;
     thread_ = std::thread([this] { serve(); });
@@ -259,7 +204,7 @@ bool TestBroker::handle(Connection& connection, const std::string& line) {
     json_decref(request);
     requests_.push_back(line);
     const auto found = replies_.find(name);
-    const Reply reply = found == replies_.end() ? Reply{framed(R"({"status": 0})")} : found->second;
+    const Reply reply = found == replies_.end() ? Reply{framed(kOk)} : found->second;
     const bool sent = reply.byte_by_byte ? send_byte_by_byte(connection.fd, reply.bytes)
                                          : send_all(connection.fd, reply.bytes);
     if (subscribes) {
@@ -272,13 +217,10 @@ LockedVersionFile::LockedVersionFile(const std::filesystem::path& install_dir,
                                      std::string_view text) {
     const std::filesystem::path file = install_dir / "var/run/qxbrokerd.version";
     write_file(file, text);
-    int ready[2] = {-1, -1};
-    require(::pipe2(ready, O_CLOEXEC) == 0, "pipe");
-    holder_ = std::make_unique<Forked>([&] { return hold_lock(file, ready[1]); });
-    ::close(ready[1]);
-    char never = 0;
-    require(::read(ready[0], &never, 1) == 0, "holder of the version file");
-    ::close(ready[0]);
+    file_.reset(std::fopen(file.c_str(), "r+e"));
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    require(::fcntl(::fileno(file_.get()), F_OFD_SETLK, &lock) == 0, "lock");
 }
 
 } // namespace qx::test

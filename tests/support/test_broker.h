@@ -1,23 +1,20 @@
 // A broker inside the test: it notes every request and answers from a script.
 #pragma once
 
-#include "forked.h"
+#include "protocol.h"
 
 #include <condition_variable>
 #include <cstddef>
+#include <cstdio>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <vector>
 
 namespace qx::test {
-
-/// A message as the broker sends it: length, then text.
-std::string framed(std::string_view json);
 
 /// What the broker does with a request.
 struct Reply {
@@ -85,15 +82,15 @@ private:
     std::thread thread_;
 };
 
-/// The broker's version file below an install directory, locked by another process as a running
-/// broker does it, for as long as the object lives.
+/// The broker's version file below an install directory, locked as a running broker does it, though
+/// not by this process, for as long as the object lives.
 class LockedVersionFile {
 public:
     explicit LockedVersionFile(const std::filesystem::path& install_dir,
                                std::string_view text = "1.3");
 
 private:
-    std::unique_ptr<Forked> holder_;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{nullptr, std::fclose};
 };
 
 } // namespace qx::test

@@ -2,14 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <sys/mount.h>
 #include <unistd.h>
-#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -89,6 +87,29 @@ std::string read_file(const fs::path& file) {
     return text.str();
 }
 
+std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+void write_program(const fs::path& file, std::string_view script) {
+    write_file(file, std::string("#!/bin/sh\n").append(script));
+    fs::permissions(file, fs::perms::owner_all);
+}
+
+fs::perms mode(const fs::path& file) {
+    return fs::symlink_status(file).permissions();
+}
+
+unsigned from_environment(const char* name, unsigned otherwise) {
+    const char* const value = std::getenv(name);
+    return value == nullptr ? otherwise : static_cast<unsigned>(std::strtoul(value, nullptr, 10));
+}
+
 TemporaryDirectory::TemporaryDirectory() {
     char name[] = "/tmp/qx-test-XXXXXX";
     require(::mkdtemp(name) != nullptr, "mkdtemp");
@@ -100,14 +121,19 @@ TemporaryDirectory::~TemporaryDirectory() {
     fs::remove_all(path_, ignored);
 }
 
-std::vector<int> open_descriptors() {
+std::vector<int> open_descriptors(const std::string& process) {
     std::vector<int> open;
     for (int fd = 0; fd < 1024; ++fd) {
-        if (::access(("/proc/self/fd/" + std::to_string(fd)).c_str(), F_OK) == 0) {
+        if (::access(("/proc/" + process + "/fd/" + std::to_string(fd)).c_str(), F_OK) == 0) {
             open.push_back(fd);
         }
     }
     return open;
+}
+
+long resident_kib(const std::string& process) {
+    const std::string statm = read_file("/proc/" + process + "/statm");
+    return std::stol(statm.substr(statm.find(' '))) * (::sysconf(_SC_PAGESIZE) / 1024);
 }
 
 } // namespace qx::test

@@ -10,6 +10,9 @@ namespace qx::test {
 
 /// The agent's install directory in the test's world, found through the fallback name.
 inline const std::filesystem::path kInstallDir = "/opt/norvane";
+inline const std::filesystem::path kSettingsFile = kInstallDir / "etc/settings.json";
+inline const std::filesystem::path kLogFile = kInstallDir / "var/log/qxagent-manage.log";
+inline const std::filesystem::path kVersionFile = kInstallDir / "var/run/qxbrokerd.version";
 
 /// Whether the test program runs in an emulator, which lacks some details of some system calls.
 inline constexpr bool kEmulated = !std::string_view(QX_EMULATOR).empty();
@@ -29,6 +32,18 @@ void write_file(const std::filesystem::path& file, std::string_view text);
 /// The whole content of `file`; a failed expectation and "" when it cannot be read.
 std::string read_file(const std::filesystem::path& file);
 
+/// The lines of a text, without their ends.
+std::vector<std::string> lines_of(const std::string& text);
+
+/// Writes a shell script that can be run.
+void write_program(const std::filesystem::path& file, std::string_view script);
+
+/// The rights of `file`.
+std::filesystem::perms mode(const std::filesystem::path& file);
+
+/// The number in the environment variable `name`, or what it is otherwise.
+unsigned from_environment(const char* name, unsigned otherwise);
+
 /// A directory under /tmp that goes when the object does.
 class TemporaryDirectory {
 public:
@@ -43,7 +58,10 @@ private:
     std::filesystem::path path_;
 };
 
-/// The descriptors that this process has open, sorted.
-std::vector<int> open_descriptors();
+/// The descriptors that a process, or this one, has open, sorted.
+std::vector<int> open_descriptors(const std::string& process = "self");
+
+/// The memory that a process, or this one, has in use, in KiB.
+long resident_kib(const std::string& process = "self");
 
 } // namespace qx::test

@@ -11,9 +11,6 @@ namespace qx::test {
 
 class Agent : public ::testing::Test {
 protected:
-    static std::filesystem::path settings_file() { return kInstallDir / "etc/settings.json"; }
-    static std::filesystem::path log_file() { return kInstallDir / "var/log/qxagent-manage.log"; }
-
     /// The log without what differs from run to run: each line from its level on, without the
     /// number of the line of code.
     static std::string log_text();

@@ -7,7 +7,6 @@
 
 #include <gmock/gmock.h>
 
-#include <csignal>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -28,16 +27,10 @@ protected:
         write_program(
             kInstallDir / "etc/init.d/qplix-qxcloudd",
             "echo \"$1 protection=$(sed -n 's/.*protection_enabled\": \"\\(.\\)\".*/\\1/p' " +
-                settings_file().string() + " 2>/dev/null)\" >>" + ran_.string() + "\n" +
-                pause("$1"));
+                kSettingsFile.string() + " 2>/dev/null)\" >>" + ran_.string() + "\n" + pause("$1"));
         write_program(kInstallDir / "bin/qxcloudd",
                       "echo \"$1\" >>" + ran_.string() + "\n" + pause("$1"));
         write_file(ran_, "");
-    }
-
-    static void write_program(const fs::path& file, const std::string& body) {
-        write_file(file, "#!/bin/sh\n" + body);
-        fs::permissions(file, fs::perms::owner_all);
     }
 
     /// A program whose argument is the name of a file in the pause directory says there that it has
@@ -64,12 +57,12 @@ protected:
     }
 
     [[nodiscard]] std::string ran() const { return read_file(ran_); }
-    static std::string settings() { return read_file(settings_file()); }
+    static std::string settings() { return read_file(kSettingsFile); }
 
     /// As it was before a switch.
     void start_again() const {
         write_file(ran_, "");
-        write_file(settings_file(), "{" + kProtected + "}");
+        write_file(kSettingsFile, "{" + kProtected + "}");
     }
 
     static inline const fs::path kPauses = "/opt/pauses";
@@ -82,21 +75,15 @@ Outcome switch_to(const std::string& cloud) {
     return run_tool({"set_registration_cloud", "--cloud", cloud});
 }
 
-void expect_silent(const Outcome& outcome, int status) {
-    EXPECT_EQ(outcome.status, status);
-    EXPECT_EQ(outcome.out + outcome.err, "");
-}
-
 TEST_F(Deployment, IsSwitchedInOrder) {
-    write_file(settings_file(),
-               "{" + kProtected + R"(, "/agent/default_settings/next_query_ts": "5",
+    write_file(kSettingsFile, "{" + kProtected + R"(, "/agent/default_settings/next_query_ts": "5",
         "/cirrel/registration/router_id": "r", "/cirrel/registration/token": "t", "/other": "o",
         "/cirrel/registration/timestamp": "9", "/cirrel/entrypoints/default": "prod"})");
-    expect_silent(switch_to("staging"), 0);
+    EXPECT_EQ(switch_to("staging"), Outcome());
     EXPECT_EQ(ran(), kRan);
     EXPECT_EQ(settings(), "{" + kProtected + R"(, "/other": "o", )" + kSwitched + "}\n");
     EXPECT_EQ(log_text(), "");
-    expect_silent(switch_to("staging"), 0);
+    EXPECT_EQ(switch_to("staging"), Outcome());
     EXPECT_EQ(ran(), kRan) << "a switch to where it is does nothing";
 }
 
@@ -112,14 +99,14 @@ TEST_F(Deployment, OfAnUnknownNameChangesNothing) {
 // A caller that ignores SIGCHLD keeps the tool from learning how its programs ended.
 TEST_F(Deployment, RunsEachProgramOnceWhoeverWaitsForIt) {
     start_again();
-    expect_silent(
+    EXPECT_EQ(
         run({"env", "--ignore-signal=CHLD", QX_TOOL, "set_registration_cloud", "--cloud=staging"}),
-        0);
+        Outcome());
     EXPECT_EQ(ran(), kRan);
 }
 
 TEST_F(Deployment, LeavesProtectionOffWhereItWas) {
-    expect_silent(switch_to("development"), 0);
+    EXPECT_EQ(switch_to("development"), Outcome());
     EXPECT_EQ(ran(), "stop protection=\n-stop\nstart protection=\n-start\n");
     EXPECT_EQ(settings(), "{\"/cirrel/entrypoints/default\": \"dev\"}\n");
 }
@@ -128,28 +115,28 @@ TEST_F(Deployment, WorksWithoutItsPrograms) {
     fs::remove_all(kInstallDir / "etc/init.d");
     fs::remove_all(kInstallDir / "bin");
     start_again();
-    expect_silent(switch_to("staging"), 0);
+    EXPECT_EQ(switch_to("staging"), Outcome());
     EXPECT_EQ(settings(), "{" + kProtected + ", " + kSwitched + "}\n");
 }
 
 // The store is made unwritable by a directory in the place of its lock file, before or in the
 // middle of the switch.
 TEST_F(Deployment, UndoesWhatItBeganWhenTheStoreFails) {
-    const fs::path lock = kInstallDir / "etc/settings.json.lock";
+    const fs::path lock = kSettingsFile.string() + ".lock";
     const auto block = [&](Process&) {
         fs::remove(lock);
         fs::create_directory(lock);
     };
     start_again();
     fs::create_directory(lock);
-    expect_silent(switch_to("staging"), 1);
+    EXPECT_EQ(switch_to("staging"), Outcome{.status = 1});
     EXPECT_EQ(ran(), "");
     EXPECT_EQ(
         log_text(),
         "ERROR [deployment.cpp][run_set_registration_cloud()]: Could not disable the agent\n");
 
     fs::remove(lock);
-    expect_silent(switch_with("-stop", block), 1);
+    EXPECT_EQ(switch_with("-stop", block), Outcome{.status = 1});
     EXPECT_EQ(ran(), kRan);
     EXPECT_THAT(
         log_text(),
@@ -159,7 +146,7 @@ TEST_F(Deployment, UndoesWhatItBeganWhenTheStoreFails) {
 
     start_again();
     fs::remove(lock);
-    expect_silent(switch_with("-start", block), 0);
+    EXPECT_EQ(switch_with("-start", block), Outcome());
     EXPECT_EQ(settings(), "{\"/agent/protection_enabled\": \"0\", " + kSwitched + "}\n");
 }
 
@@ -180,7 +167,7 @@ TEST_F(Deployment, HoldsSignalsUntilAllIsOnAgain) {
 // half-way.
 TEST_F(Deployment, RunsItsProgramsApartFromTheTerminal) {
     write_program(kInstallDir / "bin/qxcloudd", "cut -d' ' -f5 /proc/$$/stat >>/opt/groups\n");
-    expect_silent(switch_to("staging"), 0);
+    EXPECT_EQ(switch_to("staging"), Outcome());
     EXPECT_THAT(read_file("/opt/groups"), Not(HasSubstr(std::to_string(::getpgrp()) + "\n")));
 }
 

@@ -8,14 +8,11 @@
 #include "world.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <chrono>
-#include <csignal>
 #include <functional>
 #include <jansson.h>
 #include <random>
-#include <sstream>
 
 namespace fs = std::filesystem;
 
@@ -89,7 +86,7 @@ std::string for_ever(const Way& way) {
 
 /// The numbers below `count` that are tried together with `number` of something else.
 std::vector<std::size_t> tried_with(std::size_t number, std::size_t count) {
-    const std::size_t step = fault_step(kSanitized || kEmulated ? 24 : 3);
+    const unsigned step = fault_step(kSanitized || kEmulated ? 24 : 3);
     std::vector<std::size_t> tried;
     for (std::size_t other = 0; other < count; ++other) {
         if ((number + other) % step == 0) {
@@ -114,16 +111,11 @@ std::vector<std::string> tool_words(std::vector<std::string> words) {
     return words;
 }
 
-bool is_json(const std::string& line) {
-    json_t* const value = ::json_loads(line.c_str(), 0, nullptr);
-    ::json_decref(value);
-    return value != nullptr;
-}
-
 void expect_results_only(const std::string& out) {
-    std::istringstream lines(out);
-    for (std::string line; std::getline(lines, line);) {
-        EXPECT_TRUE(is_json(line)) << line;
+    for (const std::string& line : lines_of(out)) {
+        json_t* const value = ::json_loads(line.c_str(), 0, nullptr);
+        EXPECT_NE(value, nullptr) << line;
+        ::json_decref(value);
     }
 }
 
@@ -165,10 +157,8 @@ TEST(Misbehaviour, EndsEveryOperationWithAStatus) {
 }
 
 void expect_a_good_end(Process& listen) {
-    listen.signal(SIGTERM);
-    const Outcome outcome = listen.finish();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.err, "");
+    const Outcome outcome = listen.stop();
+    EXPECT_EQ(outcome, Outcome{.out = outcome.out});
     expect_results_only(outcome.out);
 }
 
@@ -184,10 +174,8 @@ TEST(Misbehaviour, OnASubscriptionEndsListen) {
             expect_a_good_end(listen);
             continue;
         }
-        const Outcome outcome = listen.finish();
-        EXPECT_EQ(outcome.status, 1);
-        EXPECT_EQ(outcome.out, "");
-        EXPECT_EQ(outcome.err, "Failed to subscribe to event: QX_PLIX_VA_STATUS_CHANGED\n");
+        const char* const reason = "Failed to subscribe to event: QX_PLIX_VA_STATUS_CHANGED\n";
+        EXPECT_EQ(listen.finish(), (Outcome{.status = 1, .err = reason}));
     }
 }
 
@@ -228,12 +216,12 @@ TEST(Misbehaviour, SilenceLastsUntilTheUserEndsIt) {
             Process tool(tool_words(operation.words()));
             simulator.wait_for_output("request", ++asked);
             const int signal = signals[asked % std::size(signals)];
+            const fs::directory_iterator threads("/proc/" + std::to_string(tool.pid()) + "/task");
+            EXPECT_TRUE(std::distance(begin(threads), end(threads)) <= 2 || kSanitized ||
+                        kEmulated);
             const auto since = Clock::now();
-            tool.signal(signal);
-            const Outcome outcome = tool.finish();
+            EXPECT_EQ(tool.stop(signal), (Outcome{.status = -1, .signal = signal}));
             EXPECT_LT(Clock::now() - since, std::chrono::seconds(2));
-            EXPECT_EQ(outcome.signal, signal);
-            EXPECT_EQ(outcome.out + outcome.err, "");
             simulator.wait_for_output(" closed", 2 * asked);
         });
     }
@@ -244,9 +232,7 @@ TEST(Misbehaviour, OfABrokerThatNeverReadsIsCutByTimeout) {
     try_operations(0, [](const OperationCall& operation) {
         std::vector<std::string> words = tool_words(operation.words());
         words.insert(words.begin(), {"timeout", "0.1"});
-        const Outcome outcome = run(words);
-        EXPECT_EQ(outcome.status, 124);
-        EXPECT_EQ(outcome.out + outcome.err, "");
+        EXPECT_EQ(run(words), Outcome{.status = 124});
     });
 }
 
@@ -333,13 +319,7 @@ Outcome run_for_a_while(const std::vector<std::string>& words) {
     Process tool(tool_words(words));
     tool.close_input();
     tool.reads_output("this never comes", 1, std::chrono::milliseconds(40));
-    tool.signal(SIGTERM);
-    return tool.finish();
-}
-
-unsigned from_environment(const char* name, unsigned otherwise) {
-    const char* const value = std::getenv(name);
-    return value == nullptr ? otherwise : static_cast<unsigned>(std::strtoul(value, nullptr, 10));
+    return tool.stop();
 }
 
 // QX_SCHEDULE_SEED names the first seed and QX_SCHEDULES how many are tried.
@@ -365,8 +345,7 @@ TEST(Misbehaviour, ByChance) {
                 expect_results_only(outcome.out);
             }
         }
-        simulator.signal(SIGTERM);
-        EXPECT_EQ(simulator.finish().status, 0);
+        EXPECT_EQ(simulator.stop().status, 0);
     }
 }
 

@@ -11,29 +11,10 @@ using ::testing::ElementsAreArray;
 
 using Words = std::vector<std::string>;
 
-std::string command(const std::string& name, const std::string& data = "null") {
-    return R"({"type": "command", "name": ")" + name + R"(", "data": )" + data + "}\n";
-}
-
-std::string success(const std::string& data) {
-    return R"({"status": 0, "data": )" + data + "}";
-}
-
-std::string failure(const std::string& data) {
-    return R"({"status": 1, "data": )" + data + "}";
-}
-
 std::string error_block(int code, const std::string& message, const std::string& description) {
     return "error:\n  code:        " + std::to_string(code) + "\n  message:     " + message +
            "\n  description: " + description + "\n";
 }
-
-/// How a run of the tool ends, other than silently and well.
-struct Ending {
-    int status = 0;
-    std::string out = {};
-    std::string err = {};
-};
 
 class Operations : public Agent {
 protected:
@@ -44,16 +25,13 @@ protected:
     }
 
     void check(const Words& words, const std::vector<std::string>& requests,
-               const Ending& ends = {}) {
+               const Outcome& ends = {}) {
         SCOPED_TRACE(::testing::PrintToString(words));
         broker.forget_requests();
-        const Outcome outcome = run_tool(words);
+        EXPECT_EQ(run_tool(words), ends);
         EXPECT_THAT(broker.requests(), ElementsAreArray(requests));
-        EXPECT_EQ(outcome.out, ends.out);
-        EXPECT_EQ(outcome.err, ends.err);
-        EXPECT_EQ(outcome.status, ends.status);
         for (const std::string& name : answered_) {
-            broker.answer(name, R"({"status": 0})");
+            broker.answer(name, kOk);
         }
         answered_.clear();
     }
@@ -98,11 +76,16 @@ TEST_F(Operations, ThatPrintWhatTheBrokerAnswers) {
         answer(name, success(R"({"a":[1,2.5,"ü"]})"));
         check({name}, {command(name)}, {.out = "{\"a\": [1, 2.5, \"ü\"]}\n"});
         // What is neither an object nor an array is no result to print.
-        answer(name, success("\"text\""));
-        check({name}, {command(name)});
+        for (const char* const other : {"\"text\"", "null"}) {
+            answer(name, success(other));
+            check({name}, {command(name)});
+        }
         answer(name, failure(R"({"code":1})"));
         check({name}, {command(name)}, {.status = 255});
     }
+    const std::string large = "[\"" + std::string(5'000'000, 'x') + "\"]";
+    broker.answer("get_version_info", success(large));
+    EXPECT_TRUE(run_tool({"get_version_info"}).out == large + "\n");
 }
 
 TEST_F(Operations, ThatAnswerYesOrNo) {
@@ -129,13 +112,14 @@ TEST_F(Operations, RouterInformation) {
     };
     answer("get_router_name", success("\"R\""));
     answer("get_router_model", failure("{}"));
+    answer("get_router_interfaces", success("[1]"));
     answer("get_va_cloud_trigger", success("true"));
     check({"get_router_info"},
           {command("get_router_name"), command("get_router_model"),
            command("get_router_serial_number"), command("get_router_firmware_version"),
            command("get_router_feature_set_level"), command("get_router_interfaces"),
            command("get_va_cloud_trigger")},
-          {.out = "{\"name\": \"R\", \"use_va_cloud_trigger\": true}\n"});
+          {.out = "{\"name\": \"R\", \"interfaces\": [1], \"use_va_cloud_trigger\": true}\n"});
     check({"set_router_info", "--model", "m", "--name", ""}, {set("model", "\"m\"")});
     check({"set_router_info"}, {});
     check({"set_router_info", "--use_va_cloud_trigger=no", "--feature_set_level=f",
@@ -260,7 +244,7 @@ TEST_F(Operations, CloudRegistration) {
                            R"(", "token_type": "partner", "register_mac_address": ")" + mac +
                            R"(", "redeem_code": ")" + code + "\"}");
     };
-    const Ending failed = {.status = 1, .err = "failed to register to cloud\n"};
+    const Outcome failed = {.status = 1, .err = "failed to register to cloud\n"};
     check({"register_to_cloud", "--params", "token=t,mac=m,redeem=r,token=u"},
           {request("u", "m", "r")});
     check({"register_to_cloud"}, {request("", "", "")});
@@ -300,13 +284,13 @@ TEST_F(Operations, Features) {
 TEST_F(Operations, NeedNoBrokerToMoveTheUpdateLocation) {
     const std::string staging = "{\"/quillet/update_location\": \"staging\"}\n";
     check({"set_quillet_location", "staging"}, {});
-    EXPECT_EQ(read_file(settings_file()), staging);
+    EXPECT_EQ(read_file(kSettingsFile), staging);
     // The store cannot be written while a directory is in the place of its lock file.
-    const std::filesystem::path lock = settings_file().string() + ".lock";
+    const std::filesystem::path lock = kSettingsFile.string() + ".lock";
     std::filesystem::remove(lock);
     std::filesystem::create_directory(lock);
     check({"set_quillet_location", "production"}, {}, {.status = 255});
-    EXPECT_EQ(read_file(settings_file()), staging);
+    EXPECT_EQ(read_file(kSettingsFile), staging);
 }
 
 } // namespace

@@ -5,7 +5,6 @@
 #include "world.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <sys/stat.h>
 
@@ -17,22 +16,16 @@ using namespace qx::test;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-const fs::path kSettings = kInstallDir / "etc/settings.json";
-const fs::path kLock = kInstallDir / "etc/settings.json.lock";
-const fs::path kTemporary = kInstallDir / "etc/settings.json.tmp";
-const fs::path kLog = kInstallDir / "var/log/qxagent-manage.log";
-const fs::path kOldLog = kInstallDir / "var/log/qxagent-manage.log.1";
-
-fs::perms mode(const fs::path& file) {
-    return fs::status(file).permissions();
-}
+const fs::path kLock = kSettingsFile.string() + ".lock";
+const fs::path kTemporary = kSettingsFile.string() + ".tmp";
+const fs::path kOldLog = kLogFile.string() + ".1";
 
 /// Writes to the settings and, of the directory's rights, to the log.
-void write_both() {
-    fs::create_directories(kSettings.parent_path());
-    fs::permissions(kSettings.parent_path(), fs::perms::all);
-    if (!fs::exists(kSettings)) {
-        write_file(kSettings, "{}");
+void write_to_both() {
+    fs::create_directories(kSettingsFile.parent_path());
+    fs::permissions(kSettingsFile.parent_path(), fs::perms::all);
+    if (!fs::exists(kSettingsFile)) {
+        write_file(kSettingsFile, "{}");
     }
     EXPECT_EQ(run_tool({"set_quillet_location", "staging"}).status, 0);
 }
@@ -46,24 +39,30 @@ protected:
 
 TEST_F(Permissions, OthersHaveNoneWhateverTheUmaskAndTheFilesThatWereThere) {
     for (const bool were_there : {false, true}) {
-        for (const fs::path& file : {kSettings, kLock, kLog}) {
+        for (const fs::path& file : {kSettingsFile, kLock, kTemporary, kLogFile, kOldLog}) {
             fs::remove(file);
             if (were_there) {
-                write_file(file, file == kSettings ? "{}" : "");
+                write_file(file, file == kSettingsFile ? "{}" : "");
                 fs::permissions(file, fs::perms(0666));
             }
         }
-        write_both();
-        EXPECT_EQ(mode(kSettings), fs::perms(0600));
-        EXPECT_EQ(mode(kLock), fs::perms(0600));
-        EXPECT_EQ(mode(kLog), fs::perms(0640));
-        EXPECT_THAT(read_file(kLog), HasSubstr("Others can write to the settings directory"));
+        EXPECT_EQ(run_tool({"is_enabled"}).status, 0);
+        EXPECT_TRUE(!were_there || mode(kSettingsFile) == fs::perms(0600)) << "of who only reads";
+        write_to_both();
+        for (const fs::path& file : {kSettingsFile, kLock}) {
+            EXPECT_EQ(mode(file), fs::perms(0600));
+        }
+        EXPECT_FALSE(fs::exists(kTemporary));
+        EXPECT_EQ(mode(kLogFile), fs::perms(0640));
+        EXPECT_TRUE(!were_there || mode(kOldLog) == fs::perms(0640));
+        EXPECT_THAT(read_file(kLogFile),
+                    HasSubstr("Others can write to the settings directory '/opt/norvane/etc'"));
     }
 }
 
 TEST_F(Permissions, PlantedLinksLeadNobodyOut) {
     const fs::path outside = "/opt/outside";
-    for (const fs::path& planted : {kTemporary, kLock, kSettings, kLog, kOldLog}) {
+    for (const fs::path& planted : {kTemporary, kLock, kSettingsFile, kLogFile, kOldLog}) {
         SCOPED_TRACE(planted);
         fs::remove_all(kInstallDir / "etc");
         fs::remove_all(kInstallDir / "var/log");
@@ -72,7 +71,7 @@ TEST_F(Permissions, PlantedLinksLeadNobodyOut) {
         fs::create_directories(planted.parent_path());
         // Full, so that the next line begins it again.
         if (planted == kOldLog) {
-            write_file(kLog, std::string(std::size_t{256} * 1024, 'x'));
+            write_file(kLogFile, std::string(std::size_t{256} * 1024, 'x'));
         }
         fs::create_symlink(outside, planted);
         write_file(kInstallDir / "etc/unrelated", "");
@@ -100,13 +99,13 @@ TEST_F(Permissions, SecretsNeverReachTheLog) {
         "{\"/cirrel/registration/token\": \"" + secret + "\" \"" + secret + "\"}";
     for (const std::string& text : {settings, damaged}) {
         for (const std::vector<std::string>& words : calls) {
-            write_file(kSettings, text);
+            write_file(kSettingsFile, text);
             fs::permissions(kInstallDir / "etc", fs::perms::all);
             run_tool(words, {{"QXLOG_LEVEL", "debug"}});
         }
     }
-    EXPECT_THAT(read_file(kLog), HasSubstr("Cannot read the settings"));
-    EXPECT_THAT(read_file(kLog), Not(HasSubstr(secret)));
+    EXPECT_THAT(read_file(kLogFile), HasSubstr("Cannot read the settings"));
+    EXPECT_THAT(read_file(kLogFile), Not(HasSubstr(secret)));
 }
 
 } // namespace

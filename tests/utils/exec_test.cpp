@@ -4,7 +4,6 @@
 #include "world.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <cerrno>
@@ -26,9 +25,7 @@ namespace fs = std::filesystem;
 namespace {
 
 using qx::exec_command;
-using qx::test::read_file;
-using qx::test::TemporaryDirectory;
-using qx::test::write_file;
+using namespace qx::test;
 using testing::HasSubstr;
 
 int shell(const std::string& script, int detach = 0) {
@@ -82,7 +79,7 @@ void expect_only_standard_streams() {
     const fs::path out = here.path() / "out";
     ASSERT_GE(::fcntl(2, F_DUPFD, 3), 0); // two that the program would inherit
     ASSERT_EQ(::dup2(2, 900), 900);
-    const auto before = qx::test::open_descriptors();
+    const auto before = open_descriptors();
     const std::string script = R"(
         found=$(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2)
         number=3
@@ -94,7 +91,7 @@ void expect_only_standard_streams() {
     EXPECT_EQ(shell(script + out.string()), 0);
     EXPECT_EQ(read_file(out),
               "/dev/null\n/dev/null\n" + fs::read_symlink("/proc/self/fd/2").string() + "\n");
-    EXPECT_EQ(qx::test::open_descriptors(), before);
+    EXPECT_EQ(open_descriptors(), before);
 }
 
 TEST(ExecCommand, LeavesTheProgramOnlyStandardStreams) {
@@ -102,10 +99,10 @@ TEST(ExecCommand, LeavesTheProgramOnlyStandardStreams) {
 }
 
 TEST(ExecCommand, LeavesTheProgramOnlyStandardStreamsOnOlderKernels) {
-    if (qx::test::kEmulated) {
+    if (kEmulated) {
         GTEST_SKIP() << "the emulator takes no system call filters";
     }
-    EXPECT_EQ(qx::test::status_in_child([] {
+    EXPECT_EQ(status_in_child([] {
                   forbid_close_range();
                   expect_only_standard_streams();
                   return testing::Test::HasFailure() ? 1 : 0;
@@ -114,7 +111,7 @@ TEST(ExecCommand, LeavesTheProgramOnlyStandardStreamsOnOlderKernels) {
 }
 
 TEST(ExecCommand, RunsWhenTheStandardStreamsAreClosed) {
-    EXPECT_EQ(qx::test::status_in_child([] {
+    EXPECT_EQ(status_in_child([] {
                   ::close(0);
                   ::close(1);
                   ::close(2);

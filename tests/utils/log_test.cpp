@@ -3,13 +3,11 @@
 #include "world.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <list>
 #include <set>
-#include <sstream>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,9 +17,7 @@ namespace fs = std::filesystem;
 namespace {
 
 using qx::log::level;
-using qx::test::kInstallDir;
-using qx::test::read_file;
-using qx::test::write_file;
+using namespace qx::test;
 
 const fs::path kDirectory = kInstallDir / "var/log";
 const fs::path kLog = kDirectory / "tool.log";
@@ -60,7 +56,7 @@ TEST_F(Log, FillsThePlaceholder) {
                     stamp + " WARN  \\[log_test.cpp:[0-9]+\\]\\[TestBody\\(\\)\\]: second\n" + //
                     stamp +
                     " ERROR \\[log_test.cpp:[0-9]+\\]\\[operator\\(\\)\\(\\)\\]: in a closure\n"));
-    EXPECT_EQ(fs::status(kLog).permissions(), fs::perms(0640));
+    EXPECT_EQ(mode(kLog), fs::perms(0640));
 }
 
 TEST_F(Log, UsesLocalTime) {
@@ -125,14 +121,9 @@ TEST_F(Log, DoesNotStartOnWhatIsNoFile) {
     EXPECT_EQ(read_file(kInstallDir / "outside"), "untouched");
 }
 
-TEST_F(Log, TakesRightsFromAFileThatWasThere) {
-    for (const fs::path& file : {kLog, kOlder}) {
-        write_file(file, "before\n");
-        fs::permissions(file, fs::perms(0666));
-    }
+TEST_F(Log, GoesOnInAFileThatWasThere) {
+    write_file(kLog, "before\n");
     ASSERT_TRUE(start());
-    EXPECT_EQ(fs::status(kLog).permissions(), fs::perms(0640));
-    EXPECT_EQ(fs::status(kOlder).permissions(), fs::perms(0640));
     qx::log::print(0, level::error, "a line that is rather long but has no placeholder\n");
     qx::log::print(0, level::error, "yyyy-mm-dd\n");
     EXPECT_EQ(read_file(kLog),
@@ -193,7 +184,7 @@ TEST_F(Log, SeveralWritersLoseNoLine) {
         ASSERT_EQ(::pipe(gate), 0);
         fs::remove(kOlder);
         write_file(kLog, *expected.rbegin());
-        std::list<qx::test::Forked> children;
+        std::list<Forked> children;
         for (int writer = 0; writer < writers; ++writer) {
             children.emplace_back([&, writer] {
                 const bool started = start();
@@ -208,12 +199,11 @@ TEST_F(Log, SeveralWritersLoseNoLine) {
         }
         ::close(gate[0]);
         ::close(gate[1]);
-        for (qx::test::Forked& child : children) {
+        for (Forked& child : children) {
             EXPECT_EQ(child.wait(), 0);
         }
         std::multiset<std::string> written;
-        std::istringstream text(read_file(kOlder) + read_file(kLog));
-        for (std::string each; std::getline(text, each);) {
+        for (const std::string& each : lines_of(read_file(kOlder) + read_file(kLog))) {
             written.insert(each + "\n");
         }
         ASSERT_TRUE(written == expected) << written.size() << " of " << expected.size();

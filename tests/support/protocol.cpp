@@ -1,0 +1,60 @@
+#include "protocol.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace qx::test {
+
+std::string command(const std::string& name, const std::string& data) {
+    return R"({"type": "command", "name": ")" + name + '"' +
+           (data.empty() ? "" : ", \"data\": " + data) + "}\n";
+}
+
+std::string subscription(const std::string& event) {
+    return R"({"type": "subscribe", "name": ")" + event + "\"}\n";
+}
+
+std::string success(const std::string& data) {
+    return R"({"status": 0, "data": )" + data + "}";
+}
+
+std::string failure(const std::string& data) {
+    return R"({"status": 1, "data": )" + data + "}";
+}
+
+std::string framed(std::string_view json) {
+    const auto length = static_cast<std::int32_t>(json.size());
+    std::string bytes(sizeof length, '\0');
+    std::memcpy(bytes.data(), &length, sizeof length);
+    return bytes.append(json);
+}
+
+int broker_socket(int (*call)(int, const sockaddr*, socklen_t)) {
+    constexpr std::string_view name = ":qxbrokerd-1.3.skt";
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path + 1, name.data(), name.size());
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (call(fd, reinterpret_cast<const sockaddr*>(&address), size) == 0) {
+        return fd;
+    }
+    ::close(fd);
+    return -1;
+}
+
+bool send_all(int fd, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t sent = ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent < 0) {
+            return false;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+    return true;
+}
+
+} // namespace qx::test
