@@ -4,18 +4,15 @@
 
 #include "broker_client.h"
 #include "settings_writer.h"
-#include "world.h"
-
-#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <future>
 #include <list>
 #include <map>
 #include <random>
-#include <thread>
 
 namespace {
 
@@ -27,7 +24,7 @@ constexpr int kBurst = 20;
 constexpr int kCallers = 2;
 constexpr int kWriters = 2;
 constexpr Milliseconds kBackWithin{1500};
-const std::filesystem::path kPrinted = "/opt/printed";
+const fs::path kPrinted = "/opt/printed";
 
 // What goes wrong with answers; each rule is used a few times, in this order of chance.
 std::string bad_answers(std::mt19937& random) {
@@ -75,39 +72,28 @@ Scenario make_scenario(std::mt19937& random, bool refuses) {
     return scenario;
 }
 
-/// Calls the tool over and over and counts how the calls end.
-class Caller {
-public:
-    Caller(const std::atomic<bool>& stop, unsigned seed)
-        : thread_([this, &stop, seed] { call(stop, seed); }) {}
-
-    void join() { thread_.join(); }
-    [[nodiscard]] const std::map<int, long>& statuses() const { return statuses_; }
-
-private:
-    void call(const std::atomic<bool>& stop, unsigned seed) {
-        const std::vector<std::string> operations[] = {
-            {"is_enabled"},
-            {"va_status"},
-            {"get_router_info"},
-            {"get_devices"},
-            {"feature", "--list"},
-            {"set_device_info", "--device_id=1", "--name=x"},
-            {"set_quillet_location", "staging"},
-            {"set_quillet_location", "production"},
-            {"get_status_report"},
-            {"va_get_exclusions"},
-        };
-        std::mt19937 random(seed);
-        while (!stop) {
-            const Outcome outcome = run_tool(operations[random() % std::size(operations)]);
-            ++statuses_[outcome.signal != 0 ? -outcome.signal : outcome.status];
-        }
+/// Calls the tool over and over: how many of the calls ended with which status.
+std::map<int, long> call_until(const std::atomic<bool>& stop, unsigned seed) {
+    const std::vector<std::string> operations[] = {
+        {"is_enabled"},
+        {"va_status"},
+        {"get_router_info"},
+        {"get_devices"},
+        {"feature", "--list"},
+        {"set_device_info", "--device_id=1", "--name=x"},
+        {"set_quillet_location", "staging"},
+        {"set_quillet_location", "production"},
+        {"get_status_report"},
+        {"va_get_exclusions"},
+    };
+    std::map<int, long> statuses;
+    std::mt19937 random(seed);
+    while (!stop) {
+        const Outcome outcome = run_tool(operations[random() % std::size(operations)]);
+        ++statuses[outcome.signal != 0 ? -outcome.signal : outcome.status];
     }
-
-    std::map<int, long> statuses_;
-    std::thread thread_;
-};
+    return statuses;
+}
 
 /// What a process takes of the machine.
 struct Footprint {
@@ -280,22 +266,22 @@ TEST(Chaos, LosesNothing) {
     std::printf("seed: %u\n", seed);
     std::fflush(stdout);
     std::list<SettingsWriter> writers;
-    std::filesystem::create_directories(kInstallDir);
+    fs::create_directories(kInstallDir);
     for (int number = 0; number < kWriters; ++number) {
         writers.emplace_back(number, 10'000); // a writer, not a benchmark of the disk
     }
     Stage stage(seed);
     std::atomic<bool> stop = false;
-    std::list<Caller> callers;
+    std::list<std::future<std::map<int, long>>> callers;
     for (unsigned number = 0; number < kCallers; ++number) {
-        callers.emplace_back(stop, seed + number);
+        callers.push_back(
+            std::async(std::launch::async, call_until, std::cref(stop), seed + number));
     }
     stage.run_for(std::chrono::seconds(from_environment("QX_CHAOS_SECONDS", 5)));
     stop = true;
     std::map<int, long> statuses;
-    for (Caller& caller : callers) {
-        caller.join();
-        for (const auto& [status, count] : caller.statuses()) {
+    for (auto& caller : callers) {
+        for (const auto& [status, count] : caller.get()) {
             EXPECT_THAT(status, ::testing::AnyOf(0, 1, 255));
             statuses[status] += count;
         }

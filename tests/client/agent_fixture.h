@@ -1,20 +1,13 @@
 // An agent as a client finds it, and subscribers that note what they get.
 #pragma once
 
-#include "process.h"
 #include "qx_plix.h"
-#include "sanitized.h"
 #include "test_broker.h"
-#include "world.h"
-
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <poll.h>
-#include <string>
-#include <vector>
 
 namespace qx::test {
 
@@ -73,11 +66,6 @@ public:
         return events_;
     }
 
-    [[nodiscard]] std::size_t size() const {
-        const std::lock_guard lock(mutex_);
-        return events_.size();
-    }
-
     /// Waits for so many events from the library's thread.
     bool wait_for(std::size_t count) const {
         std::unique_lock lock(mutex_);
@@ -101,9 +89,9 @@ inline bool is_readable(int fd, std::chrono::milliseconds patience) {
 
 /// Reads a notification descriptor, as often as it says so, until so many events have been noted.
 inline bool read_until(int fd, int drain, const Inbox& inbox, std::size_t count) {
-    while (inbox.size() < count) {
+    while (inbox.events().size() < count) {
         if (!is_readable(fd, kPatience) || qx_plix_read_event_fd(fd, drain) != 0) {
-            ADD_FAILURE() << "no notification after " << inbox.size() << " events";
+            ADD_FAILURE() << "no notification after " << inbox.events().size() << " events";
             return false;
         }
     }

@@ -5,8 +5,6 @@
 namespace {
 
 using namespace qx::test;
-namespace fs = std::filesystem;
-
 constexpr const char* kProgram = R"(
 #include <qx_plix.h>
 #include <stdio.h>

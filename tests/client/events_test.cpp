@@ -309,7 +309,7 @@ void outrank_other_threads() {
     CPU_ZERO(&one);
     CPU_SET(static_cast<std::size_t>(::sched_getcpu()), &one);
     const sched_param none{};
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    for (const auto& task : fs::directory_iterator("/proc/self/task")) {
         const pid_t id = std::stoi(task.path().filename());
         EXPECT_EQ(::sched_setaffinity(id, sizeof one, &one), 0);
         if (id != ::gettid()) {
@@ -433,7 +433,7 @@ TEST_F(Subscriptions, LeaveNothingOpen) {
 }
 
 std::size_t count_threads() {
-    using std::filesystem::directory_iterator;
+    using fs::directory_iterator;
     return static_cast<std::size_t>(std::distance(directory_iterator("/proc/self/task"), {}));
 }
 

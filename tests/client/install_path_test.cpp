@@ -9,8 +9,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
 using namespace qx::test;
 using qxplix::qxpath_set_install_path;
 

@@ -26,7 +26,7 @@ std::string wrong_version(const std::string& version) {
 
 TEST(Lifecycle, NothingStartsWithoutARunningBrokerOfTheSameVersion) {
     EXPECT_EQ(start(nullptr), "-1") << "no install directory";
-    std::filesystem::create_directories(kInstallDir);
+    fs::create_directories(kInstallDir);
     const auto before = open_descriptors();
     EXPECT_EQ(start(nullptr), kDown);
     write_file(kVersionFile, "1.3");
@@ -74,20 +74,20 @@ TEST_F(Agent, StartsAndStopsAtOnceAsOftenAsAsked) {
 
 TEST_F(Agent, AnotherInstallDirectoryIsUsedUntilTheStop) {
     const LockedVersionFile elsewhere("/opt/elsewhere");
-    std::filesystem::remove_all(kInstallDir);
+    fs::remove_all(kInstallDir);
     EXPECT_EQ(start(nullptr), "-1");
     EXPECT_EQ(start("/opt/elsewhere"), "0");
     EXPECT_EQ(qx_plix_uninit(), 0);
     EXPECT_EQ(start(nullptr), "-1");
 }
 
-std::set<std::filesystem::path> threads() {
-    using std::filesystem::directory_iterator;
+std::set<fs::path> threads() {
+    using fs::directory_iterator;
     return {directory_iterator("/proc/self/task"), directory_iterator()};
 }
 
 // The signals that a thread blocks, and those that nobody can block or the C library keeps.
-std::uint64_t blocked_signals(const std::filesystem::path& thread) {
+std::uint64_t blocked_signals(const fs::path& thread) {
     std::uint64_t mask = 0;
     for (const int never : {SIGKILL, SIGSTOP, 32, 33, 34}) {
         mask |= std::uint64_t{1} << (never - 1);

@@ -2,7 +2,6 @@
 
 #include "agent_fixture.h"
 
-#include <csignal>
 #include <sys/socket.h>
 
 namespace {

@@ -1,17 +1,11 @@
 #include "fault.h"
 
 #include "operations.h"
-#include "world.h"
-
-#include <gmock/gmock.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <iterator>
 #include <sstream>
-
-namespace fs = std::filesystem;
 
 namespace qx::test {
 namespace {

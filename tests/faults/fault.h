@@ -3,15 +3,10 @@
 
 #include "process.h"
 
-#include <filesystem>
-#include <map>
-#include <string>
-#include <vector>
-
 namespace qx::test {
 
 /// Where the library notes the changes of files, when a run is asked for them.
-inline const std::filesystem::path kJournal = "/opt/journal";
+inline const fs::path kJournal = "/opt/journal";
 
 /// The call number `at` of a function meets `action`.
 struct Fault {

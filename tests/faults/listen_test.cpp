@@ -3,9 +3,6 @@
 
 #include "broker_client.h"
 #include "fault.h"
-#include "world.h"
-
-#include <gmock/gmock.h>
 
 #include <cerrno>
 #include <set>
@@ -104,8 +101,8 @@ TEST_F(FaultsOfListen, AreTriedForEachCallThatTheToolMakes) {
     note(listen("").run);
     note(run_tool_with_fault({"set_registration_cloud", "--cloud=staging"}, ""));
     // Everybody may write there, so that modes are corrected and a line is logged.
-    std::filesystem::permissions(kInstallDir / "etc", std::filesystem::perms(0777));
-    std::filesystem::permissions(kSettingsFile, std::filesystem::perms(0666));
+    fs::permissions(kInstallDir / "etc", fs::perms(0777));
+    fs::permissions(kSettingsFile, fs::perms(0666));
     note(run_tool_with_fault({"set_quillet_location", "staging"}, "rename:1:5"));
     made.erase("any");
     std::set<std::string> tried;

@@ -4,15 +4,9 @@
 #include "broker_client.h"
 #include "fault.h"
 #include "operations.h"
-#include "world.h"
-
-#include <gmock/gmock.h>
 
 #include <cerrno>
-#include <csignal>
 #include <functional>
-
-namespace fs = std::filesystem;
 
 namespace {
 

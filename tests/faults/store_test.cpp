@@ -4,15 +4,10 @@
 #include "fault.h"
 #include "operations.h"
 #include "settings_writer.h"
-#include "world.h"
-
-#include <gmock/gmock.h>
 
 #include <random>
 #include <set>
 #include <sstream>
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -109,10 +104,6 @@ std::string from_hex(const std::string& digits) {
     return bytes;
 }
 
-std::string parent_of(const std::string& path) {
-    return path.substr(0, path.rfind('/'));
-}
-
 /// What of the file system survives a cut: what was flushed for certain, everything else perhaps.
 class Disk {
 public:
@@ -205,7 +196,8 @@ private:
         }
         std::vector<Entry> left;
         for (const Entry& entry : pending_) {
-            if (parent_of(entry.added.empty() ? entry.removed : entry.added) == path) {
+            const fs::path name = entry.added.empty() ? entry.removed : entry.added;
+            if (name.parent_path() == path) {
                 change_names(flushed_, entry);
             } else {
                 left.push_back(entry);

@@ -4,9 +4,6 @@
 #include "broker_client.h"
 #include "fault.h"
 #include "operations.h"
-#include "world.h"
-
-#include <gmock/gmock.h>
 
 #include <sstream>
 
@@ -14,7 +11,7 @@ namespace {
 
 using namespace qx::test;
 
-const std::string kClientTests = std::filesystem::path(QX_TOOL).parent_path() / "client_tests";
+const std::string kClientTests = fs::path(QX_TOOL).parent_path() / "client_tests";
 
 std::vector<std::string> under_valgrind(const std::vector<std::string>& words) {
     std::vector<std::string> all = {"valgrind",
@@ -59,7 +56,7 @@ TEST_F(Valgrind, FindsNothingInTheTool) {
 // Each in a world of its own, without what is about time and memory, what compiles another program,
 // and what looks at signal masks, which are valgrind's.
 TEST_F(Valgrind, FindsNothingInTheClientLibrary) {
-    if (!std::filesystem::exists(kClientTests)) {
+    if (!fs::exists(kClientTests)) {
         GTEST_SKIP() << "its tests are not built";
     }
     const char* const without =

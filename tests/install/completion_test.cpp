@@ -47,7 +47,7 @@ protected:
         EXPECT_EQ(terminal.finish().status, 0);
     }
 
-    const std::filesystem::path completions = prefix / "share";
+    const fs::path completions = prefix / "share";
     const std::string show_words =
         "PS1='ready> '\nqxagent-manage() { printf '<%s>' \"${@//=/><}\"; echo .; }\n";
 };

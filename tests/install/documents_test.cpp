@@ -4,8 +4,6 @@
 
 #include <sys/mount.h>
 
-namespace fs = std::filesystem;
-
 namespace {
 
 using namespace qx::test;

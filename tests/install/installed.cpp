@@ -4,8 +4,6 @@
 
 #include <cstdlib>
 
-namespace fs = std::filesystem;
-
 namespace qx::test {
 
 std::vector<FencedBlock> fenced_blocks(const fs::path& page) {

@@ -2,9 +2,6 @@
 #pragma once
 
 #include "broker_client.h"
-#include "world.h"
-
-#include <gmock/gmock.h>
 
 namespace qx::test {
 
@@ -15,7 +12,7 @@ struct FencedBlock {
 };
 
 /// The fenced blocks of a page of the sources, in their order.
-std::vector<FencedBlock> fenced_blocks(const std::filesystem::path& page);
+std::vector<FencedBlock> fenced_blocks(const fs::path& page);
 
 /// Every operation of the tool, in its order.
 std::vector<std::string> operation_names();
@@ -37,7 +34,7 @@ protected:
     std::string output_of_script(const std::string& script) const;
 
     TemporaryDirectory directory;
-    std::filesystem::path prefix = directory.path() / "prefix";
+    fs::path prefix = directory.path() / "prefix";
     std::map<std::string, std::string> environment;
 };
 

@@ -46,7 +46,7 @@ TEST_F(InstalledLibrary, IsFoundByPkgConfig) {
 
 TEST_F(InstalledLibrary, IsFoundByCMakeAlsoWhenTheTreeWasMoved) {
     const auto moved = directory.path() / "moved";
-    std::filesystem::rename(prefix, moved);
+    fs::rename(prefix, moved);
     write_file(directory.path() / "CMakeLists.txt", R"(
 cmake_minimum_required(VERSION 3.25)
 project(user VERSION 1 LANGUAGES C CXX)

@@ -2,8 +2,6 @@
 
 #include "installed.h"
 
-namespace fs = std::filesystem;
-
 namespace {
 
 using namespace qx::test;

@@ -1,7 +1,4 @@
 #include "broker_client.h"
-#include "world.h"
-
-#include <gmock/gmock.h>
 
 #include <array>
 

@@ -1,7 +1,4 @@
 #include "broker_client.h"
-#include "world.h"
-
-#include <gmock/gmock.h>
 
 #include <chrono>
 
@@ -98,7 +95,7 @@ TEST(Scenario, TheBrokerRestartsOrDiesBeforeItAnswers) {
     simulator.wait_for_output("listening again (restart 1)");
     EXPECT_EQ(answer_bytes(9).size(), 4U);
     EXPECT_EQ(simulator.finish().status, 3);
-    EXPECT_TRUE(std::filesystem::exists(kVersionFile));
+    EXPECT_TRUE(fs::exists(kVersionFile));
 }
 
 TEST(Scenario, EventsComeByThemselves) {
@@ -187,7 +184,7 @@ TEST(Scenario, ErrorsNameTheFileThePlaceAndTheReason) {
             (Outcome{.status = 1,
                      .err = std::string("qxbrokerd-sim: /etc/scenario.json") + reason + "\n"}));
     }
-    EXPECT_FALSE(std::filesystem::exists(kInstallDir));
+    EXPECT_FALSE(fs::exists(kInstallDir));
 }
 
 } // namespace

@@ -1,13 +1,7 @@
 #include "broker_client.h"
-#include "sanitized.h"
-#include "world.h"
-
-#include <gmock/gmock.h>
 
 #include <fcntl.h>
 #include <memory>
-
-namespace fs = std::filesystem;
 
 namespace {
 

@@ -1,9 +1,5 @@
 #include "broker_client.h"
 
-#include "world.h"
-
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstring>
 #include <poll.h>

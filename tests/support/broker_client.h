@@ -6,9 +6,6 @@
 #include "protocol.h"
 
 #include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
 
 namespace qx::test {
 

@@ -31,8 +31,4 @@ int Forked::wait() {
     return WIFEXITED(how) ? WEXITSTATUS(how) : -1;
 }
 
-int status_in_child(const std::function<int()>& work) {
-    return Forked(work).wait();
-}
-
 } // namespace qx::test

@@ -24,7 +24,4 @@ private:
     pid_t pid_;
 };
 
-/// The status with which a child ends that does `work`.
-int status_in_child(const std::function<int()>& work);
-
 } // namespace qx::test

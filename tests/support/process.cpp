@@ -1,9 +1,5 @@
 #include "process.h"
 
-#include "world.h"
-
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>

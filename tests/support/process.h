@@ -1,14 +1,16 @@
-// Programs that tests start: run to their end, or left running while the test talks to them.
+// Programs that tests start: run to their end, or left running while the test talks to them. Most
+// tests do, so the test framework comes with it.
 #pragma once
+
+#include "world.h"
+
+#include <gmock/gmock.h>
 
 #include <chrono>
 #include <csignal>
 #include <map>
 #include <ostream>
-#include <string>
-#include <string_view>
 #include <sys/types.h>
-#include <vector>
 
 namespace qx::test {
 

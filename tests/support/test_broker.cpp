@@ -1,10 +1,5 @@
 #include "test_broker.h"
 
-#include "process.h"
-#include "world.h"
-
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <fcntl.h>
 #include <jansson.h>
@@ -213,9 +208,8 @@ bool TestBroker::handle(Connection& connection, const std::string& line) {
     return sent && !reply.hang_up;
 }
 
-LockedVersionFile::LockedVersionFile(const std::filesystem::path& install_dir,
-                                     std::string_view text) {
-    const std::filesystem::path file = install_dir / "var/run/qxbrokerd.version";
+LockedVersionFile::LockedVersionFile(const fs::path& install_dir, std::string_view text) {
+    const fs::path file = install_dir / "var/run/qxbrokerd.version";
     write_file(file, text);
     file_.reset(std::fopen(file.c_str(), "r+e"));
     struct flock lock {};

@@ -1,18 +1,16 @@
 // A broker inside the test: it notes every request and answers from a script.
 #pragma once
 
+#include "process.h"
 #include "protocol.h"
 
 #include <condition_variable>
 #include <cstddef>
 #include <cstdio>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <string>
 #include <thread>
-#include <vector>
 
 namespace qx::test {
 
@@ -86,8 +84,7 @@ private:
 /// not by this process, for as long as the object lives.
 class LockedVersionFile {
 public:
-    explicit LockedVersionFile(const std::filesystem::path& install_dir,
-                               std::string_view text = "1.3");
+    explicit LockedVersionFile(const fs::path& install_dir, std::string_view text = "1.3");
 
 private:
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{nullptr, std::fclose};

@@ -9,8 +9,6 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
-namespace fs = std::filesystem;
-
 namespace qx::test {
 namespace {
 

@@ -8,14 +8,27 @@
 
 namespace qx::test {
 
+namespace fs = std::filesystem;
+
 /// The agent's install directory in the test's world, found through the fallback name.
-inline const std::filesystem::path kInstallDir = "/opt/norvane";
-inline const std::filesystem::path kSettingsFile = kInstallDir / "etc/settings.json";
-inline const std::filesystem::path kLogFile = kInstallDir / "var/log/qxagent-manage.log";
-inline const std::filesystem::path kVersionFile = kInstallDir / "var/run/qxbrokerd.version";
+inline const fs::path kInstallDir = "/opt/norvane";
+/// What the agent keeps there.
+inline const fs::path kSettingsFile = kInstallDir / "etc/settings.json";
+inline const fs::path kLogFile = kInstallDir / "var/log/qxagent-manage.log";
+inline const fs::path kVersionFile = kInstallDir / "var/run/qxbrokerd.version";
 
 /// Whether the test program runs in an emulator, which lacks some details of some system calls.
 inline constexpr bool kEmulated = !std::string_view(QX_EMULATOR).empty();
+
+/// Whether this is a build with a sanitizer.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+inline constexpr bool kSanitized =
+    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+inline constexpr bool kSanitized = false;
+#endif
 
 /// Ends the process, with errno and what was tried on standard error, unless that went well.
 void require(bool ok, const char* what);
@@ -27,19 +40,19 @@ void require(bool ok, const char* what);
 void enter_world(char** argv);
 
 /// Writes `text` to `file`, making its directories.
-void write_file(const std::filesystem::path& file, std::string_view text);
+void write_file(const fs::path& file, std::string_view text);
 
 /// The whole content of `file`; a failed expectation and "" when it cannot be read.
-std::string read_file(const std::filesystem::path& file);
+std::string read_file(const fs::path& file);
 
 /// The lines of a text, without their ends.
 std::vector<std::string> lines_of(const std::string& text);
 
 /// Writes a shell script that can be run.
-void write_program(const std::filesystem::path& file, std::string_view script);
+void write_program(const fs::path& file, std::string_view script);
 
 /// The rights of `file`.
-std::filesystem::perms mode(const std::filesystem::path& file);
+fs::perms mode(const fs::path& file);
 
 /// The number in the environment variable `name`, or what it is otherwise.
 unsigned from_environment(const char* name, unsigned otherwise);
@@ -52,10 +65,10 @@ public:
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
     ~TemporaryDirectory();
 
-    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+    [[nodiscard]] const fs::path& path() const { return path_; }
 
 private:
-    std::filesystem::path path_;
+    fs::path path_;
 };
 
 /// The descriptors that a process, or this one, has open, sorted.

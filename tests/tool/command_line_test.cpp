@@ -3,7 +3,6 @@
 #include "words.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace qx::manage {
 namespace {

@@ -5,12 +5,8 @@
 #include "agent.h"
 #include "qx/log.h"
 
-#include <gmock/gmock.h>
-
 #include <sys/stat.h>
 #include <unistd.h>
-
-namespace fs = std::filesystem;
 
 namespace {
 

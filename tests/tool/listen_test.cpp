@@ -3,9 +3,6 @@
 
 #include "agent.h"
 #include "broker_client.h"
-#include "sanitized.h"
-
-#include <gmock/gmock.h>
 
 #include <sched.h>
 

@@ -2,10 +2,6 @@
 
 #include "agent.h"
 
-#include <gmock/gmock.h>
-
-namespace fs = std::filesystem;
-
 namespace {
 
 using namespace qx::test;

@@ -2,8 +2,6 @@
 
 #include "agent.h"
 
-#include <gmock/gmock.h>
-
 namespace {
 
 using namespace qx::test;
@@ -111,7 +109,7 @@ TEST_F(Operations, RouterInformation) {
         return command("set_router_" + field, value);
     };
     answer("get_router_name", success("\"R\""));
-    answer("get_router_model", failure("{}"));
+    answer("get_router_model", failure("\"M\""));
     answer("get_router_interfaces", success("[1]"));
     answer("get_va_cloud_trigger", success("true"));
     check({"get_router_info"},
@@ -213,8 +211,11 @@ TEST_F(Operations, ScanExclusions) {
           {.status = 1, .err = error_block(3, "internal error", "failed to set the value")});
     answer("va_get_exclusions", success(R"(["a"])"));
     check({"va_get_exclusions"}, {command("va_get_exclusions")}, {.out = "[\"a\"]\n"});
-    check({"va_get_exclusions"}, {command("va_get_exclusions")},
-          {.status = 1, .err = error_block(3, "internal error", "failed to get the value")});
+    for (const std::string& nothing : {failure("1"), std::string(kOk)}) {
+        answer("va_get_exclusions", nothing);
+        check({"va_get_exclusions"}, {command("va_get_exclusions")},
+              {.status = 1, .err = error_block(3, "internal error", "failed to get the value")});
+    }
 }
 
 TEST_F(Operations, Registration) {
@@ -286,9 +287,9 @@ TEST_F(Operations, NeedNoBrokerToMoveTheUpdateLocation) {
     check({"set_quillet_location", "staging"}, {});
     EXPECT_EQ(read_file(kSettingsFile), staging);
     // The store cannot be written while a directory is in the place of its lock file.
-    const std::filesystem::path lock = kSettingsFile.string() + ".lock";
-    std::filesystem::remove(lock);
-    std::filesystem::create_directory(lock);
+    const fs::path lock = kSettingsFile.string() + ".lock";
+    fs::remove(lock);
+    fs::create_directory(lock);
     check({"set_quillet_location", "production"}, {}, {.status = 255});
     EXPECT_EQ(read_file(kSettingsFile), staging);
 }

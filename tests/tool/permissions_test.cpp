@@ -2,13 +2,8 @@
 
 #include "broker_client.h"
 #include "operations.h"
-#include "world.h"
-
-#include <gmock/gmock.h>
 
 #include <sys/stat.h>
-
-namespace fs = std::filesystem;
 
 namespace {
 

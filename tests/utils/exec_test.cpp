@@ -20,8 +20,6 @@
 #include <thread>
 #include <unistd.h>
 
-namespace fs = std::filesystem;
-
 namespace {
 
 using qx::exec_command;
@@ -102,23 +100,22 @@ TEST(ExecCommand, LeavesTheProgramOnlyStandardStreamsOnOlderKernels) {
     if (kEmulated) {
         GTEST_SKIP() << "the emulator takes no system call filters";
     }
-    EXPECT_EQ(status_in_child([] {
-                  forbid_close_range();
-                  expect_only_standard_streams();
-                  return testing::Test::HasFailure() ? 1 : 0;
-              }),
-              0);
+    Forked child([] {
+        forbid_close_range();
+        expect_only_standard_streams();
+        return testing::Test::HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(child.wait(), 0);
 }
 
 TEST(ExecCommand, RunsWhenTheStandardStreamsAreClosed) {
-    EXPECT_EQ(status_in_child([] {
-                  ::close(0);
-                  ::close(1);
-                  ::close(2);
-                  const int missing = exec_command({"/nowhere/none"}, 0);
-                  return missing < 0 ? shell("exit 5") : 1;
-              }),
-              5);
+    Forked child([] {
+        ::close(0);
+        ::close(1);
+        ::close(2);
+        return exec_command({"/nowhere/none"}, 0) < 0 ? shell("exit 5") : 1;
+    });
+    EXPECT_EQ(child.wait(), 5);
 }
 
 TEST(ExecCommand, LeavesTheProgramNoBlockedOrIgnoredSignal) {

@@ -12,8 +12,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace fs = std::filesystem;
-
 namespace {
 
 using qx::log::level;

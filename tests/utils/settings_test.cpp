@@ -13,8 +13,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace fs = std::filesystem;
-
 namespace {
 
 using qx::setMgmt;
