@@ -77,6 +77,9 @@ TEST_F(FaultsOfListen, AreToldByName) {
         {"sigprocmask", EINVAL, "failed to set up signal handling: Invalid argument\n"},
         {"epoll_ctl", ENOSPC, "epoll_set_fd_ro: No space left on device\n"},
         {"epoll_wait", EBADF, "epoll_wait(): Bad file descriptor\n"},
+        // A notification that cannot be read is waited for, on a copy of its descriptor. The first
+        // such call looks for the broker's lock.
+        {"fcntl:2:24,read", EIO, "failed to read qx event\n"},
     };
     for (const auto& [call, error, text] : rows) {
         // The library makes such calls too, so which of them is listen's is tried out.

@@ -97,6 +97,11 @@ TEST_F(Scene, EndsWithASignalBeforeOrAfterTheCloudIsSwitched) {
     }
 }
 
+TEST_F(Scene, StopsTheLogAfterEverythingElse) {
+    run({"get_version_info", {}}, "");
+    EXPECT_EQ(lines_of(read_file(kJournal)).back(), "close " + kLogFile.string() + " ");
+}
+
 TEST_F(Scene, TellsOfWhatIsLeftOfARegistration) {
     const std::string keys[] = {"/agent/default_settings/next_query_ts",
                                 "/cirrel/registration/router_id", "/cirrel/registration/token",

@@ -11,6 +11,13 @@ using ::testing::StartsWith;
 
 using MainFlow = Agent;
 
+/// What the tool writes to a terminal.
+std::string on_terminal(const std::string& words) {
+    std::string text = output_of({"script", "-qec", QX_TOOL + (" " + words), "/dev/null"});
+    std::erase(text, '\r');
+    return text;
+}
+
 TEST(Usage, IsPrintedWithoutAnyAgent) {
     const std::string usage = run_tool({"help"}).out;
     EXPECT_THAT(usage, StartsWith("usage: qxagent-manage OPERATION [OPTION]...\n"));
@@ -26,6 +33,15 @@ TEST(Usage, IsPrintedWithoutAnyAgent) {
         EXPECT_EQ(run_tool(words), (Outcome{.status = status, .out = usage, .err = reason}));
     }
     EXPECT_FALSE(fs::exists(kInstallDir));
+}
+
+TEST(Usage, HeadingsAreBoldOnATerminalOnly) {
+    ::unsetenv("NO_COLOR");
+    const std::string plain = run_tool({"help"}).out;
+    EXPECT_THAT(plain, Not(HasSubstr("\033")));
+    EXPECT_THAT(on_terminal("help"), HasSubstr("  \033[1mlisten\033[0m                  start"));
+    ::setenv("NO_COLOR", "1", 1);
+    EXPECT_EQ(on_terminal("help 2>/dev/null"), plain);
 }
 
 TEST(Start, SaysWhyThereIsNoBroker) {
@@ -74,11 +90,8 @@ TEST_F(MainFlow, SaysWhenItsOutputIsLost) {
 TEST_F(MainFlow, LaysOutResultsForATerminal) {
     broker.answer("get_version_info", R"({"status":0,"data":{"a":[1]}})");
     broker.answer("va_status", R"({"status":0,"data":{"status":1}})");
-    const auto on_terminal = [](const std::string& operation) {
-        return output_of({"script", "-qec", QX_TOOL + (" " + operation), "/dev/null"});
-    };
-    EXPECT_EQ(on_terminal("get_version_info"), "{\r\n    \"a\": [\r\n        1\r\n    ]\r\n}\r\n");
-    EXPECT_EQ(on_terminal("va_status"), "VA_scan_running: true\r\n");
+    EXPECT_EQ(on_terminal("get_version_info"), "{\n    \"a\": [\n        1\n    ]\n}\n");
+    EXPECT_EQ(on_terminal("va_status"), "VA_scan_running: true\n");
 }
 
 } // namespace

@@ -4,11 +4,8 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <fcntl.h>
 #include <optional>
 #include <sstream>
-#include <unistd.h>
 
 namespace {
 
@@ -23,7 +20,6 @@ using qx::test::parse_words;
 using qx::test::usage_text;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 
 enum class Chore { paint, wash, rest };
 
@@ -257,37 +253,6 @@ TEST(Usage, OfAProgramWithoutSubCommands) {
                             "An option is written '--name value' or '--name=value'.\n\n"
                             "    --output <file>       " +
                                 std::string(60, 'w') + "\n" + std::string(26, ' ') + "end\n");
-}
-
-/// What print_help writes to a terminal.
-std::string usage_on_terminal() {
-    const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY);
-    EXPECT_TRUE(terminal >= 0 && ::grantpt(terminal) == 0 && ::unlockpt(terminal) == 0);
-    std::FILE* const stream = std::fopen(::ptsname(terminal), "w");
-    EXPECT_NE(stream, nullptr);
-    cl::print_help(stream);
-    std::fclose(stream);
-    std::string text;
-    char bytes[4096];
-    for (ssize_t got = 0; (got = ::read(terminal, bytes, sizeof bytes)) > 0;) {
-        text.append(bytes, static_cast<std::size_t>(got));
-    }
-    ::close(terminal);
-    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
-    return text;
-}
-
-TEST(Usage, HeadingsAreBoldOnATerminalOnly) {
-    const Household home;
-    EXPECT_EQ(parse_words({"rest"}), "");
-    ::unsetenv("NO_COLOR");
-    const std::string plain = usage_text();
-    EXPECT_THAT(plain, HasSubstr("usage: program HOME CHORE [OPTION]...\n"));
-    EXPECT_THAT(plain, Not(HasSubstr("\033")));
-    EXPECT_THAT(usage_on_terminal(),
-                HasSubstr("  \033[1mpaint\033[0m                   put colour"));
-    ::setenv("NO_COLOR", "1", 1);
-    EXPECT_EQ(usage_on_terminal(), plain);
 }
 
 } // namespace

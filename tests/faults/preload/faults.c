@@ -1,15 +1,18 @@
 /*
- * Loaded in front of the C library (LD_PRELOAD), it makes one call of a program fail.
+ * Loaded in front of the C library (LD_PRELOAD), it makes one call of a program fail, or two.
  *
- * QX_FAULT=CALL:N:ACTION   the N-th call (from 1, children counted too) of CALL meets ACTION. CALL
- * is the name of a function, "alloc" (malloc, calloc, realloc) or "any" (all but those). ACTION is
- * an error number, "short" (half of what a read or write is asked for), "kill" (SIGKILL instead of
- *                          the call), "tear" (the same, after half of a write) or "term" (SIGTERM
- *                          to the program before the call).
- * QX_FAULT_REPORT=FILE     gets the line "fired" at the fault; at a normal end "call NAME COUNT"
- * for what was called, "live SIZE" for each block that the program still has, "open FD" for each
- * descriptor that was opened and left so, and, last, "ended".
- * QX_FAULT_JOURNAL=FILE    gets a line for each change of a file or directory, in order.
+ * QX_FAULT=FAULT or FAULT,FAULT: a FAULT is CALL:N:ACTION, the N-th call (from 1, children counted
+ * too) of CALL meets ACTION. CALL is the name of a function, "alloc" (malloc, calloc, realloc) or
+ * "any" (all but those). ACTION is an error number, "short" (half of what a read or write is asked
+ * for), "kill" (SIGKILL instead of the call), "tear" (the same, after half of a write) or "term"
+ * (SIGTERM to the program before the call).
+ *
+ * QX_FAULT_REPORT=FILE gets the line "fired" at a fault; at a normal end "call NAME COUNT" for what
+ * was called, "live SIZE" for each block that the program still has, "open FD" for each descriptor
+ * that was opened and left so, and, last, "ended".
+ *
+ * QX_FAULT_JOURNAL=FILE gets a line for each change of a file or directory, and for each descriptor
+ * that is closed, in order.
  *
  * Programs that the program runs are left alone. Calls that the C library makes by itself are not
  * seen.
@@ -40,10 +43,13 @@
 
 enum action { NOTHING, FAIL, SHORT, KILL, TEAR, TERM };
 
-static char wanted[32];
-static long wanted_at;
-static enum action wanted_action;
-static int wanted_error;
+static struct fault {
+    char call[32];
+    long at;
+    enum action action;
+    int error;
+} wanted[2];
+static const size_t kMostFaults = sizeof wanted / sizeof wanted[0];
 static char report[256];
 static char journal[256];
 static bool inherited[256]; /* descriptors that were open at the start */
@@ -115,27 +121,39 @@ static long count(const char* name) {
     return 0;
 }
 
-/* What meets this call. */
-static enum action meets(const char* name) {
+/* The fault that this call is to meet, if any. */
+static const struct fault* find_fault(const char* name) {
     const long of_name = count(name);
     const long of_any = strcmp(name, "alloc") != 0 ? count("any") : 0;
-    const int is_wanted = (strcmp(wanted, name) == 0 && of_name == wanted_at) ||
-                          (strcmp(wanted, "any") == 0 && of_any == wanted_at);
-    if (wanted_action == NOTHING || tally == NULL || !is_wanted) {
+    for (size_t i = 0; tally != NULL && i < kMostFaults; ++i) {
+        const struct fault* const fault = &wanted[i];
+        const bool is_wanted = (strcmp(fault->call, name) == 0 && of_name == fault->at) ||
+                               (strcmp(fault->call, "any") == 0 && of_any == fault->at);
+        if (fault->action != NOTHING && is_wanted) {
+            return fault;
+        }
+    }
+    return NULL;
+}
+
+/* What meets this call. */
+static enum action meets(const char* name) {
+    const struct fault* const fault = find_fault(name);
+    if (fault == NULL) {
         return NOTHING;
     }
     if (report[0] != '\0') {
         append(report, "fired\n");
     }
-    if (wanted_action == KILL) {
+    if (fault->action == KILL) {
         die();
     }
-    if (wanted_action == TERM) {
+    if (fault->action == TERM) {
         syscall(SYS_kill, program_id, SIGTERM);
         return NOTHING;
     }
-    errno = wanted_error;
-    return wanted_action;
+    errno = fault->error;
+    return fault->action;
 }
 
 #define REAL(name)                                                                                 \
@@ -201,6 +219,7 @@ WRAP_NUMBER(pthread_mutex_init, (pthread_mutex_t * mutex, const pthread_mutexatt
 /* The descriptor is closed whatever close() says. */
 int close(int fd) {
     REAL(close)
+    note_fd("close", fd, "");
     const int result = real(fd);
     return meets("close") != NOTHING ? -1 : result;
 }
@@ -389,13 +408,13 @@ static void take(const char* name, char* text, size_t size) {
     }
 }
 
-static void parse(const char* fault) {
+static void parse(const char* text, struct fault* fault) {
     char action[16] = "";
-    if (sscanf(fault, "%31[^:]:%ld:%15s", wanted, &wanted_at, action) != 3) {
+    if (sscanf(text, "%31[^:]:%ld:%15[^,]", fault->call, &fault->at, action) != 3) {
         return;
     }
-    wanted_error = atoi(action);
-    wanted_action = strcmp(action, "short") == 0  ? SHORT
+    fault->error = atoi(action);
+    fault->action = strcmp(action, "short") == 0  ? SHORT
                     : strcmp(action, "kill") == 0 ? KILL
                     : strcmp(action, "tear") == 0 ? TEAR
                     : strcmp(action, "term") == 0 ? TERM
@@ -408,7 +427,11 @@ __attribute__((constructor)) static void start(void) {
     take("QX_FAULT_JOURNAL", journal, sizeof journal);
     take("QX_FAULT_REPORT", report, sizeof report);
     unsetenv("LD_PRELOAD");
-    parse(fault);
+    parse(fault, &wanted[0]);
+    const char* const second = strchr(fault, ',');
+    if (second != NULL) {
+        parse(second + 1, &wanted[1]);
+    }
     dl_iterate_phdr(find_program, NULL);
     for (int fd = 0; fd < (int)sizeof inherited; ++fd) {
         inherited[fd] = syscall(SYS_fcntl, fd, F_GETFD) >= 0;
@@ -420,7 +443,7 @@ __attribute__((constructor)) static void start(void) {
 }
 
 __attribute__((destructor)) static void finish(void) {
-    wanted_action = NOTHING;
+    memset(wanted, 0, sizeof wanted);
     if (report[0] == '\0') {
         return;
     }
