@@ -106,13 +106,6 @@ Footprint measure(const Process& process) {
     return {resident_kib(pid), open_descriptors(pid).size()};
 }
 
-std::string printed_as(const std::string& event, const std::string& data) {
-    std::string name = "QX_PLIX_" + event;
-    std::transform(name.begin(), name.end(), name.begin(),
-                   [](unsigned char c) { return std::toupper(c); });
-    return R"({"event_name": ")" + name + R"(", "data": )" + data + "}";
-}
-
 /// The lines of the broker's trace that say that an event was sent to a subscriber, as listen
 /// prints the event.
 std::vector<std::string> sent_events(const std::string& trace) {
@@ -122,8 +115,8 @@ std::vector<std::string> sent_events(const std::string& trace) {
         const std::string between = " to 1: ";
         const std::size_t at = line.find(between);
         if (line.starts_with(before) && at != std::string::npos) {
-            events.push_back(printed_as(line.substr(before.size(), at - before.size()),
-                                        line.substr(at + between.size())));
+            events.push_back(printed(line.substr(before.size(), at - before.size()),
+                                     line.substr(at + between.size())));
         }
     }
     return events;
@@ -149,7 +142,7 @@ public:
         EXPECT_EQ(listener_->stop(), Outcome());
         std::map<std::string, int> times;
         for (const std::string& line : lines_of(read_file(kPrinted))) {
-            ++times[line];
+            ++times[line + "\n"];
             ++printed;
         }
         for (const std::string& event : sent_) {
@@ -207,9 +200,9 @@ private:
     }
 
     void wait_until_back(Simulator& simulator, std::size_t requests) {
-        const auto since = Clock::now();
+        const auto start = Clock::now();
         simulator.wait_for_output(R"("type": "subscribe")", requests);
-        const auto took = std::chrono::duration_cast<Milliseconds>(Clock::now() - since);
+        const auto took = since(start);
         slowest_return = std::max(slowest_return, took);
         EXPECT_LE(took, kBackWithin);
     }

@@ -98,9 +98,4 @@ inline bool read_until(int fd, int drain, const Inbox& inbox, std::size_t count)
     return true;
 }
 
-inline std::chrono::milliseconds since(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
-                                                                 start);
-}
-
 } // namespace qx::test

@@ -28,10 +28,6 @@ TEST_F(Commands, FetchingOnesHandTheDataOver) {
         std::string data = "null";
     } calls[] = {
         {qx_plix_get_version_info, "get_version_info"},
-        {qx_plix_get_subscription_status, "get_subscription_status"},
-        {qx_plix_update_subscription_status, "update_subscription_status"},
-        {qx_plix_get_diagnosis_report, "get_diagnosis_report"},
-        {qx_plix_get_status_report, "get_status_report"},
         {qx_plix_get_features_list, "list_all_features", ""},
         {[](char** out) { return qx_plix_get_devices(nullptr, out); }, "get_devices"},
         {[](char** out) { return qx_plix_get_devices(R"({"a":1})", out); }, "get_devices",

@@ -43,15 +43,6 @@ Events numbered(std::size_t count) {
     return events;
 }
 
-template <typename Condition>
-void wait_until(const Condition& holds) {
-    const auto start = Clock::now();
-    while (!holds()) {
-        ASSERT_LT(since(start), kPatience);
-        ::sched_yield();
-    }
-}
-
 TEST(EventNames, AreTranslatedBothWays) {
     int number = 0;
     for (const std::string& event : kEvents) {

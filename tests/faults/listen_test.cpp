@@ -14,8 +14,7 @@ using Clock = std::chrono::steady_clock;
 
 // More than a pipe takes in one piece.
 const std::string kData = R"({"tick": ")" + std::string(5000, 'x') + "\"}";
-const std::string kEvent =
-    R"({"event_name": "QX_PLIX_VA_STATUS_CHANGED", "data": )" + kData + "}\n";
+const std::string kEvent = printed("va_status_changed", kData);
 
 struct Listening {
     FaultyRun run;

@@ -5,8 +5,6 @@
 #include "fault.h"
 #include "operations.h"
 
-#include <sstream>
-
 namespace {
 
 using namespace qx::test;
@@ -61,15 +59,15 @@ TEST_F(Valgrind, FindsNothingInTheClientLibrary) {
     }
     const char* const without =
         "--gtest_filter=-CProgram.*:*Memory*:*AtOnce*:*BigEvents*:*.SignalsAreTheApplications*";
-    std::istringstream list(run({kClientTests, "--gtest_list_tests", without}).out);
     std::size_t number = 0;
-    for (std::string line, suite; std::getline(list, line);) {
+    std::string suite;
+    for (const std::string& line :
+         lines_of(output_of({kClientTests, "--gtest_list_tests", without}))) {
         if (!line.starts_with("  ")) {
             suite = line;
         } else if (number++ % fault_step(40) == 0) {
-            std::istringstream(line) >> line;
             std::vector<std::string> words =
-                under_valgrind({kClientTests, "--gtest_filter=" + suite + line});
+                under_valgrind({kClientTests, "--gtest_filter=" + suite + line.substr(2)});
             words.insert(words.begin(), {"unshare", "-Urmn"});
             Process test(words, {{"QX_TEST_WORLD", "1"}});
             test.reads_output("tests ran", 1, 10 * kPatience);

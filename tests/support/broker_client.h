@@ -28,9 +28,6 @@ public:
     BrokerClient& operator=(const BrokerClient&) = delete;
     ~BrokerClient();
 
-    /// False when the broker did not take the connection.
-    [[nodiscard]] bool connected() const { return fd_ >= 0; }
-
     /// Sends bytes as they stand.
     void send(std::string_view bytes) const;
     /// Says that nothing more will be sent.

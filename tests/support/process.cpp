@@ -40,6 +40,10 @@ void close_fd(int& fd) {
 
 } // namespace
 
+std::chrono::milliseconds since(Clock::time_point start) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
+}
+
 Process::Process(const std::vector<std::string>& argv,
                  const std::map<std::string, std::string>& environment) {
     ::signal(SIGPIPE, SIG_IGN);

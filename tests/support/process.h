@@ -10,12 +10,25 @@
 #include <csignal>
 #include <map>
 #include <ostream>
+#include <sched.h>
 #include <sys/types.h>
 
 namespace qx::test {
 
 /// How long a test waits for anything before it fails.
 inline constexpr std::chrono::seconds kPatience{30};
+
+std::chrono::milliseconds since(std::chrono::steady_clock::time_point start);
+
+/// Waits until it is so; a failed expectation when it never is.
+template <typename Condition>
+void wait_until(const Condition& holds) {
+    const auto start = std::chrono::steady_clock::now();
+    while (!holds()) {
+        ASSERT_LT(since(start), kPatience);
+        ::sched_yield();
+    }
+}
 
 /// How a program ended and what it wrote.
 struct Outcome {

@@ -1,5 +1,7 @@
 #include "protocol.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -23,6 +25,13 @@ std::string success(const std::string& data) {
 
 std::string failure(const std::string& data) {
     return R"({"status": 1, "data": )" + data + "}";
+}
+
+std::string printed(const std::string& event, const std::string& data) {
+    std::string name = "QX_PLIX_" + event;
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return std::toupper(c); });
+    return R"({"event_name": ")" + name + R"(", "data": )" + data + "}\n";
 }
 
 std::string framed(std::string_view json) {

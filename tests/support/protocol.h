@@ -29,6 +29,9 @@ inline constexpr const char* kOk = R"({"status": 0})";
 std::string success(const std::string& data);
 std::string failure(const std::string& data);
 
+/// The line that listen prints of an event.
+std::string printed(const std::string& event, const std::string& data);
+
 /// A message as the broker sends it: length, then text.
 std::string framed(std::string_view json);
 

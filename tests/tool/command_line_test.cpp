@@ -99,15 +99,5 @@ TEST(CommandLine, RejectedLinesGiveTheFirstReason) {
     }
 }
 
-TEST(CommandLine, HelpIsRecognisedAlsoWithSurplusWords) {
-    const std::vector<std::string> lines[] = {
-        {"help", "me"}, {"help", "--model"}, {"--bogus", "help"}, {"--model", "X", "help"}};
-    for (const std::vector<std::string>& words : lines) {
-        const CommandLine options;
-        EXPECT_NE(parse_words(words), "") << words.front();
-        EXPECT_EQ(options.operation.value(), Operation::help) << words.front();
-    }
-}
-
 } // namespace
 } // namespace qx::manage

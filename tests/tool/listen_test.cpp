@@ -4,18 +4,12 @@
 #include "agent.h"
 #include "broker_client.h"
 
-#include <sched.h>
-
 namespace {
 
 using namespace qx::test;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Clock = std::chrono::steady_clock;
-
-std::string printed(const std::string& name, const std::string& data) {
-    return R"({"event_name": ")" + name + R"(", "data": )" + data + "}\n";
-}
 
 struct Listen : Agent {
     /// A listening tool that has subscribed to all that it wants.
@@ -30,18 +24,17 @@ struct Listen : Agent {
 
 TEST_F(Listen, SubscribesToAllEventsInTheOrderOfTheirTypes) {
     const auto tool = start({}, kEvents.size());
-    std::vector<std::string> requests;
-    for (const std::string& name : kEvents) {
-        requests.push_back(subscription(name));
+    std::vector<std::string> requests = kEvents;
+    for (std::string& request : requests) {
+        request = subscription(request);
     }
     EXPECT_EQ(broker.requests(), requests);
     for (const char* const event :
          {R"({"b":[1,"ü"],"a":null})", R"("no object")", "no JSON", "[]"}) {
         broker.emit("va_status_changed", event);
     }
-    const std::string expected =
-        printed("QX_PLIX_VA_STATUS_CHANGED", R"({"b": [1, "ü"], "a": null})") +
-        printed("QX_PLIX_VA_STATUS_CHANGED", "[]");
+    const std::string expected = printed("va_status_changed", R"({"b": [1, "ü"], "a": null})") +
+                                 printed("va_status_changed", "[]");
     EXPECT_TRUE(tool->wait_for_output(expected));
     EXPECT_EQ(tool->stop(), (Outcome{.out = expected}));
 }
@@ -76,7 +69,7 @@ TEST_F(Listen, EndsOnASignalWhateverTheBrokerDoes) {
         const auto tool = start(one, 1);
         broker.emit("device_discovery", "[1]");
         broker.emit_raw("device_discovery", std::string("\x10\0\0\0[", 5));
-        ASSERT_TRUE(tool->wait_for_output(printed("QX_PLIX_DEVICE_DISCOVERY", "[1]")));
+        ASSERT_TRUE(tool->wait_for_output(printed("device_discovery", "[1]")));
         expect_quick_end(*tool, SIGTERM);
     }
     {
@@ -108,23 +101,12 @@ TEST_F(Listen, EndsQuietlyWhenItsReaderIsGone) {
     Process reader({"sh", "-c", std::string(QX_TOOL) + " listen | head -n 1"});
     ASSERT_TRUE(broker.wait_for_subscribers(7));
     broker.emit("device_discovery", "[]");
-    EXPECT_EQ(reader.finish().out, printed("QX_PLIX_DEVICE_DISCOVERY", "[]"));
+    EXPECT_EQ(reader.finish().out, printed("device_discovery", "[]"));
 }
 
 /// Greets each new subscriber to the event, so that a test sees when it is there.
 std::string greeting(const std::string& event) {
     return R"({"event": ")" + event + R"(", "when": "subscribe", "data": ["hello"]})";
-}
-
-/// Waits until the program's resident memory is as it should be.
-template <typename Condition>
-void wait_for_memory(const Process& process, Condition in_kib) {
-    const auto deadline = Clock::now() + kPatience;
-    long kib = 0;
-    while (!in_kib(kib = resident_kib(std::to_string(process.pid())))) {
-        ASSERT_LT(Clock::now(), deadline) << kib << " KiB";
-        ::sched_yield();
-    }
 }
 
 /// Returns when the whole burst is on its way: the order behind it has been followed.
@@ -136,13 +118,12 @@ void send_burst(Process& simulator, int events, const std::string& filler) {
 }
 
 TEST(ListenToTheSimulator, EndsOnASignalWhileItsReaderStandsStill) {
-    const std::string name = "QX_PLIX_DEVICES_LIST_UPDATED";
     Simulator simulator("{\"events\": [" + greeting("devices_list_updated") + "]}");
     for (const std::size_t filler : {std::size_t{10}, std::size_t{100'000}}) {
-        Process tool({QX_TOOL, "listen", "--events=" + name});
-        ASSERT_TRUE(tool.wait_for_output(printed(name, R"(["hello"])")));
+        Process tool({QX_TOOL, "listen", "--events=QX_PLIX_DEVICES_LIST_UPDATED"});
+        ASSERT_TRUE(tool.wait_for_output(printed("devices_list_updated", R"(["hello"])")));
         send_burst(simulator, 8'000'000 / static_cast<int>(filler + 90), std::string(filler, 'x'));
-        wait_for_memory(tool, [](long kib) { return kib > 4000; });
+        wait_until([&] { return resident_kib(std::to_string(tool.pid())) > 4000; });
         tool.signal(SIGTERM);
         EXPECT_TRUE(tool.ends_within(std::chrono::seconds(2)));
         const Outcome outcome = tool.finish();
@@ -153,22 +134,22 @@ TEST(ListenToTheSimulator, EndsOnASignalWhileItsReaderStandsStill) {
 
 TEST(ListenToTheSimulator, LosesNothingWhileItsReaderStandsStill) {
     constexpr int events = 100'000;
-    const std::string name = "QX_PLIX_DEVICES_LIST_UPDATED";
     Simulator simulator("{\"events\": [" + greeting("devices_list_updated") + "]}");
-    Process tool({QX_TOOL, "listen", "--events=" + name});
-    std::string expected = printed(name, R"(["hello"])");
+    Process tool({QX_TOOL, "listen", "--events=QX_PLIX_DEVICES_LIST_UPDATED"});
+    std::string expected = printed("devices_list_updated", R"(["hello"])");
     ASSERT_TRUE(tool.wait_for_output(expected));
     const std::string filler(178, 'x');
     send_burst(simulator, events, filler);
     // The broker is not kept waiting: the tool takes them.
-    wait_for_memory(tool, [](long kib) { return kib > events * 200 / 1024; });
+    const std::string pid = std::to_string(tool.pid());
+    wait_until([&] { return resident_kib(pid) > events * 200 / 1024; });
     for (int n = 1; n <= events; ++n) {
-        expected +=
-            printed(name, "{\"n\": " + std::to_string(n) + R"(, "filler": ")" + filler + "\"}");
+        expected += printed("devices_list_updated",
+                            "{\"n\": " + std::to_string(n) + R"(, "filler": ")" + filler + "\"}");
     }
     EXPECT_TRUE(tool.wait_for_output("\"n\": " + std::to_string(events) + ","));
     if (!kSanitized && !kEmulated) {
-        wait_for_memory(tool, [](long kib) { return kib < 4000; });
+        wait_until([&] { return resident_kib(pid) < 4000; });
     }
     const Outcome outcome = tool.stop();
     EXPECT_EQ(outcome.status, 0);

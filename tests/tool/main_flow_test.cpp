@@ -24,6 +24,13 @@ TEST(Usage, IsPrintedWithoutAnyAgent) {
     const std::tuple<std::vector<std::string>, int, std::string> lines[] = {
         {{"help"}, 0, "(ok) no error\n"},
         {{"help", "me"}, 0, "(surplus word) help takes no further word: 'me'\n"},
+        {{"--bogus", "help"}, 0, "(unknown option) help has no option '--bogus'\n"},
+        {{"help", "--cloud"},
+         0,
+         "(unknown option) help has no option '--cloud'; it belongs to set_registration_cloud\n"},
+        {{"--cloud", "X", "help"},
+         0,
+         "(unknown option) help has no option '--cloud'; it belongs to set_registration_cloud\n"},
         {{}, 1, "(missing operation) no operation given\n"},
         {{"set_router_info", "--modle=x"},
          1,

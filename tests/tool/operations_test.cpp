@@ -48,19 +48,12 @@ private:
 };
 
 TEST_F(Operations, ThatOnlyAskForSomethingToBeDone) {
-    const std::map<std::string, std::string> commands = {
-        {"enable", "enable_services"},
-        {"disable", "disable_services"},
-        {"enable_routerprotection", "enable_routerprotection"},
-        {"disable_routerprotection", "disable_routerprotection"},
-        {"va_start", "va_start"},
-        {"va_stop", "va_stop"},
-        {"va_self_scan_start", "va_self_scan_start"},
-        {"pro_features_enable", "pro_features_enable"},
-        {"pro_features_disable", "pro_features_disable"},
-        {"reapply_firewall_rules", "reapply_firewall_rules"},
-    };
-    for (const auto& [word, name] : commands) {
+    for (const std::string word :
+         {"enable", "disable", "enable_routerprotection", "disable_routerprotection", "va_start",
+          "va_stop", "va_self_scan_start", "pro_features_enable", "pro_features_disable",
+          "reapply_firewall_rules"}) {
+        const bool is_switch = word == "enable" || word == "disable";
+        const std::string name = is_switch ? word + "_services" : word;
         check({word}, {command(name)});
         answer(name, failure("{}"));
         check({word}, {command(name)}, {.status = 255});

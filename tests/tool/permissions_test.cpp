@@ -15,16 +15,6 @@ const fs::path kLock = kSettingsFile.string() + ".lock";
 const fs::path kTemporary = kSettingsFile.string() + ".tmp";
 const fs::path kOldLog = kLogFile.string() + ".1";
 
-/// Writes to the settings and, of the directory's rights, to the log.
-void write_to_both() {
-    fs::create_directories(kSettingsFile.parent_path());
-    fs::permissions(kSettingsFile.parent_path(), fs::perms::all);
-    if (!fs::exists(kSettingsFile)) {
-        write_file(kSettingsFile, "{}");
-    }
-    EXPECT_EQ(run_tool({"set_quillet_location", "staging"}).status, 0);
-}
-
 class Permissions : public ::testing::Test {
 protected:
     Permissions() { ::umask(0); }
@@ -33,6 +23,7 @@ protected:
 };
 
 TEST_F(Permissions, OthersHaveNoneWhateverTheUmaskAndTheFilesThatWereThere) {
+    fs::create_directories(kSettingsFile.parent_path());
     for (const bool were_there : {false, true}) {
         for (const fs::path& file : {kSettingsFile, kLock, kTemporary, kLogFile, kOldLog}) {
             fs::remove(file);
@@ -43,7 +34,8 @@ TEST_F(Permissions, OthersHaveNoneWhateverTheUmaskAndTheFilesThatWereThere) {
         }
         EXPECT_EQ(run_tool({"is_enabled"}).status, 0);
         EXPECT_TRUE(!were_there || mode(kSettingsFile) == fs::perms(0600)) << "of who only reads";
-        write_to_both();
+        fs::permissions(kSettingsFile.parent_path(), fs::perms::all);
+        EXPECT_EQ(run_tool({"set_quillet_location", "staging"}).status, 0);
         for (const fs::path& file : {kSettingsFile, kLock}) {
             EXPECT_EQ(mode(file), fs::perms(0600));
         }
@@ -74,6 +66,7 @@ TEST_F(Permissions, PlantedLinksLeadNobodyOut) {
         const Outcome outcome = run_tool({"set_quillet_location", "staging"});
         EXPECT_EQ(outcome.status == 0, planted == kTemporary || planted == kOldLog) << outcome.err;
         EXPECT_EQ(read_file(outside), "{\"outside\": \"1\"}");
+        EXPECT_EQ(fs::is_symlink(kSettingsFile), planted == kSettingsFile);
         EXPECT_EQ(mode(outside), fs::perms(0644));
     }
 }
