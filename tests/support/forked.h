@@ -1,8 +1,10 @@
 // Work that a test does in a child process.
 #pragma once
 
+#include <csignal>
 #include <functional>
-#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace qx::test {
 
@@ -10,15 +12,30 @@ namespace qx::test {
 class Forked {
 public:
     /// Forks; the child calls `work` and exits with its result.
-    explicit Forked(const std::function<int()>& work);
+    explicit Forked(const std::function<int()>& work)
+        : pid_(::fork()) {
+        if (pid_ == 0) {
+            ::_exit(work());
+        }
+    }
     Forked(const Forked&) = delete;
     Forked& operator=(const Forked&) = delete;
-    ~Forked();
+    ~Forked() {
+        if (pid_ > 0) {
+            kill(SIGKILL);
+            wait();
+        }
+    }
 
-    void kill(int signal) const;
+    void kill(int signal) const { ::kill(pid_, signal); }
 
     /// Waits for the child's end: its exit status, or -1 when a signal ended it.
-    int wait();
+    int wait() {
+        int how = 0;
+        ::waitpid(pid_, &how, 0);
+        pid_ = -1;
+        return WIFEXITED(how) ? WEXITSTATUS(how) : -1;
+    }
 
 private:
     pid_t pid_;

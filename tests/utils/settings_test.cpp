@@ -121,20 +121,11 @@ TEST_F(Settings, DeletesAndRefuses) {
 }
 
 TEST_F(Settings, ADamagedStoreIsNamedAndLeftAlone) {
-    const char* const damaged[] = {"",
-                                   "\n",
-                                   "{",
-                                   "[]",
-                                   "42",
-                                   "{\"a\\n\":1}",
-                                   "{\"a\":{}}",
-                                   "{\"a\":\"1\"} x",
-                                   "{\"a\":\"1\",\"a\":\"2\"}",
-                                   "{\"a\":\"\xff\"}",
-                                   "{\"a\\u0000\":\"1\"}",
-                                   "{\"token\": \"secret\" secret}"};
     ASSERT_TRUE(qx::log::start("tool", nullptr));
-    for (const char* text : damaged) {
+    for (const char* const text :
+         {"", "\n", "{", "[]", "42", "{\"a\\n\":1}", "{\"a\":{}}", "{\"a\":\"1\"} x",
+          "{\"a\":\"1\",\"a\":\"2\"}", "{\"a\":\"\xff\"}", "{\"a\\u0000\":\"1\"}",
+          "{\"token\": \"secret\" secret}"}) {
         write_file(kSettingsFile, "{\"a\": \"1\"}");
         ASSERT_EQ(setMgmt::init(), 0);
         write_file(kSettingsFile, text); // meanwhile
