@@ -21,7 +21,7 @@ for target; do
     log=$work/$target.log
     mkdir -p "$corpus"
     result="nothing found"
-    if ! "$build/bin/fuzz_$target" -max_total_time="$seconds" -timeout=10 -print_final_stats=1 \
+    if ! "$build/bin/fuzz_$target" -max_total_time="$seconds" -timeout=60 -print_final_stats=1 \
         -dict="$here/dictionary" -artifact_prefix="$found/$target-" "$corpus" "$here/corpus/$target" >"$log" 2>&1; then
         result="FOUND SOMETHING, see $log"
         bad=1
