@@ -36,7 +36,7 @@ int open_version_file(const char* install_path) {
         errno = ENAMETOOLONG;
         return -1;
     }
-    std::memcpy(name, install_path, length);
+    std::memcpy(name, install_path, length + 1);
     std::memcpy(name + length, kVersionFile, sizeof kVersionFile);
     return uninterrupted([&] { return ::open(name, O_RDONLY | O_CLOEXEC); });
 }
