@@ -5,7 +5,7 @@
 
 #include <chrono>
 #include <cstddef>
-#include <deque>
+#include <list>
 #include <optional>
 
 namespace qx::manage {
@@ -32,7 +32,7 @@ private:
     bool reader_takes_more();
     void print_piece(std::size_t most);
 
-    std::deque<OutputText> texts_;
+    std::list<OutputText> texts_;
     std::size_t printed_ = 0; ///< of the first text
     bool is_behind_ = false;  ///< there has been more than one text since there was none
     bool failed_ = false;
