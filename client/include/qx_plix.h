@@ -53,6 +53,11 @@ typedef enum qx_plix_event_type {
  * qx_plix_read_event_fd or qx_plix_uninit. */
 typedef void (*qx_plix_event_cb)(const char* event_json, void* user_data);
 
+/* Receives a warning: one line of English text without a line end, valid during the call only, and
+ * the pointer that qx_plix_set_warning_cb was given. Runs on the thread that meets the condition:
+ * one that calls the library, or the library's own. Must neither throw nor call the library. */
+typedef void (*qx_plix_warning_cb)(const char* text, void* user_data);
+
 /* NOLINTEND(modernize-use-using) */
 
 /* --- start and stop ----------------------------------------------------------------------------
@@ -73,6 +78,11 @@ int qx_plix_init2(const char* install_path);
 /* Ends every subscription and the thread, at once. Always 0; does nothing when not started. No
  * other call may run meanwhile. */
 int qx_plix_uninit(void);
+
+/* Reports to `callback` what no call's result can tell. Null, as at the start, ends the reports; a
+ * warning that another thread has begun to report still goes to the previous callback. Works at any
+ * time, also before qx_plix_init. Any thread. */
+void qx_plix_set_warning_cb(qx_plix_warning_cb callback, void* user_data);
 
 /* --- events ------------------------------------------------------------------------------------
  */

@@ -8,6 +8,13 @@
 #include <cstdio>
 
 namespace qx::manage {
+namespace {
+
+void log_warning(const char* text, void* /*unused*/) {
+    QX_LOG(qx::log::level::warning, "{:s}", text);
+}
+
+} // namespace
 
 bool Services::start() {
     log_ = qx::log::start("qxagent-manage", nullptr);
@@ -19,6 +26,7 @@ bool Services::start() {
     if (!settings_) {
         return false;
     }
+    qx_plix_set_warning_cb(log_warning, nullptr);
     client_ = qx_plix_init() != -1;
     return client_;
 }

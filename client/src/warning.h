@@ -1,0 +1,10 @@
+// Conditions that no call's result can report.
+#pragma once
+
+namespace qxplix {
+
+/// Hands a warning to the application's callback; does nothing when there is none. The callback may
+/// take its time, so hold no lock. Any thread.
+void warn(const char* text);
+
+} // namespace qxplix
