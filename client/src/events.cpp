@@ -5,7 +5,6 @@
 #include "registrar.h"
 #include "state.h"
 
-#include <cctype>
 #include <cstring>
 
 namespace qxplix {
@@ -25,6 +24,15 @@ constexpr const char* kEventNames[] = {
 };
 static_assert(sizeof kEventNames / sizeof *kEventNames == QX_PLIX_EVENT_UNKNOWN);
 
+// The names are ASCII, whatever the locale of the application makes of its letters.
+bool is_white_space(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+char lower_case(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
 } // namespace
 
 int to_broker_event_name(const char* name, char (&broker_name)[kBrokerNameSize]) {
@@ -33,12 +41,8 @@ int to_broker_event_name(const char* name, char (&broker_name)[kBrokerNameSize])
         return -1;
     }
     std::size_t length = 0;
-    for (const char* at = name + kPrefixLength; *at != '\0'; ++at) {
-        const auto letter = static_cast<unsigned char>(*at);
-        if (std::isspace(letter) != 0) {
-            break;
-        }
-        broker_name[length++] = static_cast<char>(std::tolower(letter));
+    for (const char* at = name + kPrefixLength; *at != '\0' && !is_white_space(*at); ++at) {
+        broker_name[length++] = lower_case(*at);
     }
     broker_name[length] = '\0';
     return length > 0 ? 0 : -1;

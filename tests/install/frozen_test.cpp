@@ -15,12 +15,14 @@ using namespace qx::test;
 
 using Frozen = Installed;
 
-TEST_F(Frozen, Symbols) {
-    if (kForRouters) {
-        GTEST_SKIP() << "the library is not installed on routers";
-    }
-    const std::string archive = prefix / "lib/libqx_plix.a";
-    std::multiset<std::string> symbols;
+// What the objects of the library offer others, and what they need of them.
+struct Symbols {
+    std::multiset<std::string> offered;
+    std::set<std::string> needed;
+};
+
+Symbols symbols_of(const std::string& archive) {
+    Symbols symbols;
     for (const std::string& line : lines_of(output_of({"readelf", "-Ws", archive}))) {
         std::istringstream words(line);
         // The number, value, size, type, binding, visibility, section and name.
@@ -30,10 +32,26 @@ TEST_F(Frozen, Symbols) {
         }
         const bool visible = columns[4] == "GLOBAL" || columns[4] == "WEAK";
         if (visible && columns[5] == "DEFAULT" && columns[6] != "UND") {
-            symbols.insert(columns[3] + " " + columns[7]);
+            symbols.offered.insert(columns[3] + " " + columns[7]);
+        } else if (columns[6] == "UND") {
+            symbols.needed.insert(columns[7]);
         }
     }
-    EXPECT_THAT(symbols, testing::ElementsAreArray(lines_of(frozen("symbols.txt"))));
+    return symbols;
+}
+
+TEST_F(Frozen, Symbols) {
+    if (kForRouters) {
+        GTEST_SKIP() << "the library is not installed on routers";
+    }
+    const Symbols symbols = symbols_of(prefix / "lib/libqx_plix.a");
+    EXPECT_THAT(symbols.offered, testing::ElementsAreArray(lines_of(frozen("symbols.txt"))));
+    // Nothing that works differently in another locale of the application.
+    for (const char* const routine :
+         {"tolower", "toupper", "isspace", "isalpha", "isalnum", "isprint", "strcasecmp", "strtod",
+          "strcoll", "__ctype_b_loc", "__ctype_tolower_loc", "__ctype_toupper_loc"}) {
+        EXPECT_EQ(symbols.needed.count(routine), 0U) << routine;
+    }
 }
 
 TEST(FrozenInterface, Records) {
