@@ -11,6 +11,10 @@ inline constexpr std::size_t kPathSize = 4096;
 /// default out again. Always 0.
 int qxpath_set_install_path(const char* wanted);
 
+/// Writes the name of the broker's version file below an install directory. A name of more than
+/// 4094 characters is cut there.
+void version_file_name(const char* install_path, char (&name)[kPathSize]);
+
 /// Copies a user's home directory into `home`, which has room for kPathSize bytes. -1 when
 /// /etc/passwd does not tell.
 int get_userhome(const char* user, char* home);

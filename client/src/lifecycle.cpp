@@ -16,7 +16,6 @@ namespace qxplix {
 namespace {
 
 constexpr char kProtocolVersion[] = "1.3";
-constexpr char kVersionFile[] = "/var/run/qxbrokerd.version";
 constexpr std::size_t kVersionSize = 33;
 
 // Repeats a system call that a signal of the application interrupts.
@@ -31,13 +30,7 @@ auto uninterrupted(const Call& call) {
 
 int open_version_file(const char* install_path) {
     char name[kPathSize];
-    const std::size_t length = std::strlen(install_path);
-    if (length > sizeof name - sizeof kVersionFile) {
-        errno = ENAMETOOLONG;
-        return -1;
-    }
-    std::memcpy(name, install_path, length + 1);
-    std::memcpy(name + length, kVersionFile, sizeof kVersionFile);
+    version_file_name(install_path, name);
     return uninterrupted([&] { return ::open(name, O_RDONLY | O_CLOEXEC); });
 }
 

@@ -15,6 +15,8 @@ constexpr char kLink[] = "/etc/norvane-plix";
 constexpr char kUser[] = "norvane-plix";
 constexpr char kPasswd[] = "/etc/passwd";
 constexpr char kFallback[] = "/opt/norvane";
+constexpr char kVersionFile[] = "/var/run/qxbrokerd.version";
+constexpr std::size_t kLongestVersionFileName = 4094;
 constexpr char kLinkEnding[] = "/etc";
 constexpr std::size_t kLinkEndingLength = sizeof kLinkEnding - 1;
 
@@ -71,7 +73,19 @@ char* home_field(char* rest) {
     return start;
 }
 
+// Appends what fits of `text`. The new length.
+std::size_t append(char (&name)[kPathSize], std::size_t length, const char* text) {
+    const std::size_t added = ::strnlen(text, kLongestVersionFileName - length);
+    std::memcpy(name + length, text, added);
+    return length + added;
+}
+
 } // namespace
+
+void version_file_name(const char* install_path, char (&name)[kPathSize]) {
+    const std::size_t directory = append(name, 0, install_path);
+    name[append(name, directory, kVersionFile)] = '\0';
+}
 
 int get_userhome(const char* user, char* home) {
     const std::unique_ptr<std::FILE, file_release> passwd(std::fopen(kPasswd, "re"));

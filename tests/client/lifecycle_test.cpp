@@ -56,6 +56,16 @@ TEST(Lifecycle, NothingStartsWithoutARunningBrokerOfTheSameVersion) {
     qx_plix_unsubscribe(QX_PLIX_QXAGENT_STARTED);
 }
 
+TEST_F(Agent, CutsTheVersionFilesNameAfter4094Characters) {
+    const std::string cut = "/var/run/qxbrokerd.vers";
+    fs::rename(kVersionFile, kInstallDir.string() + cut);
+    std::string directory = kInstallDir;
+    directory.resize(4094 - cut.size(), '/');
+    EXPECT_EQ(start(directory.c_str()), "0");
+    EXPECT_EQ(qx_plix_uninit(), 0);
+    EXPECT_EQ(start((directory + "/").c_str()), kDown);
+}
+
 TEST_F(Agent, StartsAndStopsAtOnceAsOftenAsAsked) {
     const auto before = open_descriptors();
     for (int round = 0; round < 3; ++round) {
