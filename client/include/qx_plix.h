@@ -79,6 +79,21 @@ int qx_plix_init2(const char* install_path);
  * other call may run meanwhile. */
 int qx_plix_uninit(void);
 
+/* Who may be the broker. Its socket has no file whose owner would tell, so any user may listen on
+ * it while the broker is down. Every connection is therefore checked before anything is sent, and a
+ * broker of another user counts as one that accepts no connections; a warning names it. Accepted
+ * are root, the effective user of the calling process, the owners of the version file and of the
+ * install directory, and the user "norvane-plix" of /etc/passwd.
+ * In a user namespace, 65534 stands for all the users that it does not know. That id is accepted
+ * only when it is the process's own or the required one.
+ * `uid` is the id of the only user to accept, or one of the constants. Holds for connections opened
+ * from then on, also before qx_plix_init. Fails for a value that is no user id. Any thread. */
+enum {
+    QX_PLIX_BROKER_UID_ANY = -1,    /* any user */
+    QX_PLIX_BROKER_UID_DEFAULT = -2 /* the users named above */
+};
+int qx_plix_require_broker_uid(int64_t uid);
+
 /* Reports to `callback` what no call's result can tell. Null, as at the start, ends the reports; a
  * warning that another thread has begun to report still goes to the previous callback. Works at any
  * time, also before qx_plix_init. Any thread. */

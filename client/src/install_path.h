@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <sys/types.h>
 
 namespace qxplix {
 
@@ -14,6 +15,13 @@ int qxpath_set_install_path(const char* wanted);
 /// Writes the name of the broker's version file below an install directory. A name of more than
 /// 4094 characters is cut there.
 void version_file_name(const char* install_path, char (&name)[kPathSize]);
+
+/// Copies the install directory that the library was started with, or else the default. -1 when
+/// there is none. What the next query answers stays as it was.
+int qxpath_copy_install_path(char (&to)[kPathSize]);
+
+/// Looks up the user id of the agent's own user. -1 when /etc/passwd does not tell.
+int get_agent_uid(uid_t* uid);
 
 /// Copies a user's home directory into `home`, which has room for kPathSize bytes. -1 when
 /// /etc/passwd does not tell.

@@ -4,9 +4,11 @@
 #include "handles.h"
 #include "mutex.h"
 
+#include <charconv>
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <system_error>
 
 namespace qxplix {
 namespace {
@@ -23,7 +25,8 @@ constexpr std::size_t kLinkEndingLength = sizeof kLinkEnding - 1;
 struct install_path {
     mutex guard;
     char text[kPathSize] QX_GUARDED_BY(guard) = {};
-    int known QX_GUARDED_BY(guard) = 0; ///< 1 when `text` is the answer
+    int known QX_GUARDED_BY(guard) = 0;  ///< 1 when `text` is the answer
+    int in_use QX_GUARDED_BY(guard) = 0; ///< 1 when the library was started with `text`
 };
 
 constinit install_path path;
@@ -58,10 +61,11 @@ bool use_fallback(char* text) {
     return true;
 }
 
-// The text between the fifth and the sixth colon of a passwd line, given what follows the first.
-char* home_field(char* rest) {
+// A field of a passwd line, given what follows the first colon; null when no colon ends it. Cuts
+// the line into its fields.
+char* passwd_field(char* rest, int number) {
     char* start = rest;
-    for (int colon = 2; colon <= 6; ++colon) {
+    for (int colon = 2; colon <= number; ++colon) {
         char* const end = std::strchr(rest, ':');
         if (end == nullptr) {
             return nullptr;
@@ -71,6 +75,32 @@ char* home_field(char* rest) {
         rest = end + 1;
     }
     return start;
+}
+
+// A field of a user's line, in `line`; null when /etc/passwd does not tell.
+const char* find_in_passwd(const char* user, int number, char (&line)[kPathSize]) {
+    const std::unique_ptr<std::FILE, file_release> passwd(std::fopen(kPasswd, "re"));
+    if (!passwd) {
+        return nullptr;
+    }
+    while (std::fgets(line, sizeof line, passwd.get()) != nullptr) {
+        if (line[0] == '#') {
+            continue;
+        }
+        char* const colon = std::strchr(line, ':');
+        if (std::strchr(line, '\n') == nullptr || colon == nullptr) {
+            return nullptr;
+        }
+        *colon = '\0';
+        if (std::strcmp(line, user) == 0) {
+            return passwd_field(colon + 1, number);
+        }
+    }
+    return nullptr;
+}
+
+bool find_default(char* text) {
+    return read_link(text) || get_userhome(kUser, text) == 0 || use_fallback(text);
 }
 
 // Appends what fits of `text`. The new length.
@@ -88,35 +118,31 @@ void version_file_name(const char* install_path, char (&name)[kPathSize]) {
 }
 
 int get_userhome(const char* user, char* home) {
-    const std::unique_ptr<std::FILE, file_release> passwd(std::fopen(kPasswd, "re"));
-    if (!passwd) {
+    constexpr int home_field = 6;
+    char line[kPathSize];
+    const char* const field = find_in_passwd(user, home_field, line);
+    if (field == nullptr) {
         return -1;
     }
+    std::memcpy(home, field, std::strlen(field) + 1);
+    return 0;
+}
+
+int get_agent_uid(uid_t* uid) {
+    constexpr int uid_field = 3;
     char line[kPathSize];
-    while (std::fgets(line, sizeof line, passwd.get()) != nullptr) {
-        if (line[0] == '#') {
-            continue;
-        }
-        char* const colon = std::strchr(line, ':');
-        if (std::strchr(line, '\n') == nullptr || colon == nullptr) {
-            return -1;
-        }
-        *colon = '\0';
-        if (std::strcmp(line, user) != 0) {
-            continue;
-        }
-        const char* const field = home_field(colon + 1);
-        if (field == nullptr) {
-            return -1;
-        }
-        std::memcpy(home, field, std::strlen(field) + 1);
-        return 0;
+    const char* const field = find_in_passwd(kUser, uid_field, line);
+    if (field == nullptr) {
+        return -1;
     }
-    return -1;
+    const char* const end = field + std::strlen(field);
+    const auto [rest, failure] = std::from_chars(field, end, *uid);
+    return failure == std::errc() && rest == end ? 0 : -1;
 }
 
 int qxpath_set_install_path(const char* wanted) {
     const mutex_guard lock(path.guard);
+    path.in_use = wanted == nullptr ? 0 : 1;
     if (wanted == nullptr || std::strcmp(wanted, path.text) == 0) {
         path.known = 0;
         return 0;
@@ -128,13 +154,21 @@ int qxpath_set_install_path(const char* wanted) {
     return 0;
 }
 
+int qxpath_copy_install_path(char (&to)[kPathSize]) {
+    const mutex_guard lock(path.guard);
+    if (path.known == 0 && path.in_use == 0) {
+        return find_default(to) ? 0 : -1;
+    }
+    std::memcpy(to, path.text, std::strlen(path.text) + 1);
+    return 0;
+}
+
 } // namespace qxplix
 
 const char* qxpath_default_install_path(void) {
     using namespace qxplix;
     const mutex_guard lock(path.guard);
-    if (path.known == 0 && !read_link(path.text) && get_userhome(kUser, path.text) != 0 &&
-        !use_fallback(path.text)) {
+    if (path.known == 0 && !find_default(path.text)) {
         path.text[0] = '\0';
         return nullptr;
     }

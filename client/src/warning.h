@@ -4,7 +4,7 @@
 namespace qxplix {
 
 /// Hands a warning to the application's callback; does nothing when there is none. The callback may
-/// take its time, so hold no lock. Any thread.
+/// take its time, so avoid holding a lock. Any thread.
 void warn(const char* text);
 
 } // namespace qxplix

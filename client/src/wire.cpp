@@ -1,5 +1,7 @@
 #include "wire.h"
 
+#include "trust.h"
+
 #include <cstring>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -23,7 +25,8 @@ int open_conn(int flags) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path + 1, kSocketName, kSocketNameLength);
-    if (::connect(conn.get(), reinterpret_cast<const sockaddr*>(&address), kAddressLength) != 0) {
+    if (::connect(conn.get(), reinterpret_cast<const sockaddr*>(&address), kAddressLength) != 0 ||
+        !is_trusted_broker(conn.get())) {
         return -1;
     }
     return conn.release();

@@ -69,6 +69,7 @@ const std::vector<Call> kCalls = {
     {"alloc", {ENOMEM}},
     {"socket", {EMFILE, ENFILE, ENOMEM, ENOBUFS, EACCES}},
     {"connect", {ECONNREFUSED, EAGAIN, EACCES}},
+    {"getsockopt", {ENOBUFS, ENOMEM}},
     {"send", {EPIPE, ECONNRESET, ENOBUFS, ENOMEM, EINTR}, true},
     {"recv", {ECONNRESET, ENOMEM, EINTR}, true},
     {"open", {EMFILE, ENFILE, EACCES, EROFS, ENOSPC, ENOMEM, EINTR}},

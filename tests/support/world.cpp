@@ -4,9 +4,13 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <fstream>
+#include <sched.h>
 #include <sstream>
 #include <sys/mount.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace qx::test {
@@ -18,24 +22,65 @@ void mount_empty(const char* where) {
     require(::mount("tmpfs", where, "tmpfs", 0, "mode=0755") == 0, where);
 }
 
+constexpr int kMapped = 9; ///< reaches its end once the users are mapped
+
+bool try_write(const std::string& file, std::string_view text) {
+    const int fd = ::open(file.c_str(), O_WRONLY | O_CLOEXEC);
+    const bool written = ::write(fd, text.data(), text.size()) > 0;
+    ::close(fd);
+    return written;
+}
+
+// Gives `process` the first 65536 users and groups, or root alone where the machine has no others,
+// once it has left for a user namespace of its own.
+void map_users_of(const std::string& process) {
+    const fs::path theirs = process + "/ns/user";
+    while (fs::read_symlink(theirs) == fs::read_symlink("/proc/self/ns/user")) {
+        ::sched_yield();
+    }
+    for (const char* const map : {"/uid_map", "/gid_map"}) {
+        require(try_write(process + map, "0 0 65536") || try_write(process + map, "0 0 1"), map);
+    }
+}
+
+// Root's processes can have other users mapped, by a process outside.
+std::vector<std::string> namespaces_with_users() {
+    int ends[2] = {-1, -1};
+    require(::pipe2(ends, O_CLOEXEC) == 0, "pipe2");
+    const std::string process = "/proc/" + std::to_string(::getpid());
+    const pid_t child = ::geteuid() == 0 ? ::fork() : -1;
+    if (child < 0) {
+        return {"unshare", "-Urmn"};
+    }
+    if (child == 0) {
+        if (::fork() == 0) {
+            map_users_of(process);
+        }
+        ::_exit(0);
+    }
+    ::waitpid(child, nullptr, 0);
+    require(::dup2(ends[0], kMapped) == kMapped, "dup2");
+    ::close(ends[1]);
+    return {"unshare", "-Umn", "sh", "-c", R"(read -r _ <&9; exec "$@" 9<&-)", "sh"};
+}
+
 void enter_private_namespaces(char** argv) {
     // unshare(1) must run before the first thread of a sanitizer's runtime exists, hence the second
     // exec.
     ::setenv(kInside, "1", 1);
-    std::vector<char*> words;
-    char unshare[] = "unshare";
-    char flags[] = "-Urmn";
-    words.push_back(unshare);
-    words.push_back(flags);
-    char emulator[] = QX_EMULATOR;
+    std::vector<std::string> words = namespaces_with_users();
     if (kEmulated) {
-        words.push_back(emulator);
+        words.emplace_back(QX_EMULATOR);
+    }
+    std::vector<char*> pointers;
+    for (std::string& word : words) {
+        pointers.push_back(word.data());
     }
     for (char** word = argv; *word != nullptr; ++word) {
-        words.push_back(*word);
+        pointers.push_back(*word);
     }
-    words.push_back(nullptr);
-    ::execvp("unshare", words.data());
+    pointers.push_back(nullptr);
+    ::execvp("unshare", pointers.data());
     std::perror("unshare");
     std::exit(1);
 }
@@ -117,6 +162,14 @@ TemporaryDirectory::TemporaryDirectory() {
 TemporaryDirectory::~TemporaryDirectory() {
     std::error_code ignored;
     fs::remove_all(path_, ignored);
+}
+
+// The system call itself, for the C library's function changes every thread.
+OtherUser::OtherUser(unsigned uid)
+    : changed_(::syscall(SYS_setresuid, -1, uid, -1) == 0) {}
+
+OtherUser::~OtherUser() {
+    ::syscall(SYS_setresuid, -1, 0, -1);
 }
 
 std::vector<int> open_descriptors(const std::string& process) {

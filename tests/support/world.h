@@ -71,6 +71,21 @@ private:
     fs::path path_;
 };
 
+/// Has the calling thread act as another user for as long as the object lives. Only where root runs
+/// the tests does their world have other users, up to 65535.
+class OtherUser {
+public:
+    explicit OtherUser(unsigned uid);
+    OtherUser(const OtherUser&) = delete;
+    OtherUser& operator=(const OtherUser&) = delete;
+    ~OtherUser();
+
+    explicit operator bool() const { return changed_; }
+
+private:
+    bool changed_;
+};
+
 /// The descriptors that a process, or this one, has open, sorted.
 std::vector<int> open_descriptors(const std::string& process = "self");
 

@@ -81,6 +81,39 @@ TEST_F(MainFlow, NamesWhatItCannotStartWithAndLeavesItAlone) {
     EXPECT_THAT(log_text(), AllOf(StartsWith("ERROR "), HasSubstr(kSettingsFile.string())));
 }
 
+TEST_F(MainFlow, AcceptsTheBrokerOfCertainUsersOnly) {
+    for (const std::string uid : {"any", "0"}) {
+        EXPECT_EQ(run_tool({"enable"}, {{"QX_BROKER_UID", uid}}), Outcome{}) << uid;
+    }
+    broker.forget_requests();
+    for (const std::string bad :
+         {"", "root", "-1", "1x", " 0", "+0", "4294967295", "99999999999"}) {
+        const std::string reason =
+            "QX_BROKER_UID: '" + bad + "' is neither a user id nor \"any\"\n";
+        EXPECT_EQ(run_tool({"enable"}, {{"QX_BROKER_UID", bad}}),
+                  (Outcome{.status = 1, .err = reason}));
+    }
+    EXPECT_EQ(log_text(), "");
+    EXPECT_EQ(run_tool({"enable"}, {{"QX_BROKER_UID", "1234"}}), Outcome{.status = 1});
+    EXPECT_THAT(log_text(), AllOf(StartsWith("WARN "), HasSubstr("has the user id 0, which is")));
+    EXPECT_THAT(broker.requests(), IsEmpty());
+}
+
+TEST_F(MainFlow, SendsNoTokenToAnImpostor) {
+    broker.stop();
+    {
+        const OtherUser impostor(1234);
+        if (!impostor) {
+            GTEST_SKIP() << "only root can act as another user";
+        }
+        broker.start();
+    }
+    EXPECT_EQ(run_tool({"register_to_cloud", "--params", "token=t,redeem=r"}),
+              Outcome{.status = 1});
+    EXPECT_THAT(log_text(), HasSubstr("has the user id 1234, which is neither"));
+    EXPECT_THAT(broker.requests(), IsEmpty());
+}
+
 TEST_F(MainFlow, SaysWhenItsOutputIsLost) {
     broker.answer("get_version_info", R"({"status":0,"data":{}})");
     // A closed descriptor must not be taken by the log or a socket, which would then get the

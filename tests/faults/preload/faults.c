@@ -184,6 +184,8 @@ static enum action meets(const char* name) {
 WRAP(int, -1, socket, (int domain, int type, int protocol), (domain, type, protocol))
 WRAP(int, -1, connect, (int fd, const struct sockaddr* address, socklen_t length),
      (fd, address, length))
+WRAP(int, -1, getsockopt, (int fd, int level, int option, void* value, socklen_t* size),
+     (fd, level, option, value, size))
 WRAP(int, -1, shutdown, (int fd, int how), (fd, how))
 WRAP(int, -1, flock, (int fd, int operation), (fd, operation))
 WRAP(int, -1, epoll_create1, (int flags), (flags))

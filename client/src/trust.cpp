@@ -1,0 +1,116 @@
+#include "trust.h"
+
+#include "install_path.h"
+#include "mutex.h"
+#include "qx_plix.h"
+#include "warning.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace qxplix {
+namespace {
+
+constexpr std::int64_t kMostUid = INT64_C(0xfffffffe);
+constexpr std::int64_t kNobody = -1;
+// What the kernel shows for every user that the own user namespace does not know.
+constexpr uid_t kUnmapped = 65534;
+
+struct trust {
+    mutex guard;
+    std::int64_t required QX_GUARDED_BY(guard) = QX_PLIX_BROKER_UID_DEFAULT;
+    std::int64_t refused QX_GUARDED_BY(guard) = kNobody; ///< who was refused last
+};
+
+constinit trust trusted;
+
+bool owns_version_file(uid_t uid, const char* install_path) {
+    char name[kPathSize];
+    version_file_name(install_path, name);
+    struct stat file {};
+    return ::lstat(name, &file) == 0 && S_ISREG(file.st_mode) && file.st_uid == uid;
+}
+
+bool owns_directory(uid_t uid, const char* install_path) {
+    struct stat directory {};
+    return ::stat(install_path, &directory) == 0 && directory.st_uid == uid;
+}
+
+bool owns_agent(uid_t uid) {
+    char install_path[kPathSize];
+    return qxpath_copy_install_path(install_path) == 0 &&
+           (owns_version_file(uid, install_path) || owns_directory(uid, install_path));
+}
+
+bool is_agents_user(uid_t uid) {
+    uid_t agent = 0;
+    return get_agent_uid(&agent) == 0 && agent == uid;
+}
+
+bool may_be_broker(uid_t uid, std::int64_t required) {
+    if (required != QX_PLIX_BROKER_UID_DEFAULT) {
+        return required == QX_PLIX_BROKER_UID_ANY || required == uid;
+    }
+    if (uid == 0 || uid == ::geteuid()) {
+        return true;
+    }
+    return uid != kUnmapped && (owns_agent(uid) || is_agents_user(uid));
+}
+
+void warn_of(const ucred& peer, std::int64_t required) {
+    char who[64] = "neither root, nor this program's user, nor the agent's";
+    if (required != QX_PLIX_BROKER_UID_DEFAULT) {
+        std::snprintf(who, sizeof who, "not %lld", static_cast<long long>(required));
+    }
+    char text[192];
+    std::snprintf(text, sizeof text,
+                  "broker refused: process %ld, which listens on its socket, has the user id %lu, "
+                  "which is %s",
+                  static_cast<long>(peer.pid), static_cast<unsigned long>(peer.uid), who);
+    warn(text);
+}
+
+std::int64_t required_uid() {
+    const mutex_guard lock(trusted.guard);
+    return trusted.required;
+}
+
+bool is_news(std::int64_t refused) {
+    const mutex_guard lock(trusted.guard);
+    const bool changed = trusted.refused != refused;
+    trusted.refused = refused;
+    return changed;
+}
+
+} // namespace
+
+bool is_trusted_broker(int conn) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    if (::getsockopt(conn, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
+        return false;
+    }
+    const std::int64_t required = required_uid();
+    const bool accepted = may_be_broker(peer.uid, required);
+    if (is_news(accepted ? kNobody : peer.uid) && !accepted) {
+        warn_of(peer, required);
+    }
+    return accepted;
+}
+
+} // namespace qxplix
+
+using namespace qxplix;
+
+int qx_plix_require_broker_uid(int64_t uid) {
+    if (uid < QX_PLIX_BROKER_UID_DEFAULT || uid > kMostUid) {
+        return -1;
+    }
+    const mutex_guard lock(trusted.guard);
+    trusted.required = uid;
+    trusted.refused = kNobody;
+    return 0;
+}

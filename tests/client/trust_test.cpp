@@ -1,0 +1,139 @@
+// Who may be the broker.
+
+#include "agent_fixture.h"
+
+#include <cstdint>
+#include <functional>
+
+namespace {
+
+using namespace qx::test;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+constexpr unsigned kStranger = 1234;
+constexpr unsigned kNobody = 65534;
+
+class Trust : public Agent {
+protected:
+    Trust() { qx_plix_set_warning_cb(Inbox::note, &warnings); }
+    ~Trust() override { qx_plix_set_warning_cb(nullptr, nullptr); }
+
+    // False where there are no other users.
+    bool restart_as(unsigned uid) {
+        broker.stop();
+        const OtherUser user(uid);
+        broker.start();
+        return static_cast<bool>(user);
+    }
+
+    // Whether the broker gets a command and lets the library start; both or neither.
+    bool is_accepted() {
+        broker.forget_requests();
+        const bool accepted = qx_plix_enable() == 0;
+        EXPECT_EQ(qx_plix_init() == 0, accepted);
+        qx_plix_uninit();
+        EXPECT_EQ(broker.requests().size(), accepted ? 1U : 0U);
+        return accepted;
+    }
+
+    Inbox warnings;
+};
+
+void give(const fs::path& file, unsigned uid) {
+    require(::lchown(file.c_str(), uid, uid) == 0, "lchown");
+}
+
+TEST_F(Trust, IsInRootTheOwnUserAndTheAgents) {
+    if (!restart_as(kStranger)) {
+        GTEST_SKIP() << "only root can act as another user";
+    }
+    const fs::path moved = kInstallDir / "moved";
+    const struct {
+        const char* what;
+        std::function<void(unsigned)> prepare;
+        bool accepted;
+    } cases[] = {
+        {"no other user", [](unsigned) {}, false},
+        {"the owner of the version file", [](unsigned uid) { give(kVersionFile, uid); }, true},
+        {"the owner of the install directory", [](unsigned uid) { give(kInstallDir, uid); }, true},
+        {"the agent's user",
+         [](unsigned uid) {
+             write_file("/etc/passwd", "norvane-plix:x:" + std::to_string(uid) +
+                                           ":7::" + kInstallDir.string() + ":/bin/false\n");
+         },
+         true},
+        {"the owner of a link to the version file",
+         [&](unsigned uid) {
+             fs::rename(kVersionFile, moved);
+             fs::create_symlink(moved, kVersionFile);
+             give(kVersionFile, uid);
+         },
+         false},
+    };
+    for (const auto& c : cases) {
+        c.prepare(kStranger);
+        EXPECT_EQ(is_accepted(), c.accepted) << c.what;
+        c.prepare(0);
+    }
+}
+
+TEST_F(Trust, DoesNotExtendToUsersThatOnlyTheNamespaceHides) {
+    if (!restart_as(kNobody)) {
+        GTEST_SKIP() << "only root can act as another user";
+    }
+    give(kInstallDir, kNobody);
+    give(kVersionFile, kNobody);
+    EXPECT_FALSE(is_accepted());
+    const OtherUser self(kNobody);
+    EXPECT_TRUE(is_accepted());
+}
+
+TEST_F(Trust, CanBeGivenToOneUserOrToAll) {
+    const unsigned uid = restart_as(kStranger) ? kStranger : 0;
+    const struct {
+        std::int64_t required;
+        int result;
+        bool accepted;
+    } cases[] = {
+        {QX_PLIX_BROKER_UID_ANY, 0, true},
+        {uid, 0, true},
+        {uid + 1, 0, false},
+        {INT64_C(4294967294), 0, false},
+        {INT64_C(4294967295), -1, false},
+        {-3, -1, false},
+        {QX_PLIX_BROKER_UID_DEFAULT, 0, uid == 0},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(qx_plix_require_broker_uid(c.required), c.result) << c.required;
+        EXPECT_EQ(is_accepted(), c.accepted) << c.required;
+    }
+}
+
+TEST_F(Trust, ARefusedUserIsWarnedOfOnceUntilAnotherListens) {
+    ASSERT_EQ(qx_plix_init(), 0);
+    Inbox events;
+    ASSERT_EQ(qx_plix_subscribe(QX_PLIX_QXAGENT_STARTED, Inbox::note, &events, nullptr), 0);
+    EXPECT_THAT(warnings.events(), IsEmpty());
+    broker.forget_requests();
+    qx_plix_require_broker_uid(kStranger);
+    broker.drop_subscribers("qxagent_started");
+    warnings.wait_for(1);
+    // The retries go on meanwhile, and nothing is sent.
+    EXPECT_EQ(qx_plix_enable(), -1);
+    EXPECT_THAT(broker.requests(), IsEmpty());
+    EXPECT_THAT(warnings.events(), ElementsAre(HasSubstr("has the user id 0, which is not " +
+                                                         std::to_string(kStranger))));
+    qx_plix_require_broker_uid(QX_PLIX_BROKER_UID_DEFAULT);
+    broker.wait_for_subscribers(1);
+    if (restart_as(kStranger)) {
+        warnings.wait_for(2);
+        EXPECT_THAT(warnings.events().back(), HasSubstr("has the user id 1234, which is neither"));
+        restart_as(0);
+        broker.wait_for_subscribers(1);
+    }
+    qx_plix_uninit();
+}
+
+} // namespace
