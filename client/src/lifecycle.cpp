@@ -31,7 +31,8 @@ auto uninterrupted(const Call& call) {
 int open_version_file(const char* install_path) {
     char name[kPathSize];
     version_file_name(install_path, name);
-    return uninterrupted([&] { return ::open(name, O_RDONLY | O_CLOEXEC); });
+    constexpr int flags = O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC;
+    return uninterrupted([&] { return ::open(name, flags); });
 }
 
 // The broker holds a lock on its version file for as long as it runs.
@@ -44,23 +45,18 @@ bool is_locked(int fd) {
 }
 
 // The first line, with its line end, or as much of it as fits; -1 when there is nothing to read.
+// Unlike read, pread fails for a FIFO or a device that is no file, without a system call more.
 int read_line(int fd, char (&line)[kVersionSize]) {
-    std::size_t length = 0;
-    char* end = nullptr;
-    while (length < sizeof line - 1 && end == nullptr) {
-        const ssize_t got =
-            uninterrupted([&] { return ::read(fd, line + length, sizeof line - 1 - length); });
-        if (got <= 0) {
-            break;
-        }
-        end = static_cast<char*>(std::memchr(line + length, '\n', static_cast<std::size_t>(got)));
-        length += static_cast<std::size_t>(got);
+    const ssize_t got = uninterrupted([&] { return ::pread(fd, line, sizeof line - 1, 0); });
+    if (got <= 0) {
+        return -1;
     }
+    line[got] = '\0';
+    char* const end = std::strchr(line, '\n');
     if (end != nullptr) {
-        length = static_cast<std::size_t>(end + 1 - line);
+        end[1] = '\0';
     }
-    line[length] = '\0';
-    return length > 0 ? 0 : -1;
+    return 0;
 }
 
 bool is_right_version(int fd) {

@@ -4,6 +4,7 @@
 #include "handles.h"
 #include "mutex.h"
 
+#include <algorithm>
 #include <charconv>
 #include <climits>
 #include <cstdio>
@@ -105,7 +106,7 @@ bool find_default(char* text) {
 
 // Appends what fits of `text`. The new length.
 std::size_t append(char (&name)[kPathSize], std::size_t length, const char* text) {
-    const std::size_t added = ::strnlen(text, kLongestVersionFileName - length);
+    const std::size_t added = std::min(std::strlen(text), kLongestVersionFileName - length);
     std::memcpy(name + length, text, added);
     return length + added;
 }

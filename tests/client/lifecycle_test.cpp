@@ -1,7 +1,10 @@
 #include "agent_fixture.h"
+#include "handles.h"
 
+#include <fcntl.h>
 #include <filesystem>
 #include <set>
+#include <sys/stat.h>
 
 namespace {
 
@@ -54,6 +57,26 @@ TEST(Lifecycle, NothingStartsWithoutARunningBrokerOfTheSameVersion) {
     EXPECT_EQ(qx_plix_subscribe(QX_PLIX_QXAGENT_STARTED, Inbox::note, nullptr, nullptr), -1);
     EXPECT_EQ(qx_plix_read_event_fd(0, 1), -1);
     qx_plix_unsubscribe(QX_PLIX_QXAGENT_STARTED);
+}
+
+TEST_F(Agent, OnlyARegularFileSaysTheVersion) {
+    ::alarm(30); // opening a FIFO would wait
+    const fs::path moved = kInstallDir / "moved";
+    fs::rename(kVersionFile, moved);
+    fs::create_symlink(moved, kVersionFile);
+    EXPECT_EQ(start(nullptr), kDown);
+    fs::remove(kVersionFile);
+    fs::create_directory(kVersionFile);
+    EXPECT_EQ(start(nullptr), kUnlocked);
+    fs::remove(kVersionFile);
+    require(::mkfifo(kVersionFile.c_str(), 0644) == 0, "mkfifo");
+    EXPECT_EQ(start(nullptr), kUnlocked);
+    const qxplix::fd_handle writer(::open(kVersionFile.c_str(), O_RDWR));
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    require(::fcntl(writer.get(), F_OFD_SETLK, &lock) == 0 && ::write(writer.get(), "1.3", 3) == 3,
+            "FIFO");
+    EXPECT_EQ(start(nullptr), "-1");
 }
 
 TEST_F(Agent, CutsTheVersionFilesNameAfter4094Characters) {

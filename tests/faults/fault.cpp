@@ -74,6 +74,7 @@ const std::vector<Call> kCalls = {
     {"recv", {ECONNRESET, ENOMEM, EINTR}, true},
     {"open", {EMFILE, ENFILE, EACCES, EROFS, ENOSPC, ENOMEM, EINTR}},
     {"read", {EIO, EISDIR, EINTR}, true},
+    {"pread", {EIO, EISDIR, EINTR}},
     {"write", {ENOSPC, EIO, EDQUOT, EFBIG, EINTR}, true},
     {"fsync", {EIO, ENOSPC, EDQUOT, EINVAL, EINTR}},
     {"rename", {EIO, ENOSPC, EACCES, EROFS, EXDEV}},

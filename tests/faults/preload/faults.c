@@ -186,6 +186,7 @@ WRAP(int, -1, connect, (int fd, const struct sockaddr* address, socklen_t length
      (fd, address, length))
 WRAP(int, -1, getsockopt, (int fd, int level, int option, void* value, socklen_t* size),
      (fd, level, option, value, size))
+WRAP(ssize_t, -1, pread, (int fd, void* bytes, size_t size, off_t at), (fd, bytes, size, at))
 WRAP(int, -1, shutdown, (int fd, int how), (fd, how))
 WRAP(int, -1, flock, (int fd, int operation), (fd, operation))
 WRAP(int, -1, epoll_create1, (int flags), (flags))
