@@ -10,6 +10,7 @@
 #include <set>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -167,8 +168,8 @@ TEST_F(Log, FollowsAFileThatAnotherBeganAgain) {
     EXPECT_FALSE(fs::exists(kDirectory));
 }
 
-// Every writer finds the file full at the same moment. Begun again twice, or by a writer that is
-// late, it would lose lines.
+// Every writer, two threads each, finds the file full at the same moment. Begun again twice, or by
+// a writer that is late, it would lose lines.
 TEST_F(Log, SeveralWritersLoseNoLine) {
     constexpr int writers = 6;
     constexpr int lines = 20;
@@ -189,9 +190,14 @@ TEST_F(Log, SeveralWritersLoseNoLine) {
                 char opened = 0;
                 ::close(gate[1]);
                 static_cast<void>(::read(gate[0], &opened, 1) == 0);
-                for (int number = 0; number < lines; ++number) {
-                    qx::log::print(0, level::error, line(writer, number));
-                }
+                const auto write = [&](int first) {
+                    for (int number = first; number < lines; number += 2) {
+                        qx::log::print(0, level::error, line(writer, number));
+                    }
+                };
+                std::thread other(write, 1);
+                write(0);
+                other.join();
                 return started ? 0 : 1;
             });
         }

@@ -2,12 +2,15 @@
 
 #include "install_directory.h"
 #include "log_file.h"
+#include "qx/scope_guard.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -30,9 +33,12 @@ constexpr Level kLevels[] = {
     {"debug", "DEBUG"},
 };
 
+// Any thread reads the threshold, so it alone says whether the log is open. The mutex guards the
+// file: its descriptor changes when the file is begun again.
 struct Logger {
+    std::atomic<int> threshold{kNothing};
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     log_file file;
-    int threshold = kNothing;
 };
 
 Logger& logger() {
@@ -78,15 +84,11 @@ void fill_placeholder(std::string& line, level severity) {
     }
 }
 
-} // namespace
-
-bool start(const char* name, const char* /*second*/) {
-    Logger& self = logger();
-    self.threshold = wanted_threshold();
+bool open(log_file& log, const char* name) {
     const std::string state = install_directory() + "/var";
     const std::string directory = state + "/log";
     const std::string file = directory + "/" + name + ".log";
-    if (self.file.open(file)) {
+    if (log.open(file)) {
         return true;
     }
     if (errno != ENOENT) {
@@ -95,12 +97,20 @@ bool start(const char* name, const char* /*second*/) {
     if (!make_directory(state)) {
         return errno == ENOENT; // no agent is installed
     }
-    return make_directory(directory) && self.file.open(file);
+    return make_directory(directory) && log.open(file);
+}
+
+} // namespace
+
+bool start(const char* name, const char* /*second*/) {
+    Logger& self = logger();
+    const bool is_started = open(self.file, name);
+    self.threshold = self.file.is_open() ? wanted_threshold() : kNothing;
+    return is_started;
 }
 
 bool can_log(unsigned long /*mask*/, level severity) {
-    const Logger& self = logger();
-    return self.file.is_open() && static_cast<int>(severity) <= self.threshold;
+    return static_cast<int>(severity) <= logger().threshold;
 }
 
 void print(unsigned long mask, level severity, std::string&& line) {
@@ -109,11 +119,16 @@ void print(unsigned long mask, level severity, std::string&& line) {
     }
     std::string filled(std::move(line));
     fill_placeholder(filled, severity);
-    logger().file.append(filled);
+    Logger& self = logger();
+    ::pthread_mutex_lock(&self.mutex);
+    const scope_guard unlock([&] { ::pthread_mutex_unlock(&self.mutex); });
+    self.file.append(filled);
 }
 
 void stop() {
-    logger().file.close();
+    Logger& self = logger();
+    self.threshold = kNothing;
+    self.file.close();
 }
 
 std::string detail::vformat_line(fmt::string_view line, fmt::format_args args) {

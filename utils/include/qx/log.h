@@ -1,4 +1,5 @@
-// The log: lines in a file of the agent's log directory, written by the main thread.
+// The log: lines in a file of the agent's log directory. After `start` any thread may log until
+// `stop`; these two are for the main thread, while no other logs.
 #pragma once
 
 #include "qx/format.h"
