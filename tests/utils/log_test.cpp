@@ -129,6 +129,20 @@ TEST_F(Log, GoesOnInAFileThatWasThere) {
               "before\na line that is rather long but has no placeholder\nyyyy-mm-dd\n");
 }
 
+TEST_F(Log, HasItsModeWhateverTheUmask) {
+    for (const char* const umask : {"0", "077", "0777"}) {
+        ::umask(std::stoi(umask, nullptr, 8));
+        for (const fs::perms before : {fs::perms(0600), fs::perms(0666)}) {
+            fs::remove(kLog);
+            write_file(kOlder, "");
+            fs::permissions(kOlder, before);
+            ASSERT_TRUE(start());
+            EXPECT_EQ(mode(kLog), fs::perms(0640)) << umask;
+            EXPECT_EQ(mode(kOlder), fs::perms(0640)) << umask;
+        }
+    }
+}
+
 TEST_F(Log, LeavesNoHalfLineOnAFullDisk) {
     fs::create_directories(kDirectory);
     ASSERT_EQ(::mount("tmpfs", kDirectory.c_str(), "tmpfs", 0, "size=16k"), 0);

@@ -1,5 +1,7 @@
+#include "forked.h"
+#include "process.h"
 #include "qx/error.h"
-#include "qx/json.h"
+#include "qx/io.h"
 #include "qx/log.h"
 #include "qx/settings.h"
 #include "world.h"
@@ -7,8 +9,11 @@
 #include <gmock/gmock.h>
 
 #include <climits>
+#include <fcntl.h>
 #include <filesystem>
 #include <functional>
+#include <regex>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -39,6 +44,10 @@ Names names_in_directory() {
     }
     std::sort(names.begin(), names.end());
     return names;
+}
+
+std::string read_log() {
+    return read_file(kInstallDir / "var/log/tool.log");
 }
 
 class Settings : public testing::Test {
@@ -120,15 +129,43 @@ TEST_F(Settings, DeletesAndRefuses) {
     EXPECT_EQ(last_error(), 4);
 }
 
+TEST_F(Settings, TheLastOfDuplicateKeysWins) {
+    write_file(kSettingsFile, R"({"a": 1, "b": "2", "a": "3"})");
+    ASSERT_EQ(setMgmt::init(), 0);
+    EXPECT_EQ(setMgmt::getKeyValue("a", 0), 3);
+    EXPECT_EQ(setMgmt::setKey("b", "4"), 0);
+    EXPECT_EQ(read_file(kSettingsFile), "{\"a\": \"3\", \"b\": \"4\"}\n");
+}
+
+TEST_F(Settings, OnlyAWriteNarrowsTheModeAndWarnsOfOthersOnce) {
+    ASSERT_TRUE(qx::log::start("tool", nullptr));
+    write_file(kSettingsFile, "{\"a\": \"1\"}");
+    fs::permissions(kSettingsFile, fs::perms(0664));
+    fs::permissions(kSettingsDirectory, fs::perms(0777));
+    ASSERT_EQ(setMgmt::init(), 0);
+    EXPECT_EQ(setMgmt::deleteKey("b"), -1);
+    EXPECT_EQ(mode(kSettingsFile), fs::perms(0664));
+    EXPECT_EQ(read_log(), "");
+    for (const char* const umask : {"0", "0777"}) {
+        ::umask(std::stoi(umask, nullptr, 8));
+        fs::remove(kLock);
+        EXPECT_EQ(setMgmt::setKey("a", "2"), 0);
+        EXPECT_EQ(mode(kSettingsFile), fs::perms(0600));
+        EXPECT_EQ(mode(kLock), fs::perms(0600));
+    }
+    EXPECT_THAT(lines_of(read_log()),
+                testing::ElementsAre(HasSubstr("Others can write to the settings directory")));
+}
+
 TEST_F(Settings, ADamagedStoreIsNamedAndLeftAlone) {
     ASSERT_TRUE(qx::log::start("tool", nullptr));
     for (const char* const text :
          {"", "\n", "{", "[]", "42", "{\"a\\n\":1}", "{\"a\":{}}", "{\"a\":\"1\"} x",
-          "{\"a\":\"1\",\"a\":\"2\"}", "{\"a\":\"\xff\"}", "{\"a\\u0000\":\"1\"}",
-          "{\"token\": \"secret\" secret}"}) {
+          "{\"a\":\"\xff\"}", "{\"a\\u0000\":\"1\"}", "{\"token\": \"secret\" secret}"}) {
         write_file(kSettingsFile, "{\"a\": \"1\"}");
         ASSERT_EQ(setMgmt::init(), 0);
         write_file(kSettingsFile, text); // meanwhile
+        fs::permissions(kSettingsFile, fs::perms(0664));
         EXPECT_EQ(setMgmt::setKey("/b", "2"), -1) << text;
         EXPECT_EQ(last_error(), 3);
         EXPECT_EQ(setMgmt::deleteKey("a"), -1);
@@ -146,10 +183,12 @@ TEST_F(Settings, ADamagedStoreIsNamedAndLeftAlone) {
         EXPECT_EQ(last_error(), 3);
         EXPECT_EQ(setMgmt::setKey("/b", "2"), -1);
         EXPECT_EQ(read_file(kSettingsFile), text);
+        EXPECT_EQ(mode(kSettingsFile), fs::perms(0664));
     }
-    const std::string log = read_file(kInstallDir / "var/log/tool.log");
-    EXPECT_THAT(log, HasSubstr("Cannot read the settings: /opt/norvane/etc/settings.json: a key "
-                               "occurs twice (line 1"));
+    const std::string log = read_log();
+    EXPECT_THAT(log, HasSubstr("Cannot read the settings: /opt/norvane/etc/settings.json: is not "
+                               "JSON (line 1, column 1)\n"));
+    EXPECT_THAT(log, HasSubstr("settings.json: is empty\n"));
     EXPECT_THAT(log, HasSubstr("settings.json: the value of \"a\\n\" is not a text\n"));
     EXPECT_THAT(log, testing::Not(HasSubstr("secret")));
 }
@@ -223,6 +262,35 @@ TEST_F(Settings, AFullDiskLeavesTheOldStore) {
     EXPECT_EQ(setMgmt::setKey("a", "3"), -1);
     EXPECT_THAT(last_reason(), HasSubstr("Read-only file system"));
     EXPECT_EQ(read_file(kSettingsFile), "{\"a\": \"2\"}\n");
+}
+
+// The lock file is unlinked while a writer waits for it, and a second one is locked in its place.
+TEST_F(Settings, AWriterWhoseLockFileIsGoneWaitsForItsSuccessor) {
+    const auto lock = [] {
+        qx::io::descriptor fd(::open(kLock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+        EXPECT_EQ(::flock(fd.get(), LOCK_EX), 0);
+        return fd;
+    };
+    const auto is_waited_for = [](const qx::io::descriptor& fd) {
+        struct stat status {};
+        ::fstat(fd.get(), &status);
+        return std::regex_search(read_file("/proc/locks"),
+                                 std::regex(fmt::format("-> FLOCK.*:{} ", status.st_ino)));
+    };
+    fs::create_directory(kSettingsDirectory);
+    qx::io::descriptor first = lock();
+    Forked writer([&] {
+        first.reset(); // the child's copy
+        return setMgmt::init() == 0 ? setMgmt::setKey("a", "1") : -1;
+    });
+    wait_until([&] { return is_waited_for(first); });
+    fs::remove(kLock);
+    qx::io::descriptor second = lock();
+    first.reset();
+    wait_until([&] { return is_waited_for(second) || fs::exists(kSettingsFile); });
+    EXPECT_FALSE(fs::exists(kSettingsFile)) << "two writers at a time";
+    second.reset();
+    EXPECT_EQ(writer.wait(), 0);
 }
 
 } // namespace

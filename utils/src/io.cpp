@@ -27,11 +27,11 @@ bool write_all(int fd, string_view text) {
     return true;
 }
 
-void narrow_mode(int fd, unsigned int mode, unsigned int allowed) {
-    constexpr unsigned int all_rights = 07777;
-    if ((mode & all_rights & ~allowed) != 0) {
+void set_mode(int fd, unsigned int mode, unsigned int wanted) {
+    constexpr unsigned int all_bits = 07777;
+    if ((mode & all_bits) != wanted) {
         // Only the owner may; anybody else is no worse off than before.
-        static_cast<void>(::fchmod(fd, mode & allowed));
+        static_cast<void>(::fchmod(fd, wanted));
     }
 }
 

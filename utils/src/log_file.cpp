@@ -12,9 +12,9 @@ namespace {
 constexpr off_t kLargest = 256L * 1024;
 constexpr mode_t kMode = 0640;
 
-// Opens a file for appending and takes rights from it that it should not give. Nothing, with errno,
-// when that is no file.
-io::descriptor open_narrowed(const std::string& file, int more_flags) {
+// Opens a file for appending and gives it the log's mode. Returns nothing, with errno, when that is
+// no regular file.
+io::descriptor open_for_appending(const std::string& file, int more_flags) {
     // Non-blocking for the sake of a fifo in the file's place; a file takes no notice.
     const int flags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | more_flags;
     io::descriptor fd(io::uninterrupted([&] { return ::open(file.c_str(), flags, kMode); }));
@@ -26,7 +26,7 @@ io::descriptor open_narrowed(const std::string& file, int more_flags) {
         errno = EINVAL;
         return io::descriptor();
     }
-    io::narrow_mode(fd.get(), status.st_mode, kMode);
+    io::set_mode(fd.get(), status.st_mode, kMode);
     return fd;
 }
 
@@ -37,7 +37,7 @@ bool log_file::open(const std::string& file) {
     if (!reopen()) {
         return false;
     }
-    static_cast<void>(open_narrowed(older(), 0));
+    static_cast<void>(open_for_appending(older(), 0));
     return true;
 }
 
@@ -46,7 +46,7 @@ std::string log_file::older() const {
 }
 
 bool log_file::reopen() {
-    io::descriptor fd = open_narrowed(path_, O_CREAT);
+    io::descriptor fd = open_for_appending(path_, O_CREAT);
     if (!fd) {
         return false;
     }

@@ -16,10 +16,18 @@
 namespace qx {
 namespace {
 
-// The store as it was last read or written; null while it is closed.
+struct Store {
+    json_ptr values; // as last read or written; null while the store is closed
+    bool has_warned = false;
+};
+
+Store& store_state() {
+    static Store the_store;
+    return the_store;
+}
+
 json_ptr& values() {
-    static json_ptr the_values;
-    return the_values;
+    return store_state().values;
 }
 
 store::place find_place() {
@@ -35,10 +43,7 @@ json_ptr damaged(const std::string& file, const std::string& reason) {
 
 // Says where, never what: jansson's own message quotes the text, which may hold a secret.
 json_ptr not_parsed(const std::string& file, const json_error_t& error) {
-    const char* const what = ::json_error_code(&error) == json_error_duplicate_key
-                                 ? "a key occurs twice"
-                                 : "is not JSON";
-    return damaged(file, std::string(what) + " (line " + std::to_string(error.line) + ", column " +
+    return damaged(file, "is not JSON (line " + std::to_string(error.line) + ", column " +
                              std::to_string(error.column) + ")");
 }
 
@@ -51,9 +56,11 @@ std::string key_in_json(const char* key) {
 
 // Null, with the last-error record, when `bytes` is not an object of texts.
 json_ptr parse(const std::string& file, const std::string& bytes) {
+    if (bytes.empty()) {
+        return damaged(file, "is empty");
+    }
     json_error_t error;
-    json_ptr object(
-        ::json_loadb(bytes.data(), bytes.size(), JSON_REJECT_DUPLICATES | JSON_ALLOW_NUL, &error));
+    json_ptr object(::json_loadb(bytes.data(), bytes.size(), JSON_ALLOW_NUL, &error));
     require_json_memory();
     if (!object) {
         return not_parsed(file, error);
@@ -81,8 +88,13 @@ json_ptr load(const std::string& file, const store::snapshot& content) {
     return none;
 }
 
+// Once for each time that the store is opened, so that the warning does not push other lines out of
+// the log.
 void warn_of_others(const std::string& directory) {
     struct stat status {};
+    if (std::exchange(store_state().has_warned, true)) {
+        return;
+    }
     if (::stat(directory.c_str(), &status) == 0 && (status.st_mode & S_IWOTH) != 0) {
         QX_LOG(log::level::warning, "Others can write to the settings directory '{:s}'", directory);
     }
@@ -165,9 +177,7 @@ int change(const std::string& key, const std::string* value) {
     if (value != nullptr && !is_set) {
         return refuse(key + ": key or value is not UTF-8 text");
     }
-    if (!old.exists) {
-        warn_of_others(where.directory);
-    }
+    warn_of_others(where.directory);
     if (!write(where, old, changed.get())) {
         return -1;
     }
@@ -176,16 +186,13 @@ int change(const std::string& key, const std::string* value) {
 }
 
 int open_store() {
-    values().reset();
+    store_state() = Store();
     const store::place where = find_place();
     store::snapshot content;
     if (!store::read(where, content)) {
         return -1;
     }
     values() = load(where.file, content);
-    if (values() && content.exists) {
-        warn_of_others(where.directory);
-    }
     return values() ? 0 : -1;
 }
 

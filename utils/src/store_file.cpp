@@ -48,6 +48,9 @@ io::descriptor make_temporary(const std::string& file) {
     if (!fd && errno == EEXIST && ::unlink(file.c_str()) == 0) {
         fd = open_file(file, flags);
     }
+    if (fd) {
+        io::set_mode(fd.get(), 0, kMode); // the umask may have taken rights away
+    }
     return fd;
 }
 
@@ -55,6 +58,16 @@ bool write_temporary(const std::string& file, uid_t owner, string_view bytes) {
     const io::descriptor fd = make_temporary(file);
     return fd && (owner == ::geteuid() || ::fchown(fd.get(), owner, static_cast<gid_t>(-1)) == 0) &&
            io::write_all(fd.get(), bytes) && flush(fd.get());
+}
+
+io::descriptor open_lock(const place& where, bool make_directory) {
+    constexpr int flags = O_RDWR | O_CREAT;
+    io::descriptor fd = open_file(where.lock_file, flags);
+    if (!fd && errno == ENOENT && make_directory &&
+        (::mkdir(where.directory.c_str(), 0755) == 0 || errno == EEXIST)) {
+        fd = open_file(where.lock_file, flags);
+    }
+    return fd;
 }
 
 bool refuse(const std::string& file, const char* what) {
@@ -99,7 +112,6 @@ bool read(const place& where, snapshot& content) {
     if (status.st_size > kLargest) {
         return refuse(where.file, "is larger than 16 MiB");
     }
-    io::narrow_mode(fd.get(), status.st_mode, kMode);
     std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
     std::size_t length = 0;
     while (length < bytes.size()) {
@@ -119,22 +131,23 @@ bool read(const place& where, snapshot& content) {
 }
 
 io::descriptor lock(const place& where, bool make_directory) {
-    const std::string& file = where.lock_file;
-    constexpr int flags = O_RDWR | O_CREAT;
-    io::descriptor fd = open_file(file, flags);
-    if (!fd && errno == ENOENT && make_directory &&
-        (::mkdir(where.directory.c_str(), 0755) == 0 || errno == EEXIST)) {
-        fd = open_file(file, flags);
+    for (;;) {
+        io::descriptor fd = open_lock(where, make_directory);
+        if (!fd || io::uninterrupted([&] { return ::flock(fd.get(), LOCK_EX); }) != 0) {
+            return io::descriptor();
+        }
+        struct stat locked {};
+        struct stat named {};
+        if (::fstat(fd.get(), &locked) != 0) {
+            return io::descriptor();
+        }
+        // A lock on a file that was unlinked meanwhile keeps nobody out.
+        if (::lstat(where.lock_file.c_str(), &named) == 0 && locked.st_ino == named.st_ino &&
+            locked.st_dev == named.st_dev) {
+            io::set_mode(fd.get(), locked.st_mode, kMode);
+            return fd;
+        }
     }
-    struct stat status {};
-    if (!fd || ::fstat(fd.get(), &status) != 0) {
-        return io::descriptor();
-    }
-    io::narrow_mode(fd.get(), status.st_mode, kMode);
-    if (io::uninterrupted([&] { return ::flock(fd.get(), LOCK_EX); }) != 0) {
-        return io::descriptor();
-    }
-    return fd;
 }
 
 bool replace(const place& where, const snapshot& old, string_view bytes) {

@@ -44,9 +44,9 @@ auto uninterrupted(const Call& call) {
 /// Writes all of `text`; false, with errno, when that is not possible.
 bool write_all(int fd, string_view text);
 
-/// Takes from an open file every right beyond `allowed` (mode bits) that `mode`, its present one,
-/// gives.
-void narrow_mode(int fd, unsigned int mode, unsigned int allowed);
+/// Gives an open file the mode bits `wanted`, unless `mode`, its present st_mode, has them already.
+/// The umask has no say. Nothing happens when the file belongs to somebody else.
+void set_mode(int fd, unsigned int mode, unsigned int wanted);
 
 /// Has `epfd` report `events` of `fd`, whether or not it watches `fd` already. 0, or -1 with errno.
 int epoll_set_fd(int epfd, int fd, unsigned int events);

@@ -35,7 +35,8 @@ extern const path kCirrelUuidFileDefault;
 class setMgmt {
 public:
     /// Reads the store; where there is none yet, it is empty. Negative, with a line on standard
-    /// error and in the log, when it cannot be read or is damaged; the file is left alone.
+    /// error and in the log, when it cannot be read or is damaged; the file is left alone. Of
+    /// several values for one key the last counts.
     static int init();
     static void uninit();
 
@@ -45,7 +46,8 @@ public:
     static int getKeyValue(const std::string& key, int default_value);
 
     /// Stores a value: when 0 comes back it outlives a power cut, on a failure (negative) the old
-    /// store is in place. Waits while another process writes, and keeps what that wrote.
+    /// store is in place. Waits while another process writes, and keeps what that wrote. The first
+    /// write logs a warning when others can write to the directory.
     static int setKey(const std::string& key, const std::string& value);
     /// Removes a key, in the same way. Error 4 when there is no such key, 5 when there is no store
     /// yet.
