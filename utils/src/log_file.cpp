@@ -10,13 +10,16 @@ namespace qx {
 namespace {
 
 constexpr off_t kLargest = 256L * 1024;
+// While another process holds the lock, which anyone who may read the log can do for as long as he
+// likes, the file may grow further.
+constexpr off_t kLargestUnlocked = 2 * kLargest;
 constexpr mode_t kMode = 0640;
 
 // Opens a file for appending and gives it the log's mode. Returns nothing, with errno, when that is
 // no regular file.
 io::descriptor open_for_appending(const std::string& file, int more_flags) {
     // Non-blocking for the sake of a fifo in the file's place; a file takes no notice.
-    const int flags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | more_flags;
+    const int flags = O_RDWR | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | more_flags;
     io::descriptor fd(io::uninterrupted([&] { return ::open(file.c_str(), flags, kMode); }));
     struct stat status {};
     if (!fd || ::fstat(fd.get(), &status) != 0) {
@@ -51,49 +54,74 @@ bool log_file::reopen() {
         return false;
     }
     fd_ = std::move(fd);
-    locked_ = false;
     return true;
 }
 
-bool log_file::is_replaced() const {
-    struct stat opened {};
+bool log_file::is_replaced(const struct stat& opened) const {
     struct stat named {};
-    return ::fstat(fd_.get(), &opened) == 0 &&
-           (::lstat(path_.c_str(), &named) != 0 || opened.st_ino != named.st_ino ||
-            opened.st_dev != named.st_dev);
+    return ::lstat(path_.c_str(), &named) != 0 || opened.st_ino != named.st_ino ||
+           opened.st_dev != named.st_dev;
 }
 
-// One step towards a locked, current file with room for the line; false when another step is
-// needed.
-bool log_file::lock_with_room_for(std::size_t length) {
-    // Without a lock, on a file system that has none, lines of several writers still come out
-    // whole.
-    locked_ = io::uninterrupted([&] { return ::flock(fd_.get(), LOCK_EX); }) == 0;
-    if (is_replaced()) {
+// One step towards a current file with room for the line, locked if possible; false when another
+// step is needed.
+bool log_file::make_ready(std::size_t length) {
+    // Without the lock, lines of several writers still come out whole.
+    locked_ = io::uninterrupted([&] { return ::flock(fd_.get(), LOCK_EX | LOCK_NB); }) == 0;
+    const off_t largest = !locked_ && errno == EWOULDBLOCK ? kLargestUnlocked : kLargest;
+    struct stat status {};
+    if (::fstat(fd_.get(), &status) != 0) {
+        return true;
+    }
+    if (is_replaced(status)) {
         // Somebody else has begun the file again.
         return !reopen();
     }
-    struct stat status {};
-    if (::fstat(fd_.get(), &status) != 0 || status.st_size == 0 ||
-        status.st_size + static_cast<off_t>(length) <= kLargest) {
+    size_ = status.st_size;
+    has_half_line_ = ends_in_half_line();
+    if (size_ == 0 || size_ + static_cast<off_t>(length + (has_half_line_ ? 1 : 0)) <= largest) {
         return true;
     }
     // When the file cannot be begun again, a file too large is better than a line lost.
     return ::rename(path_.c_str(), older().c_str()) != 0 || !reopen();
 }
 
+// Whether a writer was killed, or had no room, in the middle of the last line.
+bool log_file::ends_in_half_line() const {
+    char last = '\n';
+    return size_ > 0 &&
+           io::uninterrupted([&] { return ::pread(fd_.get(), &last, 1, size_ - 1); }) == 1 &&
+           last != '\n';
+}
+
+// Writes with a single call, so that no line of another writer gets in between. What could be
+// written of a line that does not fit is cut off, unless another line is behind it by now.
+void log_file::write(string_view text) {
+    const ssize_t written =
+        io::uninterrupted([&] { return ::write(fd_.get(), text.data(), text.size()); });
+    const bool is_torn = written > 0 && static_cast<std::size_t>(written) < text.size();
+    struct stat status {};
+    if (is_torn && locked_ && ::fstat(fd_.get(), &status) == 0 &&
+        status.st_size == size_ + written) {
+        static_cast<void>(::ftruncate(fd_.get(), size_));
+    }
+}
+
 void log_file::append(string_view line) {
     constexpr int patience = 16;
     int steps = 0;
-    while (!lock_with_room_for(line.size()) && ++steps < patience) {
+    size_ = 0;
+    has_half_line_ = false;
+    while (!make_ready(line.size()) && ++steps < patience) {
     }
-    struct stat before {};
-    const bool is_known = locked_ && ::fstat(fd_.get(), &before) == 0;
-    if (!io::write_all(fd_.get(), line) && is_known) {
-        // The next line must not be glued to half of this one.
-        static_cast<void>(::ftruncate(fd_.get(), before.st_size));
+    if (has_half_line_) {
+        write(std::string("\n").append(line.data(), line.size()));
+    } else {
+        write(line);
     }
-    ::flock(fd_.get(), LOCK_UN);
+    if (locked_) {
+        ::flock(fd_.get(), LOCK_UN);
+    }
 }
 
 } // namespace qx

@@ -5,6 +5,7 @@
 #include "qx/string_view.h"
 
 #include <string>
+#include <sys/stat.h>
 
 namespace qx {
 
@@ -17,18 +18,24 @@ public:
     [[nodiscard]] bool is_open() const { return static_cast<bool>(fd_); }
     void close() { fd_.reset(); }
 
-    /// Appends one line; what cannot be written is dropped.
+    /// Appends one line without ever waiting for another process. A line that cannot be written as
+    /// a whole is dropped; half a line that was left in the file gets an end first.
     void append(string_view line);
 
 private:
     [[nodiscard]] std::string older() const;
     bool reopen();
-    [[nodiscard]] bool is_replaced() const;
-    bool lock_with_room_for(std::size_t length);
+    [[nodiscard]] bool is_replaced(const struct stat& opened) const;
+    bool make_ready(std::size_t length);
+    [[nodiscard]] bool ends_in_half_line() const;
+    void write(string_view text);
 
     std::string path_;
     io::descriptor fd_;
+    // The state of the file before the line that is being appended.
     bool locked_ = false;
+    bool has_half_line_ = false;
+    off_t size_ = 0;
 };
 
 } // namespace qx
