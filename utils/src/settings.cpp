@@ -30,10 +30,16 @@ json_ptr& values() {
     return store_state().values;
 }
 
-store::place find_place() {
+store::place find_place(const char* lock_suffix = ".lock") {
     const std::string directory = path(common_path::configuration).to_string();
     const std::string file = directory + "/settings.json";
-    return {directory, file, file + ".lock"};
+    return {directory, file, file + lock_suffix};
+}
+
+// The lock that a settings_lock holds.
+io::descriptor& held_lock() {
+    static io::descriptor lock;
+    return lock;
 }
 
 json_ptr damaged(const std::string& file, const std::string& reason) {
@@ -153,13 +159,14 @@ int change(const std::string& key, const std::string* value) {
     if (!values()) {
         return refuse("the settings are not open");
     }
-    const io::descriptor lock = store::lock(where, value != nullptr);
-    if (!lock && (errno != ENOENT || value != nullptr)) {
+    const bool is_held = static_cast<bool>(held_lock());
+    const io::descriptor lock = is_held ? io::descriptor() : store::lock(where, value != nullptr);
+    if (!is_held && !lock && (errno != ENOENT || value != nullptr)) {
         store::fail(where.lock_file, "cannot be locked");
         return -1;
     }
     store::snapshot old;
-    if (lock && !store::read(where, old)) {
+    if ((is_held || lock) && !store::read(where, old)) {
         return -1;
     }
     if (!old.exists && value == nullptr) {
@@ -238,6 +245,23 @@ int setMgmt::setKey(const std::string& key, const std::string& value) {
 
 int setMgmt::deleteKey(const std::string& key) {
     return attempt([&] { return change(key, nullptr); });
+}
+
+settings_lock::settings_lock() {
+    held_lock() = store::lock(find_place(), false);
+}
+
+settings_lock::~settings_lock() {
+    held_lock().reset();
+}
+
+io::descriptor lock_switch() {
+    const store::place where = find_place(".switch");
+    io::descriptor lock = store::lock(where, true);
+    if (!lock) {
+        store::fail(where.lock_file, "cannot be locked");
+    }
+    return lock;
 }
 
 } // namespace qx

@@ -1,6 +1,7 @@
 // The agent's settings: texts under hierarchical keys, shared with the agent's other programs.
 #pragma once
 
+#include "qx/io.h"
 #include "qx/path.h"
 
 #include <string>
@@ -53,5 +54,22 @@ public:
     /// yet.
     static int deleteKey(const std::string& key);
 };
+
+/// Keeps other processes from writing the store while it lives; this process writes as usual. The
+/// constructor waits while another process writes; a signal that ends the process ends the wait.
+/// If the lock cannot be taken, nothing is locked, and writing fails with the reason. One at a
+/// time; main thread only.
+class settings_lock {
+public:
+    settings_lock();
+    settings_lock(const settings_lock&) = delete;
+    settings_lock& operator=(const settings_lock&) = delete;
+    ~settings_lock();
+};
+
+/// Waits until no other process switches the deployment, and keeps others from it until the
+/// returned descriptor is closed; a signal that ends the process ends the wait. On failure the
+/// descriptor is empty and the last-error record says why.
+io::descriptor lock_switch();
 
 } // namespace qx
