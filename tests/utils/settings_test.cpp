@@ -264,6 +264,64 @@ TEST_F(Settings, AFullDiskLeavesTheOldStore) {
     EXPECT_EQ(read_file(kSettingsFile), "{\"a\": \"2\"}\n");
 }
 
+constexpr int kPunchHole = FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE;
+
+// Takes all the space that is left in the settings directory.
+void fill_disk() {
+    const qx::io::descriptor fd(
+        ::open((kSettingsDirectory / "fill").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    while (qx::io::write_all(fd.get(), std::string(512, 'x'))) {
+    }
+    EXPECT_EQ(errno, ENOSPC);
+}
+
+TEST_F(Settings, AFullDiskTakesNoReservedChange) {
+    const Names names = {"settings.json", "settings.json.lock"};
+    const fs::path space = kSettingsFile.string() + ".reserve";
+    const std::size_t size = std::string("{\"on\": \"1\"}\n").size() + 4096;
+    // A file system that writes elsewhere has no blocks for the first bytes of the reserve.
+    for (const bool overwrites : {true, false}) {
+        fs::create_directory(kSettingsDirectory);
+        ASSERT_EQ(::mount("tmpfs", kSettingsDirectory.c_str(), "tmpfs", 0, "size=32k,mode=0755"),
+                  0);
+        write_file(space, "left by a killed process");
+        ASSERT_EQ(setMgmt::init(), 0);
+        ASSERT_EQ(setMgmt::setKey("on", "0"), 0);
+        const auto descriptors = open_descriptors();
+        {
+            const qx::settings_reserve reserve("on", "1");
+            ASSERT_TRUE(reserve) << last_reason();
+            EXPECT_EQ(fs::file_size(space), size);
+            EXPECT_EQ(setMgmt::setKey("other", "1"), 0);
+            qx::io::descriptor file(::open(space.c_str(), O_WRONLY | O_CLOEXEC));
+            ASSERT_TRUE(overwrites || ::fallocate(file.get(), kPunchHole, 0, 4096) == 0);
+            file.reset();
+            fill_disk();
+            EXPECT_EQ(setMgmt::setKey("other", "2"), -1);
+            EXPECT_THAT(last_reason(), HasSubstr("No space left on device"));
+            EXPECT_TRUE(reserve);
+            EXPECT_EQ(setMgmt::setKey("on", "1"), 0) << last_reason();
+            EXPECT_EQ(read_file(kSettingsFile), "{\"on\": \"1\", \"other\": \"1\"}\n");
+            EXPECT_EQ(mode(kSettingsFile), fs::perms(0600));
+            EXPECT_FALSE(reserve);
+        }
+        fs::remove(kSettingsDirectory / "fill");
+        EXPECT_TRUE(qx::settings_reserve("on", "1")) << "and not used";
+        fill_disk();
+        EXPECT_FALSE(qx::settings_reserve("on", "1"));
+        EXPECT_THAT(last_reason(), HasSubstr("settings.json.reserve: cannot be allocated: No"));
+        fs::remove(kSettingsDirectory / "fill");
+        EXPECT_EQ(names_in_directory(), names);
+        EXPECT_EQ(open_descriptors(), descriptors);
+        ASSERT_EQ(::umount(kSettingsDirectory.c_str()), 0);
+    }
+    // One that allocates nothing ahead.
+    ASSERT_EQ(::mount("ramfs", kSettingsDirectory.c_str(), "ramfs", 0, "mode=0755"), 0);
+    const qx::settings_reserve reserve("on", "1");
+    EXPECT_TRUE(reserve);
+    EXPECT_EQ(fs::file_size(space), size);
+}
+
 // The lock file is unlinked while a writer waits for it, and a second one is locked in its place.
 TEST_F(Settings, AWriterWhoseLockFileIsGoneWaitsForItsSuccessor) {
     const auto lock = [] {

@@ -11,6 +11,7 @@
 #include <charconv>
 #include <new>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <utility>
 
 namespace qx {
@@ -40,6 +41,19 @@ store::place find_place(const char* lock_suffix = ".lock") {
 io::descriptor& held_lock() {
     static io::descriptor lock;
     return lock;
+}
+
+// What a settings_reserve holds.
+struct Reserve {
+    store::place where;
+    std::string key;
+    std::string value;
+    io::descriptor file;
+};
+
+Reserve& held_reserve() {
+    static Reserve reserve;
+    return reserve;
 }
 
 json_ptr damaged(const std::string& file, const std::string& reason) {
@@ -144,13 +158,43 @@ bool remove(json_t* object, const std::string& key) {
     return is_key(key) && ::json_object_del(object, key.c_str()) == 0;
 }
 
-bool write(const store::place& where, const store::snapshot& old, const json_t* object) {
+std::string to_text(const json_t* object) {
     const text_ptr text(::json_dumps(object, 0));
     require_json_memory();
     if (!text) {
         throw std::bad_alloc();
     }
-    return store::replace(where, old, std::string(text.get()) + "\n");
+    return std::string(text.get()) + "\n";
+}
+
+// Takes the store's lock, unless a settings_lock holds it. False, with errno, on failure.
+bool lock_store(const store::place& where, bool make_directory, io::descriptor& lock) {
+    if (held_lock()) {
+        return true;
+    }
+    lock = store::lock(where, make_directory);
+    return static_cast<bool>(lock);
+}
+
+// What `old` becomes by one change; a null value deletes. Null, with the last-error record, when
+// the change cannot be made.
+json_ptr changed_store(const store::place& where, const store::snapshot& old,
+                       const std::string& key, const std::string* value) {
+    json_ptr changed = load(where.file, old);
+    if (!changed) {
+        return nullptr;
+    }
+    if (value == nullptr && !remove(changed.get(), key)) {
+        refuse(error_number::no_such_key, "no such key", key);
+        return nullptr;
+    }
+    const bool is_set = value != nullptr && set(changed.get(), key, *value);
+    require_json_memory();
+    if (value != nullptr && !is_set) {
+        refuse(key + ": key or value is not UTF-8 text");
+        return nullptr;
+    }
+    return changed;
 }
 
 // One change of the store, made to what it holds by now; a null value deletes.
@@ -159,37 +203,56 @@ int change(const std::string& key, const std::string* value) {
     if (!values()) {
         return refuse("the settings are not open");
     }
-    const bool is_held = static_cast<bool>(held_lock());
-    const io::descriptor lock = is_held ? io::descriptor() : store::lock(where, value != nullptr);
-    if (!is_held && !lock && (errno != ENOENT || value != nullptr)) {
+    io::descriptor lock;
+    const bool is_locked = lock_store(where, value != nullptr, lock);
+    if (!is_locked && (errno != ENOENT || value != nullptr)) {
         store::fail(where.lock_file, "cannot be locked");
         return -1;
     }
     store::snapshot old;
-    if ((is_held || lock) && !store::read(where, old)) {
+    if (is_locked && !store::read(where, old)) {
         return -1;
     }
     if (!old.exists && value == nullptr) {
         return refuse(error_number::no_store, "no settings store", where.file);
     }
-    json_ptr changed = load(where.file, old);
+    json_ptr changed = changed_store(where, old, key, value);
     if (!changed) {
         return -1;
     }
-    if (value == nullptr && !remove(changed.get(), key)) {
-        return refuse(error_number::no_such_key, "no such key", key);
-    }
-    const bool is_set = value != nullptr && set(changed.get(), key, *value);
-    require_json_memory();
-    if (value != nullptr && !is_set) {
-        return refuse(key + ": key or value is not UTF-8 text");
-    }
     warn_of_others(where.directory);
-    if (!write(where, old, changed.get())) {
+    Reserve& reserve = held_reserve();
+    const bool is_reserved = value != nullptr && key == reserve.key && *value == reserve.value;
+    if (!store::replace(where, old, to_text(changed.get()),
+                        is_reserved ? &reserve.file : nullptr)) {
         return -1;
     }
     values() = std::move(changed);
     return 0;
+}
+
+int make_reserve(const std::string& key, const std::string& value) {
+    Reserve& self = held_reserve();
+    self.where = find_place();
+    self.key = key;
+    self.value = value;
+    io::descriptor lock;
+    store::snapshot old;
+    if (!lock_store(self.where, true, lock)) {
+        store::fail(self.where.lock_file, "cannot be locked");
+        return -1;
+    }
+    if (!store::read(self.where, old)) {
+        return -1;
+    }
+    const json_ptr changed = changed_store(self.where, old, key, &value);
+    if (!changed) {
+        return -1;
+    }
+    constexpr std::size_t room_for_others = 4096;
+    self.file = store::reserve(self.where, old.exists ? old.owner : ::geteuid(),
+                               to_text(changed.get()).size() + room_for_others);
+    return self.file ? 0 : -1;
 }
 
 int open_store() {
@@ -253,6 +316,23 @@ settings_lock::settings_lock() {
 
 settings_lock::~settings_lock() {
     held_lock().reset();
+}
+
+settings_reserve::settings_reserve(const std::string& key, const std::string& value) {
+    attempt([&] { return make_reserve(key, value); });
+}
+
+settings_reserve::~settings_reserve() {
+    try {
+        Reserve& self = held_reserve();
+        store::release(self.where, self.file);
+    } catch (const std::bad_alloc&) {
+        held_reserve().file.reset();
+    }
+}
+
+settings_reserve::operator bool() const {
+    return static_cast<bool>(held_reserve().file);
 }
 
 io::descriptor lock_switch() {

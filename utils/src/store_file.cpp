@@ -3,11 +3,14 @@
 #include "qx/error.h"
 #include "qx/scope_guard.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace qx::store {
 namespace {
@@ -54,10 +57,77 @@ io::descriptor make_temporary(const std::string& file) {
     return fd;
 }
 
+bool set_owner(int fd, uid_t owner) {
+    return owner == ::geteuid() || ::fchown(fd, owner, static_cast<gid_t>(-1)) == 0;
+}
+
 bool write_temporary(const std::string& file, uid_t owner, string_view bytes) {
     const io::descriptor fd = make_temporary(file);
-    return fd && (owner == ::geteuid() || ::fchown(fd.get(), owner, static_cast<gid_t>(-1)) == 0) &&
-           io::write_all(fd.get(), bytes) && flush(fd.get());
+    return fd && set_owner(fd.get(), owner) && io::write_all(fd.get(), bytes) && flush(fd.get());
+}
+
+bool lacks_space() {
+    return errno == ENOSPC || errno == EDQUOT;
+}
+
+// Whether the name still stands for the open file.
+bool is_named(int fd, const std::string& file, struct stat& opened) {
+    struct stat named {};
+    return ::fstat(fd, &opened) == 0 && ::lstat(file.c_str(), &named) == 0 &&
+           opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+}
+
+std::string reserve_of(const place& where) {
+    return where.file + ".reserve";
+}
+
+// Where blocks cannot be allocated ahead, bytes that no file system can compress take them.
+bool allocate(int fd, std::size_t size) {
+    if (io::uninterrupted([&] { return ::fallocate(fd, 0, 0, static_cast<off_t>(size)); }) == 0) {
+        return true;
+    }
+    if (errno != EOPNOTSUPP && errno != ENOSYS) {
+        return false;
+    }
+    char noise[4096] = {};
+    for (std::size_t done = 0; done < size; done += sizeof noise) {
+        static_cast<void>(::getrandom(noise, sizeof noise, GRND_NONBLOCK) < 0);
+        if (!io::write_all(fd, string_view(noise, std::min(size - done, sizeof noise)))) {
+            return false;
+        }
+    }
+    return flush(fd);
+}
+
+bool write_reserved(const std::string& file, int fd, string_view bytes) {
+    struct stat status {};
+    return is_named(fd, file, status) && ::lseek(fd, 0, SEEK_SET) == 0 &&
+           io::write_all(fd, bytes) && ::ftruncate(fd, static_cast<off_t>(bytes.size())) == 0 &&
+           flush(fd);
+}
+
+// Writes `bytes` to a new file: `temporary`, or the reserved one when the disk has no room, whose
+// name `temporary` is then.
+bool write_new(const place& where, std::string& temporary, uid_t owner, string_view bytes,
+               io::descriptor* reserved) {
+    if (write_temporary(temporary, owner, bytes)) {
+        return true;
+    }
+    if (!lacks_space() || reserved == nullptr || !*reserved) {
+        return false;
+    }
+    ::unlink(temporary.c_str());
+    std::string file = reserve_of(where);
+    if (write_reserved(file, reserved->get(), bytes)) {
+        temporary = std::move(file);
+        return true;
+    }
+    if (!lacks_space()) {
+        return false;
+    }
+    // A file system that never overwrites takes new blocks even for this. Give it these.
+    release(where, *reserved);
+    return write_temporary(temporary, owner, bytes);
 }
 
 io::descriptor open_lock(const place& where, bool make_directory) {
@@ -137,20 +207,37 @@ io::descriptor lock(const place& where, bool make_directory) {
             return io::descriptor();
         }
         struct stat locked {};
-        struct stat named {};
-        if (::fstat(fd.get(), &locked) != 0) {
-            return io::descriptor();
-        }
         // A lock on a file that was unlinked meanwhile keeps nobody out.
-        if (::lstat(where.lock_file.c_str(), &named) == 0 && locked.st_ino == named.st_ino &&
-            locked.st_dev == named.st_dev) {
+        if (is_named(fd.get(), where.lock_file, locked)) {
             io::set_mode(fd.get(), locked.st_mode, kMode);
             return fd;
         }
     }
 }
 
-bool replace(const place& where, const snapshot& old, string_view bytes) {
+io::descriptor reserve(const place& where, uid_t owner, std::size_t size) {
+    const std::string file = reserve_of(where);
+    io::descriptor fd = make_temporary(file);
+    if (fd && set_owner(fd.get(), owner) && allocate(fd.get(), size)) {
+        return fd;
+    }
+    fail(file, "cannot be allocated");
+    if (fd) {
+        ::unlink(file.c_str());
+    }
+    return io::descriptor();
+}
+
+void release(const place& where, io::descriptor& reserved) {
+    const std::string file = reserve_of(where);
+    struct stat status {};
+    if (reserved && is_named(reserved.get(), file, status)) {
+        ::unlink(file.c_str());
+    }
+    reserved.reset();
+}
+
+bool replace(const place& where, const snapshot& old, string_view bytes, io::descriptor* reserved) {
     if (bytes.size() > static_cast<std::size_t>(kLargest)) {
         return refuse(where.file, "would be larger than 16 MiB");
     }
@@ -162,22 +249,26 @@ bool replace(const place& where, const snapshot& old, string_view bytes) {
     if (!old.exists && !flush_parent(where.directory)) {
         return fail(where.directory, "cannot be flushed");
     }
-    const std::string temporary = where.file + ".tmp";
+    const std::string ordinary = where.file + ".tmp";
+    std::string temporary = ordinary;
     bool done = false;
     const scope_guard clean_up([&] {
         if (!done) {
-            ::unlink(temporary.c_str());
+            ::unlink(ordinary.c_str());
         }
     });
-    if (!write_temporary(temporary, old.exists ? old.owner : ::geteuid(), bytes)) {
+    if (!write_new(where, temporary, old.exists ? old.owner : ::geteuid(), bytes, reserved)) {
         return fail(temporary, "cannot be written");
     }
     if (::rename(temporary.c_str(), where.file.c_str()) != 0) {
         return fail(where.file, "cannot be replaced");
     }
+    if (temporary != ordinary) {
+        reserved->reset();
+    }
     if (!flush_directory(directory.get())) {
         fail(where.directory, "cannot be flushed");
-        put_back(where, temporary, old);
+        put_back(where, ordinary, old);
         return false;
     }
     done = true;

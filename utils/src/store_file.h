@@ -31,11 +31,21 @@ bool read(const place& where, snapshot& content);
 /// `make_directory`: as needed. Nothing, with errno but no record, on failure.
 io::descriptor lock(const place& where, bool make_directory);
 
+/// Makes a file beside the store that holds `size` bytes of disk space for `replace`, in the place
+/// of one that was left there. Returns nothing, with the last-error record, on failure. Only under
+/// the lock.
+io::descriptor reserve(const place& where, uid_t owner, std::size_t size);
+
+/// Removes the file of `reserve` and closes it; does nothing when `reserved` is empty.
+void release(const place& where, io::descriptor& reserved);
+
 /// Puts `bytes` in the place of `old`, the file's content. When it returns true the new content
 /// outlives a power cut; at any moment, also when the process is killed, the file is the old one or
-/// the new one. False, with the last-error record and the old file in place, on failure. Only under
-/// the lock.
-bool replace(const place& where, const snapshot& old, string_view bytes);
+/// the new one. When the disk has no room, takes that of `reserved`, a file of `reserve` or null,
+/// and leaves it empty. False, with the last-error record and the old file in place, on failure.
+/// Only under the lock.
+bool replace(const place& where, const snapshot& old, string_view bytes,
+             io::descriptor* reserved = nullptr);
 
 /// Fills the last-error record with `file`, and with what cannot be done with it and errno's text,
 /// or that it is a link. Always false.

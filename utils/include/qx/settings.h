@@ -67,6 +67,25 @@ public:
     ~settings_lock();
 };
 
+/// Disk space for one later change of the store, so that a full disk cannot prevent it. While the
+/// object lives, `setKey(key, value)` with the constructor's arguments takes the space when the
+/// disk has no room; no other change does. The space is a file beside the store, as large as the
+/// store with this change and 4 KiB of others; one that a killed process left is replaced. The
+/// constructor waits for the store's lock like a write. A change that takes the space uses it up;
+/// otherwise the destructor frees it. A file system that never overwrites in place (log-structured
+/// or copy-on-write) takes new blocks for the change, and they are there unless somebody else takes
+/// them in the same moment. One at a time; main thread only.
+class settings_reserve {
+public:
+    settings_reserve(const std::string& key, const std::string& value);
+    settings_reserve(const settings_reserve&) = delete;
+    settings_reserve& operator=(const settings_reserve&) = delete;
+    ~settings_reserve();
+
+    /// Whether there is space. After the constructor the last-error record says why not.
+    explicit operator bool() const;
+};
+
 /// Waits until no other process switches the deployment, and keeps others from it until the
 /// returned descriptor is closed; a signal that ends the process ends the wait. On failure the
 /// descriptor is empty and the last-error record says why.
