@@ -50,24 +50,28 @@ TEST_F(Permissions, OthersHaveNoneWhateverTheUmaskAndTheFilesThatWereThere) {
 TEST_F(Permissions, PlantedLinksLeadNobodyOut) {
     const fs::path outside = "/opt/outside";
     for (const fs::path& planted : {kTemporary, kLock, kSettingsFile, kLogFile, kOldLog}) {
-        SCOPED_TRACE(planted);
-        fs::remove_all(kInstallDir / "etc");
-        fs::remove_all(kInstallDir / "var/log");
-        write_file(outside, "{\"outside\": \"1\"}");
-        fs::permissions(outside, fs::perms(0644));
-        fs::create_directories(planted.parent_path());
-        // Full, so that the next line begins it again.
-        if (planted == kOldLog) {
-            write_file(kLogFile, std::string(std::size_t{256} * 1024, 'x'));
+        for (const bool symbolic : {true, false}) {
+            SCOPED_TRACE(planted.string() + (symbolic ? ", symbolic" : ", hard"));
+            fs::remove_all(kInstallDir / "etc");
+            fs::remove_all(kInstallDir / "var/log");
+            write_file(outside, "{\"outside\": \"1\"}");
+            fs::permissions(outside, fs::perms(0644));
+            fs::create_directories(planted.parent_path());
+            // Full, so that the next line begins it again.
+            if (planted == kOldLog) {
+                write_file(kLogFile, std::string(std::size_t{256} * 1024, 'x'));
+            }
+            symbolic ? fs::create_symlink(outside, planted)
+                     : fs::create_hard_link(outside, planted);
+            write_file(kInstallDir / "etc/unrelated", "");
+            fs::permissions(kInstallDir / "etc", fs::perms::all);
+            const Outcome outcome = run_tool({"set_quillet_location", "staging"});
+            EXPECT_EQ(outcome.status == 0, !symbolic || planted == kTemporary || planted == kOldLog)
+                << outcome.err;
+            EXPECT_EQ(read_file(outside), "{\"outside\": \"1\"}");
+            EXPECT_EQ(fs::is_symlink(kSettingsFile), symbolic && planted == kSettingsFile);
+            EXPECT_EQ(mode(outside), fs::perms(0644));
         }
-        fs::create_symlink(outside, planted);
-        write_file(kInstallDir / "etc/unrelated", "");
-        fs::permissions(kInstallDir / "etc", fs::perms::all);
-        const Outcome outcome = run_tool({"set_quillet_location", "staging"});
-        EXPECT_EQ(outcome.status == 0, planted == kTemporary || planted == kOldLog) << outcome.err;
-        EXPECT_EQ(read_file(outside), "{\"outside\": \"1\"}");
-        EXPECT_EQ(fs::is_symlink(kSettingsFile), planted == kSettingsFile);
-        EXPECT_EQ(mode(outside), fs::perms(0644));
     }
 }
 

@@ -16,7 +16,7 @@ constexpr off_t kLargestUnlocked = 2 * kLargest;
 constexpr mode_t kMode = 0640;
 
 // Opens a file for appending and gives it the log's mode. Returns nothing, with errno, when that is
-// no regular file.
+// no regular file, or has several names (EMLINK).
 io::descriptor open_for_appending(const std::string& file, int more_flags) {
     // Non-blocking for the sake of a fifo in the file's place; a file takes no notice.
     const int flags = O_RDWR | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | more_flags;
@@ -27,6 +27,11 @@ io::descriptor open_for_appending(const std::string& file, int more_flags) {
     }
     if (!S_ISREG(status.st_mode)) {
         errno = EINVAL;
+        return io::descriptor();
+    }
+    // Another name may be the one of somebody else's file.
+    if (status.st_nlink > 1) {
+        errno = EMLINK;
         return io::descriptor();
     }
     io::set_mode(fd.get(), status.st_mode, kMode);
@@ -50,6 +55,9 @@ std::string log_file::older() const {
 
 bool log_file::reopen() {
     io::descriptor fd = open_for_appending(path_, O_CREAT);
+    if (!fd && errno == EMLINK && ::rename(path_.c_str(), older().c_str()) == 0) {
+        fd = open_for_appending(path_, O_CREAT);
+    }
     if (!fd) {
         return false;
     }

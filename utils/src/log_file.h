@@ -13,7 +13,8 @@ namespace qx {
 /// appended.
 class log_file {
 public:
-    /// Opens `file`, making it as needed. False, with errno, when that cannot be done.
+    /// Opens `file`, making it as needed; one that has a second name is begun again. False, with
+    /// errno, when that cannot be done.
     bool open(const std::string& file);
     [[nodiscard]] bool is_open() const { return static_cast<bool>(fd_); }
     void close() { fd_.reset(); }

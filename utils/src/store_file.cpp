@@ -131,7 +131,8 @@ bool write_new(const place& where, std::string& temporary, uid_t owner, string_v
 }
 
 io::descriptor open_lock(const place& where, bool make_directory) {
-    constexpr int flags = O_RDWR | O_CREAT;
+    // Non-blocking for the sake of a device in the file's place.
+    constexpr int flags = O_RDWR | O_CREAT | O_NONBLOCK;
     io::descriptor fd = open_file(where.lock_file, flags);
     if (!fd && errno == ENOENT && make_directory &&
         (::mkdir(where.directory.c_str(), 0755) == 0 || errno == EEXIST)) {
@@ -208,10 +209,22 @@ io::descriptor lock(const place& where, bool make_directory) {
         }
         struct stat locked {};
         // A lock on a file that was unlinked meanwhile keeps nobody out.
-        if (is_named(fd.get(), where.lock_file, locked)) {
-            io::set_mode(fd.get(), locked.st_mode, kMode);
-            return fd;
+        if (!is_named(fd.get(), where.lock_file, locked)) {
+            continue;
         }
+        // One with several names may be a file of somebody else; whoever waits for it will notice.
+        if (S_ISREG(locked.st_mode) && locked.st_nlink > 1) {
+            if (::unlink(where.lock_file.c_str()) != 0) {
+                return io::descriptor();
+            }
+            continue;
+        }
+        if (!S_ISREG(locked.st_mode)) {
+            errno = EINVAL;
+            return io::descriptor();
+        }
+        io::set_mode(fd.get(), locked.st_mode, kMode);
+        return fd;
     }
 }
 
