@@ -132,6 +132,25 @@ TEST_F(Log, GoesOnInAFileThatWasThere) {
               "before\na line that is rather long but has no placeholder\nyyyy-mm-dd\n");
 }
 
+TEST_F(Log, EscapesControlCharacters) {
+    const std::pair<std::string, const char*> cases[] = {
+        {"a\nb\n", R"(a\x0ab)"},
+        {std::string("\0\t\r\x1b]0;x\x07\x1f\n", 11), R"(\x00\x09\x0d\x1b]0;x\x07\x1f)"},
+        {"a\x7f\x9b\xc2\x9b\xc2\x80\xc2\n", "a\\x7f\\x9b\\xc2\\x9b\\xc2\\x80\xc2"},
+        {"\xe2\x82\xac \xc3\x9b \xc2\xa0\xf0\x9f\x98\x80\n",
+         "\xe2\x82\xac \xc3\x9b \xc2\xa0\xf0\x9f\x98\x80"},
+        {"\xc3\x9b\x9b\xe2\x82\xac\x80\xbf\x81\x82\x83\x84\n",
+         "\xc3\x9b\\x9b\xe2\x82\xac\\x80\xbf\\x81\\x82\\x83\\x84"},
+        {"\n", ""},
+        {"~ no end\n", "~ no end"}};
+    for (const auto& [line, written] : cases) {
+        fs::remove(kLog);
+        ASSERT_TRUE(start());
+        qx::log::print(0, level::error, std::string(line));
+        EXPECT_EQ(read_file(kLog), written + std::string("\n"));
+    }
+}
+
 TEST_F(Log, HasItsModeWhateverTheUmask) {
     for (const char* const umask : {"0", "077", "0777"}) {
         ::umask(std::stoi(umask, nullptr, 8));

@@ -22,8 +22,8 @@ bool start(const char* name, const char* second);
 bool can_log(unsigned long mask, level severity);
 
 /// Writes a whole line, line feed included, in one piece. Date, time, process id and level replace
-/// the placeholder that it begins with; a line that begins otherwise is written as it is. What
-/// cannot be written is dropped.
+/// the placeholder that it begins with, if any. Control characters (C0 but the final line feed,
+/// DEL, C1) are written escaped, byte by byte, as "\xNN". What cannot be written is dropped.
 void print(unsigned long mask, level severity, std::string&& line);
 
 void stop();
