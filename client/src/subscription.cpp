@@ -1,0 +1,164 @@
+#include "subscription.h"
+
+#include "event_thread.h"
+#include "wire.h"
+
+#include <cerrno>
+#include <cstring>
+#include <sys/socket.h>
+
+namespace qxplix {
+namespace {
+
+// One flood of events must not keep the other connections waiting, nor whoever wants the lock.
+constexpr std::size_t kMostPerReport = std::size_t{256} * 1024;
+
+void close_connection(subscription& slot) {
+    event_thread_cancel_fd(slot.conn_fd);
+    // A child that was forked just now has a copy; it must not keep the subscription alive.
+    ::shutdown(slot.conn_fd, SHUT_RDWR);
+    ::close(slot.conn_fd);
+    slot.conn_fd = -1;
+    frame_reader_reset(slot.reader);
+}
+
+void deliver_to_callback(subscription& slot, char* message) {
+    slot.callback(message, slot.user_data);
+    std::free(message);
+}
+
+void deliver_to_pipe(subscription& slot, char* message) {
+    event_node* const node = event_node_create(message, &slot.queue);
+    if (node == nullptr) {
+        return;
+    }
+    event_queue_enqueue(node, &slot.queue);
+    ++slot.waiting;
+    ++slot.unannounced;
+    slot.longest = slot.longest < slot.waiting ? slot.waiting : slot.longest;
+}
+
+bool take_message(subscription& slot) {
+    char* const message = frame_reader_take(slot.reader);
+    if (slot.state == subscription_state::active) {
+        const auto deliver = slot.pipe.read_fd != -1 ? deliver_to_pipe : deliver_to_callback;
+        deliver(slot, message);
+        return true;
+    }
+    const text_handle response(message);
+    if (read_response(response.get(), nullptr) != 0) {
+        return false;
+    }
+    slot.state = subscription_state::active;
+    return true;
+}
+
+bool handle(subscription& slot, frame_state state) {
+    return state == frame_state::complete ? take_message(slot) : state == frame_state::incomplete;
+}
+
+bool handle_all(subscription& slot, byte_range in) {
+    while (in.size > 0) {
+        if (!handle(slot, frame_reader_feed(slot.reader, in))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+int subscription_open(subscription& slot, const char* event_name, qx_plix_event_cb callback,
+                      void* user_data, const event_pipe& pipe, int conn_fd) {
+    if (event_queue_create(&slot.queue) != 0) {
+        return -1;
+    }
+    if (event_thread_schedule_fd_ro(conn_fd) != 0) {
+        event_queue_destroy(&slot.queue);
+        return -1;
+    }
+    slot.state = subscription_state::active;
+    slot.conn_fd = conn_fd;
+    const std::size_t length = ::strnlen(event_name, sizeof slot.event_name - 1);
+    std::memcpy(slot.event_name, event_name, length);
+    slot.event_name[length] = '\0';
+    slot.pipe = pipe;
+    slot.callback = callback;
+    slot.user_data = user_data;
+    slot.waiting = 0;
+    slot.longest = 0;
+    slot.unannounced = 0;
+    slot.reader = {};
+    return 0;
+}
+
+void subscription_close(subscription& slot) {
+    event_queue_destroy(&slot.queue);
+    event_pipe_destroy(&slot.pipe);
+    if (is_connected(slot)) {
+        close_connection(slot);
+    }
+    slot.state = subscription_state::free;
+}
+
+void subscription_lose(subscription& slot) {
+    close_connection(slot);
+    slot.state = subscription_state::pending;
+}
+
+void subscription_begin_again(subscription& slot, milliseconds time) {
+    slot.attempted_at = time;
+    fd_handle conn(open_conn(SOCK_NONBLOCK));
+    if (!conn || send_request(conn.get(), "subscribe", slot.event_name, nullptr) != 0 ||
+        event_thread_schedule_fd_ro(conn.get()) != 0) {
+        return;
+    }
+    slot.conn_fd = conn.release();
+    slot.state = subscription_state::subscribing;
+}
+
+bool subscription_receive(subscription& slot, byte_gap scratch) {
+    for (std::size_t total = 0; total < kMostPerReport;) {
+        byte_gap room = frame_reader_gap(slot.reader);
+        const bool in_place = room.size >= scratch.size;
+        if (!in_place) {
+            room = scratch;
+        } else if (room.size > kMostPerReport) {
+            room.size = kMostPerReport;
+        }
+        const ssize_t result = ::recv(slot.conn_fd, room.data, room.size, MSG_DONTWAIT);
+        if (result <= 0) {
+            return result < 0 && (errno == EAGAIN || errno == EINTR);
+        }
+        const auto size = static_cast<std::size_t>(result);
+        if (in_place ? !handle(slot, frame_reader_fill(slot.reader, size))
+                     : !handle_all(slot, {room.data, size})) {
+            return false;
+        }
+        if (size < room.size) {
+            break;
+        }
+        total += size;
+    }
+    return true;
+}
+
+// One notification byte per event. Those that do not fit follow when the reader has made room.
+void subscription_announce(subscription& slot) {
+    if (slot.unannounced > 0) {
+        slot.unannounced -= event_pipe_write(&slot.pipe, slot.unannounced);
+    }
+}
+
+bool subscription_hand_over(subscription& slot) {
+    event_node* const node = event_queue_dequeue(&slot.queue);
+    if (node == nullptr) {
+        return false;
+    }
+    --slot.waiting;
+    slot.callback(node->message, slot.user_data);
+    event_node_destroy(node, &slot.queue);
+    return true;
+}
+
+} // namespace qxplix
