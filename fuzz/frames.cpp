@@ -23,7 +23,7 @@ struct Result {
     bool operator==(const Result& other) const = default;
 };
 
-/// Feeds `stream` in pieces of `piece` bytes, in place where `in_place` and a body is under way.
+/// Feeds `stream` in pieces of `piece` bytes, copied or received in place.
 Result read_all(const std::string& stream, std::size_t piece, bool in_place) {
     frame_reader reader{};
     Result result;
@@ -31,7 +31,7 @@ Result read_all(const std::string& stream, std::size_t piece, bool in_place) {
         byte_range in{stream.data() + at, std::min(piece, stream.size() - at)};
         const byte_gap gap = frame_reader_gap(reader);
         frame_state state = frame_state::incomplete;
-        if (in_place && gap.size > 0) {
+        if (in_place) {
             const std::size_t part = std::min(gap.size, in.size);
             stream.copy(gap.data, part, at);
             at += part;
@@ -78,6 +78,9 @@ Result expected(std::string& stream) {
         }
         result.messages.emplace_back(stream.substr(at, size).c_str());
         at += size;
+    }
+    if (!result.broken && result.missing == 0) {
+        result.missing = sizeof(std::int32_t) - (stream.size() - at);
     }
     return result;
 }

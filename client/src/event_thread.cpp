@@ -37,7 +37,7 @@ void* event_thread_main(void* /*unused*/) {
         if (count < 0 && errno != EINTR) {
             break;
         }
-        for (int i = 0; i < count; ++i) {
+        for (int i = 0; i < count && !is_stopped(); ++i) {
             if (ready[i].data.fd != self.wake_fd) {
                 registrar_process_events_on_conn(ready[i].data.fd);
             }

@@ -8,15 +8,6 @@
 namespace qxplix {
 namespace {
 
-std::size_t smaller(std::size_t a, std::size_t b) {
-    return a < b ? a : b;
-}
-
-void skip(byte_range& in, std::size_t size) {
-    in.data += size;
-    in.size -= size;
-}
-
 bool begin_body(frame_reader& reader) {
     std::int32_t length = 0;
     static_assert(sizeof length == sizeof reader.header);
@@ -33,23 +24,16 @@ bool begin_body(frame_reader& reader) {
 } // namespace
 
 frame_state frame_reader_feed(frame_reader& reader, byte_range& in) {
-    if (reader.body == nullptr) {
-        const std::size_t part = smaller(sizeof reader.header - reader.header_size, in.size);
-        std::memcpy(reader.header + reader.header_size, in.data, part);
-        reader.header_size += part;
-        skip(in, part);
-        if (reader.header_size < sizeof reader.header) {
-            return frame_state::incomplete;
-        }
-        if (!begin_body(reader)) {
-            return frame_state::broken;
-        }
+    frame_state state = frame_state::incomplete;
+    while (in.size > 0 && state == frame_state::incomplete) {
+        const byte_gap gap = frame_reader_gap(reader);
+        const std::size_t part = gap.size < in.size ? gap.size : in.size;
+        std::memcpy(gap.data, in.data, part);
+        in.data += part;
+        in.size -= part;
+        state = frame_reader_fill(reader, part);
     }
-    const byte_gap gap = frame_reader_gap(reader);
-    const std::size_t part = smaller(gap.size, in.size);
-    std::memcpy(gap.data, in.data, part);
-    skip(in, part);
-    return frame_reader_fill(reader, part);
+    return state;
 }
 
 char* frame_reader_take(frame_reader& reader) {
@@ -59,14 +43,19 @@ char* frame_reader_take(frame_reader& reader) {
     return text;
 }
 
-byte_gap frame_reader_gap(const frame_reader& reader) {
+byte_gap frame_reader_gap(frame_reader& reader) {
     if (reader.body == nullptr) {
-        return {nullptr, 0};
+        return {reader.header + reader.header_size, sizeof reader.header - reader.header_size};
     }
     return {reader.body + reader.body_filled, reader.body_size - reader.body_filled};
 }
 
 frame_state frame_reader_fill(frame_reader& reader, std::size_t size) {
+    if (reader.body == nullptr) {
+        reader.header_size += size;
+        const bool is_whole = reader.header_size == sizeof reader.header;
+        return is_whole && !begin_body(reader) ? frame_state::broken : frame_state::incomplete;
+    }
     reader.body_filled += size;
     return reader.body_filled == reader.body_size ? frame_state::complete : frame_state::incomplete;
 }

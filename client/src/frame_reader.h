@@ -8,7 +8,7 @@ namespace qxplix {
 /// A message under way. Zero-initialised it expects the start of one. A plain record, so that a
 /// table of them needs no destructor; whoever owns one resets it in the end.
 struct frame_reader {
-    unsigned char header[4];
+    char header[4];
     std::size_t header_size; ///< bytes of the header that are there
     char* body;              ///< null until the header is whole
     std::size_t body_size;
@@ -35,13 +35,13 @@ frame_state frame_reader_feed(frame_reader& reader, byte_range& in);
 /// reader expects the next one.
 char* frame_reader_take(frame_reader& reader);
 
-/// Where the missing bytes of the body under way belong, so that they can be received in place;
-/// size 0 when no body is under way.
+/// Where the missing bytes of the header or the body under way belong, so that they can be received
+/// in place. Never empty.
 struct byte_gap {
     char* data;
     std::size_t size;
 };
-byte_gap frame_reader_gap(const frame_reader& reader);
+byte_gap frame_reader_gap(frame_reader& reader);
 
 /// Says that `size` bytes have been put into the gap.
 frame_state frame_reader_fill(frame_reader& reader, std::size_t size);

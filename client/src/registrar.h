@@ -25,8 +25,9 @@ void registrar_unsubscribe_from_event(const char* event_name);
 /// subscription (any more) or the wait is interrupted. Any thread.
 int registrar_process_events_on_pipe(int read_fd, int drain);
 
-/// Event thread: receives what is there at a connection, without waiting, and delivers it. A
-/// connection that has failed is closed and its subscription pending.
+/// Event thread: receives what is there at a connection, but at most one event for a callback,
+/// without waiting, and delivers it. A connection that has failed is closed and its subscription
+/// pending.
 void registrar_process_events_on_conn(int conn_fd);
 
 /// Event thread: goes on with every subscription whose connection was lost, without waiting.

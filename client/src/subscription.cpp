@@ -66,6 +66,46 @@ bool handle_all(subscription& slot, byte_range in) {
     return true;
 }
 
+// Stores in `size` how much there was. Returns false when the connection is lost.
+bool receive_into(byte_gap room, int fd, std::size_t& size) {
+    const std::size_t wanted = room.size < kMostPerReport ? room.size : kMostPerReport;
+    const ssize_t result = ::recv(fd, room.data, wanted, MSG_DONTWAIT);
+    size = result > 0 ? static_cast<std::size_t>(result) : 0;
+    return result > 0 || (result < 0 && (errno == EAGAIN || errno == EINTR));
+}
+
+bool receive_bulk(subscription& slot, byte_gap scratch) {
+    std::size_t size = 0;
+    for (std::size_t total = 0; total < kMostPerReport; total += size) {
+        const byte_gap gap = frame_reader_gap(slot.reader);
+        const bool in_place = gap.size >= scratch.size;
+        const byte_gap room = in_place ? gap : scratch;
+        if (!receive_into(room, slot.conn_fd, size) ||
+            !(in_place ? handle(slot, frame_reader_fill(slot.reader, size))
+                       : handle_all(slot, {room.data, size}))) {
+            return false;
+        }
+        if (size < room.size) {
+            break;
+        }
+    }
+    return true;
+}
+
+// Never receives more than the event under way, so that all others stay in the connection, which
+// is readable again, until their turn.
+bool receive_one(subscription& slot) {
+    frame_state state = frame_state::incomplete;
+    for (int part = 0; part < 2 && state == frame_state::incomplete; ++part) {
+        std::size_t size = 0;
+        if (!receive_into(frame_reader_gap(slot.reader), slot.conn_fd, size)) {
+            return false;
+        }
+        state = frame_reader_fill(slot.reader, size);
+    }
+    return handle(slot, state);
+}
+
 } // namespace
 
 int subscription_open(subscription& slot, const char* event_name, qx_plix_event_cb callback,
@@ -118,29 +158,8 @@ void subscription_begin_again(subscription& slot, milliseconds time) {
 }
 
 bool subscription_receive(subscription& slot, byte_gap scratch) {
-    for (std::size_t total = 0; total < kMostPerReport;) {
-        byte_gap room = frame_reader_gap(slot.reader);
-        const bool in_place = room.size >= scratch.size;
-        if (!in_place) {
-            room = scratch;
-        } else if (room.size > kMostPerReport) {
-            room.size = kMostPerReport;
-        }
-        const ssize_t result = ::recv(slot.conn_fd, room.data, room.size, MSG_DONTWAIT);
-        if (result <= 0) {
-            return result < 0 && (errno == EAGAIN || errno == EINTR);
-        }
-        const auto size = static_cast<std::size_t>(result);
-        if (in_place ? !handle(slot, frame_reader_fill(slot.reader, size))
-                     : !handle_all(slot, {room.data, size})) {
-            return false;
-        }
-        if (size < room.size) {
-            break;
-        }
-        total += size;
-    }
-    return true;
+    const bool has_queue = slot.pipe.read_fd != -1;
+    return has_queue ? receive_bulk(slot, scratch) : receive_one(slot);
 }
 
 // One notification byte per event. Those that do not fit follow when the reader has made room.

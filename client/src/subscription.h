@@ -55,9 +55,9 @@ void subscription_lose(subscription& slot);
 /// Connects a pending subscription and sends its request. It stays pending if that fails.
 void subscription_begin_again(subscription& slot, milliseconds time);
 
-/// Receives what the connection has, or enough for now, without waiting. Events go to the queue,
-/// or to the callback when there is no pipe. `scratch` is room for bulk receiving. Returns false
-/// when the connection is lost.
+/// Receives without waiting. With a pipe, what the connection has, or enough for now, goes to the
+/// queue; `scratch` is room for it. Without one, at most one event goes to the callback. Returns
+/// false when the connection is lost.
 bool subscription_receive(subscription& slot, byte_gap scratch);
 
 /// Writes the notification bytes that are due and find room.

@@ -338,6 +338,41 @@ TEST_F(Subscriptions, GetTheirTurnWhileAnotherIsReadSlowly) {
     EXPECT_TRUE(slow.other_came);
 }
 
+std::size_t count_threads() {
+    using fs::directory_iterator;
+    return static_cast<std::size_t>(std::distance(directory_iterator("/proc/self/task"), {}));
+}
+
+TEST_F(Subscriptions, ShareTheEventThreadEventByEvent) {
+    struct Turns {
+        TestBroker& broker;
+        int calls = 0;
+        int calls_before_other = -1;
+    } turns{broker};
+    const auto work = [](const char*, void* data) {
+        auto& self = *static_cast<Turns*>(data);
+        if (self.calls++ == 0) {
+            self.broker.emit(kScanName, "1");
+        }
+    };
+    const auto stop = [](const char*, void* data) {
+        auto& self = *static_cast<Turns*>(data);
+        self.calls_before_other = self.calls;
+        __atomic_store_n(&stopped, 1, __ATOMIC_RELEASE);
+    };
+    const std::size_t before = count_threads();
+    ASSERT_EQ(qx_plix_subscribe(kStarted, work, &turns, nullptr), 0);
+    ASSERT_EQ(qx_plix_subscribe(kScan, stop, &turns, nullptr), 0);
+    std::string burst;
+    for (const std::string& event : numbered(300)) {
+        burst += framed(event);
+    }
+    broker.emit_raw(kStartedName, burst);
+    wait_until([&] { return count_threads() < before; });
+    EXPECT_LE(turns.calls_before_other, 8);
+    EXPECT_LE(turns.calls, turns.calls_before_other + 8);
+}
+
 TEST_F(Subscriptions, AreNotGivenUpForTheTimeOfASlowCallback) {
     Slow slow{broker};
     const int fd = subscribe(kStarted, inbox);
@@ -421,11 +456,6 @@ TEST_F(Subscriptions, LeaveNothingOpen) {
         EXPECT_EQ(open_descriptors(), before);
         broker.answer(kScanName, kOk);
     }
-}
-
-std::size_t count_threads() {
-    using fs::directory_iterator;
-    return static_cast<std::size_t>(std::distance(directory_iterator("/proc/self/task"), {}));
 }
 
 TEST_F(Subscriptions, ProgramsMayStopTheThreadByTheFlagAlone) {
