@@ -49,8 +49,7 @@ typedef enum qx_plix_event_type {
 } qx_plix_event_type;
 
 /* Receives one event: the broker's JSON text, valid during the call only, and the subscriber's
- * pointer. Must neither throw nor call qx_plix_subscribe, qx_plix_unsubscribe,
- * qx_plix_read_event_fd or qx_plix_uninit. */
+ * pointer. Must not throw. */
 typedef void (*qx_plix_event_cb)(const char* event_json, void* user_data);
 
 /* Receives a warning: one line of English text without a line end, valid during the call only, and
@@ -75,8 +74,8 @@ int qx_plix_init(void);
 /* The same for an agent installed in the directory `install_path`. */
 int qx_plix_init2(const char* install_path);
 
-/* Ends every subscription and the thread, at once. Always 0; does nothing when not started. No
- * other call may run meanwhile. */
+/* Ends every subscription and the thread, at once: it waits for a running callback only. 0, also
+ * when not started; -1 inside a callback. No other call may run meanwhile. */
 int qx_plix_uninit(void);
 
 /* Who may be the broker. Its socket has no file whose owner would tell, so any user may listen on
@@ -99,6 +98,16 @@ int qx_plix_require_broker_uid(int64_t uid);
  * time, also before qx_plix_init. Any thread. */
 void qx_plix_set_warning_cb(qx_plix_warning_cb callback, void* user_data);
 
+/* --- callbacks ---------------------------------------------------------------------------------
+ */
+
+/* An event callback runs on the library's event thread, or for a subscription with a descriptor on
+ * the thread that calls qx_plix_read_event_fd. Callbacks run one at a time, each holding the lock
+ * on the subscriptions: until it returns, other events wait, and so do other threads that
+ * subscribe, unsubscribe or read events. Inside a callback every command is allowed, and so is
+ * qx_plix_unsubscribe, which takes effect when the callback returns. qx_plix_init,
+ * qx_plix_subscribe, qx_plix_read_event_fd and qx_plix_uninit return -1 there and do nothing. */
+
 /* --- events ------------------------------------------------------------------------------------
  */
 
@@ -114,18 +123,21 @@ const char* qx_plix_event_type_to_str(qx_plix_event_type type);
  * With a null `event_fd`, `callback` runs on the library's thread. Otherwise a descriptor is stored
  * there that is readable while events wait: pass it to qx_plix_read_event_fd, which runs
  * `callback`. The library owns it; it closes when the subscription ends.
- * Fails before qx_plix_init, for an unknown type, a null callback, a ninth subscription, and when
- * the broker refuses or is gone. Blocks until the broker answers. Any thread. */
+ * Fails before qx_plix_init, inside a callback, for an unknown type, a null callback, a ninth
+ * subscription, and when the broker refuses or is gone. Blocks until the broker answers. Any
+ * thread. */
 int qx_plix_subscribe(qx_plix_event_type type, qx_plix_event_cb callback, void* user_data,
                       int* event_fd);
 
-/* Ends one subscription to `type`, if there is one. Once it has returned, no
- * callback of that subscription runs. Any thread, but not from a callback. */
+/* Ends one subscription to `type`, if there is one. Once it has returned, no callback of that
+ * subscription runs; inside a callback, of any subscription, it takes effect when the callback
+ * returns. Any thread. */
 void qx_plix_unsubscribe(qx_plix_event_type type);
 
 /* Waits until `event_fd` is readable and hands waiting events to the callback, on this thread: one
  * when `drain` is 0, else all that are waiting now. Fails when the descriptor is not that of a
- * subscription, when the subscription ends meanwhile, and when a signal interrupts the wait. */
+ * subscription, when the subscription ends meanwhile, and when a signal interrupts the wait. A
+ * thread may be cancelled while it waits here, but in no other call. */
 int qx_plix_read_event_fd(int event_fd, int drain);
 
 /* --- services ----------------------------------------------------------------------------------

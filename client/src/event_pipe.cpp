@@ -1,5 +1,6 @@
 #include "event_pipe.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
@@ -7,22 +8,33 @@
 
 namespace qxplix {
 
-int event_pipe_create(event_pipe* pipe) {
+event_pipe* event_pipe_create() {
+    auto* const pipe = static_cast<event_pipe*>(std::malloc(sizeof(event_pipe)));
     int ends[2] = {-1, -1};
-    if (::pipe2(ends, O_NONBLOCK | O_CLOEXEC) != 0) {
-        return -1;
+    if (pipe == nullptr || ::pipe2(ends, O_NONBLOCK | O_CLOEXEC) != 0) {
+        std::free(pipe);
+        return nullptr;
     }
-    *pipe = {ends[0], ends[1]};
-    return 0;
+    *pipe = {ends[0], ends[1], 1};
+    return pipe;
 }
 
-std::size_t event_pipe_write(const event_pipe* pipe, std::size_t count) {
+void event_pipe_release(event_pipe* pipe) {
+    if (--pipe->users > 0) {
+        return;
+    }
+    ::close(pipe->read_fd);
+    ::close(pipe->write_fd);
+    std::free(pipe);
+}
+
+std::size_t event_pipe_write(const event_pipe& pipe, std::size_t count) {
     char bytes[512];
     std::memset(bytes, '.', sizeof bytes);
     std::size_t done = 0;
     while (done < count) {
         const std::size_t part = count - done < sizeof bytes ? count - done : sizeof bytes;
-        const ssize_t written = ::write(pipe->write_fd, bytes, part);
+        const ssize_t written = ::write(pipe.write_fd, bytes, part);
         if (written <= 0) {
             break;
         }
@@ -31,32 +43,22 @@ std::size_t event_pipe_write(const event_pipe* pipe, std::size_t count) {
     return done;
 }
 
-int event_pipe_read(const event_pipe* pipe, int drain) {
+int event_pipe_read(const event_pipe& pipe, int drain) {
     char bytes[4096];
     const std::size_t wanted = drain == 0 ? 1 : sizeof bytes;
-    ssize_t taken = ::read(pipe->read_fd, bytes, wanted);
+    ssize_t taken = ::read(pipe.read_fd, bytes, wanted);
     if (taken <= 0) {
         return -1;
     }
     while (drain != 0 && taken == sizeof bytes) {
-        taken = ::read(pipe->read_fd, bytes, wanted);
+        taken = ::read(pipe.read_fd, bytes, wanted);
     }
     return 0;
 }
 
-int event_pipe_wait(int read_fd) {
-    pollfd polled{read_fd, POLLIN, 0};
+int event_pipe_wait(const event_pipe& pipe) {
+    pollfd polled{pipe.read_fd, POLLIN, 0};
     return ::poll(&polled, 1, -1) > 0 && (polled.revents & POLLIN) != 0 ? 0 : -1;
-}
-
-int event_pipe_destroy(event_pipe* pipe) {
-    if (pipe->read_fd == -1) {
-        return 0;
-    }
-    ::close(pipe->read_fd);
-    const int result = ::close(pipe->write_fd);
-    *pipe = kNoPipe;
-    return result;
 }
 
 } // namespace qxplix

@@ -4,6 +4,7 @@
 #include "qx_plix.h"
 #include "registrar.h"
 #include "state.h"
+#include "subscription.h"
 
 #include <cstring>
 
@@ -69,22 +70,23 @@ const char* qx_plix_event_type_to_str(qx_plix_event_type type) {
 int qx_plix_subscribe(qx_plix_event_type type, qx_plix_event_cb callback, void* user_data,
                       int* event_fd) {
     char name[kBrokerNameSize];
-    if (!is_initialised() || callback == nullptr ||
+    if (!is_initialised() || is_in_callback() || callback == nullptr ||
         to_broker_event_name(qx_plix_event_type_to_str(type), name) != 0) {
         return -1;
     }
-    event_pipe pipe = kNoPipe;
+    event_pipe* pipe = nullptr;
     if (event_fd != nullptr) {
-        if (event_pipe_create(&pipe) != 0) {
+        pipe = event_pipe_create();
+        if (pipe == nullptr) {
             return -1;
         }
-        *event_fd = pipe.read_fd;
+        *event_fd = pipe->read_fd;
     }
-    if (registrar_subscribe_to_event(name, callback, user_data, &pipe) != 0) {
-        event_pipe_destroy(&pipe);
-        return -1;
+    const int result = registrar_subscribe_to_event(name, callback, user_data, pipe);
+    if (result != 0 && pipe != nullptr) {
+        event_pipe_release(pipe);
     }
-    return 0;
+    return result;
 }
 
 void qx_plix_unsubscribe(qx_plix_event_type type) {
@@ -95,8 +97,7 @@ void qx_plix_unsubscribe(qx_plix_event_type type) {
 }
 
 int qx_plix_read_event_fd(int event_fd, int drain) {
-    // No subscription has -1, which stands for having no pipe.
-    if (!is_initialised() || event_fd < 0) {
+    if (!is_initialised() || is_in_callback()) {
         return -1;
     }
     return registrar_process_events_on_pipe(event_fd, drain);

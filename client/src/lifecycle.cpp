@@ -5,6 +5,7 @@
 #include "qxpath.h"
 #include "registrar.h"
 #include "state.h"
+#include "subscription.h"
 #include "wire.h"
 
 #include <cerrno>
@@ -120,6 +121,9 @@ int qx_plix_init2(const char* install_path) {
 }
 
 int qx_plix_uninit(void) {
+    if (is_in_callback()) {
+        return -1;
+    }
     if (!is_initialised()) {
         return 0;
     }

@@ -7,7 +7,7 @@
 
 #include <cstring>
 #include <ctime>
-#include <fcntl.h>
+#include <pthread.h>
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif
@@ -34,7 +34,8 @@ struct registrar_table {
     fair_mutex guard;
     subscription slots[8] QX_GUARDED_BY(guard);
     char received[std::size_t{64} * 1024] QX_GUARDED_BY(guard);
-    bool emptied QX_GUARDED_BY(guard); ///< a long queue has become empty
+    bool emptied QX_GUARDED_BY(guard);   ///< a long queue has become empty
+    bool any_ended QX_GUARDED_BY(guard); ///< a callback has ended a subscription
 };
 
 constinit registrar_table table{};
@@ -55,10 +56,28 @@ subscription* find_slot(Predicate fits) QX_REQUIRES(table.guard) {
     return nullptr;
 }
 
-subscription* registrar_find_event_pipe(int read_fd) QX_REQUIRES(table.guard) {
-    return find_slot([read_fd](const subscription& slot) {
-        return slot.state != subscription_state::free && slot.pipe.read_fd == read_fd;
+subscription* find_pipe(const event_pipe& pipe) QX_REQUIRES(table.guard) {
+    return find_slot([&pipe](const subscription& slot) { return slot.pipe == &pipe; });
+}
+
+subscription* find_event(const char* event_name) QX_REQUIRES(table.guard) {
+    return find_slot([event_name](const subscription& slot) {
+        return slot.state != subscription_state::free && !slot.ended &&
+               std::strcmp(slot.event_name, event_name) == 0;
     });
+}
+
+// Follows every callback.
+void close_ended() QX_REQUIRES(table.guard) {
+    if (!table.any_ended) {
+        return;
+    }
+    table.any_ended = false;
+    for (subscription& slot : table.slots) {
+        if (slot.state != subscription_state::free && slot.ended) {
+            subscription_close(slot);
+        }
+    }
 }
 
 void take_in(subscription& slot) QX_REQUIRES(table.guard) {
@@ -66,6 +85,7 @@ void take_in(subscription& slot) QX_REQUIRES(table.guard) {
         subscription_lose(slot);
     }
     subscription_announce(slot);
+    close_ended();
 }
 
 void resubscribe(subscription& slot, milliseconds time) QX_REQUIRES(table.guard) {
@@ -90,15 +110,38 @@ bool registrar_process_event_on_pipe(subscription& slot) QX_REQUIRES(table.guard
         table.emptied = table.emptied || slot.longest >= kLongQueue;
         slot.longest = 0;
     }
+    close_ended();
     return true;
 }
 
-// How many events a reader is to get now. -1 when there is no notification, or no such pipe.
-int take_notification(int read_fd, int drain, std::size_t& events) {
+event_pipe* acquire_pipe(int read_fd) {
     const mutex_guard lock(table.guard);
-    subscription* const slot = registrar_find_event_pipe(read_fd);
-    if (slot == nullptr || event_pipe_read(&slot->pipe, drain) != 0) {
-        return -1;
+    subscription* const slot = find_slot([read_fd](const subscription& candidate) {
+        return candidate.pipe != nullptr && candidate.pipe->read_fd == read_fd;
+    });
+    if (slot == nullptr) {
+        return nullptr;
+    }
+    ++slot->pipe->users;
+    return slot->pipe;
+}
+
+void release_pipe(void* pipe) {
+    const mutex_guard lock(table.guard);
+    event_pipe_release(static_cast<event_pipe*>(pipe));
+}
+
+enum class notification { taken, awaited, ended };
+
+// Stores in `events` how many the reader is to get now.
+notification take_notification(const event_pipe& pipe, int drain, std::size_t& events) {
+    const mutex_guard lock(table.guard);
+    subscription* const slot = find_pipe(pipe);
+    if (slot == nullptr) {
+        return notification::ended;
+    }
+    if (event_pipe_read(pipe, drain) != 0) {
+        return notification::awaited;
     }
     if (drain == 0) {
         events = 1;
@@ -107,31 +150,46 @@ int take_notification(int read_fd, int drain, std::size_t& events) {
         events = slot->waiting;
         slot->unannounced = 0;
     }
-    return 0;
+    return notification::taken;
 }
 
-int wait_for_notification(int read_fd) {
-    int copy = -1;
-    {
-        const mutex_guard lock(table.guard);
-        if (registrar_find_event_pipe(read_fd) == nullptr) {
-            return -1;
-        }
-        // The subscription may end meanwhile, and its descriptor stand for something else.
-        copy = ::fcntl(read_fd, F_DUPFD_CLOEXEC, 0);
-    }
-    const fd_handle waiter(copy);
-    return waiter ? event_pipe_wait(waiter.get()) : -1;
+// A thread may be cancelled here, where it has no lock, and nowhere else in the call.
+int wait_for_notification(event_pipe* pipe, int cancel_state) {
+    int result = -1;
+    pthread_cleanup_push(release_pipe, pipe);
+    ::pthread_setcancelstate(cancel_state, nullptr);
+    result = event_pipe_wait(*pipe);
+    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    pthread_cleanup_pop(0);
+    return result;
 }
 
-void deliver_waiting(int read_fd, std::size_t count) {
+void deliver_waiting(const event_pipe& pipe, std::size_t count) {
     while (count > 0) {
         const mutex_guard lock(table.guard);
-        subscription* const slot = registrar_find_event_pipe(read_fd);
         for (std::size_t turn = 0; turn < kMostPerTurn && count > 0; ++turn, --count) {
+            subscription* const slot = find_pipe(pipe);
             if (slot == nullptr || !registrar_process_event_on_pipe(*slot)) {
                 return;
             }
+        }
+    }
+}
+
+int read_events(event_pipe* pipe, int drain, int cancel_state) {
+    for (;;) {
+        std::size_t events = 0;
+        switch (take_notification(*pipe, drain, events)) {
+        case notification::taken:
+            deliver_waiting(*pipe, events);
+            return 0;
+        case notification::awaited:
+            if (wait_for_notification(pipe, cancel_state) != 0) {
+                return -1;
+            }
+            break;
+        case notification::ended:
+            return -1;
         }
     }
 }
@@ -155,7 +213,7 @@ void registrar_uninit() {
 }
 
 int registrar_subscribe_to_event(const char* event_name, qx_plix_event_cb callback, void* user_data,
-                                 const event_pipe* pipe) {
+                                 event_pipe* pipe) {
     fd_handle conn(open_conn());
     if (!conn || send_request(conn.get(), "subscribe", event_name, nullptr) != 0 ||
         recv_response(conn.get(), nullptr) != 0) {
@@ -165,7 +223,7 @@ int registrar_subscribe_to_event(const char* event_name, qx_plix_event_cb callba
     subscription* const slot = find_slot(
         [](const subscription& candidate) { return candidate.state == subscription_state::free; });
     if (slot == nullptr ||
-        subscription_open(*slot, event_name, callback, user_data, *pipe, conn.get()) != 0) {
+        subscription_open(*slot, event_name, callback, user_data, pipe, conn.get()) != 0) {
         return -1;
     }
     slot->attempted_at = now();
@@ -174,25 +232,31 @@ int registrar_subscribe_to_event(const char* event_name, qx_plix_event_cb callba
 }
 
 void registrar_unsubscribe_from_event(const char* event_name) {
+    if (is_in_callback()) {
+        table.guard.assert_held();
+        if (subscription* const slot = find_event(event_name)) {
+            slot->ended = true;
+            table.any_ended = true;
+        }
+        return;
+    }
     const mutex_guard lock(table.guard);
-    subscription* const slot = find_slot([event_name](const subscription& candidate) {
-        return candidate.state != subscription_state::free &&
-               std::strcmp(candidate.event_name, event_name) == 0;
-    });
-    if (slot != nullptr) {
+    if (subscription* const slot = find_event(event_name)) {
         subscription_close(*slot);
     }
 }
 
 int registrar_process_events_on_pipe(int read_fd, int drain) {
-    std::size_t events = 0;
-    while (take_notification(read_fd, drain, events) != 0) {
-        if (wait_for_notification(read_fd) != 0) {
-            return -1;
-        }
+    event_pipe* const pipe = acquire_pipe(read_fd);
+    if (pipe == nullptr) {
+        return -1;
     }
-    deliver_waiting(read_fd, events);
-    return 0;
+    int cancel_state = 0;
+    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
+    const int result = read_events(pipe, drain, cancel_state);
+    release_pipe(pipe);
+    ::pthread_setcancelstate(cancel_state, nullptr);
+    return result;
 }
 
 void registrar_process_events_on_conn(int conn_fd) {

@@ -11,18 +11,19 @@ void registrar_init();
 void registrar_uninit();
 
 /// Subscribes at the broker, waiting for its answer, and takes a place in the table. With a pipe,
-/// which then belongs to the subscription, events wait for their reader; with kNoPipe the event
-/// thread runs the callback. 0 or -1. Any thread.
+/// which then belongs to the subscription, events wait for their reader; without one (null) the
+/// event thread runs the callback. 0 or -1. Any thread, but not in a callback.
 int registrar_subscribe_to_event(const char* event_name, qx_plix_event_cb callback, void* user_data,
-                                 const event_pipe* pipe);
+                                 event_pipe* pipe);
 
-/// Ends the first subscription to the event, closing its pipe and its connection. Never waits for
-/// the broker. Any thread.
+/// Ends the first subscription to the event, closing its pipe and its connection; in a callback,
+/// as soon as that returns. Never waits for the broker. Any thread.
 void registrar_unsubscribe_from_event(const char* event_name);
 
 /// Waits for a notification byte at the read end of a subscription's pipe, then runs the callback
 /// for one event, or for all that wait when `drain` is not 0. -1 when there is no such
-/// subscription (any more) or the wait is interrupted. Any thread.
+/// subscription (any more) or the wait is interrupted. Any thread, but not in a callback; the wait
+/// is a cancellation point.
 int registrar_process_events_on_pipe(int read_fd, int drain);
 
 /// Event thread: receives what is there at a connection, but at most one event for a callback,

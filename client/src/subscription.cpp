@@ -22,8 +22,16 @@ void close_connection(subscription& slot) {
     frame_reader_reset(slot.reader);
 }
 
-void deliver_to_callback(subscription& slot, char* message) {
+__thread bool in_callback = false;
+
+void run_callback(const subscription& slot, const char* message) {
+    in_callback = true;
     slot.callback(message, slot.user_data);
+    in_callback = false;
+}
+
+void deliver_to_callback(subscription& slot, char* message) {
+    run_callback(slot, message);
     std::free(message);
 }
 
@@ -41,7 +49,7 @@ void deliver_to_pipe(subscription& slot, char* message) {
 bool take_message(subscription& slot) {
     char* const message = frame_reader_take(slot.reader);
     if (slot.state == subscription_state::active) {
-        const auto deliver = slot.pipe.read_fd != -1 ? deliver_to_pipe : deliver_to_callback;
+        const auto deliver = slot.pipe != nullptr ? deliver_to_pipe : deliver_to_callback;
         deliver(slot, message);
         return true;
     }
@@ -109,7 +117,7 @@ bool receive_one(subscription& slot) {
 } // namespace
 
 int subscription_open(subscription& slot, const char* event_name, qx_plix_event_cb callback,
-                      void* user_data, const event_pipe& pipe, int conn_fd) {
+                      void* user_data, event_pipe* pipe, int conn_fd) {
     if (event_queue_create(&slot.queue) != 0) {
         return -1;
     }
@@ -118,6 +126,7 @@ int subscription_open(subscription& slot, const char* event_name, qx_plix_event_
         return -1;
     }
     slot.state = subscription_state::active;
+    slot.ended = false;
     slot.conn_fd = conn_fd;
     const std::size_t length = ::strnlen(event_name, sizeof slot.event_name - 1);
     std::memcpy(slot.event_name, event_name, length);
@@ -134,7 +143,11 @@ int subscription_open(subscription& slot, const char* event_name, qx_plix_event_
 
 void subscription_close(subscription& slot) {
     event_queue_destroy(&slot.queue);
-    event_pipe_destroy(&slot.pipe);
+    if (slot.pipe != nullptr) {
+        event_pipe_write(*slot.pipe, 1);
+        event_pipe_release(slot.pipe);
+        slot.pipe = nullptr;
+    }
     if (is_connected(slot)) {
         close_connection(slot);
     }
@@ -158,14 +171,14 @@ void subscription_begin_again(subscription& slot, milliseconds time) {
 }
 
 bool subscription_receive(subscription& slot, byte_gap scratch) {
-    const bool has_queue = slot.pipe.read_fd != -1;
+    const bool has_queue = slot.pipe != nullptr;
     return has_queue ? receive_bulk(slot, scratch) : receive_one(slot);
 }
 
 // One notification byte per event. Those that do not fit follow when the reader has made room.
 void subscription_announce(subscription& slot) {
     if (slot.unannounced > 0) {
-        slot.unannounced -= event_pipe_write(&slot.pipe, slot.unannounced);
+        slot.unannounced -= event_pipe_write(*slot.pipe, slot.unannounced);
     }
 }
 
@@ -175,9 +188,13 @@ bool subscription_hand_over(subscription& slot) {
         return false;
     }
     --slot.waiting;
-    slot.callback(node->message, slot.user_data);
+    run_callback(slot, node->message);
     event_node_destroy(node, &slot.queue);
     return true;
+}
+
+bool is_in_callback() {
+    return in_callback;
 }
 
 } // namespace qxplix

@@ -23,10 +23,11 @@ enum class subscription_state : std::int32_t {
 
 struct subscription {
     subscription_state state;
+    bool ended; ///< by a callback that still runs; to be closed when it returns
     int conn_fd;
     char event_name[128];
     event_queue queue;
-    event_pipe pipe;
+    event_pipe* pipe; ///< null when the event thread runs the callback
     qx_plix_event_cb callback;
     void* user_data;
     std::size_t waiting;     ///< events in the queue
@@ -42,11 +43,11 @@ inline bool is_connected(const subscription& slot) {
 }
 
 /// Makes a free slot the active subscription to an event, and has its connection watched. Takes
-/// over `conn_fd` and the pipe. Returns 0, or -1 with nothing taken over.
+/// over `conn_fd` and the pipe, which may be null. Returns 0, or -1 with nothing taken over.
 int subscription_open(subscription& slot, const char* event_name, qx_plix_event_cb callback,
-                      void* user_data, const event_pipe& pipe, int conn_fd);
+                      void* user_data, event_pipe* pipe, int conn_fd);
 
-/// Ends the subscription: frees what waits, closes pipe and connection.
+/// Ends the subscription: frees what waits, closes the connection, wakes the pipe's other users.
 void subscription_close(subscription& slot);
 
 /// Closes the connection; the subscription is pending.
@@ -65,5 +66,8 @@ void subscription_announce(subscription& slot);
 
 /// Hands the oldest waiting event to the callback. Returns false when none waits.
 bool subscription_hand_over(subscription& slot);
+
+/// Whether the calling thread runs a callback, and so has the registrar's lock.
+bool is_in_callback();
 
 } // namespace qxplix

@@ -9,6 +9,7 @@
 #include <iterator>
 #include <sched.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -409,27 +410,100 @@ TEST_F(Subscriptions, AreAskedForAgainCalmly) {
     inbox.wait_for(1);
 }
 
-bool sleeps(pid_t thread) {
-    const std::string stat = read_file("/proc/self/task/" + std::to_string(thread) + "/stat");
-    return stat.find(") S ") != std::string::npos;
+// Calls from inside a callback, which runs under the lock that they would wait for.
+TEST_F(Subscriptions, CallbacksMayUnsubscribeAndAreRefusedTheRest) {
+    struct Misuse {
+        qx_plix_event_type ends;
+        int fd = -1;
+        int waiting_fd = -1;
+        std::atomic<int> calls{0};
+    };
+    const auto misuse = [](const char*, void* data) {
+        auto& self = *static_cast<Misuse*>(data);
+        int fd = -7;
+        EXPECT_EQ(qx_plix_subscribe(kScan, count, nullptr, &fd), -1);
+        EXPECT_EQ(fd, -7);
+        EXPECT_EQ(qx_plix_read_event_fd(self.waiting_fd, 0), -1);
+        EXPECT_EQ(qx_plix_uninit(), -1);
+        EXPECT_EQ(qx_plix_init(), -1);
+        EXPECT_EQ(stopped, 0);
+        qx_plix_unsubscribe(self.ends);
+        EXPECT_EQ(qx_plix_reapply_firewall_rules(), 0);
+        ++self.calls;
+    };
+    for (const bool piped : {false, true}) {
+        for (const auto ends : {kStarted, kScan}) {
+            const auto before = open_descriptors();
+            Misuse self{ends};
+            self.waiting_fd = subscribe(kScan, inbox);
+            broker.emit(kScanName, "1");
+            ASSERT_TRUE(is_readable(self.waiting_fd, kPatience));
+            ASSERT_EQ(qx_plix_subscribe(kStarted, misuse, &self, piped ? &self.fd : nullptr), 0);
+            broker.emit_raw(kStartedName, framed("1") + framed("2"));
+            if (piped) {
+                wait_until([&] { return bytes_in(self.fd) == 2; });
+                EXPECT_EQ(qx_plix_read_event_fd(self.fd, 1), 0);
+            }
+            broker.wait_for_subscribers(1);
+            qx_plix_unsubscribe(ends == kStarted ? kScan : kStarted);
+            EXPECT_EQ(self.calls, ends == kStarted ? 1 : 2);
+            EXPECT_TRUE(inbox.events().empty());
+            settle(0);
+            EXPECT_EQ(open_descriptors(), before);
+        }
+    }
 }
 
-TEST_F(Subscriptions, WakeTheirReaderWhenTheyEnd) {
-    for (const bool at_uninit : {false, true}) {
-        const int fd = subscribe(kStarted, inbox);
-        std::atomic<pid_t> id{0};
-        std::thread reader([&] {
-            id = ::gettid();
-            EXPECT_EQ(qx_plix_read_event_fd(fd, 1), -1);
-        });
-        wait_until([&] { return id != 0 && sleeps(id); });
-        if (at_uninit) {
-            qx_plix_uninit();
-        } else {
-            qx_plix_unsubscribe(kStarted);
-        }
-        reader.join();
+bool sleeps(int thread_stat) {
+    char text[128];
+    const ssize_t size = ::pread(thread_stat, text, sizeof text, 0);
+    return size > 0 &&
+           std::string(text, static_cast<std::size_t>(size)).find(") S ") != std::string::npos;
+}
+
+TEST_F(Subscriptions, ReadersWaitWithoutADescriptorUntilWokenOrCancelled) {
+    struct Reader {
+        int fd;
+        std::atomic<int> stat{-1};
+        std::atomic<int> result{7};
+    };
+    const auto read = [](void* data) -> void* {
+        auto& self = *static_cast<Reader*>(data);
+        self.stat = ::open("/proc/thread-self/stat", O_RDONLY | O_CLOEXEC);
+        rlimit none{};
+        ::getrlimit(RLIMIT_NOFILE, &none);
+        none.rlim_cur = 1; // which poll asks for
+        EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+        self.result = qx_plix_read_event_fd(self.fd, 1);
+        return nullptr;
+    };
+    rlimit limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const auto before = open_descriptors();
+    // What ends the wait, and its result: 7 is no result at all.
+    const struct {
+        std::function<void(pthread_t)> act;
+        int result;
+    } cases[] = {
+        {[&](pthread_t) { broker.emit(kStartedName, "1"); }, 0},
+        {[](pthread_t) { qx_plix_unsubscribe(kStarted); }, -1},
+        {[](pthread_t thread) { ::pthread_cancel(thread); }, 7},
+        {[](pthread_t) { qx_plix_uninit(); }, -1},
+    };
+    for (const auto& c : cases) {
+        Reader reader{subscribe(kStarted, inbox)};
+        pthread_t thread{};
+        ASSERT_EQ(::pthread_create(&thread, nullptr, read, &reader), 0);
+        wait_until([&] { return reader.stat >= 0 && sleeps(reader.stat); });
+        c.act(thread);
+        ::pthread_join(thread, nullptr);
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+        ::close(reader.stat);
+        EXPECT_EQ(reader.result, c.result);
+        qx_plix_unsubscribe(kStarted);
     }
+    broker.wait_for_connections(0);
+    EXPECT_EQ(open_descriptors().size(), before.size() - 2) << "the thread's own";
 }
 
 TEST_F(Subscriptions, LeaveNothingOpen) {
