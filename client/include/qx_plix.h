@@ -98,7 +98,7 @@ int qx_plix_require_broker_uid(int64_t uid);
  * time, also before qx_plix_init. Any thread. */
 void qx_plix_set_warning_cb(qx_plix_warning_cb callback, void* user_data);
 
-/* --- callbacks ---------------------------------------------------------------------------------
+/* --- callbacks, fork and signals ---------------------------------------------------------------
  */
 
 /* An event callback runs on the library's event thread, or for a subscription with a descriptor on
@@ -106,7 +106,12 @@ void qx_plix_set_warning_cb(qx_plix_warning_cb callback, void* user_data);
  * on the subscriptions: until it returns, other events wait, and so do other threads that
  * subscribe, unsubscribe or read events. Inside a callback every command is allowed, and so is
  * qx_plix_unsubscribe, which takes effect when the callback returns. qx_plix_init,
- * qx_plix_subscribe, qx_plix_read_event_fd and qx_plix_uninit return -1 there and do nothing. */
+ * qx_plix_subscribe, qx_plix_read_event_fd and qx_plix_uninit return -1 there and do nothing. The event thread's stack
+ * has the platform's default size, but at least 1 MiB.
+ *
+ * The event thread, and so any program that a callback starts there, has all signals blocked. A
+ * signal handler that runs on a thread makes its waiting qx_plix_read_event_fd return -1 and, unless
+ * installed with SA_RESTART, its waiting command too. */
 
 /* --- events ------------------------------------------------------------------------------------
  */

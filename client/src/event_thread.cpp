@@ -19,7 +19,7 @@ constexpr int kRetryTimeout = 200; ///< ms, while a subscription is lost
 
 // Callbacks may parse JSON as deeply nested as the parser allows, and so does the thread itself.
 // Memory that is not used is never touched.
-constexpr std::size_t kStackSize = std::size_t{1024} * 1024;
+constexpr std::size_t kLeastStackSize = std::size_t{1024} * 1024;
 
 struct event_thread {
     int epoll_fd;
@@ -63,7 +63,11 @@ int create_without_signals(pthread_t* handle) {
     if (::pthread_attr_init(&attributes) != 0) {
         return -1;
     }
-    ::pthread_attr_setstacksize(&attributes, kStackSize);
+    std::size_t stack_size = 0;
+    ::pthread_attr_getstacksize(&attributes, &stack_size);
+    if (stack_size < kLeastStackSize) {
+        ::pthread_attr_setstacksize(&attributes, kLeastStackSize);
+    }
     sigset_t all;
     sigset_t before;
     ::sigfillset(&all);

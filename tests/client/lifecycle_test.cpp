@@ -1,8 +1,12 @@
 #include "agent_fixture.h"
 #include "handles.h"
 
+#include <alloca.h>
+#include <atomic>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <pthread.h>
 #include <set>
 #include <sys/stat.h>
 
@@ -145,6 +149,33 @@ TEST_F(Agent, SignalsAreTheApplicationsAlone) {
     for (const auto& thread : threads()) {
         EXPECT_TRUE(before.count(thread) > 0 || blocked_signals(thread) == UINT64_MAX);
     }
+    qx_plix_uninit();
+}
+
+// Half of the larger of the platform's default and 1 MiB.
+std::size_t half_a_stack() {
+    std::size_t size = 0;
+    pthread_attr_t attributes;
+    ::pthread_attr_init(&attributes);
+    ::pthread_attr_getstacksize(&attributes, &size);
+    ::pthread_attr_destroy(&attributes);
+    return std::max(size, std::size_t{1} << 20) / 2;
+}
+
+TEST_F(Agent, CallbacksHaveThePlatformsStack) {
+    if (kSanitized) {
+        GTEST_SKIP() << "a sanitizer sees every byte of such an array";
+    }
+    std::atomic<bool> called{false};
+    const auto use_stack = [](const char*, void* flag) {
+        const std::size_t size = half_a_stack();
+        std::memset(::alloca(size), 1, size);
+        *static_cast<std::atomic<bool>*>(flag) = true;
+    };
+    ASSERT_EQ(qx_plix_init(), 0);
+    ASSERT_EQ(qx_plix_subscribe(QX_PLIX_QXAGENT_STARTED, use_stack, &called, nullptr), 0);
+    broker.emit("qxagent_started", "1");
+    wait_until([&] { return called.load(); });
     qx_plix_uninit();
 }
 
