@@ -109,6 +109,10 @@ void qx_plix_set_warning_cb(qx_plix_warning_cb callback, void* user_data);
  * qx_plix_subscribe, qx_plix_read_event_fd and qx_plix_uninit return -1 there and do nothing. The event thread's stack
  * has the platform's default size, but at least 1 MiB.
  *
+ * In a forked child the library is not started: its calls fail as before qx_plix_init, `stopped` is
+ * 1, and nothing that the child does affects the parent. qx_plix_uninit closes the child's copies of
+ * the parent's descriptors, and qx_plix_init, which does so too, starts afresh.
+ *
  * The event thread, and so any program that a callback starts there, has all signals blocked. A
  * signal handler that runs on a thread makes its waiting qx_plix_read_event_fd return -1 and, unless
  * installed with SA_RESTART, its waiting command too. */

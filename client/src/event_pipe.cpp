@@ -1,5 +1,7 @@
 #include "event_pipe.h"
 
+#include "handles.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -23,8 +25,8 @@ void event_pipe_release(event_pipe* pipe) {
     if (--pipe->users > 0) {
         return;
     }
-    ::close(pipe->read_fd);
-    ::close(pipe->write_fd);
+    close_fd(pipe->read_fd);
+    close_fd(pipe->write_fd);
     std::free(pipe);
 }
 

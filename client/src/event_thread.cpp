@@ -78,13 +78,6 @@ int create_without_signals(pthread_t* handle) {
     return result == 0 ? 0 : -1;
 }
 
-void close_descriptors() {
-    ::close(self.wake_fd);
-    ::close(self.epoll_fd);
-    self.wake_fd = -1;
-    self.epoll_fd = -1;
-}
-
 } // namespace
 
 int event_thread_create() {
@@ -96,7 +89,7 @@ int event_thread_create() {
     self.epoll_fd = epoll.release();
     self.wake_fd = wake.release();
     if (watch(EPOLL_CTL_ADD, self.wake_fd) != 0 || create_without_signals(&self.handle) != 0) {
-        close_descriptors();
+        event_thread_disown();
         return -1;
     }
     return 0;
@@ -105,7 +98,12 @@ int event_thread_create() {
 void event_thread_destroy() {
     ::eventfd_write(self.wake_fd, 1);
     ::pthread_join(self.handle, nullptr);
-    close_descriptors();
+    event_thread_disown();
+}
+
+void event_thread_disown() {
+    close_fd(self.wake_fd);
+    close_fd(self.epoll_fd);
 }
 
 int event_thread_schedule_fd_ro(int fd) {

@@ -9,6 +9,10 @@ int event_thread_create();
 /// Wakes the thread, which must have been told to stop, and waits for its end.
 void event_thread_destroy();
 
+/// Closes the descriptors of a thread that is none of this process: it has ended, or is the
+/// parent's of a forked child.
+void event_thread_disown();
+
 /// Has the thread watch `fd` for input. 0 or -1. Any thread.
 int event_thread_schedule_fd_ro(int fd);
 

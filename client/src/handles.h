@@ -40,6 +40,14 @@ private:
     char* text_ = nullptr;
 };
 
+/// Closes a descriptor and stores -1 first, so that a child forked meanwhile never closes a number
+/// that has a new owner.
+inline void close_fd(int& fd) {
+    const int number = fd;
+    fd = -1;
+    ::close(number);
+}
+
 /// An open descriptor, or -1.
 class fd_handle {
 public:

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <pthread.h>
 
 namespace qxplix {
 namespace {
@@ -78,7 +79,37 @@ bool accepts_connections() {
     return static_cast<bool>(conn);
 }
 
+bool has_fork_handler = false;
+bool has_parents_copies = false; // of descriptors, in a forked child
+
+void become_uninitialised_child() {
+    if (is_initialised()) {
+        set_initialised(false);
+        set_stopped(true);
+        has_parents_copies = true;
+    }
+}
+
+int install_fork_handler() {
+    if (!has_fork_handler) {
+        has_fork_handler = ::pthread_atfork(nullptr, nullptr, become_uninitialised_child) == 0;
+    }
+    return has_fork_handler ? 0 : -1;
+}
+
+void close_parents_copies() {
+    if (has_parents_copies) {
+        has_parents_copies = false;
+        registrar_disown();
+        event_thread_disown();
+        qxpath_set_install_path(nullptr);
+    }
+}
+
 int start_receiving() {
+    if (install_fork_handler() != 0) {
+        return -1;
+    }
     registrar_init();
     set_stopped(false);
     if (event_thread_create() != 0) {
@@ -100,9 +131,10 @@ int qx_plix_init(void) {
 }
 
 int qx_plix_init2(const char* install_path) {
-    if (install_path == nullptr || is_initialised()) {
+    if (install_path == nullptr || is_initialised() || is_in_callback()) {
         return -1;
     }
+    close_parents_copies();
     qxpath_set_install_path(install_path);
     // Stays open, and the broker's lock in sight, until the start is through.
     const fd_handle version_file(open_version_file(install_path));
@@ -124,6 +156,7 @@ int qx_plix_uninit(void) {
     if (is_in_callback()) {
         return -1;
     }
+    close_parents_copies();
     if (!is_initialised()) {
         return 0;
     }

@@ -201,6 +201,7 @@ void registrar_init() {
     for (subscription& slot : table.slots) {
         slot.state = subscription_state::free;
     }
+    table.any_ended = false;
 }
 
 void registrar_uninit() {
@@ -209,6 +210,14 @@ void registrar_uninit() {
         if (slot.state != subscription_state::free) {
             subscription_close(slot);
         }
+    }
+}
+
+void registrar_disown() {
+    table.guard.renew();
+    const mutex_guard lock(table.guard);
+    for (subscription& slot : table.slots) {
+        subscription_disown(slot);
     }
 }
 

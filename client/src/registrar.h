@@ -10,6 +10,9 @@ namespace qxplix {
 void registrar_init();
 void registrar_uninit();
 
+/// In a forked child: closes its copies of the parent's descriptors, whoever has the lock.
+void registrar_disown();
+
 /// Subscribes at the broker, waiting for its answer, and takes a place in the table. With a pipe,
 /// which then belongs to the subscription, events wait for their reader; without one (null) the
 /// event thread runs the callback. 0 or -1. Any thread, but not in a callback.

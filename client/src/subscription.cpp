@@ -1,6 +1,7 @@
 #include "subscription.h"
 
 #include "event_thread.h"
+#include "handles.h"
 #include "wire.h"
 
 #include <cerrno>
@@ -17,8 +18,7 @@ void close_connection(subscription& slot) {
     event_thread_cancel_fd(slot.conn_fd);
     // A child that was forked just now has a copy; it must not keep the subscription alive.
     ::shutdown(slot.conn_fd, SHUT_RDWR);
-    ::close(slot.conn_fd);
-    slot.conn_fd = -1;
+    close_fd(slot.conn_fd);
     frame_reader_reset(slot.reader);
 }
 
@@ -150,6 +150,21 @@ void subscription_close(subscription& slot) {
     }
     if (is_connected(slot)) {
         close_connection(slot);
+    }
+    slot.state = subscription_state::free;
+}
+
+void subscription_disown(subscription& slot) {
+    if (slot.state == subscription_state::free) {
+        return;
+    }
+    if (is_connected(slot)) {
+        close_fd(slot.conn_fd);
+    }
+    if (slot.pipe != nullptr) {
+        close_fd(slot.pipe->read_fd);
+        close_fd(slot.pipe->write_fd);
+        slot.pipe = nullptr;
     }
     slot.state = subscription_state::free;
 }

@@ -50,6 +50,10 @@ int subscription_open(subscription& slot, const char* event_name, qx_plix_event_
 /// Ends the subscription: frees what waits, closes the connection, wakes the pipe's other users.
 void subscription_close(subscription& slot);
 
+/// Closes a forked child's copies of the descriptors and does nothing else: the parent, which still
+/// uses the subscription, may have been changing it.
+void subscription_disown(subscription& slot);
+
 /// Closes the connection; the subscription is pending.
 void subscription_lose(subscription& slot);
 

@@ -1,4 +1,5 @@
 #include "agent_fixture.h"
+#include "forked.h"
 #include "handles.h"
 
 #include <alloca.h>
@@ -177,6 +178,59 @@ TEST_F(Agent, CallbacksHaveThePlatformsStack) {
     broker.emit("qxagent_started", "1");
     wait_until([&] { return called.load(); });
     qx_plix_uninit();
+}
+
+// Uses the library in a forked child. Returns the steps that fail, as bits.
+int use_as_child(int event_fd) {
+    int fd = -1;
+    Inbox inbox;
+    const auto subscribe = [&] {
+        return qx_plix_subscribe(QX_PLIX_VA_STATUS_CHANGED, Inbox::note, &inbox, &fd);
+    };
+    const auto is_uninitialised = [&] {
+        return stopped == 1 && subscribe() == -1 && qx_plix_read_event_fd(event_fd, 0) == -1;
+    };
+    int failed = is_uninitialised() ? 0 : 1;
+    qx_plix_unsubscribe(QX_PLIX_QXAGENT_STARTED);
+    const std::size_t copies = open_descriptors().size();
+    failed |= qx_plix_uninit() == 0 && qx_plix_uninit() == 0 ? 0 : 2;
+    // Two connections, a pipe, and what the event thread waits on.
+    failed |= open_descriptors().size() + 6 == copies ? 0 : 4;
+    if (!kSanitized) { // which may not start threads here
+        failed |= qx_plix_init() == 0 && subscribe() == 0 && read_until(fd, 0, inbox, 1) ? 0 : 8;
+        failed |= qx_plix_uninit() == 0 && open_descriptors().size() + 6 == copies ? 0 : 16;
+    }
+    return failed;
+}
+
+TEST_F(Agent, AForkedChildStartsAfreshAndLeavesItsParentAlone) {
+    struct Hold {
+        std::atomic<bool> begun{false};
+        std::atomic<bool> over{false};
+        std::atomic<int> calls{0};
+    } hold;
+    const auto wait = [](const char*, void* data) {
+        auto& self = *static_cast<Hold*>(data);
+        self.begun = true;
+        wait_until([&] { return self.over.load(); });
+        ++self.calls;
+    };
+    Inbox inbox;
+    int fd = -1;
+    ASSERT_EQ(qx_plix_init(), 0);
+    ASSERT_EQ(qx_plix_subscribe(QX_PLIX_QXAGENT_STARTED, Inbox::note, &inbox, &fd), 0);
+    ASSERT_EQ(qx_plix_subscribe(QX_PLIX_DEVICE_DISCOVERY, wait, &hold, nullptr), 0);
+    broker.reply("va_status_changed", {framed(kOk) + framed("1")});
+    broker.emit("device_discovery", "1");
+    wait_until([&] { return hold.begun.load(); });
+    EXPECT_EQ(Forked([&] { return use_as_child(fd); }).wait(), 0) << "forked under the lock";
+    hold.over = true;
+    broker.emit("device_discovery", "2");
+    broker.emit("qxagent_started", "1");
+    wait_until([&] { return hold.calls == 2; });
+    read_until(fd, 1, inbox, 1);
+    EXPECT_EQ(qx_plix_uninit(), 0);
+    broker.wait_for_connections(0);
 }
 
 } // namespace
