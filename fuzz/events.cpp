@@ -116,8 +116,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Scene scene{broker, {}, {}};
     qxplix::registrar_init();
     qxplix::set_initialised(true);
+    qxplix::registrar_set_backlog_limit(100);
     while (!input.empty()) {
         step(scene, input);
+        qxplix::registrar_limit_backlog();
     }
     qxplix::registrar_uninit();
     qxplix::registrar_give_memory_back();

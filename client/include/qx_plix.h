@@ -149,6 +149,14 @@ void qx_plix_unsubscribe(qx_plix_event_type type);
  * thread may be cancelled while it waits here, but in no other call. */
 int qx_plix_read_event_fd(int event_fd, int drain);
 
+/* Bounds the memory, in bytes, of events that wait in this process, unfinished ones included; 32 MiB
+ * unless set. Above the bound the library stops reading the broker, which then has to wait, and goes
+ * on when half has been drained; a warning is reported at the start and at the end. A single event
+ * may exceed the bound. When unfinished events alone reach it, they are received one by one, and a
+ * connection that sends nothing of its own for five seconds is subscribed anew. Fails for 0. Works
+ * at any time, also before qx_plix_init. Any thread. */
+int qx_plix_set_backlog_limit(uint64_t bytes);
+
 /* --- services ----------------------------------------------------------------------------------
  */
 

@@ -1,6 +1,5 @@
 #include "event_queue.h"
 
-#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -55,18 +54,20 @@ int event_queue_create(event_queue* queue) {
     return 0;
 }
 
-event_node* event_node_create(char* message, event_queue* queue) {
-    const std::size_t size = std::strlen(message) + 1;
-    const bool moves = size <= kLongest;
+event_node* event_node_create(char* message, std::size_t size, event_queue* queue) {
+    const std::size_t length = std::strlen(message) + 1;
+    const bool moves = length <= kLongest;
     const mutex_guard lock(queue->guard);
-    void* const room = take_room(queue->chunk, sizeof(event_node) + (moves ? size : 0));
+    void* const room = take_room(queue->chunk, sizeof(event_node) + (moves ? length : 0));
     if (room == nullptr) {
         std::free(message);
         return nullptr;
     }
-    auto* const node = new (room) event_node{message, nullptr, queue->chunk};
+    auto* const node =
+        new (room) event_node{message, nullptr, queue->chunk, sizeof(event_node) + size};
     if (moves) {
-        node->message = static_cast<char*>(std::memcpy(text_behind(node), message, size));
+        node->size = sizeof(event_node) + length;
+        node->message = static_cast<char*>(std::memcpy(text_behind(node), message, length));
         std::free(message);
     }
     return node;

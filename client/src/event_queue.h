@@ -3,6 +3,8 @@
 
 #include "mutex.h"
 
+#include <cstddef>
+
 namespace qxplix {
 
 struct event_chunk;
@@ -11,6 +13,7 @@ struct event_node {
     char* message;
     event_node* next;
     event_chunk* chunk; ///< where the node lies
+    std::size_t size;   ///< memory that node and message take
 };
 
 /// A queue that gets long is tens of thousands of small blocks, which come and go in about the same
@@ -25,9 +28,9 @@ struct event_queue {
 /// An empty queue. 0, or -1 when the mutex cannot be made.
 int event_queue_create(event_queue* queue);
 
-/// A node of this queue with a message from malloc, which it takes over in any case. Null when
-/// memory is short.
-event_node* event_node_create(char* message, event_queue* queue);
+/// A node of this queue with a message from malloc, of `size` bytes, which it takes over in any
+/// case. Null when memory is short.
+event_node* event_node_create(char* message, std::size_t size, event_queue* queue);
 
 /// Frees a node, that is in no queue any more, with its message.
 void event_node_destroy(event_node* node, event_queue* queue);

@@ -23,11 +23,20 @@ constexpr std::size_t kLeastStackSize = std::size_t{1024} * 1024;
 
 struct event_thread {
     int epoll_fd;
-    int wake_fd; ///< is watched but never read: once it is readable, the thread ends
+    int wake_fd; ///< readable once the thread is to end, or has been woken
     pthread_t handle;
 };
 
 event_thread self{-1, -1, {}};
+
+void handle(int fd) {
+    if (fd != self.wake_fd) {
+        registrar_process_events_on_conn(fd);
+        return;
+    }
+    eventfd_t value = 0;
+    ::eventfd_read(fd, &value);
+}
 
 void* event_thread_main(void* /*unused*/) {
     int timeout = kIdleTimeout;
@@ -38,13 +47,15 @@ void* event_thread_main(void* /*unused*/) {
             break;
         }
         for (int i = 0; i < count && !is_stopped(); ++i) {
-            if (ready[i].data.fd != self.wake_fd) {
-                registrar_process_events_on_conn(ready[i].data.fd);
-            }
+            handle(ready[i].data.fd);
+        }
+        if (is_stopped()) {
+            break;
         }
         if (count == 0) {
             registrar_give_memory_back();
         }
+        registrar_limit_backlog();
         timeout = registrar_resubscribe_all_pending_subs() ? kRetryTimeout : kIdleTimeout;
     }
     return nullptr;
@@ -95,8 +106,12 @@ int event_thread_create() {
     return 0;
 }
 
-void event_thread_destroy() {
+void event_thread_wake() {
     ::eventfd_write(self.wake_fd, 1);
+}
+
+void event_thread_destroy() {
+    event_thread_wake();
     ::pthread_join(self.handle, nullptr);
     event_thread_disown();
 }

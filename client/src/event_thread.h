@@ -13,6 +13,9 @@ void event_thread_destroy();
 /// parent's of a forked child.
 void event_thread_disown();
 
+/// Has the thread look after the registrar now rather than at its next event. Any thread.
+void event_thread_wake();
+
 /// Has the thread watch `fd` for input. 0 or -1. Any thread.
 int event_thread_schedule_fd_ro(int fd);
 

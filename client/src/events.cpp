@@ -6,6 +6,7 @@
 #include "state.h"
 #include "subscription.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace qxplix {
@@ -101,4 +102,12 @@ int qx_plix_read_event_fd(int event_fd, int drain) {
         return -1;
     }
     return registrar_process_events_on_pipe(event_fd, drain);
+}
+
+int qx_plix_set_backlog_limit(uint64_t bytes) {
+    if (bytes == 0) {
+        return -1;
+    }
+    registrar_set_backlog_limit(bytes < SIZE_MAX ? static_cast<std::size_t>(bytes) : SIZE_MAX);
+    return 0;
 }

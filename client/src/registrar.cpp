@@ -1,10 +1,13 @@
 #include "registrar.h"
 
+#include "event_thread.h"
 #include "handles.h"
 #include "mutex.h"
 #include "subscription.h"
+#include "warning.h"
 #include "wire.h"
 
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <pthread.h>
@@ -21,8 +24,12 @@ constexpr milliseconds kAnswerTime = 1000;   ///< for the broker to answer such 
 // A reader gives up the lock after so many events.
 constexpr std::size_t kMostPerTurn = 32;
 
-// A queue that has been this long leaves memory behind that is worth returning.
-constexpr std::size_t kLongQueue = 256;
+// A queue that has been this large leaves memory behind that is worth returning.
+constexpr std::size_t kLargeQueue = std::size_t{64} * 1024;
+
+constexpr std::size_t kUsualLimit = std::size_t{32} * 1024 * 1024;
+constexpr milliseconds kCalmTime = 1000;  ///< of reading without a break: the backlog is overcome
+constexpr milliseconds kStallTime = 5000; ///< without a byte of a frame that all others wait for
 
 #if defined(__GLIBC__)
 constexpr std::size_t kLargeBlock = std::size_t{100} * 1024;
@@ -36,7 +43,25 @@ struct registrar_table {
     char received[std::size_t{64} * 1024] QX_GUARDED_BY(guard);
     bool emptied QX_GUARDED_BY(guard);   ///< a long queue has become empty
     bool any_ended QX_GUARDED_BY(guard); ///< a callback has ended a subscription
+
+    bool held_back QX_GUARDED_BY(guard); ///< too much waits, so that connections are not read
+    bool warned QX_GUARDED_BY(guard);
+    milliseconds held_back_at QX_GUARDED_BY(guard); ///< last, as far as `warned` is true
+    /// While held back with empty queues, the one connection that goes on with its frame: no reader
+    /// can make room then. Compared and looked at, but the subscription may have ended.
+    subscription* exempt QX_GUARDED_BY(guard);
+    milliseconds progressed_at QX_GUARDED_BY(guard); ///< when the exempt connection was read
 };
+
+/// Memory of events that wait.
+struct backlog {
+    std::size_t queued;
+    std::size_t unfinished; ///< what has come of frames under way
+
+    [[nodiscard]] std::size_t total() const { return queued + unfinished; }
+};
+
+std::size_t backlog_limit = kUsualLimit;
 
 constinit registrar_table table{};
 
@@ -80,12 +105,81 @@ void close_ended() QX_REQUIRES(table.guard) {
     }
 }
 
+std::size_t current_limit() {
+    return __atomic_load_n(&backlog_limit, __ATOMIC_RELAXED);
+}
+
+backlog measure_backlog() QX_REQUIRES(table.guard) {
+    backlog sum{};
+    for (const subscription& slot : table.slots) {
+        if (slot.state != subscription_state::free) {
+            sum.queued += slot.queued;
+            sum.unfinished += slot.reader.body_filled;
+        }
+    }
+    return sum;
+}
+
+bool may_be_read(const subscription& slot) QX_REQUIRES(table.guard) {
+    return !table.held_back || &slot == table.exempt;
+}
+
+// Follows all that makes room, but in the event thread.
+void wake_if_relieved() QX_REQUIRES(table.guard) {
+    if (!table.held_back) {
+        return;
+    }
+    const backlog left = measure_backlog();
+    if (left.total() <= current_limit() / 2) {
+        table.held_back = false;
+    } else if (left.queued > 0) {
+        return;
+    }
+    event_thread_wake();
+}
+
+// A frame may be larger than the limit, and several frames under way may together reach it.
+void choose_exempt(bool has_queued) QX_REQUIRES(table.guard) {
+    if (!table.held_back || has_queued) {
+        table.exempt = nullptr;
+        return;
+    }
+    const auto is_under_way = [](const subscription& slot) {
+        return is_connected(slot) && slot.reader.body != nullptr;
+    };
+    const milliseconds time = now();
+    if (table.exempt != nullptr && is_under_way(*table.exempt)) {
+        if (time - table.progressed_at < kStallTime) {
+            return;
+        }
+        subscription_lose(*table.exempt);
+    }
+    // The largest first: its end makes the most room, and fresh frames cannot starve it.
+    table.exempt = nullptr;
+    for (subscription& slot : table.slots) {
+        if (is_under_way(slot) && (table.exempt == nullptr ||
+                                   slot.reader.body_filled > table.exempt->reader.body_filled)) {
+            table.exempt = &slot;
+        }
+    }
+    table.progressed_at = time;
+}
+
 void take_in(subscription& slot) QX_REQUIRES(table.guard) {
+    if (!may_be_read(slot)) {
+        return;
+    }
+    if (&slot == table.exempt) {
+        table.progressed_at = now();
+    }
     if (!subscription_receive(slot, {table.received, sizeof table.received})) {
         subscription_lose(slot);
     }
     subscription_announce(slot);
     close_ended();
+    if (measure_backlog().total() > current_limit()) {
+        table.held_back = true;
+    }
 }
 
 void resubscribe(subscription& slot, milliseconds time) QX_REQUIRES(table.guard) {
@@ -107,10 +201,11 @@ bool registrar_process_event_on_pipe(subscription& slot) QX_REQUIRES(table.guard
         return false;
     }
     if (slot.waiting == 0) {
-        table.emptied = table.emptied || slot.longest >= kLongQueue;
-        slot.longest = 0;
+        table.emptied = table.emptied || slot.most_queued >= kLargeQueue;
+        slot.most_queued = 0;
     }
     close_ended();
+    wake_if_relieved();
     return true;
 }
 
@@ -194,6 +289,15 @@ int read_events(event_pipe* pipe, int drain, int cancel_state) {
     }
 }
 
+void warn_of_backlog(std::size_t limit) {
+    char text[160];
+    std::snprintf(text, sizeof text,
+                  "events are not read fast enough: more than %zu KiB of them wait, and the broker "
+                  "is not read until half of that is gone",
+                  limit / 1024);
+    warn(text);
+}
+
 } // namespace
 
 void registrar_init() {
@@ -202,6 +306,9 @@ void registrar_init() {
         slot.state = subscription_state::free;
     }
     table.any_ended = false;
+    table.held_back = false;
+    table.warned = false;
+    table.exempt = nullptr;
 }
 
 void registrar_uninit() {
@@ -252,6 +359,7 @@ void registrar_unsubscribe_from_event(const char* event_name) {
     const mutex_guard lock(table.guard);
     if (subscription* const slot = find_event(event_name)) {
         subscription_close(*slot);
+        wake_if_relieved();
     }
 }
 
@@ -295,8 +403,44 @@ void registrar_give_memory_back() {
 #endif
 }
 
+void registrar_set_backlog_limit(std::size_t bytes) {
+    __atomic_store_n(&backlog_limit, bytes, __ATOMIC_RELAXED);
+}
+
+void registrar_limit_backlog() {
+    bool begins = false;
+    bool ends = false;
+    const std::size_t limit = current_limit();
+    {
+        const mutex_guard lock(table.guard);
+        const backlog waiting = measure_backlog();
+        table.held_back = table.held_back && waiting.total() > limit / 2;
+        choose_exempt(waiting.queued > 0);
+        for (subscription& slot : table.slots) {
+            if (is_connected(slot)) {
+                subscription_watch(slot, may_be_read(slot));
+            }
+        }
+        begins = table.held_back && !table.warned;
+        table.warned = table.warned || begins;
+        if (table.held_back) {
+            table.held_back_at = now();
+        }
+        ends = table.warned && now() - table.held_back_at >= kCalmTime;
+        table.warned = table.warned && !ends;
+    }
+    if (begins) {
+        warn_of_backlog(limit);
+    } else if (ends) {
+        warn("the events that waited have been read; the broker is read as usual");
+    }
+}
+
 bool registrar_resubscribe_all_pending_subs() {
     const mutex_guard lock(table.guard);
+    if (table.held_back) {
+        return false;
+    }
     bool unfinished = false;
     for (subscription& slot : table.slots) {
         if (slot.state == subscription_state::pending ||

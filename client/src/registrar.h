@@ -4,6 +4,8 @@
 #include "event_pipe.h"
 #include "qx_plix.h"
 
+#include <cstddef>
+
 namespace qxplix {
 
 /// Before the event thread starts, and after it has ended.
@@ -34,8 +36,17 @@ int registrar_process_events_on_pipe(int read_fd, int drain);
 /// pending.
 void registrar_process_events_on_conn(int conn_fd);
 
+/// How many bytes of events may wait, in all queues and unfinished frames. Above that connections
+/// are not read until half of it has been drained. Any thread, also in a callback.
+void registrar_set_backlog_limit(std::size_t bytes);
+
+/// Event thread, after every pass: decides which connections are read, and warns when they are not
+/// and once all is well again. Without the lock, since the warning may take its time.
+void registrar_limit_backlog();
+
 /// Event thread: goes on with every subscription whose connection was lost, without waiting.
-/// Returns whether one is still to be looked after soon.
+/// Returns whether one is still to be looked after soon. Does nothing while connections are not
+/// read.
 bool registrar_resubscribe_all_pending_subs();
 
 /// Event thread, when idle: returns to the system what a long queue has left behind.

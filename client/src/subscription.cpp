@@ -35,22 +35,27 @@ void deliver_to_callback(subscription& slot, char* message) {
     std::free(message);
 }
 
-void deliver_to_pipe(subscription& slot, char* message) {
-    event_node* const node = event_node_create(message, &slot.queue);
+void deliver_to_pipe(subscription& slot, char* message, std::size_t size) {
+    event_node* const node = event_node_create(message, size, &slot.queue);
     if (node == nullptr) {
         return;
     }
     event_queue_enqueue(node, &slot.queue);
     ++slot.waiting;
     ++slot.unannounced;
-    slot.longest = slot.longest < slot.waiting ? slot.waiting : slot.longest;
+    slot.queued += node->size;
+    slot.most_queued = slot.most_queued < slot.queued ? slot.queued : slot.most_queued;
 }
 
 bool take_message(subscription& slot) {
+    const std::size_t size = slot.reader.body_size;
     char* const message = frame_reader_take(slot.reader);
     if (slot.state == subscription_state::active) {
-        const auto deliver = slot.pipe != nullptr ? deliver_to_pipe : deliver_to_callback;
-        deliver(slot, message);
+        if (slot.pipe != nullptr) {
+            deliver_to_pipe(slot, message, size);
+        } else {
+            deliver_to_callback(slot, message);
+        }
         return true;
     }
     const text_handle response(message);
@@ -127,6 +132,7 @@ int subscription_open(subscription& slot, const char* event_name, qx_plix_event_
     }
     slot.state = subscription_state::active;
     slot.ended = false;
+    slot.watched = true;
     slot.conn_fd = conn_fd;
     const std::size_t length = ::strnlen(event_name, sizeof slot.event_name - 1);
     std::memcpy(slot.event_name, event_name, length);
@@ -135,7 +141,8 @@ int subscription_open(subscription& slot, const char* event_name, qx_plix_event_
     slot.callback = callback;
     slot.user_data = user_data;
     slot.waiting = 0;
-    slot.longest = 0;
+    slot.queued = 0;
+    slot.most_queued = 0;
     slot.unannounced = 0;
     slot.reader = {};
     return 0;
@@ -182,7 +189,15 @@ void subscription_begin_again(subscription& slot, milliseconds time) {
         return;
     }
     slot.conn_fd = conn.release();
+    slot.watched = true;
     slot.state = subscription_state::subscribing;
+}
+
+void subscription_watch(subscription& slot, bool watched) {
+    if (slot.watched != watched && (watched ? event_thread_schedule_fd_ro(slot.conn_fd)
+                                            : event_thread_cancel_fd(slot.conn_fd)) == 0) {
+        slot.watched = watched;
+    }
 }
 
 bool subscription_receive(subscription& slot, byte_gap scratch) {
@@ -203,6 +218,7 @@ bool subscription_hand_over(subscription& slot) {
         return false;
     }
     --slot.waiting;
+    slot.queued -= node->size;
     run_callback(slot, node->message);
     event_node_destroy(node, &slot.queue);
     return true;

@@ -23,7 +23,8 @@ enum class subscription_state : std::int32_t {
 
 struct subscription {
     subscription_state state;
-    bool ended; ///< by a callback that still runs; to be closed when it returns
+    bool ended;   ///< by a callback that still runs; to be closed when it returns
+    bool watched; ///< the event thread waits for input on the connection
     int conn_fd;
     char event_name[128];
     event_queue queue;
@@ -31,7 +32,8 @@ struct subscription {
     qx_plix_event_cb callback;
     void* user_data;
     std::size_t waiting;     ///< events in the queue
-    std::size_t longest;     ///< how many there were at most since it was empty
+    std::size_t queued;      ///< memory that they take
+    std::size_t most_queued; ///< the largest value since the queue was empty
     std::size_t unannounced; ///< the latest of them, whose notification byte a full pipe refused
     frame_reader reader;
     milliseconds attempted_at; ///< when it was last subscribed
@@ -59,6 +61,9 @@ void subscription_lose(subscription& slot);
 
 /// Connects a pending subscription and sends its request. It stays pending if that fails.
 void subscription_begin_again(subscription& slot, milliseconds time);
+
+/// Has the event thread wait for input on the connection, or no longer.
+void subscription_watch(subscription& slot, bool watched);
 
 /// Receives without waiting. With a pipe, what the connection has, or enough for now, goes to the
 /// queue; `scratch` is room for it. Without one, at most one event goes to the callback. Returns

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <functional>
 #include <iterator>
@@ -194,6 +196,121 @@ TEST_F(Subscriptions, GiveTheMemoryOfALongQueueBack) {
         ASSERT_EQ(qx_plix_read_event_fd(fd, 1), 0);
     }
     wait_until([&] { return resident_kib() <= before + 2 * kMib; });
+}
+
+// Small limits, and the warnings that they cause.
+class Backlog : public Subscriptions {
+protected:
+    void SetUp() override {
+        Subscriptions::SetUp();
+        qx_plix_set_warning_cb(Inbox::note, &warnings);
+        EXPECT_EQ(qx_plix_set_backlog_limit(0), -1);
+    }
+    void TearDown() override {
+        Subscriptions::TearDown();
+        qx_plix_set_warning_cb(nullptr, nullptr);
+    }
+
+    Inbox warnings;
+};
+
+TEST_F(Backlog, IsBoundedAndLosesNothing) {
+    constexpr std::size_t kLimit = std::size_t{1} << 20;
+    EXPECT_EQ(qx_plix_set_backlog_limit(kLimit), 0);
+    const Events events = numbered(200'000);
+    std::string bytes;
+    for (const std::string& event : events) {
+        bytes += framed(event);
+    }
+    for (const bool reads : {true, false}) {
+        Inbox all;
+        Inbox other;
+        const int fd = subscribe(kStarted, all);
+        const int other_fd = subscribe(kScan, other);
+        ASSERT_EQ(::fcntl(fd, F_SETPIPE_SZ, 1 << 20), 1 << 20);
+        const std::size_t told = warnings.events().size();
+        std::thread emitter([&] {
+            broker.emit_raw(kStartedName, bytes);
+            broker.emit(kScanName, "1");
+        });
+        warnings.wait_for(told + 1);
+        const int held = bytes_in(fd);
+        EXPECT_LT(static_cast<std::size_t>(held) * 32, 2 * kLimit);
+        const std::clock_t before = std::clock();
+        ::usleep(300'000); // in which a thread that spins would use as much
+        EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 10);
+        EXPECT_EQ(bytes_in(fd), held);
+        if (reads) {
+            read_until(fd, 1, all, events.size());
+            EXPECT_TRUE(all.events() == events);
+        } else {
+            qx_plix_unsubscribe(kStarted);
+        }
+        read_until(other_fd, 1, other, 1);
+        emitter.join();
+        warnings.wait_for(told + 2);
+        EXPECT_EQ(warnings.events().size(), told + 2);
+        qx_plix_unsubscribe(kStarted);
+        qx_plix_unsubscribe(kScan);
+    }
+}
+
+TEST_F(Backlog, LetsFramesAboveTheLimitInOneByOne) {
+    EXPECT_EQ(qx_plix_set_backlog_limit(50'000), 0);
+    Inbox other;
+    Inbox called;
+    const int fd = subscribe(kStarted, inbox);
+    const int other_fd = subscribe(kScan, other);
+    ASSERT_EQ(qx_plix_subscribe(QX_PLIX_DEVICE_DISCOVERY, Inbox::note, &called, nullptr), 0);
+    const std::string event = '"' + std::string(100'000, 'x') + '"';
+    const std::string frame = framed(event);
+    const std::size_t half = frame.size() / 2;
+    broker.emit_raw(kStartedName, frame.substr(0, half + 1000));
+    warnings.wait_for(1);
+    broker.emit_raw(kScanName, frame.substr(0, half));
+    broker.emit_raw("device_discovery", frame);
+    broker.emit_raw(kStartedName, frame.substr(half + 1000) + frame);
+    read_until(fd, 1, inbox, 2);
+    broker.emit_raw(kScanName, frame.substr(half));
+    read_until(other_fd, 1, other, 1);
+    called.wait_for(1);
+    warnings.wait_for(2);
+    for (const Inbox* const box : {&inbox, &other, &called}) {
+        EXPECT_TRUE(box->events().front() == event);
+    }
+    EXPECT_EQ(broker.requests().size(), 3U);
+}
+
+TEST_F(Backlog, IsNotExceededByFramesThatNeverEnd) {
+    if (kSanitized) {
+        GTEST_SKIP() << "a sanitizer takes memory of its own";
+    }
+    constexpr std::size_t kMib = std::size_t{1} << 20;
+    EXPECT_EQ(qx_plix_set_backlog_limit(kMib), 0);
+    const int fd = subscribe(kStarted, inbox);
+    const int other_fd = subscribe(kScan, inbox);
+    const auto announced = static_cast<std::int32_t>(21 * kMib);
+    std::string frame(20 * kMib, 'x');
+    std::memcpy(frame.data(), &announced, sizeof announced);
+    const long before = resident_kib();
+    std::thread emitter([&] {
+        broker.emit_raw(kStartedName, frame);
+        broker.emit_raw(kScanName, frame);
+    });
+    long most = 0;
+    // Each is given up in turn, and subscribed again.
+    wait_until([&] {
+        most = std::max(most, resident_kib());
+        return broker.requests().size() == 4;
+    });
+    emitter.join();
+    EXPECT_GT(most, before + 18 * 1024);
+    EXPECT_LT(most, before + 26 * 1024);
+    broker.wait_for_subscribers(2);
+    broker.emit(kStartedName, "1");
+    broker.emit(kScanName, "2");
+    read_until(fd, 1, inbox, 1);
+    read_until(other_fd, 1, inbox, 2);
 }
 
 TEST_F(Subscriptions, OutliveTheBroker) {
