@@ -44,6 +44,18 @@ TEST(CommandLine, RejectedLinesGiveTheFirstReason) {
         {{"-"}, "(unknown operation) there is no operation '-'"},
         {{"is_enable", "--list=x"},
          "(unknown operation) there is no operation 'is_enable'; did you mean 'is_enabled'?"},
+        {{"GET_DEVICES"},
+         "(unknown operation) there is no operation 'GET_DEVICES'; did you mean 'get_devices'?"},
+        {{"get_version"},
+         "(unknown operation) there is no operation 'get_version'; did you mean "
+         "'get_version_info'?"},
+        {{"set_exclusions"},
+         "(unknown operation) there is no operation 'set_exclusions'; did you mean "
+         "'va_set_exclusions'?"},
+        {{"status"}, "(unknown operation) there is no operation 'status'"},
+        {{"set_device_info", "--TRAFFIC=1"},
+         "(unknown option) set_device_info has no option '--TRAFFIC'; did you mean "
+         "'--traffic_blocked'?"},
         {{"--modle", "X", "set_router_info"},
          "(unknown option) set_router_info has no option '--modle'; did you mean '--model'?"},
         {{"--bogus", "set_router_info", "--modle"},
@@ -81,11 +93,11 @@ TEST(CommandLine, RejectedLinesGiveTheFirstReason) {
         {{"set_quillet_location", "development"},
          "(bad value) the word of set_quillet_location cannot be 'development'; expected "
          "production, staging"},
-        {{"set_device_info", "--traffic_blocked=12abc", "--bogus"},
-         "(bad value) option '--traffic_blocked' of set_device_info cannot be '12abc'; expected "
-         "integer"},
-        {{"set_device_online_status", "--is_online", "TRUE"},
-         "(bad value) option '--is_online' of set_device_online_status cannot be 'TRUE'; expected "
+        {{"set_device_info", "--traffic_blocked=08", "--bogus"},
+         "(bad value) option '--traffic_blocked' of set_device_info cannot be '08'; expected "
+         "an integer"},
+        {{"set_device_online_status", "--is_online", "maybe"},
+         "(bad value) option '--is_online' of set_device_online_status cannot be 'maybe'; expected "
          "true, yes, 1, false, no, 0"},
         {{"set_device_info", "--name", "X"},
          "(missing option) set_device_info needs option '--device_id'"},

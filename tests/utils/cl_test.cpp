@@ -163,7 +163,7 @@ TEST(CommandLine, AProgramWithoutSubCommandsIsTheSubjectItself) {
     const std::pair<std::vector<std::string>, const char*> cases[] = {
         {{"--numbers", "1", "--numbers=2,3"}, ""},
         {{"--numbers", "1,x"},
-         "(bad value) option '--numbers' of program cannot be 'x'; expected count"},
+         "(bad value) option '--numbers' of program cannot be 'x'; expected an integer"},
         {{"--numbers=1"}, "(missing option) program needs option '--numbers' 2 times"},
     };
     for (const auto& [words, reason] : cases) {

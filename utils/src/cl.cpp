@@ -113,6 +113,10 @@ std::vector<string_view> option_base::accepted_words() const {
     return words;
 }
 
+bool option_base::takes_integer() const {
+    return value_list_.empty() && dynamic_cast<option_parser<int, true>*>(value_parser_) != nullptr;
+}
+
 } // namespace detail
 
 bool option_parser<std::string, false>::needs_param(detail::option_base& /*option*/) {

@@ -40,6 +40,9 @@ std::string dashed(string_view name) {
 
 /// What a person may give to `option`.
 std::string expected(const option_base& option) {
+    if (option.takes_integer()) {
+        return "an integer";
+    }
     const std::vector<string_view> words = option.accepted_words();
     return words.empty() ? option.value_description().to_string() : joined(words, ", ");
 }
@@ -321,7 +324,7 @@ bool Scanner::reject_option(const NamedWord& named, string_view written) const {
     const nearest_word nearest = nearest_option(named.name);
     const std::string owning = owners(named.name);
     std::string advice;
-    if (nearest.within(1) || (owning.empty() && nearest.within(2))) {
+    if (nearest.within(1) || (owning.empty() && !nearest.found().empty())) {
         advice = did_you_mean(dashed(nearest.found()));
     } else if (!owning.empty()) {
         advice = "; it belongs to " + owning;

@@ -11,6 +11,8 @@ namespace {
 
 constexpr std::size_t kShownCharacters = 60;
 
+constexpr std::size_t kShortestPart = 3; ///< of a word that stands for all of it
+
 struct Character {
     std::uint32_t code = 0;
     std::size_t size = 1;
@@ -80,6 +82,14 @@ std::size_t edit_distance(string_view left, string_view right) {
     return row.back();
 }
 
+std::string lower_case(string_view word) {
+    std::string lower = word.to_string();
+    for (char& letter : lower) {
+        letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+    }
+    return lower;
+}
+
 } // namespace
 
 std::string concat(std::initializer_list<string_view> parts) {
@@ -118,17 +128,31 @@ std::string quoted(string_view word) {
     return out += '\'';
 }
 
+nearest_word::nearest_word(string_view word)
+    : word_(lower_case(word)) {}
+
 void nearest_word::offer(string_view known) {
-    const std::size_t longer = std::max(known.size(), word_.size());
-    const std::size_t shorter = std::min(known.size(), word_.size());
+    const std::string folded = lower_case(known);
+    const bool extends = word_.size() >= kShortestPart && folded.size() > word_.size() &&
+                         (folded.starts_with(word_) || folded.ends_with(word_));
+    if (extends && known != longer_) {
+        is_unique_ = longer_.empty();
+        longer_ = known;
+    }
+    const std::size_t longer = std::max(folded.size(), word_.size());
+    const std::size_t shorter = std::min(folded.size(), word_.size());
     if (longer - shorter >= kFar) {
         return;
     }
-    const std::size_t distance = edit_distance(word_, known);
+    const std::size_t distance = edit_distance(word_, folded);
     if (distance < distance_ && distance < longer) {
         distance_ = distance;
         found_ = known;
     }
+}
+
+string_view nearest_word::found() const {
+    return found_.empty() && is_unique_ ? longer_ : found_;
 }
 
 } // namespace qx::cl::detail

@@ -19,25 +19,27 @@ std::string joined(std::span<const string_view> words, string_view separator);
 /// escaped, and a long word is cut.
 std::string quoted(string_view word);
 
-/// Finds, among the known words, the one that `word` is probably a slip of: at most two letters
-/// inserted, left out or changed, and something in common. Of equally close words the first offered
-/// one wins.
+/// Finds, among the known words, the one that `word` is probably a slip of, whatever the case of
+/// its letters: at most two letters inserted, left out or changed, and something in common; else
+/// the only known word that begins or ends with `word`, if that has three letters. Of equally close
+/// words the first offered one wins.
 class nearest_word {
 public:
-    explicit nearest_word(string_view word)
-        : word_(word) {}
+    explicit nearest_word(string_view word);
 
     void offer(string_view known);
     /// Empty when none was close.
-    [[nodiscard]] string_view found() const { return found_; }
+    [[nodiscard]] string_view found() const;
     [[nodiscard]] bool within(std::size_t distance) const { return distance_ <= distance; }
 
 private:
     static constexpr std::size_t kFar = 3;
 
-    string_view word_;
+    std::string word_;
     string_view found_;
     std::size_t distance_ = kFar;
+    string_view longer_; // a known word that begins or ends with this one
+    bool is_unique_ = false;
 };
 
 } // namespace qx::cl::detail

@@ -105,6 +105,8 @@ public:
     [[nodiscard]] const value_entry* named_value(string_view name) const;
     /// Every word that the option accepts; empty when it takes free text or a number.
     [[nodiscard]] std::vector<string_view> accepted_words() const;
+    /// Whether the value is a number rather than a word of a value list.
+    [[nodiscard]] bool takes_integer() const;
 
     /// Whether the command line held the option.
     [[nodiscard]] bool given() const { return occurrences_ != 0; }
