@@ -12,8 +12,8 @@ using ::testing::StartsWith;
 using MainFlow = Agent;
 
 /// What the tool writes to a terminal.
-std::string on_terminal(const std::string& words) {
-    std::string text = output_of({"script", "-qec", QX_TOOL + (" " + words), "/dev/null"});
+std::string on_terminal(const std::string& words, const std::string& before = "") {
+    std::string text = output_of({"script", "-qec", before + QX_TOOL + " " + words, "/dev/null"});
     std::erase(text, '\r');
     return text;
 }
@@ -42,13 +42,16 @@ TEST(Usage, IsPrintedWithoutAnyAgent) {
     EXPECT_FALSE(fs::exists(kInstallDir));
 }
 
-TEST(Usage, HeadingsAreBoldOnATerminalOnly) {
+TEST(Usage, HeadingsAreBoldOnACapableTerminalOnly) {
     ::unsetenv("NO_COLOR");
-    const std::string plain = run_tool({"help"}).out;
+    const std::string plain = run_tool({"help"}, {{"TERM", "xterm"}}).out;
     EXPECT_THAT(plain, Not(HasSubstr("\033")));
+    ::setenv("TERM", "xterm", 1);
     EXPECT_THAT(on_terminal("help"), HasSubstr("  \033[1mlisten\033[0m                  start"));
-    ::setenv("NO_COLOR", "1", 1);
-    EXPECT_EQ(on_terminal("help 2>/dev/null"), plain);
+    for (const char* const variables : {"TERM= ", "TERM=dumb ", "-u TERM ", "NO_COLOR=1 "}) {
+        EXPECT_EQ(on_terminal("help 2>/dev/null", std::string("env ") + variables), plain)
+            << variables;
+    }
 }
 
 TEST(Start, SaysWhyThereIsNoBroker) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <unistd.h>
 
 namespace qx::cl {
@@ -18,9 +19,14 @@ constexpr std::size_t kSubCommandIndent = 2;
 constexpr std::size_t kOptionIndent = 4;
 constexpr std::size_t kWordIndent = 6;
 
+bool is_set(const char* variable) {
+    const char* const value = std::getenv(variable);
+    return value != nullptr && *value != '\0';
+}
+
 bool wants_bold(std::FILE* stream) {
-    const char* const no_color = std::getenv("NO_COLOR");
-    return (no_color == nullptr || *no_color == '\0') && ::isatty(::fileno(stream)) == 1;
+    return ::isatty(::fileno(stream)) == 1 && !is_set("NO_COLOR") && is_set("TERM") &&
+           std::strcmp(std::getenv("TERM"), "dumb") != 0;
 }
 
 std::string upper_case(string_view text) {

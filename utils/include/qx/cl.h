@@ -521,7 +521,7 @@ private:
 bool parse(int argc, char** argv);
 
 /// Writes the usage of every registered option to `stream`, on 80 columns; with bold headings when
-/// it is a terminal and NO_COLOR is unset or empty.
+/// it is a terminal, TERM names one that is not "dumb", and NO_COLOR is unset or empty.
 void print_help(std::FILE* stream);
 
 } // namespace qx::cl
