@@ -2,6 +2,8 @@
 
 #include "agent.h"
 
+#include <tuple>
+
 namespace {
 
 using namespace qx::test;
@@ -119,14 +121,29 @@ TEST_F(MainFlow, SendsNoTokenToAnImpostor) {
 
 TEST_F(MainFlow, SaysWhenItsOutputIsLost) {
     broker.answer("get_version_info", R"({"status":0,"data":{}})");
-    // A closed descriptor must not be taken by the log or a socket, which would then get the
-    // output.
-    for (const auto& [redirection, reason] :
-         {std::pair(">/dev/full", "standard output: write error\n"),
-          std::pair(">&-", "standard output: write error\n"), std::pair("<&- >&- 2>&-", "")}) {
-        const std::string line = std::string(QX_TOOL) + " get_version_info " + redirection;
-        EXPECT_EQ(run({"sh", "-c", line}), (Outcome{.status = 1, .err = reason})) << line;
+    const std::string lost = "standard output: write error\n";
+    const std::string without_devices = "mount -t tmpfs tmpfs /dev && ";
+    // The log or a socket in place of a closed descriptor would get the output.
+    const std::tuple<std::string, const char*, std::string> rows[] = {
+        {"", ">/dev/full", lost},       {"", ">&-", lost},
+        {"", "<&- >&- 2>&-", ""},       {"ulimit -f 0 && ", ">/opt/output", lost},
+        {without_devices, ">&-", lost}, {without_devices, "<&- >&- 2>&-", ""},
+    };
+    for (const auto& [before, redirection, reason] : rows) {
+        const std::string line = before + QX_TOOL + " get_version_info " + redirection;
+        EXPECT_EQ(run({"unshare", "-m", "sh", "-c", line}), (Outcome{.status = 1, .err = reason}))
+            << line;
     }
+    EXPECT_EQ(read_file(kLogFile), "");
+}
+
+TEST_F(MainFlow, OutlivesASizeLimitThatStopsItsLog) {
+    write_file(kSettingsFile, "[]");
+    fs::create_directories(kLogFile.parent_path());
+    const Outcome outcome =
+        run({"sh", "-c", "ulimit -f 0 && exec " + std::string(QX_TOOL) + " is_enabled"});
+    EXPECT_EQ(outcome, (Outcome{.status = 1, .err = outcome.err}));
+    EXPECT_THAT(outcome.err, HasSubstr(kSettingsFile.string()));
     EXPECT_EQ(read_file(kLogFile), "");
 }
 

@@ -3,6 +3,7 @@
 #include "exit_status.h"
 #include "qx/println.h"
 
+#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <iterator>
@@ -14,7 +15,8 @@ namespace {
 
 constexpr std::size_t kLineBuffer = 1024;
 
-// The wrong direction on purpose: reading or writing still fails, as on a closed descriptor.
+// Reading and writing fail on a mere path as on a closed descriptor, and there always is a root
+// directory. An open takes the lowest free number.
 void occupy_closed_descriptors() {
     pollfd standard[] = {{STDIN_FILENO, 0, 0}, {STDOUT_FILENO, 0, 0}, {STDERR_FILENO, 0, 0}};
     if (::poll(standard, std::size(standard), 0) <= 0) {
@@ -22,7 +24,7 @@ void occupy_closed_descriptors() {
     }
     for (const pollfd& stream : standard) {
         if ((stream.revents & POLLNVAL) != 0) {
-            ::open("/dev/null", stream.fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+            ::open("/", O_PATH);
         }
     }
 }
@@ -30,6 +32,7 @@ void occupy_closed_descriptors() {
 } // namespace
 
 void prepare_standard_streams() {
+    ::signal(SIGXFSZ, SIG_IGN);
     occupy_closed_descriptors();
     std::setvbuf(stdout, nullptr, _IOLBF, kLineBuffer);
     std::setvbuf(stderr, nullptr, _IOLBF, kLineBuffer);
