@@ -106,16 +106,16 @@ void qx_plix_set_warning_cb(qx_plix_warning_cb callback, void* user_data);
  * on the subscriptions: until it returns, other events wait, and so do other threads that
  * subscribe, unsubscribe or read events. Inside a callback every command is allowed, and so is
  * qx_plix_unsubscribe, which takes effect when the callback returns. qx_plix_init,
- * qx_plix_subscribe, qx_plix_read_event_fd and qx_plix_uninit return -1 there and do nothing. The event thread's stack
- * has the platform's default size, but at least 1 MiB.
+ * qx_plix_subscribe, qx_plix_read_event_fd, qx_plix_read_events and qx_plix_uninit return -1 there
+ * and do nothing. The event thread's stack has the platform's default size, but at least 1 MiB.
  *
  * In a forked child the library is not started: its calls fail as before qx_plix_init, `stopped` is
  * 1, and nothing that the child does affects the parent. qx_plix_uninit closes the child's copies of
  * the parent's descriptors, and qx_plix_init, which does so too, starts afresh.
  *
  * The event thread, and so any program that a callback starts there, has all signals blocked. A
- * signal handler that runs on a thread makes its waiting qx_plix_read_event_fd return -1 and, unless
- * installed with SA_RESTART, its waiting command too. */
+ * signal handler that runs on a thread makes its waiting qx_plix_read_event_fd return -1 and,
+ * unless installed with SA_RESTART, its waiting command too. */
 
 /* --- events ------------------------------------------------------------------------------------
  */
@@ -148,6 +148,11 @@ void qx_plix_unsubscribe(qx_plix_event_type type);
  * subscription, when the subscription ends meanwhile, and when a signal interrupts the wait. A
  * thread may be cancelled while it waits here, but in no other call. */
 int qx_plix_read_event_fd(int event_fd, int drain);
+
+/* The same without waiting, for a reader that takes a portion at a time: hands the oldest waiting
+ * events over until their texts have `most` bytes together, the last one whole. `event_fd` stays
+ * readable while more wait. Fails when the descriptor is not that of a subscription. */
+int qx_plix_read_events(int event_fd, uint64_t most);
 
 /* Bounds the memory, in bytes, of events that wait in this process, unfinished ones included; 32 MiB
  * unless set. Above the bound the library stops reading the broker, which then has to wait, and goes

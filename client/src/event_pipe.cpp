@@ -2,6 +2,7 @@
 
 #include "handles.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -56,6 +57,23 @@ int event_pipe_read(const event_pipe& pipe, int drain) {
         taken = ::read(pipe.read_fd, bytes, wanted);
     }
     return 0;
+}
+
+ssize_t event_pipe_take(const event_pipe& pipe, std::size_t count) {
+    char bytes[4096];
+    std::size_t done = 0;
+    while (done < count) {
+        const std::size_t part = count - done < sizeof bytes ? count - done : sizeof bytes;
+        const ssize_t taken = ::read(pipe.read_fd, bytes, part);
+        if (taken < 0 && errno == EINTR) {
+            continue;
+        }
+        if (taken <= 0) {
+            return taken < 0 && errno == EAGAIN ? static_cast<ssize_t>(done) : -1;
+        }
+        done += static_cast<std::size_t>(taken);
+    }
+    return static_cast<ssize_t>(done);
 }
 
 int event_pipe_wait(const event_pipe& pipe) {

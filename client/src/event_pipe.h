@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <sys/types.h>
 
 namespace qxplix {
 
@@ -25,6 +26,9 @@ std::size_t event_pipe_write(const event_pipe& pipe, std::size_t count);
 
 /// Takes one notification byte, or every one when `drain` is not 0. 0 when there was one, else -1.
 int event_pipe_read(const event_pipe& pipe, int drain);
+
+/// Takes up to `count` notification bytes without waiting; how many there were, or -1 on an error.
+ssize_t event_pipe_take(const event_pipe& pipe, std::size_t count);
 
 /// Blocks until there is a notification byte. -1 on an error and when a signal interrupts. A
 /// cancellation point.

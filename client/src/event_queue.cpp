@@ -115,6 +115,18 @@ event_node* event_queue_dequeue(event_queue* queue) {
     return node;
 }
 
+std::size_t event_queue_count(event_queue* queue, std::size_t size) {
+    const mutex_guard lock(queue->guard);
+    std::size_t count = 0;
+    std::size_t counted = 0;
+    for (const event_node* node = queue->head; node != nullptr && counted < size;
+         node = node->next) {
+        counted += std::strlen(node->message) + 1;
+        ++count;
+    }
+    return count;
+}
+
 void event_queue_destroy(event_queue* queue) {
     while (event_node* const node = event_queue_dequeue(queue)) {
         event_node_destroy(node, queue);

@@ -41,6 +41,10 @@ void event_queue_enqueue(event_node* node, event_queue* queue);
 /// The oldest node, which the caller destroys; null when there is none.
 event_node* event_queue_dequeue(event_queue* queue);
 
+/// How many of the oldest messages it takes to have `size` bytes of text; all of them when they
+/// have less.
+std::size_t event_queue_count(event_queue* queue, std::size_t size);
+
 /// Frees what still waits. No other thread may use the queue any more.
 void event_queue_destroy(event_queue* queue);
 

@@ -111,3 +111,10 @@ int qx_plix_set_backlog_limit(uint64_t bytes) {
     registrar_set_backlog_limit(bytes < SIZE_MAX ? static_cast<std::size_t>(bytes) : SIZE_MAX);
     return 0;
 }
+
+int qx_plix_read_events(int event_fd, uint64_t most) {
+    if (!is_initialised() || is_in_callback()) {
+        return -1;
+    }
+    return registrar_process_some_events_on_pipe(event_fd, static_cast<std::size_t>(most));
+}

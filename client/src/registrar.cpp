@@ -248,6 +248,24 @@ notification take_notification(const event_pipe& pipe, int drain, std::size_t& e
     return notification::taken;
 }
 
+// Stores in `events` how many of the oldest ones have `most` bytes of text, and takes their
+// notifications. Returns false when those cannot be read or the subscription has ended.
+bool take_notifications(const event_pipe& pipe, std::size_t most, std::size_t& events) {
+    const mutex_guard lock(table.guard);
+    subscription* const slot = find_pipe(pipe);
+    if (slot == nullptr) {
+        return false;
+    }
+    events = event_queue_count(&slot->queue, most);
+    const ssize_t taken = event_pipe_take(pipe, events);
+    if (taken < 0) {
+        return false;
+    }
+    slot->unannounced -= events - static_cast<std::size_t>(taken);
+    subscription_announce(*slot);
+    return true;
+}
+
 // A thread may be cancelled here, where it has no lock, and nowhere else in the call.
 int wait_for_notification(event_pipe* pipe, int cancel_state) {
     int result = -1;
@@ -296,6 +314,22 @@ void warn_of_backlog(std::size_t limit) {
                   "is not read until half of that is gone",
                   limit / 1024);
     warn(text);
+}
+
+// Calls `read` with the pipe, which stays open meanwhile, and with the state to restore where the
+// thread may be cancelled.
+template <typename Read>
+int use_pipe(int read_fd, const Read& read) {
+    event_pipe* const pipe = acquire_pipe(read_fd);
+    if (pipe == nullptr) {
+        return -1;
+    }
+    int cancel_state = 0;
+    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
+    const int result = read(pipe, cancel_state);
+    release_pipe(pipe);
+    ::pthread_setcancelstate(cancel_state, nullptr);
+    return result;
 }
 
 } // namespace
@@ -364,16 +398,20 @@ void registrar_unsubscribe_from_event(const char* event_name) {
 }
 
 int registrar_process_events_on_pipe(int read_fd, int drain) {
-    event_pipe* const pipe = acquire_pipe(read_fd);
-    if (pipe == nullptr) {
-        return -1;
-    }
-    int cancel_state = 0;
-    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
-    const int result = read_events(pipe, drain, cancel_state);
-    release_pipe(pipe);
-    ::pthread_setcancelstate(cancel_state, nullptr);
-    return result;
+    return use_pipe(read_fd, [drain](event_pipe* pipe, int cancel_state) {
+        return read_events(pipe, drain, cancel_state);
+    });
+}
+
+int registrar_process_some_events_on_pipe(int read_fd, std::size_t most) {
+    return use_pipe(read_fd, [most](const event_pipe* pipe, int /*cancel_state*/) {
+        std::size_t events = 0;
+        if (!take_notifications(*pipe, most, events)) {
+            return -1;
+        }
+        deliver_waiting(*pipe, events);
+        return 0;
+    });
 }
 
 void registrar_process_events_on_conn(int conn_fd) {

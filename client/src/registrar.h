@@ -31,6 +31,10 @@ void registrar_unsubscribe_from_event(const char* event_name);
 /// is a cancellation point.
 int registrar_process_events_on_pipe(int read_fd, int drain);
 
+/// Runs the callback, without waiting, for the oldest events until their texts have `most` bytes.
+/// -1 when there is no such subscription (any more). Any thread, but not in a callback.
+int registrar_process_some_events_on_pipe(int read_fd, std::size_t most);
+
 /// Event thread: receives what is there at a connection, but at most one event for a callback,
 /// without waiting, and delivers it. A connection that has failed is closed and its subscription
 /// pending.

@@ -87,10 +87,17 @@ inline bool is_readable(int fd, std::chrono::milliseconds patience) {
            (polled.revents & POLLIN) != 0;
 }
 
+/// In the place of `drain`: portions of 1000 bytes.
+inline constexpr int kPortions = -1;
+
 /// Reads a notification descriptor, as often as it says so, until so many events have been noted.
 inline bool read_until(int fd, int drain, const Inbox& inbox, std::size_t count) {
     while (inbox.events().size() < count) {
-        if (!is_readable(fd, kPatience) || qx_plix_read_event_fd(fd, drain) != 0) {
+        const auto read = [&] {
+            return drain == kPortions ? qx_plix_read_events(fd, 1000)
+                                      : qx_plix_read_event_fd(fd, drain);
+        };
+        if (!is_readable(fd, kPatience) || read() != 0) {
             ADD_FAILURE() << "no notification after " << inbox.events().size() << " events";
             return false;
         }

@@ -92,13 +92,19 @@ TEST_F(Subscriptions, AreAskedForAndMayBeRefused) {
     EXPECT_EQ(qx_plix_read_event_fd(-1, 0), -1) << "which stands for no descriptor";
 }
 
-TEST_F(Subscriptions, HandEventsToTheirReaderOneByOneOrAllAtOnce) {
+TEST_F(Subscriptions, HandEventsToTheirReaderOneByOneInPortionsOrAllAtOnce) {
     const int fd = subscribe(kStarted, inbox);
-    broker.emit_raw(kStartedName, framed("0") + framed("1") + framed("2"));
+    EXPECT_EQ(qx_plix_read_events(fd, 1), 0) << "does not wait";
+    broker.emit_raw(kStartedName,
+                    framed("0") + framed("1") + framed("2") + framed("3") + framed("4"));
     EXPECT_EQ(qx_plix_read_event_fd(fd, 0), 0) << "waits for the first";
     EXPECT_EQ(inbox.events(), (Events{"0"}));
+    ASSERT_TRUE(is_readable(fd, kPatience));
+    EXPECT_EQ(qx_plix_read_events(fd, 3), 0);
+    EXPECT_EQ(inbox.events(), (Events{"0", "1", "2"})) << "whose ends count too";
+    ASSERT_TRUE(is_readable(fd, kPatience));
     EXPECT_EQ(qx_plix_read_event_fd(fd, 1), 0);
-    EXPECT_EQ(inbox.events(), (Events{"0", "1", "2"}));
+    EXPECT_EQ(inbox.events(), (Events{"0", "1", "2", "3", "4"}));
     EXPECT_FALSE(is_readable(fd, std::chrono::milliseconds(0)));
 }
 
@@ -139,6 +145,7 @@ TEST_F(Subscriptions, ToTheSameEventEndOneAtATime) {
     ASSERT_TRUE(others[0] == first_fd || ::dup2(others[0], first_fd) == first_fd);
     ASSERT_EQ(::write(others[1], "..", 2), 2);
     EXPECT_EQ(qx_plix_read_event_fd(first_fd, 1), -1);
+    EXPECT_EQ(qx_plix_read_events(first_fd, 1), -1);
     EXPECT_EQ(bytes_in(first_fd), 2);
     broker.emit(kStartedName, "2");
     read_until(second_fd, 1, second, 2);
@@ -156,7 +163,10 @@ TEST_F(Subscriptions, LoseNothingToAFullPipe) {
         int drain;
         int pipe_size;
         int held;
-    } cases[] = {{0, 4096, 4096 - 511}, {1, 4096, 4096 - 511}, {1, 65536, 10000}};
+    } cases[] = {{0, 4096, 4096 - 511},
+                 {1, 4096, 4096 - 511},
+                 {kPortions, 4096, 4096 - 511},
+                 {1, 65536, 10000}};
     for (const auto& c : cases) {
         Inbox all;
         const int fd = subscribe(kStarted, all);
@@ -541,6 +551,7 @@ TEST_F(Subscriptions, CallbacksMayUnsubscribeAndAreRefusedTheRest) {
         EXPECT_EQ(qx_plix_subscribe(kScan, count, nullptr, &fd), -1);
         EXPECT_EQ(fd, -7);
         EXPECT_EQ(qx_plix_read_event_fd(self.waiting_fd, 0), -1);
+        EXPECT_EQ(qx_plix_read_events(self.waiting_fd, 1), -1);
         EXPECT_EQ(qx_plix_uninit(), -1);
         EXPECT_EQ(qx_plix_init(), -1);
         EXPECT_EQ(stopped, 0);
