@@ -18,7 +18,7 @@ const char* const kTexts =
     "|Cannot read the settings: [^\n]+\n"
     "|Daemon is down or you (are running an older version of it|need to try again later)\n"
     "|Wrong Protocol Version: [^\n]+\n"
-    "|standard output: write error\n"
+    "|standard output: [^\n]+\n"
     "|Failed to subscribe to event: [A-Z_]+\n"
     "|(failed to set up signal handling|epoll_[a-z_0-9]+(\\(\\))?): [^\n]+\n"
     "|failed to read qx event\n"
@@ -102,6 +102,7 @@ const std::vector<Call> kCalls = {
     {"waitpid", {ECHILD, EINTR}},
     {"setsid", {EPERM}},
     {"sigprocmask", {EINVAL}},
+    {"timer_create", {EAGAIN, ENOMEM}},
     {"readlink", {EIO, EACCES, ELOOP}},
     {"realpath", {EIO, EACCES, ELOOP, ENOMEM}},
     {"fopen", {EMFILE, ENFILE, EACCES, ENOMEM}},

@@ -4,12 +4,38 @@
 #include "agent.h"
 #include "broker_client.h"
 
+#include <cstdlib>
+#include <fcntl.h>
+#include <sstream>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <termios.h>
+#include <unistd.h>
+
 namespace {
 
 using namespace qx::test;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Clock = std::chrono::steady_clock;
+
+const std::vector<std::string> kOneEvent = {"--events=QX_PLIX_DEVICE_DISCOVERY"};
+
+/// A listener for one event whose standard output the shell redirects. `before` is run first.
+std::vector<std::string> redirected(const std::string& redirection,
+                                    const std::string& before = "") {
+    return {"sh", "-c", before + "exec " + QX_TOOL + " listen " + kOneEvent[0] + redirection};
+}
+
+/// Whether a program is inside a system call on its standard output.
+bool writes(const Process& tool) {
+    std::istringstream words(read_file("/proc/" + std::to_string(tool.pid()) + "/syscall"));
+    std::string call;
+    std::string descriptor;
+    words >> call >> descriptor;
+    return descriptor == "0x1";
+}
 
 struct Listen : Agent {
     /// A listening tool that has subscribed to all that it wants.
@@ -54,19 +80,18 @@ TEST_F(Listen, NamesWhatItDoesNotKnow) {
 }
 
 void expect_quick_end(Process& tool, int signal) {
-    const auto begin = Clock::now();
-    EXPECT_EQ(tool.stop(signal).status, 0);
-    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(2));
+    tool.signal(signal);
+    EXPECT_TRUE(tool.ends_within(std::chrono::seconds(2)));
+    EXPECT_EQ(tool.finish().status, 0);
 }
 
 TEST_F(Listen, EndsOnASignalWhateverTheBrokerDoes) {
-    const std::vector<std::string> one = {"--events=QX_PLIX_DEVICE_DISCOVERY"};
     for (const int signal : {SIGINT, SIGQUIT, SIGTERM}) {
-        expect_quick_end(*start(one, 1), signal);
+        expect_quick_end(*start(kOneEvent, 1), signal);
     }
     {
         SCOPED_TRACE("silent in the middle of a frame");
-        const auto tool = start(one, 1);
+        const auto tool = start(kOneEvent, 1);
         broker.emit("device_discovery", "[1]");
         broker.emit_raw("device_discovery", std::string("\x10\0\0\0[", 5));
         ASSERT_TRUE(tool->wait_for_output(printed("device_discovery", "[1]")));
@@ -74,22 +99,144 @@ TEST_F(Listen, EndsOnASignalWhateverTheBrokerDoes) {
     }
     {
         SCOPED_TRACE("takes connections and says nothing");
-        const auto tool = start(one, 1);
+        const auto tool = start(kOneEvent, 1);
         broker.reply("device_discovery", {});
         broker.drop_subscribers("device_discovery");
         ASSERT_TRUE(broker.wait_for_requests(2));
         expect_quick_end(*tool, SIGTERM);
-        broker.forget_requests();
-        Process first({QX_TOOL, "listen"});
-        ASSERT_TRUE(broker.wait_for_requests(1));
-        expect_quick_end(first, SIGINT);
         broker.answer("device_discovery", kOk);
     }
     {
         SCOPED_TRACE("is gone");
-        const auto tool = start(one, 1);
+        const auto tool = start(kOneEvent, 1);
         broker.stop();
         expect_quick_end(*tool, SIGTERM);
+    }
+}
+
+/// Starts a tool with all signals blocked.
+std::unique_ptr<Process> start_with_blocked_signals(const std::vector<std::string>& words) {
+    sigset_t all;
+    sigset_t before;
+    ::sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before);
+    auto tool = std::make_unique<Process>(words);
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return tool;
+}
+
+bool has_socket(const Process& tool) {
+    const std::string directory = "/proc/" + std::to_string(tool.pid()) + "/fd/";
+    for (const int fd : open_descriptors(std::to_string(tool.pid()))) {
+        std::error_code gone;
+        if (fs::read_symlink(directory + std::to_string(fd), gone).string().starts_with("socket")) {
+            return true;
+        }
+    }
+    return false;
+}
+
+TEST_F(Listen, EndsWithSuccessBeforeItHasSubscribed) {
+    for (const int signal : {SIGINT, SIGQUIT, SIGTERM}) {
+        SCOPED_TRACE("a silent broker");
+        broker.reply("device_discovery", {});
+        broker.forget_requests();
+        const auto tool = start_with_blocked_signals({QX_TOOL, "listen"});
+        ASSERT_TRUE(broker.wait_for_requests(1));
+        expect_quick_end(*tool, signal);
+    }
+    // One connection fills the backlog of a broker that accepts none; the next one waits.
+    broker.stop();
+    const std::string name = ":qxbrokerd-1.3.skt";
+    sockaddr_un address{AF_UNIX, {}};
+    name.copy(address.sun_path + 1, name.size());
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    const auto* const any_address = reinterpret_cast<const sockaddr*>(&address);
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int client = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    require(::bind(listener, any_address, size) == 0 && ::listen(listener, 0) == 0 &&
+                ::connect(client, any_address, size) == 0,
+            "a broker without room");
+    {
+        SCOPED_TRACE("a broker that accepts no connection");
+        const auto tool = start_with_blocked_signals({QX_TOOL, "listen"});
+        wait_until([&] { return has_socket(*tool); });
+        expect_quick_end(*tool, SIGTERM);
+    }
+    ::close(client);
+    ::close(listener);
+}
+
+/// A descriptor that children inherit, for the time of its scope.
+struct Inherited {
+    explicit Inherited(int number)
+        : fd(number) {
+        require(fd >= 0, "an output");
+    }
+    Inherited(const Inherited&) = delete;
+    Inherited& operator=(const Inherited&) = delete;
+    ~Inherited() { ::close(fd); }
+    int fd;
+};
+
+TEST_F(Listen, EndsOnASignalWhateverItsOutputIs) {
+    int sockets[2];
+    require(::socketpair(AF_UNIX, SOCK_STREAM, 0, sockets) == 0, "socketpair");
+    const Inherited near(sockets[0]);
+    const Inherited far(sockets[1]);
+    const Inherited terminal(::posix_openpt(O_RDWR | O_NOCTTY));
+    require(::grantpt(terminal.fd) == 0 && ::unlockpt(terminal.fd) == 0, "a terminal");
+    const std::string name = ::ptsname(terminal.fd);
+    const Inherited slave(::open(name.c_str(), O_RDWR | O_NOCTTY));
+    const std::string to_terminal = " >&" + std::to_string(slave.fd);
+    for (const auto& [redirection, stty] :
+         {std::pair(std::string(), ""), std::pair(" >&" + std::to_string(near.fd), ""),
+          std::pair(to_terminal, "stty raw <&"), std::pair(to_terminal, "stty sane <&")}) {
+        SCOPED_TRACE(redirection + stty);
+        const std::string before = *stty == '\0' ? "" : stty + std::to_string(slave.fd) + " && ";
+        broker.forget_requests();
+        Process tool(redirected(redirection, before));
+        ASSERT_TRUE(broker.wait_for_requests(1));
+        for (int i = 0; i < 500; ++i) {
+            broker.emit("device_discovery", "[\"" + std::string(1000, 'x') + "\"]");
+        }
+        wait_until([&] { return writes(tool); });
+        expect_quick_end(tool, SIGTERM);
+    }
+}
+
+TEST_F(Listen, EndsWhenAWriteFailsAndLeavesWholeLines) {
+    const std::string full = "standard output: No space left on device\n";
+    const std::string too_large = "standard output: File too large\n";
+    const std::string small = "mount -t tmpfs -o size=64k tmpfs /opt/small && ";
+    const std::tuple<const char*, std::string, std::string> rows[] = {
+        {" >/dev/full", "", full},
+        {" >/opt/small/out", small, full},
+        {" >>/opt/small/out", small, full},
+        {" >/opt/small/out", "ulimit -f 40 && ", too_large},
+        {" >>/opt/small/out", "ulimit -f 40 && ", too_large},
+        {" >&-", "", "standard output: Bad file descriptor\n"},
+    };
+    fs::create_directories("/opt/small");
+    const std::string line = printed("device_discovery", "[\"" + std::string(200, 'x') + "\"]");
+    for (const auto& [redirection, before, reason] : rows) {
+        SCOPED_TRACE(before + redirection);
+        broker.forget_requests();
+        Process tool(redirected(redirection, before));
+        ASSERT_TRUE(broker.wait_for_requests(1));
+        broker.wait_for_subscribers(1);
+        for (int i = 0; i < 600; ++i) {
+            broker.emit("device_discovery", "[\"" + std::string(200, 'x') + "\"]");
+        }
+        EXPECT_EQ(tool.finish(), (Outcome{.status = 1, .err = reason}));
+        const std::string text = fs::exists("/opt/small/out") ? read_file("/opt/small/out") : "";
+        EXPECT_EQ(text.empty(), before.empty());
+        for (const std::string& written : lines_of(text)) {
+            EXPECT_EQ(written + "\n", line);
+        }
+        EXPECT_TRUE(text.empty() || text.back() == '\n');
+        ::umount("/opt/small");
+        fs::remove("/opt/small/out");
     }
 }
 

@@ -39,6 +39,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 enum action { NOTHING, FAIL, SHORT, KILL, TEAR, TERM };
@@ -206,6 +207,8 @@ WRAP(int, -1, fchown, (int fd, uid_t owner, gid_t group), (fd, owner, group))
 WRAP(int, -1, dup2, (int fd, int copy), (fd, copy))
 WRAP(int, -1, execv, (const char* path, char* const words[]), (path, words))
 WRAP(int, -1, sigprocmask, (int how, const sigset_t* set, sigset_t* before), (how, set, before))
+WRAP(int, -1, timer_create, (clockid_t clock, struct sigevent * event, timer_t* timer),
+     (clock, event, timer))
 WRAP(ssize_t, -1, readlink, (const char* path, char* text, size_t size), (path, text, size))
 WRAP(char*, NULL, realpath, (const char* path, char* resolved), (path, resolved))
 WRAP(FILE*, NULL, fopen, (const char* path, const char* mode), (path, mode))

@@ -1,121 +1,131 @@
 #include "event_output.h"
 
+#include "stop_signals.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
-#include <iterator>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace qx::manage {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-constexpr std::chrono::seconds kPatience{1};
-
-// A text is closed before it has more, so that an empty pipe takes it whole. A longer one is a
-// single line, and not kept.
+// An empty pipe takes this much at once.
 constexpr std::size_t kFull = std::size_t{64} * 1024;
 
-int poll_again(pollfd* polled, nfds_t count, int timeout) {
-    int result = 0;
-    do {
-        result = ::poll(polled, count, timeout);
-    } while (result < 0 && errno == EINTR);
-    return result;
-}
-
-// How much standard output takes for certain without waiting: nothing unless it is an empty pipe.
-std::size_t empty_pipe_size() {
-    int unread = 0;
-    if (::ioctl(STDOUT_FILENO, FIONREAD, &unread) != 0 || unread != 0) {
-        return 0;
-    }
-    return static_cast<std::size_t>(std::max(::fcntl(STDOUT_FILENO, F_GETPIPE_SZ), 0));
-}
-
-// Whole lines, or a part of a long one.
+// Whole lines of at most `most` bytes, or a single longer one.
 string_view first_piece(string_view text, std::size_t most) {
     if (text.size() <= most) {
         return text;
     }
-    const void* const end = ::memrchr(text.data(), '\n', most);
-    const char* const after =
-        end == nullptr ? text.data() + most : static_cast<const char*>(end) + 1;
-    return {text.data(), static_cast<std::size_t>(after - text.data())};
+    const void* end = ::memrchr(text.data(), '\n', most);
+    if (end == nullptr) {
+        end = std::memchr(text.data() + most, '\n', text.size() - most);
+    }
+    return text.substr(0,
+                       static_cast<std::size_t>(static_cast<const char*>(end) - text.data()) + 1);
+}
+
+// One write, which waits for the reader. EINTR says to try again.
+ssize_t write_some(string_view piece) {
+    const ssize_t written = ::write(STDOUT_FILENO, piece.data(), piece.size());
+    if (written < 0 && errno == EAGAIN) {
+        // Whoever opened standard output has made it non-blocking, for everybody who shares it.
+        pollfd output{STDOUT_FILENO, POLLOUT, 0};
+        ::poll(&output, 1, -1);
+        errno = EINTR;
+    }
+    return written;
+}
+
+// Removes the end of a file: the part of a line that was written before the file was full.
+void cut_file(std::size_t unfinished) {
+    const int before = errno;
+    struct stat status {};
+    const off_t end = ::lseek(STDOUT_FILENO, 0, SEEK_CUR);
+    const bool is_file = ::fstat(STDOUT_FILENO, &status) == 0 && S_ISREG(status.st_mode);
+    const off_t line = end - static_cast<off_t>(unfinished);
+    if (is_file && status.st_size == end && ::ftruncate(STDOUT_FILENO, line) == 0) {
+        ::lseek(STDOUT_FILENO, line, SEEK_SET);
+    }
+    errno = before;
+}
+
+std::size_t unfinished_line(string_view written) {
+    const void* const end = ::memrchr(written.data(), '\n', written.size());
+    const char* const line = end == nullptr ? written.data() : static_cast<const char*>(end) + 1;
+    return static_cast<std::size_t>(written.data() + written.size() - line);
 }
 
 } // namespace
 
-void EventOutput::add(const json_t* document, std::size_t expected_size) {
-    if (texts_.empty() || texts_.back().size() + expected_size > kFull) {
-        make_room();
+EventOutput::EventOutput() {
+    struct stat status {};
+    const bool known = ::fstat(STDOUT_FILENO, &status) == 0;
+    if (known && S_ISFIFO(status.st_mode)) {
+        pipe_size_ = static_cast<std::size_t>(std::max(::fcntl(STDOUT_FILENO, F_GETPIPE_SZ), 0));
     }
-    append_json(texts_.back(), document, expected_size);
+    takes_all_ = known && !S_ISFIFO(status.st_mode) && !S_ISSOCK(status.st_mode);
 }
 
-void EventOutput::make_room() {
-    const std::size_t most = texts_.empty() || failed_ ? 0 : empty_pipe_size();
-    if (most > 0) {
-        print_piece(most);
-    }
-    if (texts_.empty() || texts_.back().size() > 0) {
-        is_behind_ = !texts_.empty();
-        texts_.emplace_back();
-        texts_.back().reserve(kFull);
-    }
+std::size_t EventOutput::room() const {
+    // A line is longer than its event: by a quarter for events of 200 bytes.
+    return (kFull - std::min(lines_.size(), kFull)) * 3 / 4;
+}
+
+bool EventOutput::is_full() const {
+    return lines_.size() > kFull / 2;
+}
+
+void EventOutput::add(const json_t* document, std::size_t expected_size) {
+    append_json(lines_, document, expected_size);
 }
 
 EventOutput::Result EventOutput::print() {
-    while (!failed_ && !texts_.empty() && texts_.front().size() > 0) {
-        if (!reader_takes_more()) {
+    const InterruptedByStop by_stop;
+    const string_view all(lines_.data(), lines_.size());
+    std::size_t done = 0;
+    while (done < all.size()) {
+        if (stop_is_overdue()) {
             return Result::stopped;
         }
-        // What is ready takes this much at least.
-        constexpr std::size_t least = PIPE_BUF;
-        const std::size_t left = texts_.front().size() - printed_;
-        print_piece(left <= least ? left : std::max(empty_pipe_size(), least));
+        const string_view rest = all.substr(done);
+        const ssize_t written = write_some(first_piece(rest, piece_limit(rest.size())));
+        if (written >= 0) {
+            done += static_cast<std::size_t>(written);
+        } else if (errno != EINTR) {
+            cut_file(unfinished_line(all.substr(0, done)));
+            return Result::failed;
+        }
     }
-    return failed_ ? Result::failed : Result::printed;
+    drop_lines();
+    return stop_has_come() ? Result::stopped : Result::printed;
 }
 
-// Prints the beginning of what is left, and forgets the first text when it has been printed.
-void EventOutput::print_piece(std::size_t most) {
-    OutputText& text = texts_.front();
-    const string_view piece = first_piece({text.data() + printed_, text.size() - printed_}, most);
-    std::fwrite(piece.data(), 1, piece.size(), stdout);
-    failed_ = std::fflush(stdout) != 0 || failed_;
-    printed_ += piece.size();
-    if (printed_ < text.size()) {
-        return;
+// A pipe takes as much as fits and then waits, perhaps in the middle of a line. It cuts nothing
+// when it has room for all of a piece: any piece if it is empty, else PIPE_BUF bytes.
+std::size_t EventOutput::piece_limit(std::size_t left) const {
+    constexpr std::size_t least = PIPE_BUF;
+    int unread = 0;
+    if (takes_all_ || left <= least) {
+        return left;
     }
-    printed_ = 0;
-    // One that was added to others lies behind them, and would keep all their memory.
-    if (is_behind_ || text.capacity() > 2 * kFull) {
-        texts_.pop_front();
-        is_behind_ = !texts_.empty();
-    } else {
-        text.clear();
-    }
+    const bool is_empty =
+        pipe_size_ > 0 && ::ioctl(STDOUT_FILENO, FIONREAD, &unread) == 0 && unread == 0;
+    return is_empty ? std::max(pipe_size_, least) : least;
 }
 
-// A write would wait for a reader that stands still with the stop signals blocked, and so for ever.
-bool EventOutput::reader_takes_more() {
-    pollfd polled[] = {{STDOUT_FILENO, POLLOUT, 0}, {stop_fd_, POLLIN, 0}};
-    if (poll_again(polled, std::size(polled), -1) < 0 || polled[0].revents != 0) {
-        return true;
+// One long event must not hold its memory for good.
+void EventOutput::drop_lines() {
+    if (lines_.capacity() > 2 * kFull) {
+        lines_ = OutputText();
     }
-    const auto now = Clock::now();
-    if (!last_moment_) {
-        last_moment_ = now + kPatience;
-    }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*last_moment_ - now);
-    return left.count() > 0 && poll_again(polled, 1, static_cast<int>(left.count())) != 0;
+    lines_.clear();
 }
 
 } // namespace qx::manage

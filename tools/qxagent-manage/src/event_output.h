@@ -1,43 +1,40 @@
-// What a listening tool has to print, and the reader of standard output, who takes it or does not.
+// Events on their way to standard output.
 #pragma once
 
 #include "printers.h"
 
-#include <chrono>
 #include <cstddef>
-#include <list>
-#include <optional>
 
 namespace qx::manage {
 
-/// Documents are collected while events are handed over, when nobody may wait, and printed then if
-/// standard output is a pipe that its reader has emptied, else after that. Main thread only.
+/// Collects documents while events are handed over and writes them in large pieces. All members:
+/// main thread only.
 class EventOutput {
 public:
     enum class Result { printed, stopped, failed };
 
-    /// From now on a reader that stands still is waited for until this descriptor is readable, and
-    /// then for a second more. The caller keeps the descriptor.
-    void stop_at(int fd) { stop_fd_ = fd; }
+    EventOutput();
+
+    /// How many bytes of events fit before the next print(), about.
+    [[nodiscard]] std::size_t room() const;
+    /// Whether it is time for print() although more events wait.
+    [[nodiscard]] bool is_full() const;
 
     /// Adds a document; for the arguments see append_json. Throws std::bad_alloc.
     void add(const json_t* document, std::size_t expected_size);
 
-    /// Prints all that was added. A line is printed at once if a pipe can take it so. When stopped,
-    /// what the reader did not take is forgotten.
+    /// Writes what was added, and waits for a slow reader as long as it takes. Returns `stopped` as
+    /// soon as a stop signal has come and either everything is written or a second has passed, and
+    /// `failed`, with errno, when a write fails: a regular file then ends with a whole line.
     Result print();
 
 private:
-    void make_room();
-    bool reader_takes_more();
-    void print_piece(std::size_t most);
+    [[nodiscard]] std::size_t piece_limit(std::size_t left) const;
+    void drop_lines();
 
-    std::list<OutputText> texts_;
-    std::size_t printed_ = 0; ///< of the first text
-    bool is_behind_ = false;  ///< there has been more than one text since there was none
-    bool failed_ = false;
-    int stop_fd_ = -1;
-    std::optional<std::chrono::steady_clock::time_point> last_moment_;
+    OutputText lines_;
+    bool takes_all_ = true;     ///< standard output is no pipe or socket, so it cuts no line
+    std::size_t pipe_size_ = 0; ///< 0 when it is no pipe
 };
 
 } // namespace qx::manage

@@ -6,15 +6,14 @@
 #include "qx/json.h"
 #include "qx/println.h"
 #include "qx_plix.h"
+#include "stop_signals.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
-#include <iterator>
 #include <new>
+#include <span>
 #include <string>
 #include <sys/epoll.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 #include <vector>
 
@@ -32,8 +31,6 @@ using Events = std::vector<Event>;
 // What a line has besides the event itself, about.
 constexpr std::size_t kAroundAnEvent = 100;
 
-constexpr int kStopSignals[] = {SIGINT, SIGQUIT, SIGTERM};
-
 // Runs inside the C library's call, so nothing may be thrown: an event that memory is too short for
 // is passed over.
 void print_event(const char* text, void* user_data) noexcept {
@@ -48,29 +45,6 @@ void print_event(const char* text, void* user_data) noexcept {
     } catch (const std::bad_alloc&) {
     }
 }
-
-// The broker may keep a subscription waiting for ever; a stop that comes meanwhile ends the program
-// here and now. Nothing is printed or changed yet, and the kernel closes what is open.
-class EndAtOnceOnStop {
-public:
-    EndAtOnceOnStop() {
-        struct sigaction action {};
-        action.sa_handler = [](int) { ::_exit(kSuccess); };
-        for (std::size_t i = 0; i < std::size(kStopSignals); ++i) {
-            ::sigaction(kStopSignals[i], &action, &before_[i]);
-        }
-    }
-    EndAtOnceOnStop(const EndAtOnceOnStop&) = delete;
-    EndAtOnceOnStop& operator=(const EndAtOnceOnStop&) = delete;
-    ~EndAtOnceOnStop() {
-        for (std::size_t i = 0; i < std::size(kStopSignals); ++i) {
-            ::sigaction(kStopSignals[i], &before_[i], nullptr);
-        }
-    }
-
-private:
-    struct sigaction before_[std::size(kStopSignals)]{};
-};
 
 void list_all_events(EventOutput& output, Events& events) {
     for (int type = 0; type < QX_PLIX_EVENT_UNKNOWN; ++type) {
@@ -131,18 +105,6 @@ int fail(const char* what) {
     return kFailure;
 }
 
-int signal_descriptor() {
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    for (const int signal : kStopSignals) {
-        ::sigaddset(&signals, signal);
-    }
-    if (::sigprocmask(SIG_BLOCK, &signals, nullptr) != 0) {
-        return -1;
-    }
-    return ::signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
-}
-
 // Reports nothing but that the reader of standard output has gone. A file has no reader, and cannot
 // be watched.
 void watch_reader(int epfd) {
@@ -164,14 +126,18 @@ bool watch(int epfd, int signal_fd, const std::vector<int>& fds) {
 
 enum class Next { wait, stop, fail };
 
-Next after(EventOutput::Result result) {
-    switch (result) {
+Next print(EventOutput& output) {
+    switch (output.print()) {
     case EventOutput::Result::printed:
         return Next::wait;
     case EventOutput::Result::stopped:
         return Next::stop;
     case EventOutput::Result::failed:
-        return Next::fail;
+        break;
+    }
+    // A reader that is gone knows it.
+    if (errno != EPIPE) {
+        fail("standard output: {}");
     }
     return Next::fail;
 }
@@ -183,11 +149,25 @@ Next handle(int fd, int signal_fd, EventOutput& output) {
     if (fd == STDOUT_FILENO) {
         return Next::fail;
     }
-    if (qx_plix_read_event_fd(fd, 1) < 0) {
+    if (qx_plix_read_events(fd, output.room()) < 0) {
         qx::println(stderr, "failed to read qx event");
         return Next::fail;
     }
-    return after(output.print());
+    return output.is_full() ? print(output) : Next::wait;
+}
+
+// Handles what is ready, and prints the events that came with it.
+Next handle_all(std::span<const epoll_event> ready, int signal_fd, EventOutput& output) {
+    for (const epoll_event& event : ready) {
+        const Next next = handle(event.data.fd, signal_fd, output);
+        if (next == Next::stop) {
+            return print(output) == Next::fail ? Next::fail : Next::stop;
+        }
+        if (next == Next::fail) {
+            return next;
+        }
+    }
+    return print(output);
 }
 
 int print_until_stopped(int epfd, int signal_fd, std::size_t watched, EventOutput& output) {
@@ -200,12 +180,10 @@ int print_until_stopped(int epfd, int signal_fd, std::size_t watched, EventOutpu
         if (count < 0) {
             return fail("epoll_wait(): {}");
         }
-        for (int i = 0; i < count; ++i) {
-            const int fd = ready[static_cast<std::size_t>(i)].data.fd;
-            const Next next = handle(fd, signal_fd, output);
-            if (next != Next::wait) {
-                return next == Next::stop ? kSuccess : kFailure;
-            }
+        const std::span<const epoll_event> happened(ready.data(), static_cast<std::size_t>(count));
+        const Next next = handle_all(happened, signal_fd, output);
+        if (next != Next::wait) {
+            return next == Next::stop ? kSuccess : kFailure;
         }
     }
 }
@@ -218,7 +196,6 @@ int run_listen(const std::set<std::string>& events) {
     if (!list_events(events, output, wanted)) {
         return kFailure;
     }
-    const EndAtOnceOnStop unless_signals_are_watched;
     Subscriptions subscriptions(wanted);
     if (!subscriptions.subscribe_all()) {
         return kFailure;
@@ -227,11 +204,10 @@ int run_listen(const std::set<std::string>& events) {
     if (!epoll) {
         return fail("epoll_create1(): {}");
     }
-    const qx::io::descriptor signals(signal_descriptor());
+    const qx::io::descriptor signals(hold_stop_signals());
     if (!signals) {
         return fail("failed to set up signal handling: {}");
     }
-    output.stop_at(signals.get());
     if (!watch(epoll.get(), signals.get(), subscriptions.fds())) {
         return fail("epoll_set_fd_ro: {}");
     }

@@ -7,6 +7,7 @@
 #include "qx/println.h"
 #include "services.h"
 #include "standard_streams.h"
+#include "stop_signals.h"
 
 #include <cstdio>
 
@@ -22,6 +23,9 @@ int print_usage(bool help) {
 }
 
 int run(const CommandLine& options) try {
+    if (options.operation.value() == Operation::listen) {
+        end_at_once_on_stop();
+    }
     Services services;
     return services.start() ? run_operation(options) : kFailure;
 } catch (...) {
