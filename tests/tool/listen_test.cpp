@@ -79,6 +79,17 @@ TEST_F(Listen, NamesWhatItDoesNotKnow) {
     EXPECT_THAT(broker.requests(), IsEmpty());
 }
 
+TEST_F(Listen, RefusesABacklogThatIsNoNumberOfMebibytes) {
+    for (const std::string value :
+         {"", "x", "1x", " 1", "-1", "0", "1048577", "18446744073709551617"}) {
+        EXPECT_EQ(run_tool({"listen"}, {{"QX_LISTEN_BACKLOG", value}}),
+                  (Outcome{.status = 1,
+                           .err = "QX_LISTEN_BACKLOG: '" + value +
+                                  "' is not a number of MiB from 1 to 1048576\n"}));
+    }
+    EXPECT_THAT(broker.requests(), IsEmpty());
+}
+
 void expect_quick_end(Process& tool, int signal) {
     tool.signal(signal);
     EXPECT_TRUE(tool.ends_within(std::chrono::seconds(2)));
@@ -279,29 +290,43 @@ TEST(ListenToTheSimulator, EndsOnASignalWhileItsReaderStandsStill) {
     }
 }
 
+/// The most memory that a process has had in use, in KiB.
+long peak_kib(const std::string& pid) {
+    const std::string label = "VmHWM:";
+    const std::string status = read_file("/proc/" + pid + "/status");
+    return std::atol(status.c_str() + status.find(label) + label.size());
+}
+
 TEST(ListenToTheSimulator, LosesNothingWhileItsReaderStandsStill) {
     constexpr int events = 100'000;
-    Simulator simulator("{\"events\": [" + greeting("devices_list_updated") + "]}");
-    Process tool({QX_TOOL, "listen", "--events=QX_PLIX_DEVICES_LIST_UPDATED"});
-    std::string expected = printed("devices_list_updated", R"(["hello"])");
-    ASSERT_TRUE(tool.wait_for_output(expected));
+    constexpr long size_kib = events * 200L / 1024;
     const std::string filler(178, 'x');
-    send_burst(simulator, events, filler);
-    // The broker is not kept waiting: the tool takes them.
-    const std::string pid = std::to_string(tool.pid());
-    wait_until([&] { return resident_kib(pid) > events * 200 / 1024; });
+    std::string expected = printed("devices_list_updated", R"(["hello"])");
     for (int n = 1; n <= events; ++n) {
         expected += printed("devices_list_updated",
                             "{\"n\": " + std::to_string(n) + R"(, "filler": ")" + filler + "\"}");
     }
-    EXPECT_TRUE(tool.wait_for_output("\"n\": " + std::to_string(events) + ","));
-    if (!kSanitized && !kEmulated) {
-        wait_until([&] { return resident_kib(pid) < 4000; });
+    Simulator simulator("{\"events\": [" + greeting("devices_list_updated") + "]}");
+    for (const char* const bound : {"32", "1"}) {
+        SCOPED_TRACE(bound);
+        Process tool({QX_TOOL, "listen", "--events=QX_PLIX_DEVICES_LIST_UPDATED"},
+                     {{"QX_LISTEN_BACKLOG", bound}});
+        ASSERT_TRUE(tool.wait_for_output("hello"));
+        send_burst(simulator, events, filler);
+        const std::string pid = std::to_string(tool.pid());
+        const bool takes_all = bound[0] == '3';
+        // Up to the bound, the broker is not kept waiting.
+        wait_until([&] { return takes_all ? resident_kib(pid) > size_kib : writes(tool); });
+        EXPECT_TRUE(tool.wait_for_output("\"n\": " + std::to_string(events) + ","));
+        if (!kSanitized && !kEmulated) {
+            EXPECT_TRUE(takes_all || peak_kib(pid) < size_kib / 2) << peak_kib(pid);
+            wait_until([&] { return resident_kib(pid) < 4000; });
+        }
+        const Outcome outcome = tool.stop();
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_TRUE(outcome.out == expected)
+            << outcome.out.size() << " bytes instead of " << expected.size();
     }
-    const Outcome outcome = tool.stop();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_TRUE(outcome.out == expected)
-        << outcome.out.size() << " bytes instead of " << expected.size();
 }
 
 TEST(ListenToTheSimulator, SurvivesFiftyRestarts) {

@@ -9,11 +9,15 @@
 #include "stop_signals.h"
 
 #include <cerrno>
+#include <charconv>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <span>
 #include <string>
 #include <sys/epoll.h>
+#include <system_error>
 #include <unistd.h>
 #include <vector>
 
@@ -44,6 +48,24 @@ void print_event(const char* text, void* user_data) noexcept {
         subscribed.output->add(whole ? object.get() : nullptr, std::strlen(text) + kAroundAnEvent);
     } catch (const std::bad_alloc&) {
     }
+}
+
+// Bounds the events that wait in the library as QX_LISTEN_BACKLOG wants it.
+bool set_backlog_limit() {
+    constexpr std::uint64_t most = std::uint64_t{1024} * 1024;
+    const char* const text = std::getenv("QX_LISTEN_BACKLOG");
+    if (text == nullptr) {
+        return true;
+    }
+    const char* const text_end = text + std::strlen(text);
+    std::uint64_t mib = 0;
+    const auto [end, error] = std::from_chars(text, text_end, mib);
+    if (error != std::errc() || end != text_end || mib == 0 || mib > most) {
+        qx::println(stderr, "QX_LISTEN_BACKLOG: '{}' is not a number of MiB from 1 to {}", text,
+                    most);
+        return false;
+    }
+    return qx_plix_set_backlog_limit(mib * 1024 * 1024) == 0;
 }
 
 void list_all_events(EventOutput& output, Events& events) {
@@ -193,7 +215,7 @@ int print_until_stopped(int epfd, int signal_fd, std::size_t watched, EventOutpu
 int run_listen(const std::set<std::string>& events) {
     EventOutput output;
     Events wanted;
-    if (!list_events(events, output, wanted)) {
+    if (!list_events(events, output, wanted) || !set_backlog_limit()) {
         return kFailure;
     }
     Subscriptions subscriptions(wanted);
