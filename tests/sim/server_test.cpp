@@ -1,7 +1,9 @@
 #include "broker_client.h"
 
 #include <fcntl.h>
+#include <functional>
 #include <memory>
+#include <sys/stat.h>
 
 namespace {
 
@@ -46,6 +48,27 @@ TEST(Presence, TakesOverWhatADeadBrokerLeft) {
     write_file(kVersionFile, "something longer");
     const Simulator second;
     EXPECT_EQ(read_file(kVersionFile), "1.3");
+}
+
+TEST(Presence, RefusesAnythingButAPlainVersionFile) {
+    const fs::path victim = "/opt/victim";
+    write_file(victim, "precious");
+    fs::create_directories(kVersionFile.parent_path());
+    const std::function<void()> plants[] = {
+        [&] { fs::create_symlink(victim, kVersionFile); },
+        [&] { fs::create_hard_link(victim, kVersionFile); },
+        [&] { require(::mkfifo(kVersionFile.c_str(), 0644) == 0, "mkfifo"); },
+        [&] { fs::create_directory(kVersionFile); },
+    };
+    for (const auto& plant : plants) {
+        fs::remove(kVersionFile);
+        plant();
+        EXPECT_EQ(run_simulator({"--install-dir", kInstallDir}),
+                  (Outcome{.status = 1,
+                           .err = "qxbrokerd-sim: '/opt/norvane/var/run/qxbrokerd.version' is "
+                                  "not a regular file with one link\n"}));
+        EXPECT_EQ(read_file(victim), "precious");
+    }
 }
 
 TEST(Presence, ASecondBrokerLeavesTheFirstAlone) {

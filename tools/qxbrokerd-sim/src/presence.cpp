@@ -36,10 +36,16 @@ Fd bind_socket() {
     return socket;
 }
 
+/// A file without a link has just been removed by its broker, which is_same_file() notices.
+bool is_plain_file(int fd) {
+    struct stat status {};
+    return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink <= 1;
+}
+
 bool is_same_file(int fd, const std::string& name) {
     struct stat open {};
     struct stat named {};
-    return ::fstat(fd, &open) == 0 && ::stat(name.c_str(), &named) == 0 &&
+    return ::fstat(fd, &open) == 0 && ::lstat(name.c_str(), &named) == 0 &&
            open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 
@@ -93,7 +99,13 @@ bool Presence::set_lock(short type) const {
 
 /// Opens and locks the file; false when it has just been removed by a broker that ended.
 bool Presence::open_version_file() {
-    version_file_ = Fd(::open(version_name_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+    constexpr int flags = O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    version_file_ = Fd(::open(version_name_.c_str(), flags, 0644));
+    const bool is_special = version_file_.valid() ? !is_plain_file(version_file_.get())
+                                                  : errno == ELOOP || errno == EISDIR;
+    if (is_special) {
+        throw Failure(concat({"'", version_name_, "' is not a regular file with one link"}));
+    }
     if (!version_file_.valid()) {
         throw Failure(concat({"cannot open '", version_name_, "': ", reason()}));
     }

@@ -29,7 +29,7 @@ private:
 class Presence {
 public:
     /// Listens, and writes the version file below `install_dir`, which stays locked if `lock` says
-    /// so; throws Failure.
+    /// so. A file that is not regular or has further links is left alone. Throws Failure.
     Presence(const std::string& install_dir, std::string_view version, bool lock);
     Presence(const Presence&) = delete;
     Presence& operator=(const Presence&) = delete;
