@@ -128,15 +128,17 @@ TEST(Clients, AreServedAtOnceAndInOrder) {
     EXPECT_EQ(ask("enable_services"), kOk);
 }
 
-TEST(Clients, WithoutADescriptorLeftOthersWait) {
+TEST(Clients, AreRefusedWhileNoDescriptorIsLeft) {
     Process limited({"sh", "-c", "ulimit -n 12; exec \"$@\"", "sh", QX_SIMULATOR, "--install-dir",
-                     kInstallDir});
+                     kInstallDir, "--trace"});
     limited.wait_for_output("listening");
     auto holders = std::make_unique<std::array<BrokerClient, 12>>();
-    const BrokerClient late;
-    late.send(command("enable_services"));
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(BrokerClient().ends());
+    }
     holders.reset();
-    EXPECT_EQ(late.read_frame(), kOk);
+    limited.wait_for_output("#1 closed");
+    EXPECT_EQ(ask("enable_services"), kOk);
 }
 
 TEST(Console, SendsEventsAndSaysWhatItDoesNotUnderstand) {

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <sys/epoll.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 
 namespace qx::sim {
@@ -13,24 +14,56 @@ namespace {
 constexpr int kExitOfScenario = 3;
 constexpr std::size_t kLongestRequest = 16 << 20;
 
+constexpr Milliseconds kAcceptAgain{100};
+
+Fd accept_client(int listener) {
+    for (;;) {
+        Fd fd(::accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (fd.valid() || (errno != EINTR && errno != ECONNABORTED)) {
+            return fd;
+        }
+    }
+}
+
 } // namespace
 
 void Server::accept_clients() {
-    while (presence_) {
-        Fd fd(::accept4(presence_->listener(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-        if (fd.valid()) {
-            add_client(std::move(fd));
-            continue;
-        }
-        if (errno == EINTR || errno == ECONNABORTED) {
-            continue;
-        }
-        if (errno != EAGAIN && errno != EWOULDBLOCK) {
-            accepts_ = false;
-            ::epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, presence_->listener(), nullptr);
-        }
+    if (!presence_) {
         return;
     }
+    for (Fd fd; (fd = accept_client(presence_->listener())).valid();) {
+        add_client(std::move(fd));
+    }
+    if (errno == EMFILE || errno == ENFILE) {
+        refuse_clients();
+    }
+    if (errno != EAGAIN) {
+        pause_accepting();
+    }
+}
+
+/// Closes the connections that wait, for which the spare descriptor makes room. Sets errno like
+/// accept4().
+void Server::refuse_clients() {
+    spare_ = Fd();
+    while (accept_client(presence_->listener()).valid()) {
+        trace_.client(next_client_++, "refused");
+    }
+    const int error = errno;
+    spare_ = Fd(::eventfd(0, EFD_CLOEXEC));
+    errno = error;
+}
+
+/// The listener would be ready all the time.
+void Server::pause_accepting() {
+    accepts_ = false;
+    ::epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, presence_->listener(), nullptr);
+    timers_.add(Clock::now() + kAcceptAgain, [this] {
+        if (!accepts_ && presence_) {
+            watch(presence_->listener(), kListener, EPOLLIN);
+            accepts_ = true;
+        }
+    });
 }
 
 void Server::add_client(Fd fd) {
@@ -112,10 +145,6 @@ void Server::drop_clients() {
 void Server::close_client(std::uint64_t id) {
     trace_.client(id, "closed");
     clients_.erase(id);
-    if (!accepts_ && presence_) {
-        watch(presence_->listener(), kListener, EPOLLIN);
-        accepts_ = true;
-    }
 }
 
 void Server::queue(Client& client) {

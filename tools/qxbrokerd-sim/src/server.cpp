@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <sys/epoll.h>
+#include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
 
@@ -49,8 +50,9 @@ Server::Server(const Options& options, Scenario scenario, State state)
     , scenario_(std::move(scenario))
     , state_(std::move(state))
     , epoll_(::epoll_create1(EPOLL_CLOEXEC))
-    , signals_(open_signals()) {
-    if (!epoll_.valid() || !signals_.valid()) {
+    , signals_(open_signals())
+    , spare_(::eventfd(0, EFD_CLOEXEC)) {
+    if (!epoll_.valid() || !signals_.valid() || !spare_.valid()) {
         throw Failure(concat({"cannot set up waiting: ", std::strerror(errno)}));
     }
     allow_many_clients();

@@ -48,6 +48,8 @@ private:
 
     // connections.cpp
     void accept_clients();
+    void refuse_clients();
+    void pause_accepting();
     void add_client(Fd fd);
     void serve(Client& client, unsigned events);
     void receive(Client& client);
@@ -85,7 +87,8 @@ private:
     std::optional<Presence> presence_;
     std::uint64_t restarts_ = 0;
     bool ended_ = false;
-    bool accepts_ = true; ///< false while there is no descriptor left for another client
+    Fd spare_;            ///< given up for the moment in which a client is refused
+    bool accepts_ = true; ///< false while the listener is not watched
 
     std::unordered_map<std::uint64_t, std::unique_ptr<Client>> clients_;
     std::uint64_t next_client_ = 1;
