@@ -1,5 +1,6 @@
 #include "broker_client.h"
 
+#include <algorithm>
 #include <fcntl.h>
 #include <functional>
 #include <memory>
@@ -139,6 +140,39 @@ TEST(Clients, AreRefusedWhileNoDescriptorIsLeft) {
     holders.reset();
     limited.wait_for_output("#1 closed");
     EXPECT_EQ(ask("enable_services"), kOk);
+}
+
+constexpr std::size_t kMiB = 1 << 20;
+
+TEST(Limits, ALineHasAnEndWithinOneMebibyte) {
+    const Simulator simulator;
+    const BrokerClient client;
+    client.send(std::string(kMiB, ' '));
+    EXPECT_EQ(ask("enable_services"), kOk);
+    EXPECT_FALSE(client.has_input());
+    client.send(" ");
+    EXPECT_TRUE(client.ends());
+}
+
+TEST(Limits, UnfinishedLinesOfAllClientsTakeThirtyTwoMebibytes) {
+    const Simulator simulator;
+    const std::array<BrokerClient, 50> clients;
+    for (const BrokerClient& client : clients) {
+        client.send(std::string(kMiB, ' '));
+    }
+    const auto is_closed = [](const BrokerClient& client) { return client.has_input(); };
+    wait_until([&] { return std::count_if(clients.begin(), clients.end(), is_closed) >= 18; });
+    EXPECT_EQ(ask("enable_services"), kOk);
+    EXPECT_EQ(std::count_if(clients.begin(), clients.end(), is_closed), 18);
+    for (const BrokerClient& client : clients) {
+        if (!is_closed(client)) {
+            client.send("\n");
+            client.read_frame();
+        }
+    }
+    if (!kSanitized) {
+        EXPECT_LT(resident_kib(std::to_string(simulator.pid())), 16384);
+    }
 }
 
 TEST(Console, SendsEventsAndSaysWhatItDoesNotUnderstand) {

@@ -1,6 +1,13 @@
 #include "client.h"
 
+#include <algorithm>
+
 namespace qx::sim {
+namespace {
+
+constexpr std::size_t kKeptCapacity = 4096;
+
+} // namespace
 
 std::optional<std::string_view> LineReader::next() {
     const std::size_t end = buffer_.find('\n', searched_);
@@ -16,6 +23,9 @@ std::optional<std::string_view> LineReader::next() {
 
 void LineReader::drop_taken() {
     buffer_.erase(0, taken_);
+    if (buffer_.capacity() > std::max(kKeptCapacity, 2 * buffer_.size())) {
+        buffer_.shrink_to_fit();
+    }
     searched_ -= taken_;
     taken_ = 0;
 }

@@ -4,6 +4,7 @@
 #include "events.h"
 #include "fd.h"
 #include "outbox.h"
+#include "share.h"
 
 #include <bitset>
 #include <cstdint>
@@ -32,10 +33,19 @@ private:
     std::size_t searched_ = 0;
 };
 
+/// The bytes that all clients hold.
+struct Totals {
+    std::size_t unanswered = 0;
+};
+
 struct Client {
+    explicit Client(Totals& totals)
+        : unanswered(totals.unanswered) {}
+
     std::uint64_t id = 0;
     Fd fd;
     LineReader input;
+    Share unanswered; ///< received but not answered
     Outbox output;
     std::bitset<kEventNames.size()> subscriptions;
     bool reads = true;       ///< false: what the client sends stays unread

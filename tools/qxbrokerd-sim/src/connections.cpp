@@ -2,6 +2,7 @@
 
 #include "server.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <sys/epoll.h>
@@ -12,7 +13,8 @@ namespace qx::sim {
 namespace {
 
 constexpr int kExitOfScenario = 3;
-constexpr std::size_t kLongestRequest = 16 << 20;
+constexpr std::size_t kLongestRequest = 1 << 20;
+constexpr std::size_t kMostUnanswered = 32 << 20; // of all clients
 
 constexpr Milliseconds kAcceptAgain{100};
 
@@ -74,7 +76,7 @@ void Server::add_client(Fd fd) {
     if (accept == Accept::close) {
         return;
     }
-    auto client = std::make_unique<Client>();
+    auto client = std::make_unique<Client>(totals_);
     client->id = id;
     client->fd = std::move(fd);
     client->reads = accept == Accept::serve;
@@ -119,9 +121,24 @@ void Server::receive(Client& client) {
         answer(client, *line);
     }
     client.input.drop_taken();
-    if (client.input.rest().size() > kLongestRequest) {
-        close_client(client.id);
+    limit_unanswered(client);
+}
+
+void Server::limit_unanswered(Client& client) {
+    client.unanswered.set(client.input.rest().size());
+    if (client.unanswered.held() > kLongestRequest) {
+        close_client(client.id, "request too long");
+    } else if (totals_.unanswered > kMostUnanswered) {
+        close_client(largest_holder(&Client::unanswered), "too many unfinished requests");
     }
+}
+
+std::uint64_t Server::largest_holder(Share Client::*share) const {
+    const auto largest =
+        std::max_element(clients_.begin(), clients_.end(), [share](const auto& a, const auto& b) {
+            return ((*a.second).*share).held() < ((*b.second).*share).held();
+        });
+    return largest->first;
 }
 
 void Server::update_interest(Client& client) const {
@@ -142,8 +159,8 @@ void Server::drop_clients() {
     }
 }
 
-void Server::close_client(std::uint64_t id) {
-    trace_.client(id, "closed");
+void Server::close_client(std::uint64_t id, std::string_view reason) {
+    trace_.client(id, "closed", reason);
     clients_.erase(id);
 }
 

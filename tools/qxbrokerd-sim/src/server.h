@@ -53,8 +53,10 @@ private:
     void add_client(Fd fd);
     void serve(Client& client, unsigned events);
     void receive(Client& client);
+    void limit_unanswered(Client& client);
+    [[nodiscard]] std::uint64_t largest_holder(Share Client::*share) const;
     void update_interest(Client& client) const;
-    void close_client(std::uint64_t id);
+    void close_client(std::uint64_t id, std::string_view reason = {});
     void drop_clients();
     void queue(Client& client);
     void flush_queued();
@@ -90,6 +92,7 @@ private:
     Fd spare_;            ///< given up for the moment in which a client is refused
     bool accepts_ = true; ///< false while the listener is not watched
 
+    Totals totals_;
     std::unordered_map<std::uint64_t, std::unique_ptr<Client>> clients_;
     std::uint64_t next_client_ = 1;
     std::vector<std::uint64_t> queued_; ///< clients that are flushed at the end of the pass

@@ -1,0 +1,28 @@
+// How much of a memory that all clients use together one of them holds.
+#pragma once
+
+#include <cstddef>
+
+namespace qx::sim {
+
+class Share {
+public:
+    /// `total` counts the bytes of all shares and outlives them.
+    explicit Share(std::size_t& total)
+        : total_(total) {}
+    Share(const Share&) = delete;
+    Share& operator=(const Share&) = delete;
+    ~Share() { set(0); }
+
+    void set(std::size_t bytes) {
+        total_ = total_ - held_ + bytes;
+        held_ = bytes;
+    }
+    [[nodiscard]] std::size_t held() const { return held_; }
+
+private:
+    std::size_t& total_;
+    std::size_t held_ = 0;
+};
+
+} // namespace qx::sim
