@@ -4,12 +4,18 @@
 
 #include "text.h"
 
+#include <memory>
+
 namespace qx::sim {
 namespace {
 
 std::string bytes_of(const Content& content, const Delivery& delivery) {
     return content.kind == Content::Kind::raw ? content.bytes
                                               : frame(content.bytes, delivery.length);
+}
+
+Content nth(const Content& content, std::uint64_t n, const Run& run) {
+    return {content.kind, run.is_numbered ? numbered(content.bytes, n) : content.bytes};
 }
 
 std::string described(const Content& content) {
@@ -66,6 +72,9 @@ void Server::answer_subscribe(Client& client, const Request& request) {
     }
     send_answer(client, Reply().text(), rule != nullptr ? rule->delivery : Delivery{},
                 rule != nullptr);
+    if (client.subscriptions.test(index)) {
+        return;
+    }
     client.subscriptions.set(index);
     for (const TimedEvent& event : scenario_.events) {
         if (event.on_subscribe && event.type == *type) {
@@ -77,21 +86,26 @@ void Server::answer_subscribe(Client& client, const Request& request) {
 void Server::send_answer(Client& client, std::string_view text, const Delivery& delivery,
                          bool scripted) {
     trace_.client(client.id, scripted ? "scripted answer" : "answer", text);
-    client.output.add(frame(text, delivery.length), delivery);
-    queue(client);
+    send_frame(client, frame(text, delivery.length), delivery);
 }
 
 void Server::send_content(Client& client, const Rule& rule) {
     if (trace_.is_on()) {
         trace_.client(client.id, "scripted answer", described(*rule.content));
     }
-    client.output.add(bytes_of(*rule.content, rule.delivery), rule.delivery);
-    queue(client);
+    send_frame(client, bytes_of(*rule.content, rule.delivery), rule.delivery);
+}
+
+void Server::send_frame(Client& client, std::string_view bytes, const Delivery& delivery) {
+    if (admits(client)) {
+        client.output.add(bytes, delivery);
+        queue(client);
+    }
 }
 
 void Server::apply(const Reply& reply) {
     for (const Event& event : reply.events) {
-        broadcast(event.type, {Content{Content::Kind::text, event.text}, {}});
+        send_events(event.type, {Content{Content::Kind::text, event.text}, {}});
     }
     if (!reply.scan_time) {
         return;
@@ -102,23 +116,30 @@ void Server::apply(const Reply& reply) {
             return;
         }
         if (const auto event = finish_scan(state_)) {
-            broadcast(event->type, {Content{Content::Kind::text, event->text}, {}});
+            send_events(event->type, {Content{Content::Kind::text, event->text}, {}});
         }
     });
 }
 
-void Server::broadcast(EventType type, const Rule& rule) {
-    const std::string bytes = bytes_of(*rule.content, rule.delivery);
+void Server::send_events(EventType type, const Rule& rule, const Run& run, std::uint64_t only) {
+    if (run.first > run.last) {
+        return;
+    }
+    const auto make = [rule = std::make_shared<const Rule>(rule), run](std::uint64_t n) {
+        return bytes_of(nth(*rule->content, n, run), rule->delivery);
+    };
+    const Series series{make, run.first, run.last};
     std::size_t count = 0;
     for (const auto& [id, client] : clients_) {
-        if (client->subscriptions.test(static_cast<std::size_t>(type))) {
-            client->output.add(bytes, rule.delivery);
+        const bool subscribes = client->subscriptions.test(static_cast<std::size_t>(type));
+        if (subscribes && (only == kEveryClient || only == id) && admits(*client)) {
+            client->output.add(series, rule.delivery);
             queue(*client);
             ++count;
         }
     }
-    if (trace_.is_on()) {
-        trace_.event(event_name(type), count, described(*rule.content));
+    for (std::uint64_t n = run.first; trace_.is_on() && n <= run.last; ++n) {
+        trace_.event(event_name(type), count, described(nth(*rule.content, n, run)));
     }
 }
 
@@ -129,25 +150,13 @@ void Server::schedule(const TimedEvent& event, std::uint64_t sent, Clock::time_p
 
 void Server::fire(const TimedEvent& event, std::uint64_t sent, Clock::time_point when,
                   std::uint64_t only) {
-    const auto found = clients_.find(only);
-    if (only != kEveryClient && found == clients_.end()) {
+    if (only != kEveryClient && clients_.count(only) == 0) {
         return;
     }
-    do {
-        Rule rule = event.rule;
-        rule.content->bytes = numbered(rule.content->bytes, ++sent);
-        if (only == kEveryClient) {
-            broadcast(event.type, rule);
-            continue;
-        }
-        if (trace_.is_on()) {
-            trace_.event(event_name(event.type), 1, described(*rule.content));
-        }
-        found->second->output.add(bytes_of(*rule.content, rule.delivery), rule.delivery);
-        queue(*found->second);
-    } while (event.every.count() == 0 && sent < event.times);
-    if (event.times == 0 || sent < event.times) {
-        schedule(event, sent, when + event.every, only);
+    const std::uint64_t last = event.every.count() == 0 ? event.times : sent + 1;
+    send_events(event.type, event.rule, {sent + 1, last, true}, only);
+    if (event.times == 0 || last < event.times) {
+        schedule(event, last, when + event.every, only);
     }
 }
 

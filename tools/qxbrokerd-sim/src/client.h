@@ -36,24 +36,29 @@ private:
 /// The bytes that all clients hold.
 struct Totals {
     std::size_t unanswered = 0;
+    std::size_t unread = 0;
 };
 
 struct Client {
     explicit Client(Totals& totals)
-        : unanswered(totals.unanswered) {}
+        : unanswered(totals.unanswered)
+        , unread(totals.unread) {}
 
     std::uint64_t id = 0;
     Fd fd;
     LineReader input;
     Share unanswered; ///< received but not answered
     Outbox output;
+    Share unread; ///< what the output holds
     std::bitset<kEventNames.size()> subscriptions;
     bool reads = true;       ///< false: what the client sends stays unread
     bool is_queued = false;  ///< among the clients that are flushed next
-    bool is_blocked = false; ///< the client has to read before more can be sent
+    bool is_blocked = false; ///< the socket takes no more for now
+    bool is_waiting = false; ///< a timer will queue it
     bool is_leaving =
         false; ///< the client sends nothing more; it goes when it has got what is queued
-    unsigned interest = 0; ///< what epoll watches
+    std::string_view given_up; ///< why it is closed at its next flush, if it is
+    unsigned interest = 0;     ///< what epoll watches
 };
 
 } // namespace qx::sim

@@ -15,8 +15,14 @@ namespace {
 constexpr int kExitOfScenario = 3;
 constexpr std::size_t kLongestRequest = 1 << 20;
 constexpr std::size_t kMostUnanswered = 32 << 20; // of all clients
-
+constexpr std::size_t kReadOnBelow = 256 << 10; // of answers and events that the client left unread
+constexpr std::size_t kMostUnread = 32 << 20;
+constexpr std::size_t kMostUnreadOfAll = 128 << 20;
 constexpr Milliseconds kAcceptAgain{100};
+
+bool wants_input(const Client& client) {
+    return client.reads && client.output.size() < kReadOnBelow;
+}
 
 Fd accept_client(int listener) {
     for (;;) {
@@ -86,7 +92,7 @@ void Server::add_client(Fd fd) {
 }
 
 void Server::serve(Client& client, unsigned events) {
-    if ((events & EPOLLIN) != 0 && client.reads) {
+    if ((events & EPOLLIN) != 0 && wants_input(client)) {
         receive(client);
         return;
     }
@@ -97,7 +103,9 @@ void Server::serve(Client& client, unsigned events) {
     if ((events & EPOLLOUT) != 0) {
         client.is_blocked = false;
         queue(client);
+        return;
     }
+    update_interest(client);
 }
 
 void Server::receive(Client& client) {
@@ -117,10 +125,20 @@ void Server::receive(Client& client) {
         return;
     }
     client.input.add({scratch_.data(), static_cast<std::size_t>(got)});
-    while (const auto line = client.input.next()) {
+    answer_lines(client);
+}
+
+/// Requests wait while their client leaves answers unread.
+void Server::answer_lines(Client& client) {
+    while (wants_input(client)) {
+        const auto line = client.input.next();
+        if (!line) {
+            break;
+        }
         answer(client, *line);
     }
     client.input.drop_taken();
+    update_interest(client);
     limit_unanswered(client);
 }
 
@@ -133,6 +151,27 @@ void Server::limit_unanswered(Client& client) {
     }
 }
 
+/// Whether more may be queued for the client; if not, it is closed.
+bool Server::admits(Client& client) {
+    if (client.unread.held() > kMostUnread) {
+        give_up(client, "reads too slowly");
+    } else if (totals_.unread > kMostUnreadOfAll) {
+        give_up(*clients_.at(largest_holder(&Client::unread)), "clients read too slowly");
+    }
+    return client.given_up.empty();
+}
+
+/// Frees what the client left unread. It is closed later, when nobody uses it.
+void Server::give_up(Client& client, std::string_view reason) {
+    client.given_up = reason;
+    client.output = {};
+    client.subscriptions.reset();
+    client.reads = false;
+    client.is_blocked = false;
+    client.is_waiting = false;
+    queue(client);
+}
+
 std::uint64_t Server::largest_holder(Share Client::*share) const {
     const auto largest =
         std::max_element(clients_.begin(), clients_.end(), [share](const auto& a, const auto& b) {
@@ -142,7 +181,8 @@ std::uint64_t Server::largest_holder(Share Client::*share) const {
 }
 
 void Server::update_interest(Client& client) const {
-    const unsigned wanted = (client.reads ? EPOLLIN : 0U) | (client.is_blocked ? EPOLLOUT : 0U);
+    const unsigned wanted =
+        (wants_input(client) ? EPOLLIN : 0U) | (client.is_blocked ? EPOLLOUT : 0U);
     if (wanted == client.interest) {
         return;
     }
@@ -165,7 +205,8 @@ void Server::close_client(std::uint64_t id, std::string_view reason) {
 }
 
 void Server::queue(Client& client) {
-    if (!client.is_queued && !client.is_blocked) {
+    client.unread.set(client.output.size());
+    if (!client.is_queued && !client.is_blocked && !client.is_waiting) {
         client.is_queued = true;
         queued_.push_back(client.id);
     }
@@ -184,7 +225,12 @@ void Server::flush_queued() {
 }
 
 void Server::flush(Client& client) {
+    if (!client.given_up.empty()) {
+        close_client(client.id, client.given_up);
+        return;
+    }
     const Progress progress = client.output.flush(client.fd.get());
+    client.unread.set(client.output.size());
     switch (progress.kind) {
     case Progress::Kind::broken:
         close_client(client.id);
@@ -193,8 +239,10 @@ void Server::flush(Client& client) {
         follow(client, progress);
         return;
     case Progress::Kind::waiting:
+        client.is_waiting = true;
         timers_.add(progress.until, [this, id = client.id] {
             if (const auto found = clients_.find(id); found != clients_.end()) {
+                found->second->is_waiting = false;
                 queue(*found->second);
             }
         });
@@ -208,7 +256,7 @@ void Server::flush(Client& client) {
             return;
         }
     }
-    update_interest(client);
+    answer_lines(client);
 }
 
 void Server::follow(Client& client, const Progress& progress) {

@@ -9,6 +9,11 @@ namespace qx::sim {
 namespace {
 
 constexpr std::size_t kBlock = 65536;
+constexpr std::size_t kTurn = 1 << 20;
+
+Clock::time_point start_of(const Delivery& delivery) {
+    return delivery.delay.count() == 0 ? Clock::time_point{} : Clock::now() + delivery.delay;
+}
 
 } // namespace
 
@@ -19,23 +24,44 @@ std::string frame(std::string_view text, std::optional<std::int32_t> length) {
     return bytes.append(text);
 }
 
-void Outbox::add(std::string_view bytes) {
-    if (items_.empty() || !items_.back().delivery.is_plain() ||
-        items_.back().bytes.size() + bytes.size() > kBlock) {
-        items_.emplace_back();
-    }
-    items_.back().bytes.append(bytes);
+bool Outbox::joins(std::size_t size) const {
+    return !items_.empty() && items_.back().delivery.is_plain() &&
+           items_.back().bytes.size() + size <= kBlock &&
+           items_.back().rest.next > items_.back().rest.last;
 }
 
 void Outbox::add(std::string_view bytes, const Delivery& delivery) {
     const std::string_view sent = bytes.substr(0, delivery.send);
-    if (delivery.is_plain()) {
-        add(sent);
+    if (!delivery.is_plain() || !joins(sent.size())) {
+        items_.push_back({.delivery = delivery, .not_before = start_of(delivery)});
+        size_ += sizeof(Item);
+    }
+    items_.back().bytes.append(sent);
+    size_ += sent.size();
+}
+
+void Outbox::add(Series series, const Delivery& delivery) {
+    if (series.next == series.last) {
+        add(series.make(series.next), delivery);
         return;
     }
-    const auto not_before =
-        delivery.delay.count() == 0 ? Clock::time_point{} : Clock::now() + delivery.delay;
-    items_.push_back({std::string(sent), 0, not_before, delivery});
+    items_.push_back(
+        {.delivery = delivery, .not_before = start_of(delivery), .rest = std::move(series)});
+    static_cast<void>(items_.back().refill());
+    size_ += sizeof(Item) + items_.back().bytes.size();
+}
+
+/// Makes the next frames of a series in place of those that were sent; false when there are none.
+bool Outbox::Item::refill() {
+    if (rest.next > rest.last) {
+        return false;
+    }
+    bytes.clear();
+    sent = 0;
+    do {
+        bytes.append(rest.make(rest.next++).substr(0, delivery.send));
+    } while (delivery.is_plain() && bytes.size() < kBlock && rest.next <= rest.last);
+    return true;
 }
 
 Progress Outbox::send_item(int fd, Item& item) {
@@ -66,13 +92,22 @@ Progress Outbox::send_item(int fd, Item& item) {
 }
 
 Progress Outbox::flush(int fd) {
-    while (!items_.empty()) {
-        const Progress progress = send_item(fd, items_.front());
+    for (std::size_t sent = 0; !items_.empty();) {
+        Item& item = items_.front();
+        const Progress progress =
+            sent < kTurn ? send_item(fd, item) : Progress{Progress::Kind::blocked};
         if (progress.kind != Progress::Kind::done) {
             return progress;
         }
-        const Delivery delivery = items_.front().delivery;
-        items_.pop_front();
+        sent += item.bytes.size();
+        size_ -= item.bytes.size();
+        const Delivery delivery = item.delivery;
+        if (item.refill()) {
+            size_ += item.bytes.size();
+        } else {
+            size_ -= sizeof(Item);
+            items_.pop_front();
+        }
         if (delivery.then != Then::keep) {
             return {Progress::Kind::then, {}, delivery.then, delivery.down};
         }

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <limits>
 #include <optional>
 #include <string>
@@ -40,7 +41,7 @@ std::string frame(std::string_view text, std::optional<std::int32_t> length = st
 struct Progress {
     enum class Kind {
         done,    ///< nothing is left
-        blocked, ///< the peer has to read first
+        blocked, ///< more goes when the socket is writable
         waiting, ///< until `until`
         broken,  ///< the peer is gone
         then,    ///< something was sent after which `action` follows
@@ -51,30 +52,47 @@ struct Progress {
     Milliseconds down{0};
 };
 
+/// Frames of which only the first ones exist yet: `make` returns the bytes of the frame with a
+/// number from `next` to `last`.
+struct Series {
+    std::function<std::string(std::uint64_t)> make;
+    std::uint64_t next = 1;
+    std::uint64_t last = 0;
+};
+
 /// A queue of bytes for one socket, kept in the order in which they were added. Frames that need no
 /// special treatment are joined into blocks, so that a burst costs few system calls and its memory
 /// goes block by block.
 class Outbox {
 public:
-    void add(std::string_view bytes);
     void add(std::string_view bytes, const Delivery& delivery);
+    /// Adds frames that are made when the earlier ones have been sent.
+    void add(Series series, const Delivery& delivery);
 
     [[nodiscard]] bool empty() const { return items_.empty(); }
+    /// The bytes that are held, with a little for each item.
+    [[nodiscard]] std::size_t size() const { return size_; }
 
-    /// Sends what `fd` takes without blocking.
+    /// Sends what `fd` takes without blocking, though only so much at a time that others are not
+    /// kept waiting.
     Progress flush(int fd);
 
 private:
     struct Item {
-        std::string bytes;
-        std::size_t sent = 0;
+        std::string bytes{};
+        Delivery delivery{};
         Clock::time_point not_before{};
-        Delivery delivery;
+        Series rest{};
+        std::size_t sent = 0;
+
+        bool refill();
     };
 
+    [[nodiscard]] bool joins(std::size_t size) const;
     static Progress send_item(int fd, Item& item);
 
     std::deque<Item> items_;
+    std::size_t size_ = 0;
 };
 
 } // namespace qx::sim

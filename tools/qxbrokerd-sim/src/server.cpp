@@ -162,12 +162,7 @@ void Server::obey(std::string_view line) {
     }
     switch (order.kind) {
     case Order::Kind::send:
-        for (std::uint64_t n = 1; n <= order.times; ++n) {
-            const std::string& text = order.content.bytes;
-            broadcast(
-                order.event,
-                {Content{order.content.kind, order.is_numbered ? numbered(text, n) : text}, {}});
-        }
+        send_events(order.event, {order.content, {}}, {1, order.times, order.is_numbered});
         return;
     case Order::Kind::restart:
         vanish(order.down);

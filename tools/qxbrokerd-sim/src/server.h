@@ -21,6 +21,13 @@
 
 namespace qx::sim {
 
+/// How often an event is sent, and whether "%n" in it becomes the number.
+struct Run {
+    std::uint64_t first = 1;
+    std::uint64_t last = 1;
+    bool is_numbered = false;
+};
+
 class Server {
 public:
     /// `scenario` has been checked, and its state is laid over `state` already.
@@ -53,7 +60,10 @@ private:
     void add_client(Fd fd);
     void serve(Client& client, unsigned events);
     void receive(Client& client);
+    void answer_lines(Client& client);
     void limit_unanswered(Client& client);
+    bool admits(Client& client);
+    void give_up(Client& client, std::string_view reason);
     [[nodiscard]] std::uint64_t largest_holder(Share Client::*share) const;
     void update_interest(Client& client) const;
     void close_client(std::uint64_t id, std::string_view reason = {});
@@ -72,7 +82,10 @@ private:
     void send_content(Client& client, const Rule& rule);
     void apply(const Reply& reply);
 
-    void broadcast(EventType type, const Rule& rule);
+    void send_frame(Client& client, std::string_view bytes, const Delivery& delivery);
+    /// Sends the numbered events of `run` to `only`, or to every subscriber.
+    void send_events(EventType type, const Rule& rule, const Run& run = {},
+                     std::uint64_t only = kEveryClient);
     void schedule(const TimedEvent& event, std::uint64_t sent, Clock::time_point when,
                   std::uint64_t only);
     void fire(const TimedEvent& event, std::uint64_t sent, Clock::time_point when,
