@@ -71,7 +71,8 @@ void take_report(State& state, json_t* entry, Report& report, Reply& reply) {
     if (device == nullptr && online) {
         device = state.add_device(json_string_value(mac));
     }
-    const char* const result = device != nullptr ? "ok" : "unknown device";
+    const char* const refusal = online ? "too many devices" : "unknown device";
+    const char* const result = device != nullptr ? "ok" : refusal;
     json_array_append_new(report.results.get(), json_pack("{s:O,s:b,s:s}", "mac", mac, "is_online",
                                                           online ? 1 : 0, "result", result));
     if (device == nullptr) {
@@ -135,8 +136,8 @@ Reply set_device_name(const Call& call) {
     if (device == nullptr) {
         return invalid("no device has this device_id");
     }
-    return text_of(name).empty() ? invalid("'name' must be a text that is not empty")
-                                 : change_device(device, call.key, share(name));
+    return is_name(name) ? change_device(device, call.key, share(name))
+                         : invalid("'name' must be a text of 1 to 255 bytes");
 }
 
 Reply set_device_traffic_blocked(const Call& call) {

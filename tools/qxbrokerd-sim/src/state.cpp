@@ -11,6 +11,8 @@
 namespace qx::sim {
 namespace {
 
+constexpr std::size_t kMostDevices = 1000;
+
 constexpr const char* kDefaults = R"({
 "router": {"name": "Home Router", "model": "NV-AX3000", "serial_number": "NV2407A00173",
     "firmware_version": "2.8.1", "feature_set_level": "standard",
@@ -154,6 +156,9 @@ json_t* State::device_with_mac(const char* mac) const {
 }
 
 json_t* State::add_device(const char* mac) {
+    if (json_array_size(part("devices")) >= kMostDevices) {
+        return nullptr;
+    }
     std::string id;
     do {
         id = concat({"device-", std::to_string(next_device_++)});

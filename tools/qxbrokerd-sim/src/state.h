@@ -28,7 +28,7 @@ public:
     /// The device with this id or MAC address, borrowed, or null.
     [[nodiscard]] json_t* device_with_id(std::string_view id) const;
     [[nodiscard]] json_t* device_with_mac(const char* mac) const;
-    /// Adds a device that was never seen before; borrowed.
+    /// Adds a device that was never seen before; borrowed. Null when there are 1000 already.
     json_t* add_device(const char* mac);
 
 private:

@@ -11,6 +11,10 @@
 namespace qx::sim {
 namespace {
 
+// What clients report stays in memory.
+constexpr std::size_t kLongestName = 255;
+constexpr std::size_t kMostAddresses = 32;
+
 struct Digit {
     unsigned value;
     char first; ///< '0', 'A' or 'a': an interval stays within digits, capital or small letters
@@ -138,8 +142,8 @@ std::string check_addresses(const json_t* ip) {
     if (json_is_string(ip)) {
         return is_ip(json_string_value(ip)) ? "" : "'ip' is not an IP address";
     }
-    if (!json_is_array(ip) || json_array_size(ip) == 0) {
-        return "'ip' must be an address or an array of addresses when the device is online";
+    if (!json_is_array(ip) || json_array_size(ip) == 0 || json_array_size(ip) > kMostAddresses) {
+        return "'ip' must be an address or an array of 1 to 32 when the device is online";
     }
     std::size_t index = 0;
     json_t* address = nullptr;
@@ -162,6 +166,10 @@ bool is_ip(const std::string& text) {
     unsigned char bytes[16];
     return ::inet_pton(AF_INET, text.c_str(), bytes) == 1 ||
            ::inet_pton(AF_INET6, text.c_str(), bytes) == 1;
+}
+
+bool is_name(const json_t* text) {
+    return !text_of(text).empty() && text_of(text).size() <= kLongestName;
 }
 
 std::string check_mac_pattern(std::string_view pattern) {
@@ -194,14 +202,15 @@ std::string check_online_status(const json_t* entry) {
     if (!is_mac(text_of(json_object_get(entry, "mac")))) {
         return "'mac' is not a MAC address";
     }
-    if (text_of(json_object_get(entry, "interface")).empty()) {
-        return "'interface' must be a text";
+    if (!is_name(json_object_get(entry, "interface"))) {
+        return "'interface' must be a text of 1 to 255 bytes";
     }
     if (!json_is_boolean(online)) {
         return "'is_online' must be a boolean";
     }
-    if (hostname != nullptr && !json_is_string(hostname)) {
-        return "'hostname' must be a text";
+    if (hostname != nullptr &&
+        (!json_is_string(hostname) || json_string_length(hostname) > kLongestName)) {
+        return "'hostname' must be a text of at most 255 bytes";
     }
     return json_is_true(online) ? check_addresses(json_object_get(entry, "ip")) : "";
 }

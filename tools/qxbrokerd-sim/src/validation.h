@@ -13,6 +13,9 @@ bool is_mac(std::string_view text);
 /// An IPv4 or IPv6 address.
 bool is_ip(const std::string& text);
 
+/// A text of 1 to 255 bytes.
+bool is_name(const json_t* text);
+
 /// A MAC address in which any digit may be a choice of digits and intervals:
 /// "AA:BB:CC:[0-3|8]D:EE:FF".
 std::string check_mac_pattern(std::string_view pattern);
