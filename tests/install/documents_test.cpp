@@ -80,6 +80,7 @@ TEST_F(Documents, ShowScenariosWithWhatComesOfThem) {
         EXPECT_EQ(std::to_string(outcome.status), row[3]);
         EXPECT_NE((outcome.out + outcome.err).find(row[4]), std::string::npos)
             << outcome.out << outcome.err;
+        EXPECT_TRUE(outcome.err.empty() || !row[4].empty()) << outcome.err;
     }
     const fs::directory_iterator all(scenarios);
     EXPECT_EQ(files, std::distance(begin(all), end(all)));
@@ -159,7 +160,7 @@ TEST_F(Documents, ShowAServiceThatKeepsListening) {
 
     output_of_script("sh " + service + " stop");
     // Of each listener, the subscriptions and the connection with which it looked for the broker.
-    broker.wait_for_output("closed", 2 * (kEvents.size() + 1));
+    broker.wait_for_output(" closed\n", 2 * (kEvents.size() + 1));
     EXPECT_FALSE(fs::exists(running));
 }
 

@@ -5,7 +5,7 @@
 namespace {
 
 using namespace qx::test;
-using testing::HasSubstr;
+using testing::ContainsRegex;
 
 class Packages : public ::testing::Test {
 protected:
@@ -104,7 +104,7 @@ TEST_F(Packages, NameWhatTheyNeedAndTheirChecksums) {
     // libc alone: whatever else the tool uses is inside it.
     EXPECT_THAT(depends("qxagent-manage"), testing::MatchesRegex("libc6 \\(>= [0-9.]+\\)\n"));
     EXPECT_EQ(depends("libqx-plix-dev"), "libjansson-dev\n");
-    EXPECT_THAT(depends("qxbrokerd-sim"), HasSubstr("libc6"));
+    EXPECT_THAT(depends("qxbrokerd-sim"), ContainsRegex("(^|, )libc6 \\("));
     output_of({"sh", "-c", "cd '" + packages.string() + "' && sha256sum --check --quiet *.sha256"});
 }
 

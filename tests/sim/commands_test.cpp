@@ -32,7 +32,7 @@ TEST(Commands, RouterFieldsAreReadBackAsSet) {
          {"name", "model", "serial_number", "firmware_version", "feature_set_level"}) {
         EXPECT_EQ(ask("set_router_" + field, "\"new " + field + "\""), kOk);
         EXPECT_EQ(ask("get_router_" + field), success("\"new " + field + "\""));
-        EXPECT_THAT(ask("set_router_" + field, "5"), HasSubstr("\"code\": 1"));
+        EXPECT_THAT(ask("set_router_" + field, "5"), HasSubstr("\"code\": 1,"));
     }
     const std::string interfaces = R"([{"name": "br-wan", "type": "wan"}])";
     EXPECT_EQ(ask("set_router_interfaces", interfaces), kOk);
@@ -55,8 +55,8 @@ TEST(Commands, DevicesAreListedRenamedAndBlocked) {
               kOk);
     EXPECT_EQ(ask("get_devices", R"(["a", "nobody"])"), success(renamed));
     EXPECT_EQ(ask("get_devices", "[]"), ask("get_devices"));
-    EXPECT_THAT(ask("get_devices"), HasSubstr("\"b\""));
-    EXPECT_THAT(ask("get_devices", "{}"), HasSubstr("\"code\": 2"));
+    EXPECT_THAT(ask("get_devices"), HasSubstr("\"device_id\": \"b\""));
+    EXPECT_THAT(ask("get_devices", "{}"), HasSubstr("\"code\": 2,"));
     EXPECT_EQ(ask("set_device_name", R"({"device_id": "x", "name": "A"})"),
               refusal("1", "no device has this device_id"));
     EXPECT_EQ(ask("set_device_traffic_blocked", R"({"device_id": "a", "traffic_blocked": 2})"),
@@ -112,7 +112,7 @@ TEST(Commands, RefusalsHaveTheShapesThatClientsDecode) {
          {"", "[]", "{\"type\": \"x\", \"name\": \"y\"}", "{\"type\": \"command\"}", "\xff{"}) {
         client.send(std::string(line) + "\n");
         EXPECT_THAT(client.read_frame().value_or(""),
-                    HasSubstr("\"status\": 1, \"data\": {\"code\": 2"))
+                    HasSubstr("\"status\": 1, \"data\": {\"code\": 2,"))
             << line;
     }
 }
