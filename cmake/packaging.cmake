@@ -3,7 +3,7 @@
 # bytes, wherever they are made.
 
 # No path of the build reaches a binary.
-foreach(target qx_plix qx_utils qxagent_manage_parts qxagent-manage qxbrokerd-sim)
+foreach(target qx_plix qx_utils qxagent_manage_parts qxagent-manage qxbrokerd_sim_parts qxbrokerd-sim)
   target_compile_options(${target} PRIVATE
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}/=)
 endforeach()
