@@ -21,9 +21,6 @@ TEST(Commands, SwitchesKeepWhatTheyAreSetTo) {
                       success("{\"status\": " + std::string(status) + "}"));
         }
     }
-    EXPECT_EQ(ask("pro_features_enable"), kOk);
-    EXPECT_EQ(ask("pro_features_disable"), kOk);
-    EXPECT_EQ(ask("reapply_firewall_rules"), kOk);
 }
 
 TEST(Commands, RouterFieldsAreReadBackAsSet) {
