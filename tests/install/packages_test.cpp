@@ -108,22 +108,25 @@ TEST_F(Packages, NameWhatTheyNeedAndTheirChecksums) {
     output_of({"sh", "-c", "cd '" + packages.string() + "' && sha256sum --check --quiet *.sha256"});
 }
 
-TEST_F(Packages, AreArchivesForARoutersRootThatDoNotDependOnTheirTimeAndPlace) {
-    const auto archive_in = [&](const std::string& folder) {
-        fs::create_directory(directory.path() / folder);
-        fs::copy(QX_TOOL, directory.path() / folder);
+// The second archive is made from unpacked sources without a commit, whose own time it bears.
+TEST_F(Packages, AreArchivesForARoutersRootThatBearTheSourcesTime) {
+    const fs::path sources = directory.path() / "sources";
+    fs::create_directories(sources);
+    fs::copy(fs::path(QX_SOURCE_DIR) / "cmake", sources / "cmake");
+    output_of({"touch", "-d", "@1700000000", sources / "CMakeLists.txt"});
+    const auto archive = [&](const std::string& name, const std::string& cmake) {
+        const fs::path file = directory.path() / name;
         output_of({"sh", "-c",
-                   "cd '" + (directory.path() / folder).string() +
-                       "' && cmake -DTOOL=$PWD/qxagent-manage -DARCHIVE=tool.tar.gz -P '" +
-                       QX_SOURCE_DIR +
-                       "/cmake/archive.cmake' && sha256sum --check tool.tar.gz.sha256"},
-                  {{"SOURCE_DATE_EPOCH", "1700000000"}});
-        return directory.path() / folder / "tool.tar.gz";
+                   "cd '" + directory.path().string() + "' && " + cmake + " -DTOOL='" + QX_TOOL +
+                       "' -DARCHIVE=" + name + " -P sources/cmake/archive.cmake && " +
+                       "sha256sum --check " + name + ".sha256"});
+        return file;
     };
-    const fs::path archive = archive_in("first");
-    EXPECT_EQ(read_file(archive), read_file(archive_in("second")));
+    const fs::path first = archive("first.tar.gz", "SOURCE_DATE_EPOCH=1700000000 cmake");
+    EXPECT_EQ(read_file(first),
+              read_file(archive("second.tar.gz", "env -u SOURCE_DATE_EPOCH cmake")));
     EXPECT_THAT(
-        run({"tar", "-tvzf", archive}).out,
+        run({"tar", "-tvzf", first}).out,
         testing::MatchesRegex("-rwxr-xr-x 0/0 +[0-9]+ 2023-11-14 22:13 usr/sbin/qxagent-manage\n"));
 }
 
