@@ -7,6 +7,9 @@ set(docs ${PROJECT_SOURCE_DIR}/docs)
 set(public_header ${PROJECT_SOURCE_DIR}/client/include/qx_plix.h)
 set(readme ${PROJECT_SOURCE_DIR}/README.md)
 
+# Builds everything that is installed.
+add_custom_target(product DEPENDS qxagent-manage qxbrokerd-sim qx_plix)
+
 # qx_document(COMPONENT TEMPLATE FOLDER NAME): generates a document and installs it in a folder of share.
 function(qx_document component template folder name)
   set(output ${PROJECT_BINARY_DIR}/share/${folder}/${name})
@@ -15,6 +18,7 @@ function(qx_document component template folder name)
     COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:qxdocgen> ${docs}/${template} ${output} ${public_header} ${readme}
     DEPENDS qxdocgen ${docs}/${template} ${public_header} ${readme} VERBATIM)
   add_custom_target(qx_document_${name} ALL DEPENDS ${output})
+  add_dependencies(product qx_document_${name})
   install(FILES ${output} DESTINATION ${CMAKE_INSTALL_DATADIR}/${folder} COMPONENT ${component})
 endfunction()
 

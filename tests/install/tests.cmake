@@ -7,6 +7,7 @@ if(QX_SANITIZE)
   qx_like_tests(install_tests qxagent_manage_parts)
 else()
   qx_test(install qxagent_manage_parts)
+  add_dependencies(install_tests product)
   # It builds everything, so it begins early.
   add_test(NAME install.Builds.AreReproducible
     COMMAND sh ${CMAKE_CURRENT_LIST_DIR}/reproducible.sh ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR})
