@@ -50,8 +50,9 @@ protected:
 
     static void check_directory() {
         for (const auto& entry : fs::directory_iterator(kSettingsFile.parent_path())) {
-            EXPECT_THAT(entry.path().filename().string(),
-                        AnyOf("settings.json", "settings.json.lock", "init.d"));
+            EXPECT_THAT(
+                entry.path().filename().string(),
+                AnyOf("settings.json", "settings.json.lock", "settings.json.switch", "init.d"));
         }
     }
 

@@ -5,17 +5,25 @@
 #include "agent.h"
 #include "qx/log.h"
 
+#include <fcntl.h>
+#include <sstream>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
 using namespace qx::test;
+using ::testing::AllOf;
+using ::testing::Contains;
 using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::SizeIs;
 
 const std::string kProtected = R"("/agent/protection_enabled": "1")";
 const std::string kSwitched = R"("/cirrel/entrypoints/default": "stage")";
 const std::string kRan = "stop protection=0\n-stop\nstart protection=0\n-start\n";
+const std::vector<std::string> kSwitch = {QX_TOOL, "set_registration_cloud", "--cloud=staging"};
 
 class Deployment : public Agent {
 protected:
@@ -30,11 +38,11 @@ protected:
     }
 
     /// A program whose argument is the name of a file in the pause directory says there that it has
-    /// come, and waits.
+    /// come, and waits, once.
     static std::string pause(const std::string& argument) {
-        const std::string file = kPauses.string() + "/" + argument;
-        return "if [ -p \"" + file + "\" ]; then echo here >\"" + file + "\"; read -r line <\"" +
-               file + "\"; fi\n";
+        const std::string file = '"' + kPauses.string() + "/" + argument + '"';
+        return "if [ -p " + file + " ]; then echo here >" + file + "; read -r line <" + file +
+               "; rm " + file + "; fi\n";
     }
 
     /// Runs the switch to staging and, while `step` waits, `meanwhile`.
@@ -43,13 +51,11 @@ protected:
         const fs::path fifo = kPauses / step;
         fs::create_directories(kPauses);
         EXPECT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-        Process tool({QX_TOOL, "set_registration_cloud", "--cloud=staging"});
+        Process tool(kSwitch);
         EXPECT_EQ(read_file(fifo), "here\n");
         meanwhile(tool);
         write_file(fifo, "go on\n");
-        Outcome outcome = tool.finish();
-        fs::remove(fifo);
-        return outcome;
+        return tool.finish();
     }
 
     [[nodiscard]] std::string ran() const { return read_file(ran_); }
@@ -66,6 +72,37 @@ protected:
 private:
     fs::path ran_ = "/opt/ran";
 };
+
+/// Holds a lock file until it goes.
+class HeldLock {
+public:
+    explicit HeldLock(const fs::path& file)
+        : fd_(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
+        EXPECT_EQ(::flock(fd_, LOCK_EX), 0);
+    }
+    HeldLock(const HeldLock&) = delete;
+    HeldLock& operator=(const HeldLock&) = delete;
+    ~HeldLock() { ::close(fd_); }
+
+private:
+    int fd_;
+};
+
+/// Waits until `process` waits for a lock.
+void wait_for_waiter(const Process& process) {
+    wait_until([&] {
+        for (const std::string& line : lines_of(read_file("/proc/locks"))) {
+            std::istringstream words(line);
+            std::string number, arrow, kind, advisory, access;
+            pid_t pid = 0;
+            words >> number >> arrow >> kind >> advisory >> access >> pid;
+            if (arrow == "->" && pid == process.pid()) {
+                return true;
+            }
+        }
+        return false;
+    });
+}
 
 Outcome switch_to(const std::string& cloud) {
     return run_tool({"set_registration_cloud", "--cloud", cloud});
@@ -95,9 +132,9 @@ TEST_F(Deployment, OfAnUnknownNameChangesNothing) {
 // A caller that ignores SIGCHLD keeps the tool from learning how its programs ended.
 TEST_F(Deployment, RunsEachProgramOnceWhoeverWaitsForIt) {
     start_again();
-    EXPECT_EQ(
-        run({"env", "--ignore-signal=CHLD", QX_TOOL, "set_registration_cloud", "--cloud=staging"}),
-        Outcome());
+    std::vector<std::string> words = {"env", "--ignore-signal=CHLD"};
+    words.insert(words.end(), kSwitch.begin(), kSwitch.end());
+    EXPECT_EQ(run(words), Outcome());
     EXPECT_EQ(ran(), kRan);
 }
 
@@ -157,6 +194,57 @@ TEST_F(Deployment, HoldsSignalsUntilAllIsOnAgain) {
             EXPECT_EQ(settings(), "{" + kProtected + ", " + kSwitched + "}\n");
         }
     }
+}
+
+TEST_F(Deployment, IsEndedBySignalsWhileItWaitsForAnotherProcess) {
+    for (const char* const lock : {".lock", ".switch"}) {
+        for (const int signal : {SIGINT, SIGTERM}) {
+            SCOPED_TRACE(lock);
+            start_again();
+            const HeldLock held(kSettingsFile.string() + lock);
+            Process tool(kSwitch);
+            wait_for_waiter(tool);
+            EXPECT_EQ(tool.stop(signal).signal, signal);
+            EXPECT_EQ(ran(), "");
+            EXPECT_EQ(settings(), "{" + kProtected + "}");
+        }
+    }
+}
+
+TEST_F(Deployment, GoesByTheStoreAtTheTimeOfItsTurn) {
+    const std::string off = R"("/agent/protection_enabled": "0")";
+    const std::tuple<const char*, std::string, std::string> rows[] = {
+        {".lock", off, kRan},
+        {".switch", off, kRan},
+        {".switch", off + ", " + kSwitched, ""},
+    };
+    for (const auto& [lock, meanwhile, programs] : rows) {
+        SCOPED_TRACE(meanwhile);
+        start_again();
+        auto held = std::make_unique<HeldLock>(kSettingsFile.string() + lock);
+        Process tool(kSwitch);
+        wait_for_waiter(tool);
+        write_file(kSettingsFile, "{" + meanwhile + "}\n");
+        held.reset();
+        EXPECT_EQ(tool.finish(), Outcome());
+        EXPECT_EQ(settings(), "{" + off + ", " + kSwitched + "}\n");
+        EXPECT_EQ(ran(), programs);
+    }
+}
+
+TEST_F(Deployment, WaitsForTheEndOfAnotherSwitch) {
+    start_again();
+    std::unique_ptr<Process> second;
+    EXPECT_EQ(switch_with("stop",
+                          [&](Process&) {
+                              second = std::make_unique<Process>(std::vector<std::string>{
+                                  QX_TOOL, "set_registration_cloud", "--cloud=development"});
+                              wait_for_waiter(*second);
+                          }),
+              Outcome());
+    EXPECT_EQ(second->finish(), Outcome());
+    EXPECT_EQ(ran(), kRan + kRan);
+    EXPECT_EQ(settings(), "{" + kProtected + R"(, "/cirrel/entrypoints/default": "dev")" + "}\n");
 }
 
 // Ctrl-C reaches everybody in the terminal's foreground group; a connector must not be lost to it

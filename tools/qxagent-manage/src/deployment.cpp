@@ -5,6 +5,7 @@
 #include "qx/error.h"
 #include "qx/exec.h"
 #include "qx/format.h"
+#include "qx/io.h"
 #include "qx/log.h"
 #include "qx/path.h"
 #include "qx/scope_guard.h"
@@ -12,6 +13,7 @@
 
 #include <fmt/format.h>
 #include <new>
+#include <optional>
 
 namespace qx::manage {
 namespace {
@@ -97,17 +99,33 @@ int run_set_registration_cloud(const std::string& deployment) {
     }
     const std::string& entrypoint = found->second;
     const std::string default_entrypoint = default_entrypoint_key();
+    // Another switch may have changed the store since the program started.
+    const qx::io::descriptor turn = qx::lock_switch();
+    if (setMgmt::init() < 0) {
+        return kFailure;
+    }
     if (setMgmt::getKeyValue(default_entrypoint, std::string()) == entrypoint) {
         return kSuccess;
     }
+    if (!turn) {
+        QX_LOG(qx::log::level::error, "Could not begin the switch: {:s}",
+               qx::_get_qxerrno().second.sview());
+        return kFailure;
+    }
 
+    // Every wait for another process comes before the signals are held.
+    std::optional<qx::settings_lock> settings(std::in_place);
     const HeldSignals held;
+    if (setMgmt::init() < 0) {
+        return kFailure;
+    }
     const std::string protection = qx::kProtectionEnabledKey.to_string();
     const bool was_protected = setMgmt::getKeyValue(protection, 0) != 0;
     if (was_protected && setMgmt::setKey(protection, "0") < 0) {
         QX_LOG(qx::log::level::error, "Could not disable the agent");
         return kFailure;
     }
+    settings.reset();
     const qx::scope_guard enable_again([&] {
         if (was_protected && !insist([&] { return setMgmt::setKey(protection, "1") >= 0; })) {
             insist([] {
