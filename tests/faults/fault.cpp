@@ -97,7 +97,7 @@ const std::vector<Call> kCalls = {
     {"lstat", {EIO, EACCES, ENOMEM}},
     {"fchmod", {EPERM, EIO, EROFS}},
     {"dup2", {EMFILE, EBUSY}},
-    {"execv", {ENOMEM, EACCES, E2BIG, ENOEXEC, ETXTBSY}},
+    {"execve", {ENOMEM, EACCES, E2BIG, ENOEXEC, ETXTBSY}},
     {"fork", {EAGAIN, ENOMEM}},
     {"waitpid", {ECHILD, EINTR}},
     {"setsid", {EPERM}},

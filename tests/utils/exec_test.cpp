@@ -141,6 +141,40 @@ TEST(ExecCommand, LeavesTheProgramNoBlockedOrIgnoredSignal) {
     EXPECT_EQ(::sigismember(&after, SIGINT), 0);
 }
 
+TEST(ExecCommand, GivesTheProgramAFixedSurrounding) {
+    const TemporaryDirectory here;
+    const std::string out = here.path() / "out";
+    fs::current_path(here.path());
+    ::umask(0777);
+    ::setenv("PATH", here.path().c_str(), 1);
+    ::setenv("QX_OTHER", "o", 1);
+    const mode_t none = 0777;
+    EXPECT_EQ(shell("echo \"$PATH:$PWD:$(umask):$QX_OTHER\" >" + out), 0);
+    EXPECT_EQ(::umask(none), none) << "the caller's own is another";
+    EXPECT_EQ(read_file(out), "/usr/sbin:/usr/bin:/sbin:/bin:/:0022:o\n");
+}
+
+// The shell's child has to be killed too, and only the first program of two is slow.
+TEST(ExecCommand, EndsAProgramThatKeepsACallerWhoIsToldToStop) {
+    const TemporaryDirectory here;
+    const fs::path gate = here.path() / "gate";
+    ASSERT_EQ(::mkfifo(gate.c_str(), 0600), 0);
+    Forked caller([&] {
+        sigset_t held;
+        ::sigfillset(&held);
+        ::pthread_sigmask(SIG_SETMASK, &held, nullptr);
+        const std::chrono::milliseconds grace(300);
+        const std::string script = "(echo here >$0; read -r line <$0); exit 3";
+        const auto slow = qx::run_program({"/bin/sh", "-c", script, gate}, grace);
+        const auto quick = qx::run_program({"/bin/sh", "-c", "exit 4"}, grace);
+        return slow.is_killed && slow.status == 128 + SIGKILL && !quick.is_killed ? quick.status
+                                                                                  : 1;
+    });
+    EXPECT_EQ(read_file(gate), "here\n");
+    caller.kill(SIGTERM);
+    EXPECT_EQ(caller.wait(), 4);
+}
+
 TEST(ExecCommand, DoesNotWaitWhenToldSo) {
     const TemporaryDirectory here;
     const fs::path gate = here.path() / "gate";

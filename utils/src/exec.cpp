@@ -6,8 +6,12 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstring>
+#include <ctime>
 #include <fcntl.h>
+#include <optional>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,22 +21,21 @@ namespace {
 
 constexpr int kFirstOther = 3; // behind the standard streams
 constexpr int kCannotRun = 127;
+constexpr mode_t kUmask = 022;
+constexpr char kPath[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
+
+using Clock = std::chrono::steady_clock;
 
 // What the child uses, made before the fork: in it only async-signal-safe calls are allowed, for
 // another thread may hold the allocator's lock for ever.
 struct Launch {
     std::vector<char*> words;
+    std::vector<char*> environment;
     io::descriptor report_read;
     io::descriptor report_write;
     int descriptor_limit = 0;
     bool detach = false;
 };
-
-int fail(const std::string& program) {
-    const int reason = errno;
-    set_io_error("cannot run '" + program + "'", reason);
-    return -1;
-}
 
 [[noreturn]] void give_up(int report) {
     const int reason = errno;
@@ -68,13 +71,19 @@ void close_descriptors(int first, int last, int limit) {
     reset_signals();
     // Ctrl-C at the terminal is for the caller, who may want the program to reach its end.
     ::setsid();
-    const int null = ::open("/dev/null", O_RDWR);
-    if (null < 0 || ::dup2(null, STDIN_FILENO) < 0 || ::dup2(null, STDOUT_FILENO) < 0) {
-        give_up(report);
-    }
+    // Closed first, so that the caller may use up its descriptors.
     close_descriptors(kFirstOther, report - 1, launch.descriptor_limit);
     close_descriptors(report + 1, INT_MAX, launch.descriptor_limit);
-    ::execv(launch.words[0], launch.words.data());
+    const int null = ::open("/dev/null", O_RDWR);
+    if (null < 0 || ::dup2(null, STDIN_FILENO) < 0 || ::dup2(null, STDOUT_FILENO) < 0 ||
+        ::chdir("/") != 0) {
+        give_up(report);
+    }
+    if (null >= kFirstOther) {
+        ::close(null);
+    }
+    ::umask(kUmask);
+    ::execve(launch.words[0], launch.words.data(), launch.environment.data());
     give_up(report);
 }
 
@@ -106,6 +115,17 @@ bool open_report(Launch& launch) {
     return static_cast<bool>(launch.report_write);
 }
 
+void prepare_environment(Launch& launch) {
+    constexpr std::size_t name_length = sizeof "PATH=" - 1;
+    for (char** variable = ::environ; variable != nullptr && *variable != nullptr; ++variable) {
+        if (std::strncmp(*variable, kPath, name_length) != 0) {
+            launch.environment.push_back(*variable);
+        }
+    }
+    launch.environment.push_back(const_cast<char*>(kPath));
+    launch.environment.push_back(nullptr);
+}
+
 bool prepare(Launch& launch, const std::vector<std::string>& argv) {
     if (argv.empty()) {
         errno = EINVAL;
@@ -116,6 +136,7 @@ bool prepare(Launch& launch, const std::vector<std::string>& argv) {
         launch.words.push_back(const_cast<char*>(word.c_str()));
     }
     launch.words.push_back(nullptr);
+    prepare_environment(launch);
     constexpr int most_to_close = 65536;
     rlimit limit{};
     launch.descriptor_limit = most_to_close;
@@ -165,28 +186,98 @@ int read_report(int fd) {
     return got < 0 ? errno : reason;
 }
 
-} // namespace
-
-int exec_command(const std::vector<std::string>& argv, int detach) {
-    Launch launch;
-    launch.detach = detach != 0;
-    if (!prepare(launch, argv)) {
-        return fail(argv.empty() ? "" : argv[0]);
+// Blocks SIGCHLD for a scope, so that it can be waited for.
+class held_sigchld {
+public:
+    held_sigchld() {
+        ::sigemptyset(&set_);
+        ::sigaddset(&set_, SIGCHLD);
+        ::pthread_sigmask(SIG_BLOCK, &set_, &before_);
     }
+    held_sigchld(const held_sigchld&) = delete;
+    held_sigchld& operator=(const held_sigchld&) = delete;
+    ~held_sigchld() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+    void wait(std::chrono::nanoseconds time) const {
+        timespec left{};
+        left.tv_nsec = time.count();
+        ::sigtimedwait(&set_, nullptr, &left);
+    }
+
+private:
+    sigset_t set_{};
+    sigset_t before_{};
+};
+
+bool is_told_to_stop() {
+    sigset_t pending;
+    ::sigpending(&pending);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+        if (::sigismember(&pending, signal) == 1) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// waitpid, but the child is killed when `grace` is over. It leads its process group.
+pid_t wait_with_grace(pid_t pid, int& how, std::chrono::milliseconds grace, bool& is_killed) {
+    constexpr std::chrono::milliseconds turn(100);
+    const held_sigchld child_ends;
+    std::optional<Clock::time_point> deadline;
+    for (;;) {
+        const pid_t ended = io::uninterrupted([&] { return ::waitpid(pid, &how, WNOHANG); });
+        if (ended != 0) {
+            return ended;
+        }
+        if (!deadline && is_told_to_stop()) {
+            deadline = Clock::now() + grace;
+        }
+        if (deadline && Clock::now() >= *deadline) {
+            is_killed = ::kill(-pid, SIGKILL) == 0;
+            return io::uninterrupted([&] { return ::waitpid(pid, &how, 0); });
+        }
+        child_ends.wait(turn);
+    }
+}
+
+program_end run(const std::vector<std::string>& argv, bool detach,
+                std::optional<std::chrono::milliseconds> grace) {
+    program_end end;
+    Launch launch;
+    launch.detach = detach;
     const waitable_children guard;
-    const pid_t pid = start(launch);
+    const pid_t pid = prepare(launch, argv) ? start(launch) : -1;
     if (pid < 0) {
-        return fail(argv[0]);
+        end.error = errno;
+        return end;
     }
     launch.report_write.reset();
     const int reason = read_report(launch.report_read.get());
     int how = 0;
-    const pid_t ended = io::uninterrupted([&] { return ::waitpid(pid, &how, 0); });
+    const pid_t ended = grace && reason == 0
+                            ? wait_with_grace(pid, how, *grace, end.is_killed)
+                            : io::uninterrupted([&] { return ::waitpid(pid, &how, 0); });
     if (reason != 0 || ended < 0) {
-        errno = reason != 0 ? reason : errno;
-        return fail(argv[0]);
+        end.error = reason != 0 ? reason : errno;
+        return end;
     }
-    return WIFEXITED(how) ? WEXITSTATUS(how) : 128 + WTERMSIG(how);
+    end.status = WIFEXITED(how) ? WEXITSTATUS(how) : 128 + WTERMSIG(how);
+    return end;
+}
+
+} // namespace
+
+program_end run_program(const std::vector<std::string>& argv, std::chrono::milliseconds grace) {
+    return run(argv, false, grace);
+}
+
+int exec_command(const std::vector<std::string>& argv, int detach) {
+    const program_end end = run(argv, detach != 0, std::nullopt);
+    if (end.status < 0) {
+        set_io_error("cannot run '" + (argv.empty() ? "" : argv[0]) + "'", end.error);
+    }
+    return end.status;
 }
 
 } // namespace qx

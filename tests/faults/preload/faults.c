@@ -205,7 +205,8 @@ WRAP(int, -1, lstat, (const char* path, struct stat* status), (path, status))
 WRAP(int, -1, fchmod, (int fd, mode_t mode), (fd, mode))
 WRAP(int, -1, fchown, (int fd, uid_t owner, gid_t group), (fd, owner, group))
 WRAP(int, -1, dup2, (int fd, int copy), (fd, copy))
-WRAP(int, -1, execv, (const char* path, char* const words[]), (path, words))
+WRAP(int, -1, execve, (const char* path, char* const words[], char* const environment[]),
+     (path, words, environment))
 WRAP(int, -1, sigprocmask, (int how, const sigset_t* set, sigset_t* before), (how, set, before))
 WRAP(int, -1, timer_create, (clockid_t clock, struct sigevent * event, timer_t* timer),
      (clock, event, timer))

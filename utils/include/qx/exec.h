@@ -1,6 +1,8 @@
 // Running other programs.
 #pragma once
 
+#include <cerrno>
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -8,11 +10,25 @@ namespace qx {
 
 /// Runs the program at the path argv[0], without a shell, with the rest of `argv` as its arguments.
 /// Its standard input and output are /dev/null, its standard error is the caller's; it gets no
-/// other descriptor, no blocked and no ignored signal, and is in a session of its own. With
+/// other descriptor, no blocked and no ignored signal. It has a session of its own, the working
+/// directory "/", the umask 022 and a fixed PATH; the rest of the environment is the caller's. With
 /// `detach` 0 waits for its end and returns its exit status, 128 plus the signal that ended it;
 /// otherwise returns 0 as soon as it runs. Negative, with the last-error record, when it could not
 /// be run. Meanwhile SIGCHLD has its default action. May be called while other threads run, by one
 /// at a time.
 int exec_command(const std::vector<std::string>& argv, int detach);
+
+/// How a program ended.
+struct program_end {
+    int status = -1;        ///< as exec_command returns it
+    int error = ENOMEM;     ///< why it could not be run, when `status` is negative
+    bool is_killed = false; ///< its time was over
+};
+
+/// Like exec_command with `detach` 0, but does not keep a caller who has been told to stop: once
+/// SIGINT, SIGTERM, SIGHUP or SIGQUIT is pending, because the caller blocks it, the program has
+/// `grace` left, and its process group is killed then. The last-error record stays as it was.
+/// Other threads have to block SIGCHLD.
+program_end run_program(const std::vector<std::string>& argv, std::chrono::milliseconds grace);
 
 } // namespace qx
