@@ -119,6 +119,17 @@ TEST(OptionValue, ListsAreCutAtEverySeparator) {
     EXPECT_THAT(flagged, ElementsAre("a", "b"));
 }
 
+TEST(OptionValue, ListsConvertTheirElementsLikeSingleValues) {
+    cl::list<int> numbers("numbers", cl::cut_at_separator);
+    cl::set<int> sizes("sizes", cl::values<int>({{38, "small", ""}, {42, "large", ""}}));
+    EXPECT_EQ(parse_words({"--numbers=7,010,7", "--sizes", "large", "--sizes", "small"}), "");
+    EXPECT_THAT(numbers, ElementsAre(7, 8, 7));
+    EXPECT_THAT(sizes, ElementsAre(38, 42));
+    EXPECT_FALSE(numbers.handle("numbers", "x"));
+    EXPECT_FALSE(sizes.handle("sizes", "40"));
+    EXPECT_THAT(numbers, ElementsAre(7, 8, 7));
+}
+
 TEST(CommandLine, SubCommandDecidesWhichOfTwoOptionsOfOneNameIsMeant) {
     Household home;
     EXPECT_EQ(parse_words({"--colour", "white", "-n", "wash", "-", "--", "--spin"}), "");

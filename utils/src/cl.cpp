@@ -32,6 +32,19 @@ bool option_parser_base::needs_param(option_base& option) {
     return !option.is_positional() && (option.flags() & kSwitch) == 0;
 }
 
+std::vector<string_view> option_parser_base::accepted_words(const option_base& option) const {
+    std::vector<string_view> words;
+    words.reserve(option.value_list().size());
+    for (const value_entry& entry : option.value_list()) {
+        words.push_back(entry.name);
+    }
+    return words;
+}
+
+string_view option_parser_base::expected_kind(const option_base& /*option*/) const {
+    return {};
+}
+
 option_base::option_base(option_parser_base& parser, std::uint32_t kind)
     : flags_(kind)
     , value_parser_(&parser) {}
@@ -57,6 +70,10 @@ option_base::~option_base() {
 
 int option_base::int_val() const {
     return 0;
+}
+
+bool option_base::storage_allocated() {
+    return true;
 }
 
 void option_base::add_name(string_view name) {
@@ -99,32 +116,24 @@ const value_entry* option_base::named_value(string_view name) const {
     return nullptr;
 }
 
-std::vector<string_view> option_base::accepted_words() const {
-    std::vector<string_view> words;
-    words.reserve(value_list_.size());
-    for (const value_entry& entry : value_list_) {
-        words.push_back(entry.name);
-    }
-    const bool boolean = dynamic_cast<option_parser<bool, false>*>(value_parser_) != nullptr;
-    if (words.empty() && boolean && (flags_ & kSwitch) == 0) {
-        const auto known = option_parser<bool, false>::words();
-        words.assign(known.begin(), known.end());
-    }
-    return words;
-}
-
-bool option_base::takes_integer() const {
-    return value_list_.empty() && dynamic_cast<option_parser<int, true>*>(value_parser_) != nullptr;
-}
-
 } // namespace detail
 
 bool option_parser<std::string, false>::needs_param(detail::option_base& /*option*/) {
     return true;
 }
 
+bool option_parser<std::string, false>::parse(const detail::option_base& /*option*/,
+                                              string_view word, std::string& out) {
+    out.assign(word.data(), word.size());
+    return true;
+}
+
 bool option_parser<int, true>::needs_param(detail::option_base& /*option*/) {
     return true;
+}
+
+string_view option_parser<int, true>::expected_kind(const detail::option_base& option) const {
+    return option.value_list().empty() ? "an integer" : "";
 }
 
 bool option_parser<int, true>::parse(const detail::option_base& option, string_view word,
@@ -172,16 +181,16 @@ bool option_parser<bool, false>::parse_bool(const string_view& text, bool& out) 
     return true;
 }
 
-std::span<const string_view> option_parser<bool, false>::words() {
-    return std::span(kBoolWords).subspan(1);
+std::vector<string_view>
+option_parser<bool, false>::accepted_words(const detail::option_base& option) const {
+    if (!option.value_list().empty() || (option.flags() & detail::kSwitch) != 0) {
+        return option_parser_base::accepted_words(option);
+    }
+    return {std::begin(kBoolWords) + 1, std::end(kBoolWords)};
 }
 
 bool flag::handle(const string_view& name, const string_view& value) {
     return option_parser<bool, false>::parse(*this, examined(name, value), value_);
-}
-
-bool flag::storage_allocated() {
-    return true;
 }
 
 void command_line_parser::add(detail::option_base& option) {

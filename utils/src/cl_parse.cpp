@@ -40,8 +40,9 @@ std::string dashed(string_view name) {
 
 /// What a person may give to `option`.
 std::string expected(const option_base& option) {
-    if (option.takes_integer()) {
-        return "an integer";
+    const string_view kind = option.expected_kind();
+    if (!kind.empty()) {
+        return kind.to_string();
     }
     const std::vector<string_view> words = option.accepted_words();
     return words.empty() ? option.value_description().to_string() : joined(words, ", ");

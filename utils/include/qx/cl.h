@@ -14,6 +14,7 @@
 #include <span>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace qx::cl {
@@ -41,16 +42,22 @@ inline constexpr int kNoMaximum = std::numeric_limits<int>::max();
 /// What turns the word of an option into its value, one class for each type of value.
 class option_parser_base {
 public:
+    // Part of the class's published shape; nothing here depends on them.
+    virtual void anchor();
+    virtual void initialize(option_base& option); ///< called when `option` is registered
+
     option_parser_base() = default;
     option_parser_base(const option_parser_base&) = delete;
     option_parser_base& operator=(const option_parser_base&) = delete;
 
-    virtual void anchor();
     virtual ~option_parser_base() = default;
-    /// Called when `option` is registered.
-    virtual void initialize(option_base& option);
     /// Whether an occurrence of `option` by name consumes a value.
     virtual bool needs_param(option_base& option);
+    /// Every word that `option` accepts; empty when it takes free text or a number.
+    [[nodiscard]] virtual std::vector<string_view> accepted_words(const option_base& option) const;
+    /// What a value must be when it is not one of some words, such as "an integer"; empty when the
+    /// option's value description says it.
+    [[nodiscard]] virtual string_view expected_kind(const option_base& option) const;
 };
 
 /// One word that an option accepts. The texts live as long as the program.
@@ -73,13 +80,14 @@ public:
     option_base(const option_base&) = delete;
     option_base& operator=(const option_base&) = delete;
 
-    /// The value of a sub-command selector; 0 for every other option.
-    virtual int int_val() const;
+    // Part of the class's published shape; nothing here depends on them.
+    virtual int int_val() const; ///< the value of a sub-command selector, 0 for any other option
+    virtual bool storage_allocated(); ///< true
+
     virtual ~option_base();
     /// Stores one occurrence; false when the word is unusable. A positional argument finds its word
     /// in `name`.
     virtual bool handle(const string_view& name, const string_view& value) = 0;
-    virtual bool storage_allocated() = 0;
 
     [[nodiscard]] const std::vector<string_view>& names() const { return names_; }
     [[nodiscard]] string_view description() const { return description_; }
@@ -104,9 +112,11 @@ public:
     /// is none.
     [[nodiscard]] const value_entry* named_value(string_view name) const;
     /// Every word that the option accepts; empty when it takes free text or a number.
-    [[nodiscard]] std::vector<string_view> accepted_words() const;
-    /// Whether the value is a number rather than a word of a value list.
-    [[nodiscard]] bool takes_integer() const;
+    [[nodiscard]] std::vector<string_view> accepted_words() const {
+        return value_parser_->accepted_words(*this);
+    }
+    /// What the value must be when any word of a kind will do, such as "an integer"; else empty.
+    [[nodiscard]] string_view expected_kind() const { return value_parser_->expected_kind(*this); }
 
     /// Whether the command line held the option.
     [[nodiscard]] bool given() const { return occurrences_ != 0; }
@@ -262,7 +272,9 @@ valuelist_struct<T> values(std::initializer_list<value_word<T>> words) {
     return list;
 }
 
-/// The parser of enumerations: the word must be in the option's value list.
+/// Converts words to values of one type. A specialisation for another type makes opt, list and set
+/// of that type work; its `parse` returns false for an unusable word. This one is for enumerations:
+/// the word must be in the option's value list.
 template <class T, bool IsNumber>
 class option_parser : public detail::option_parser_base {
 public:
@@ -281,12 +293,15 @@ template <>
 class option_parser<std::string, false> : public detail::option_parser_base {
 public:
     bool needs_param(detail::option_base& option) override;
+    /// Takes every word.
+    static bool parse(const detail::option_base& option, string_view word, std::string& out);
 };
 
 template <>
 class option_parser<int, true> : public detail::option_parser_base {
 public:
     bool needs_param(detail::option_base& option) override;
+    [[nodiscard]] string_view expected_kind(const detail::option_base& option) const override;
     /// A word of the value list if the option has one, else a number in the notation of strtoll
     /// with base 0, of which the low 32 bits are kept.
     static bool parse(const detail::option_base& option, string_view word, int& out);
@@ -301,8 +316,9 @@ public:
     /// "", "true", "yes", "1" are true, "false", "no", "0" false; other texts leave `out` alone and
     /// yield false.
     static bool parse_bool(const string_view& text, bool& out);
-    /// The words of parse_bool without the empty one.
-    static std::span<const string_view> words();
+    /// The words of the value list, else those of parse_bool without the empty one.
+    [[nodiscard]] std::vector<string_view>
+    accepted_words(const detail::option_base& option) const override;
 };
 
 /// Storage of a single value. A class is a base of its option, another type a member that reads as
@@ -320,6 +336,8 @@ protected:
     opt_storage(const opt_storage&) = default;
     opt_storage& operator=(const opt_storage&) = default;
 
+    T& stored() { return value_; }
+
     T value_{};
 };
 
@@ -332,6 +350,8 @@ protected:
     opt_storage() = default;
     opt_storage(const opt_storage&) = default;
     opt_storage& operator=(const opt_storage&) = default;
+
+    T& stored() { return *this; }
 };
 
 /// Storage of a list: every value in the order of arrival.
@@ -386,15 +406,8 @@ public:
     }
 
     bool handle(const string_view& name, const string_view& value) override {
-        const string_view& word = examined(name, value);
-        if constexpr (std::is_class_v<T>) {
-            this->assign(word.data(), word.size());
-            return true;
-        } else {
-            return Parser::parse(*this, word, this->value_);
-        }
+        return Parser::parse(*this, examined(name, value), this->stored());
     }
-    bool storage_allocated() override { return true; }
 
 private:
     Parser parser_;
@@ -419,11 +432,13 @@ public:
     list& operator=(const list&) = delete;
 
     bool handle(const string_view& name, const string_view& value) override {
-        const string_view& word = examined(name, value);
-        this->emplace_back(word.data(), word.size());
+        T element{};
+        if (!Parser::parse(*this, examined(name, value), element)) {
+            return false;
+        }
+        this->push_back(std::move(element));
         return true;
     }
-    bool storage_allocated() override { return true; }
 
 private:
     Parser parser_;
@@ -444,11 +459,13 @@ public:
     }
 
     bool handle(const string_view& name, const string_view& value) override {
-        const string_view& word = examined(name, value);
-        this->emplace(word.data(), word.size());
+        T element{};
+        if (!Parser::parse(*this, examined(name, value), element)) {
+            return false;
+        }
+        this->insert(std::move(element));
         return true;
     }
-    bool storage_allocated() override { return true; }
 
 private:
     Parser parser_;
@@ -470,7 +487,6 @@ public:
     bool handle(const string_view& name, const string_view& value) override {
         return Parser::parse(*this, examined(name, value), this->value_);
     }
-    bool storage_allocated() override { return true; }
 
 private:
     Parser parser_;
@@ -487,7 +503,6 @@ public:
     }
 
     bool handle(const string_view& name, const string_view& value) override;
-    bool storage_allocated() override;
 
 private:
     option_parser<bool, false> parser_;
