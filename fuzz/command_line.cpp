@@ -1,7 +1,6 @@
 // A command line, from its words to the requests on the wire and what is printed.
 
 #include "command_line.h"
-#include "dispatch.h"
 #include "fake_broker.h"
 #include "input.h"
 #include "qx/error.h"
@@ -72,7 +71,7 @@ void print_usage() {
 void run(const qx::manage::CommandLine& options) {
     const qx::fuzz::CapturedStreams streams;
     check(qx::setMgmt::init() == 0, "the settings can be read");
-    const int status = qx::manage::run_operation(options);
+    const int status = qx::manage::do_work(qx::manage::row_of(options.operation.value()), options);
     qx::setMgmt::uninit();
     check(status >= -1 && status <= 1, "the status is 0, 1 or -1");
     std::istringstream printed(streams.out());

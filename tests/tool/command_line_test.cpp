@@ -17,22 +17,22 @@ TEST(CommandLine, AcceptedLinesReachTheirOptions) {
                                "--serial_number", "--5", "--interfaces=br-wan:wan,br-lan:lan"}),
                   "");
         EXPECT_EQ(options.operation.value(), Operation::set_router_info);
-        EXPECT_EQ(options.router_name, "Attic");
-        EXPECT_EQ(options.model, "X=1");
-        EXPECT_EQ(options.serial_number, "--5");
-        EXPECT_THAT(options.interfaces, ElementsAre("br-wan:wan", "br-lan:lan"));
-        EXPECT_FALSE(options.use_va_cloud_trigger.given());
-        EXPECT_EQ(options.device_name, "");
+        EXPECT_EQ(options.router.name, "Attic");
+        EXPECT_EQ(options.router.model, "X=1");
+        EXPECT_EQ(options.router.serial_number, "--5");
+        EXPECT_THAT(options.router.interfaces, ElementsAre("br-wan:wan", "br-lan:lan"));
+        EXPECT_FALSE(options.router.use_va_cloud_trigger.given());
+        EXPECT_EQ(options.device.name, "");
     }
     {
         CommandLine options;
         EXPECT_EQ(parse_words({"--params=a=1,b=2", "--", "register_to_cloud"}), "");
-        EXPECT_THAT(options.register_to_cloud_params, ElementsAre("a=1", "b=2"));
-        EXPECT_TRUE(options.register_params.empty());
+        EXPECT_THAT(options.register_to_cloud.params, ElementsAre("a=1", "b=2"));
+        EXPECT_TRUE(options.register_router.params.empty());
     }
     CommandLine options;
     EXPECT_EQ(parse_words({"listen", "--events", "b,a,b", "--events="}), "");
-    EXPECT_THAT(options.events, ElementsAre("a", "b"));
+    EXPECT_THAT(options.listen.events, ElementsAre("a", "b"));
 }
 
 TEST(CommandLine, RejectedLinesGiveTheFirstReason) {

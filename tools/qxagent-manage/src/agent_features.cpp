@@ -22,6 +22,12 @@ int report(int result, const qx::text_ptr& answer, const char* failure) {
     return kSuccess;
 }
 
+int list_features() {
+    qx::text_ptr answer;
+    const int result = qx_plix_get_features_list(OutText(answer));
+    return report(result, answer, "Failed getting the features list");
+}
+
 } // namespace
 
 int run_get_feature(const std::vector<std::string>& names) {
@@ -64,10 +70,14 @@ int run_set_feature(const std::vector<std::string>& pairs) {
     return report(result, answer, "Failed setting the features");
 }
 
-int run_list_features() {
-    qx::text_ptr answer;
-    const int result = qx_plix_get_features_list(OutText(answer));
-    return report(result, answer, "Failed getting the features list");
+int run_feature(const FeatureOptions& options) {
+    if (!options.get.empty()) {
+        return run_get_feature(options.get);
+    }
+    if (!options.set.empty()) {
+        return run_set_feature(options.set);
+    }
+    return options.list.value() ? list_features() : kFailure;
 }
 
 } // namespace qx::manage

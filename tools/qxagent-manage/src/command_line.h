@@ -1,82 +1,37 @@
-// The vocabulary of the command line, as handlers read it.
+// The command line as a whole: the operation and the options of every operation.
 #pragma once
 
+#include "agent_features.h"
+#include "deployment.h"
+#include "devices.h"
+#include "listen.h"
 #include "operation.h"
-#include "qx/cl.h"
-
-#include <string>
+#include "registration.h"
+#include "router.h"
+#include "scans.h"
 
 namespace qx::manage {
 
-/// Every option of the tool. Constructing it registers them with the parser, in the order of the
-/// members; after `cl::parse` the members hold the values. One object per process.
-class CommandLine {
-public:
-    using Text = cl::opt<std::string>;
-    using Integer = cl::opt<int>;
-    using Boolean = cl::opt<bool>;
-    using Deployment = cl::opt<CloudDeployment>;
-    using List = cl::list<std::string>;
-    using Set = cl::set<std::string>;
-    using Flag = cl::flag;
+/// The operation's word and help text, for the operation selector.
+cl::valuelist_struct<Operation> operation_words();
 
-    CommandLine();
-
-    cl::sub_commands<Operation> operation;
-
-    // listen
-    Set events;
-
-    // register
-    List register_params;
-
-    // register_to_cloud
-    List register_to_cloud_params;
-
-    // set_registration_cloud
-    Deployment cloud;
-
-    // set_router_info
-    Text router_name;
-    Text model;
-    Text serial_number;
-    Text firmware_version;
-    Text feature_set_level;
-    List interfaces;
-    Boolean use_va_cloud_trigger;
-
-    // set_device_info
-    Text device_id;
-    Text device_name;
-    Integer traffic_blocked;
-
-    // set_device_online_status
-    Text mac;
-    Text interface;
-    Boolean is_online;
-    List ip;
-    Text hostname;
-
-    // get_devices
-    List ids;
-
-    // va_set_schedule
-    Text at;
-    Integer every_num;
-    Text every_unit;
-    Text on_prefix;
-    Text on_day;
-
-    // va_set_exclusions
-    List addresses;
-
-    // feature
-    List set_features;
-    List get_features;
-    Flag list_features;
-
-    // set_quillet_location
-    Deployment update_deployment;
+/// Constructing it registers every option with the parser, in the order of the members; after
+/// `cl::parse` the members hold the values. One object at a time.
+struct CommandLine {
+    cl::sub_commands<Operation> operation{
+        cl::valuedesc("operation"), cl::desc("The operation to be performed:"), operation_words()};
+    ListenOptions listen{owner(Operation::listen)};
+    RegistrationOptions register_router{owner(Operation::register_router)};
+    RegistrationOptions register_to_cloud{owner(Operation::register_to_cloud)};
+    RegistrationCloudOptions registration_cloud{owner(Operation::set_registration_cloud)};
+    RouterOptions router{owner(Operation::set_router_info)};
+    DeviceOptions device{owner(Operation::set_device_info)};
+    OnlineStatusOptions online_status{owner(Operation::set_device_online_status)};
+    DeviceQueryOptions devices{owner(Operation::get_devices)};
+    ScheduleOptions schedule{owner(Operation::va_set_schedule)};
+    ExclusionOptions exclusions{owner(Operation::va_set_exclusions)};
+    FeatureOptions feature{owner(Operation::feature)};
+    QuilletLocationOptions quillet_location{owner(Operation::set_quillet_location)};
 };
 
 } // namespace qx::manage

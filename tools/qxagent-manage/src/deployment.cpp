@@ -91,6 +91,19 @@ void delete_previous_registration() {
 
 } // namespace
 
+cl::valuelist_struct<CloudDeployment> location_words() {
+    return cl::values<CloudDeployment>({
+        {CloudDeployment::production, "production", "production environment"},
+        {CloudDeployment::staging, "staging", "staging environment"},
+    });
+}
+
+cl::valuelist_struct<CloudDeployment> cloud_words() {
+    auto words = location_words();
+    words.add_entry(CloudDeployment::development, "development", "development environment");
+    return words;
+}
+
 int run_set_registration_cloud(const std::string& deployment) {
     const auto found = qx::kCloudDeploymentMap.find(deployment);
     if (found == qx::kCloudDeploymentMap.end()) {

@@ -1,9 +1,48 @@
 // Pointing the agent at another deployment of the maker's cloud.
 #pragma once
 
+#include "options.h"
+
 #include <string>
 
 namespace qx::manage {
+
+/// The clouds, and update locations, that the agent can be pointed at.
+enum class CloudDeployment : int {
+    production,
+    staging,
+    development,
+};
+
+/// The words for the update locations, and the same with the clouds that have none.
+cl::valuelist_struct<CloudDeployment> location_words();
+cl::valuelist_struct<CloudDeployment> cloud_words();
+
+struct RegistrationCloudOptions {
+    Owner owner;
+    cl::opt<CloudDeployment> cloud{
+        "cloud",   owner,         cl::valuedesc("production|staging|development"),
+        kRequired, cloud_words(), cl::desc("set the registration cloud")};
+};
+
+struct QuilletLocationOptions {
+    Owner owner;
+    cl::opt<CloudDeployment> deployment{owner, cl::valuedesc("production|staging"), kRequired,
+                                        location_words(), cl::desc("the deployment to switch to")};
+};
+
+/// The name under which a deployment is handed on; "production" for a value that is none.
+constexpr const char* deployment_name(CloudDeployment deployment) {
+    switch (deployment) {
+    case CloudDeployment::staging:
+        return "staging";
+    case CloudDeployment::development:
+        return "development";
+    case CloudDeployment::production:
+        break;
+    }
+    return "production";
+}
 
 /// Switches the cloud connector to the entry point of `deployment` (a name that deployment_name
 /// gives), with the agent's protection off and the connector stopped meanwhile. Returns 0 when that

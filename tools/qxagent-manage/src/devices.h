@@ -1,25 +1,53 @@
 // The devices of the network.
 #pragma once
 
-#include <optional>
-#include <string>
-#include <vector>
+#include "options.h"
 
 namespace qx::manage {
 
+struct DeviceOptions {
+    Owner owner;
+    Text device_id{"device_id", owner, cl::valuedesc("device_id"), kRequired,
+                   cl::desc("id of the device")};
+    Text name{"name", owner, cl::valuedesc("device_name"), kRequired,
+              cl::desc("set the new name of the device")};
+    Integer traffic_blocked{"traffic_blocked", owner, cl::valuedesc("integer"),
+                            cl::desc("the new traffic_blocked status of the device")};
+};
+
+struct OnlineStatusOptions {
+    Owner owner;
+    Text mac{"mac", owner, cl::valuedesc("mac_address"), kRequired,
+             cl::desc("the MAC of the device")};
+    Text interface {
+        "interface", owner, cl::valuedesc("device_interface"), kRequired,
+            cl::desc("set the name of the interface on which the device was discovered.")
+    };
+    Boolean is_online{"is_online", owner, cl::valuedesc("boolean"), kRequired,
+                      cl::desc("set status of the device")};
+    List ip{"ip", owner, cl::valuedesc("list"), kCommaSeparated,
+            cl::desc("the IP or a list of IPs (allows both IPv4 and IPv6) for the device. It "
+                     "should only be sent when is_online=true")};
+    Text hostname{"hostname", owner, cl::valuedesc("device_hostname"),
+                  cl::desc("hostname of the device if found in the ARP table")};
+};
+
+struct DeviceQueryOptions {
+    Owner owner;
+    List ids{"ids", owner, cl::valuedesc("list"), kCommaSeparated,
+             cl::desc("an array of device ids; example: id1,id2,id3")};
+};
+
 /// Names a device and, when given, sets whether its traffic is blocked. Returns the library's
 /// result, or 1 when a text is not UTF-8.
-int run_set_device_info(const std::string& device_id, const std::string& name,
-                        std::optional<int> traffic_blocked);
+int run_set_device_info(const DeviceOptions& options);
 
 /// Reports that a device came or went. Empty texts and an empty `ip` are left out. Returns the
-/// library's result, or 1 when a text is not UTF-8; an address that is not UTF-8 is passed over.
-int run_set_device_online_status(const std::string& mac, const std::string& interface,
-                                 bool is_online, const std::vector<std::string>& ip,
-                                 const std::string& hostname);
+/// library's result, or 1 when a text is not UTF-8; an address that is not UTF-8 is left out.
+int run_set_device_online_status(const OnlineStatusOptions& options);
 
-/// Prints the devices with these ids, or all when there are none. Returns the library's result, or
-/// 1 when the query cannot be built.
-int run_get_devices(const std::vector<std::string>& ids);
+/// Prints the devices with the given ids, or all when there are none. Returns the library's result,
+/// or 1 when the query cannot be built.
+int run_get_devices(const DeviceQueryOptions& options);
 
 } // namespace qx::manage

@@ -1,10 +1,19 @@
 // Printing the broker's events as they come.
 #pragma once
 
+#include "options.h"
+
 #include <set>
 #include <string>
 
 namespace qx::manage {
+
+struct ListenOptions {
+    Owner owner;
+    Set events{"events", owner, cl::valuedesc("list of events"), kCommaSeparated,
+               cl::desc("a comma separated list of events to subscribe to (empty for all); "
+                        "example: QX_PLIX_DEVICE_DISCOVERY,QX_PLIX_SUBSCRIPTION_CHANGED")};
+};
 
 /// Subscribes to the named events, or to all when there are none, and prints each event as one JSON
 /// object until SIGINT, SIGQUIT or SIGTERM arrives. Returns 0 then, and 1 after one line on

@@ -1,9 +1,14 @@
-// What the command line chooses from.
+// The operations of the tool: one row of one table each.
 #pragma once
+
+#include "qx/cl.h"
+
+#include <span>
+#include <variant>
 
 namespace qx::manage {
 
-/// The operations, in the order of their declaration on the command line.
+/// The operations in the order of their rows.
 enum class Operation : int {
     listen,
     register_router,
@@ -40,24 +45,45 @@ enum class Operation : int {
     help,
 };
 
-/// The clouds, and update locations, that the agent can be pointed at.
-enum class CloudDeployment : int {
-    production,
-    staging,
-    development,
+struct CommandLine;
+
+/// A library call without arguments. Its result is the operation's.
+using Action = int (*)();
+/// A library call that answers with a JSON text, which is printed.
+using Query = int (*)(char** out);
+/// A library call that answers yes or no, which is printed under a name.
+struct StatusQuery {
+    int (*call)(int* status);
+    const char* field;
+};
+/// Work that reads the command line. Returns the exit status.
+using Handler = int (*)(const CommandLine& options);
+
+/// What must be set up before an operation does its work.
+enum class Needs {
+    nothing,
+    services,
+    stoppable_services, ///< the same, with stop signals ending the program with 0 from the start
 };
 
-/// The name under which a deployment is handed on; "production" for a value that is none.
-constexpr const char* deployment_name(CloudDeployment deployment) {
-    switch (deployment) {
-    case CloudDeployment::staging:
-        return "staging";
-    case CloudDeployment::development:
-        return "development";
-    case CloudDeployment::production:
-        break;
-    }
-    return "production";
-}
+struct OperationRow {
+    Operation operation;
+    const char* word; ///< on the command line
+    const char* help;
+    Needs needs;
+    std::variant<Action, Query, StatusQuery, Handler> work;
+};
+
+/// Every operation, in the order of the enumeration.
+std::span<const OperationRow> operations();
+
+const OperationRow& row_of(Operation operation);
+
+/// Does the row's work; what the row needs must run. Returns the exit status; a library result of
+/// -1 is passed on. Throws std::bad_alloc when memory was short.
+int do_work(const OperationRow& row, const CommandLine& options);
+
+/// Starts what the row needs, does the row's work and stops the services again.
+int run(const OperationRow& row, const CommandLine& options);
 
 } // namespace qx::manage

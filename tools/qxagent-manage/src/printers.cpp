@@ -1,5 +1,7 @@
 #include "printers.h"
 
+#include "qx/cl.h"
+#include "qx/error.h"
 #include "qx/format.h"
 #include "qx/json.h"
 #include "qx/println.h"
@@ -94,6 +96,12 @@ void print_error(const qx_plix_error_t& err) {
     qx::println(stderr, "  code:        {}", err.code);
     qx::println(stderr, "  message:     {}", message);
     qx::println(stderr, "  description: {}", description);
+}
+
+void print_usage() {
+    qx::cl::print_help(stdout);
+    std::fflush(stdout);
+    qx::println(stderr, "{}", qx::_get_qxerrno());
 }
 
 void print_warning(qx::string_view message) {

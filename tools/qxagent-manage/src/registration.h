@@ -1,10 +1,19 @@
 // Registering the router with the maker's cloud.
 #pragma once
 
+#include "options.h"
+
 #include <string>
 #include <vector>
 
 namespace qx::manage {
+
+/// Of both ways to register.
+struct RegistrationOptions {
+    Owner owner;
+    List params{"params", owner, cl::valuedesc("list"), kCommaSeparated,
+                cl::desc("an array of key=value pairs; example: key1=value1,key2=value2")};
+};
 
 /// Sends the key=value pairs of `params` as the registration record. Returns 0, or 1 with nothing
 /// sent when a pair is refused, or with the error block when the broker refuses the record.

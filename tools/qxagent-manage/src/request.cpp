@@ -1,27 +1,49 @@
 #include "request.h"
 
+#include "exit_status.h"
+
 #include <algorithm>
+#include <utility>
 
 namespace qx::manage {
 
-void remove_if_empty(const qx::json_ptr& request, const char* key, const std::string& value) {
-    if (value.empty()) {
-        ::json_object_del(request.get(), key);
+void Request::add(const char* key, const Text& text) {
+    if (!text.empty()) {
+        add(key, qx::json_ptr(::json_string(text.c_str())));
     }
 }
 
-void append_texts(json_t* array, const std::vector<std::string>& texts) {
-    for (const std::string& text : texts) {
-        ::json_array_append_new(array, ::json_string(text.c_str()));
+void Request::add(const char* key, const Integer& number) {
+    if (number.given()) {
+        add(key, qx::json_ptr(::json_integer(number.value())));
     }
+}
+
+void Request::add(const char* key, const Boolean& truth) {
+    if (truth.given()) {
+        add(key, qx::json_ptr(json_boolean(truth.value())));
+    }
+}
+
+void Request::add(const char* key, qx::json_ptr value) {
+    is_whole_ = ::json_object_set_new(object_.get(), key, value.release()) == 0 && is_whole_;
+}
+
+int Request::send(int (*call)(const char* request)) const {
+    return is_whole_ ? call(serialise(object_).get()) : kFailure;
+}
+
+qx::json_ptr array_of_valid(const std::vector<std::string>& texts) {
+    qx::json_ptr array(::json_array());
+    for (const std::string& text : texts) {
+        ::json_array_append_new(array.get(), ::json_string(text.c_str()));
+    }
+    return array;
 }
 
 qx::json_ptr text_array(const std::vector<std::string>& texts) {
-    qx::json_ptr array(::json_array());
-    const bool complete = std::all_of(texts.begin(), texts.end(), [&](const std::string& text) {
-        return qx::json_array_append_value(array.get(), qx::json_ptr(::json_string(text.c_str())));
-    });
-    return complete ? std::move(array) : nullptr;
+    qx::json_ptr array = array_of_valid(texts);
+    return ::json_array_size(array.get()) == texts.size() ? std::move(array) : nullptr;
 }
 
 bool set_text(const qx::json_ptr& object, const Pair& pair) {

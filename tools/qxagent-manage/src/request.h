@@ -1,6 +1,7 @@
 // What the builders of request documents share.
 #pragma once
 
+#include "options.h"
 #include "pair.h"
 #include "qx/json.h"
 
@@ -9,11 +10,27 @@
 
 namespace qx::manage {
 
-/// Removes the member `key` of `request` when its option was not given, which an empty text means.
-void remove_if_empty(const qx::json_ptr& request, const char* key, const std::string& value);
+/// A request document under construction: an object to which members are added one by one. An
+/// option that was not given, which an empty text means too, adds nothing.
+class Request {
+public:
+    void add(const char* key, const Text& text);
+    void add(const char* key, const Integer& number);
+    void add(const char* key, const Boolean& truth);
+    /// Null, which stands for a value that cannot be built, spoils the request.
+    void add(const char* key, qx::json_ptr value);
 
-/// Appends each text to `array`, in order. A text that is not UTF-8 is passed over.
-void append_texts(json_t* array, const std::vector<std::string>& texts);
+    /// Hands the document to a library call and returns its result; 1, without the call, when a
+    /// member could not be added.
+    [[nodiscard]] int send(int (*call)(const char* request)) const;
+
+private:
+    qx::json_ptr object_{::json_object()};
+    bool is_whole_ = object_ != nullptr;
+};
+
+/// An array of the texts that are UTF-8, in order.
+qx::json_ptr array_of_valid(const std::vector<std::string>& texts);
 
 /// An array of the texts, in order; null when one of them is not UTF-8 or memory is short.
 qx::json_ptr text_array(const std::vector<std::string>& texts);

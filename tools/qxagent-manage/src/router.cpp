@@ -1,62 +1,45 @@
 #include "router.h"
 
-#include "exit_status.h"
 #include "pair.h"
 #include "qx_plix.h"
 #include "request.h"
 
+#include <utility>
+
 namespace qx::manage {
 namespace {
 
-bool append_interfaces(json_t* array, const std::vector<std::string>& interfaces) {
+qx::json_ptr interface_array(const std::vector<std::string>& interfaces) {
+    qx::json_ptr array(::json_array());
     for (const std::string& element : interfaces) {
         const auto pair = split_pair(element, ":");
         if (!pair) {
-            return false;
+            return nullptr;
         }
         qx::json_ptr interface(::json_pack("{s:s%,s:s%}",                                  //
                                            "name", pair->first.data(), pair->first.size(), //
                                            "type", pair->second.data(), pair->second.size()));
-        if (!qx::json_array_append_value(array, std::move(interface))) {
-            return false;
+        if (!qx::json_array_append_value(array.get(), std::move(interface))) {
+            return nullptr;
         }
     }
-    return true;
+    return array;
 }
 
 } // namespace
 
-int run_set_router_info(const std::string& name, const std::string& model,
-                        const std::string& serial_number, const std::string& firmware_version,
-                        const std::string& feature_set_level,
-                        const std::vector<std::string>& interfaces,
-                        std::optional<bool> use_va_cloud_trigger) {
-    const qx::json_ptr request(::json_pack("{s:s,s:s,s:s,s:s,s:s,s:[],s:b}",               //
-                                           "name", name.c_str(),                           //
-                                           "model", model.c_str(),                         //
-                                           "serial_number", serial_number.c_str(),         //
-                                           "firmware_version", firmware_version.c_str(),   //
-                                           "feature_set_level", feature_set_level.c_str(), //
-                                           "interfaces",                                   //
-                                           "use_va_cloud_trigger",
-                                           use_va_cloud_trigger.value_or(false)));
-    if (!request) {
-        return kFailure;
+int run_set_router_info(const RouterOptions& options) {
+    Request request;
+    request.add("name", options.name);
+    request.add("model", options.model);
+    request.add("serial_number", options.serial_number);
+    request.add("firmware_version", options.firmware_version);
+    request.add("feature_set_level", options.feature_set_level);
+    if (!options.interfaces.empty()) {
+        request.add("interfaces", interface_array(options.interfaces));
     }
-    remove_if_empty(request, "name", name);
-    remove_if_empty(request, "model", model);
-    remove_if_empty(request, "serial_number", serial_number);
-    remove_if_empty(request, "firmware_version", firmware_version);
-    remove_if_empty(request, "feature_set_level", feature_set_level);
-    if (interfaces.empty()) {
-        ::json_object_del(request.get(), "interfaces");
-    } else if (!append_interfaces(::json_object_get(request.get(), "interfaces"), interfaces)) {
-        return kFailure;
-    }
-    if (!use_va_cloud_trigger) {
-        ::json_object_del(request.get(), "use_va_cloud_trigger");
-    }
-    return qx_plix_set_router_info(serialise(request).get());
+    request.add("use_va_cloud_trigger", options.use_va_cloud_trigger);
+    return request.send(qx_plix_set_router_info);
 }
 
 } // namespace qx::manage

@@ -1,19 +1,30 @@
 // The router's own description.
 #pragma once
 
-#include <optional>
-#include <string>
-#include <vector>
+#include "options.h"
 
 namespace qx::manage {
 
-/// Sends what is given of the router's description: empty strings, an empty list and an absent
-/// trigger are left out. Each element of `interfaces` is NAME:TYPE. Returns the library's result,
-/// or 1 when an element is none or a text is not UTF-8; nothing is sent then.
-int run_set_router_info(const std::string& name, const std::string& model,
-                        const std::string& serial_number, const std::string& firmware_version,
-                        const std::string& feature_set_level,
-                        const std::vector<std::string>& interfaces,
-                        std::optional<bool> use_va_cloud_trigger);
+struct RouterOptions {
+    Owner owner;
+    Text name{"name", owner, cl::valuedesc("router_name"), cl::desc("set the router name")};
+    Text model{"model", owner, cl::valuedesc("router_model"), cl::desc("set the router model")};
+    Text serial_number{"serial_number", owner, cl::valuedesc("router_serial_number"),
+                       cl::desc("set the router serial number")};
+    Text firmware_version{"firmware_version", owner, cl::valuedesc("router_firmware_version"),
+                          cl::desc("set the router firmware version")};
+    Text feature_set_level{"feature_set_level", owner, cl::valuedesc("feature_set_level"),
+                           cl::desc("set the feature set level")};
+    List interfaces{"interfaces", owner, cl::valuedesc("list"), kCommaSeparated,
+                    cl::desc("a comma separated list of interface name and interface type pairs; "
+                             "example: br-wan:wan,br-lan1:lan,br-lan2:lan")};
+    Boolean use_va_cloud_trigger{"use_va_cloud_trigger", owner, cl::valuedesc("boolean"),
+                                 cl::desc("accept cloud trigger VA scans or not")};
+};
+
+/// Sends what is given of the router's description: empty texts, an empty list and a trigger that
+/// is not given are left out. Each element of `interfaces` is NAME:TYPE. Returns the library's
+/// result, or 1, with nothing sent, when an element is not such a pair or a text is not UTF-8.
+int run_set_router_info(const RouterOptions& options);
 
 } // namespace qx::manage

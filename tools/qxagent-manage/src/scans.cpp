@@ -29,15 +29,15 @@ qx::json_ptr day_value(const std::string& day) {
 
 } // namespace
 
-int run_va_set_schedule(const Schedule& schedule) {
-    const qx::json_ptr day = day_value(schedule.on_day);
-    const qx::json_ptr request(::json_pack("{s:s,s:{s:i,s:s},s:{s:s,s:O}}",      //
-                                           "at", schedule.at.c_str(),            //
-                                           "every",                              //
-                                           "num", schedule.every_num,            //
-                                           "unit", schedule.every_unit.c_str(),  //
-                                           "on",                                 //
-                                           "prefix", schedule.on_prefix.c_str(), //
+int run_va_set_schedule(const ScheduleOptions& options) {
+    const qx::json_ptr day = day_value(options.on_day);
+    const qx::json_ptr request(::json_pack("{s:s,s:{s:i,s:s},s:{s:s,s:O}}",     //
+                                           "at", options.at.c_str(),            //
+                                           "every",                             //
+                                           "num", options.every_num.value(),    //
+                                           "unit", options.every_unit.c_str(),  //
+                                           "on",                                //
+                                           "prefix", options.on_prefix.c_str(), //
                                            "day", day.get()));
     if (!request) {
         return kFailure;
@@ -55,8 +55,8 @@ int run_va_set_schedule(const Schedule& schedule) {
     return kFailure;
 }
 
-int run_va_set_exclusions(const std::vector<std::string>& addresses) {
-    const qx::text_ptr text = serialise(text_array(addresses));
+int run_va_set_exclusions(const ExclusionOptions& options) {
+    const qx::text_ptr text = serialise(text_array(options.addresses));
     if (!text) {
         return kFailure;
     }

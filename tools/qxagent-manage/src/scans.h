@@ -1,26 +1,53 @@
 // Vulnerability scans: when they run and what they leave out.
 #pragma once
 
-#include <string>
-#include <vector>
+#include "options.h"
 
 namespace qx::manage {
 
-/// When scans run, as the command line gives it; texts are passed on unchanged.
-struct Schedule {
-    std::string at;
-    int every_num = 0;
-    std::string every_unit;
-    std::string on_prefix;
-    std::string on_day;
+/// The tool does not check the texts; the broker does.
+struct ScheduleOptions {
+    Owner owner;
+    Text at{"at", owner, cl::valuedesc("<hour>:<minute>"), kRequired,
+            cl::desc("hour and minute of the schedule")};
+    Integer every_num{"every_num", owner, cl::valuedesc("repeat_interval"), kRequired,
+                      cl::desc("the number of recurrence unit that must pass for the schedule to "
+                               "be run again")};
+    Text every_unit{"every_unit", owner, cl::valuedesc("day|week|month"), kRequired,
+                    cl::desc("for daily, weekly, and monthly recurrence")};
+    Text on_prefix{"on_prefix", owner, cl::valuedesc("first|second|third|fourth|fifth|last"),
+                   cl::desc("for monthly recurrence; 'last' can mean 'fourth' or 'fifth' "
+                            "depending on month'.\n"
+                            "It is a prefix for 'on_day' and can be used to construct schedules "
+                            "such as 'first Monday of each month'")};
+    Text on_day{"on_day", owner, cl::valuedesc("string"),
+                cl::desc("for weekly recurrence, can have a value of 1 through 7 or 'monday' to "
+                         "'sunday'.\n"
+                         "For monthly recurrence, can have a value of 1 to 31 or 'monday' to "
+                         "'sunday'")};
 };
 
-/// Sets the scan schedule. Returns 0, or 1 after one line on standard error when it is refused.
-int run_va_set_schedule(const Schedule& schedule);
+struct ExclusionOptions {
+    Owner owner;
+    List addresses{
+        "addresses", owner, cl::valuedesc("list of MAC addresses"), kCommaSeparated,
+        cl::desc("A comma separated list of MAC addresses. Each group of two nibbles in the "
+                 "address, i.e. half-bytes, must be separated by ':'. To specify a range for the "
+                 "characters in a given nibble, use the \"[]\" array-style separated by '|'. Each "
+                 "item in the array must be either a single character or an interval in the 0-9, "
+                 "A-F, a-f format. Uppercase and lowercase formats used in conjunction are allowed "
+                 "but not mandatory, i.e. setting a single case is enough for the match to be "
+                 "successful. Overlapping values or intervals inside the array are not allowed "
+                 "(the overlapping detection algorithm is case insensitive).")};
+};
+
+/// Sets the scan schedule. Returns 0, or 1 after one line on standard error when the schedule is
+/// refused.
+int run_va_set_schedule(const ScheduleOptions& options);
 
 /// Sets the MAC patterns that scans leave out. Returns 0, or 1 after the error block when they are
 /// refused.
-int run_va_set_exclusions(const std::vector<std::string>& addresses);
+int run_va_set_exclusions(const ExclusionOptions& options);
 
 /// Prints the MAC patterns that scans leave out. Returns 0, or 1 after the error block.
 int run_va_get_exclusions();

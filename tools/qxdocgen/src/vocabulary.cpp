@@ -29,7 +29,7 @@ std::vector<Choice> alternatives(string_view value_description) {
 
 // The registered options are of a class that the parser keeps to itself.
 std::vector<Choice> choices_of(const auto& option, const manage::CommandLine& command_line) {
-    if (&option == &command_line.events) {
+    if (&option == &command_line.listen.events) {
         return event_names();
     }
     std::vector<Choice> choices;
