@@ -51,7 +51,8 @@ option_base::option_base(option_parser_base& parser, std::uint32_t kind)
 
 option_base::option_base(const option_base& other, option_parser_base& parser)
     : registered_with_(other.registered_with_)
-    , names_(other.names_)
+    , name_(other.name_)
+    , is_named_(other.is_named_)
     , description_(other.description_)
     , value_description_(other.value_description_)
     , flags_(other.flags_)
@@ -76,16 +77,17 @@ bool option_base::storage_allocated() {
     return true;
 }
 
-void option_base::add_name(string_view name) {
-    names_.push_back(name);
+void option_base::set_name(string_view name) {
+    name_ = name;
+    is_named_ = 1;
 }
 
 void option_base::add_sub_command(string_view name) {
     sub_commands_.push_back(name);
 }
 
-void option_base::set_value_list(const std::vector<value_entry>& entries) {
-    value_list_ = entries;
+void option_base::set_value_list(std::vector<value_entry> entries) {
+    value_list_ = std::move(entries);
 }
 
 void option_base::register_self(std::shared_ptr<command_line_parser> parser) {
@@ -95,7 +97,7 @@ void option_base::register_self(std::shared_ptr<command_line_parser> parser) {
 }
 
 bool option_base::has_name(string_view name) const {
-    return std::find(names_.begin(), names_.end(), name) != names_.end();
+    return !is_positional() && name_ == name;
 }
 
 bool option_base::belongs_to(string_view sub_command) const {

@@ -25,15 +25,23 @@ std::size_t length_without_trailing_slashes(string_view text) {
 
 } // namespace
 
-void detail::print_common_path(std::ostream& stream, common_path directory) {
+std::string to_string(common_path directory) {
     switch (directory) {
     case common_path::programs:
-        stream << install_directory() << "/bin";
-        break;
+        return install_directory() + "/bin";
     case common_path::configuration:
-        stream << install_directory() << "/etc";
-        break;
+        return install_directory() + "/etc";
     }
+    return {};
+}
+
+void detail::print_common_path(std::ostream& stream, common_path directory) {
+    stream << qx::to_string(directory);
+}
+
+std::string constant_path::to_string() const {
+    const std::string directory = qx::to_string(directory_);
+    return directory.empty() ? text_ : directory + "/" + text_;
 }
 
 path::path()
@@ -42,6 +50,11 @@ path::path()
 path::path(common_path&& directory)
     : path() {
     add_piece(true, directory);
+}
+
+path::path(const constant_path& constant)
+    : path() {
+    add_piece(true, constant.to_string());
 }
 
 path::path(const path& other)

@@ -32,7 +32,7 @@ json_ptr& values() {
 }
 
 store::place find_place(const char* lock_suffix = ".lock") {
-    const std::string directory = path(common_path::configuration).to_string();
+    const std::string directory = to_string(common_path::configuration);
     const std::string file = directory + "/settings.json";
     return {directory, file, file + lock_suffix};
 }

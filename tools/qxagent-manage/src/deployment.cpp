@@ -11,7 +11,9 @@
 #include "qx/scope_guard.h"
 #include "qx/settings.h"
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <iterator>
 #include <new>
 #include <optional>
 
@@ -84,7 +86,7 @@ void delete_previous_registration() {
         }
     };
     remove(qx::kDefaultSettingsNextQueryTsPath.to_string());
-    for (const std::string& key : qx::kRegistrationMetadataKeys) {
+    for (const char* const key : qx::kRegistrationMetadataKeys) {
         remove(key);
     }
 }
@@ -105,12 +107,14 @@ cl::valuelist_struct<CloudDeployment> cloud_words() {
 }
 
 int run_set_registration_cloud(const std::string& deployment) {
-    const auto found = qx::kCloudDeploymentMap.find(deployment);
-    if (found == qx::kCloudDeploymentMap.end()) {
+    const auto* const found =
+        std::find_if(std::begin(qx::kCloudDeploymentMap), std::end(qx::kCloudDeploymentMap),
+                     [&](const auto& entry) { return entry.first == qx::string_view(deployment); });
+    if (found == std::end(qx::kCloudDeploymentMap)) {
         QX_LOG(qx::log::level::error, "Entrypoint for deployment '{}' not found", deployment);
         return kFailure;
     }
-    const std::string& entrypoint = found->second;
+    const std::string entrypoint = found->second;
     const std::string default_entrypoint = default_entrypoint_key();
     // Another switch may have changed the store since the program started.
     const qx::io::descriptor turn = qx::lock_switch();

@@ -89,7 +89,8 @@ public:
     /// in `name`.
     virtual bool handle(const string_view& name, const string_view& value) = 0;
 
-    [[nodiscard]] const std::vector<string_view>& names() const { return names_; }
+    /// Empty for a positional argument.
+    [[nodiscard]] std::span<const string_view> names() const { return {&name_, is_named_}; }
     [[nodiscard]] string_view description() const { return description_; }
     [[nodiscard]] string_view value_description() const { return value_description_; }
     [[nodiscard]] std::uint32_t flags() const { return flags_; }
@@ -98,7 +99,7 @@ public:
         return sub_commands_;
     }
     [[nodiscard]] count_limits limits() const { return limits_; }
-    [[nodiscard]] bool is_positional() const { return names_.empty(); }
+    [[nodiscard]] bool is_positional() const { return is_named_ == 0; }
     [[nodiscard]] bool is_required() const { return limits_.minimum > 0; }
     [[nodiscard]] bool has_name(string_view name) const;
     /// Whether the option may be given with `sub_command`; an option without sub-commands goes with
@@ -123,12 +124,12 @@ public:
     [[nodiscard]] std::uint32_t occurrences() const { return occurrences_; }
     void count_occurrence() { ++occurrences_; }
 
-    void add_name(string_view name);
+    void set_name(string_view name);
     void add_type_flags(std::uint32_t bits) { flags_ |= bits; }
     void add_sub_command(string_view name);
     void set_description(string_view text) { description_ = text; }
     void set_value_description(string_view text) { value_description_ = text; }
-    void set_value_list(const std::vector<value_entry>& entries);
+    void set_value_list(std::vector<value_entry> entries);
     void set_count_limits(count_limits limits) { limits_ = limits; }
     /// A null pointer means no separator.
     void set_list_separator(const char* separator) { list_separator_ = string_view(separator); }
@@ -145,12 +146,13 @@ protected:
     /// The word to convert: a positional argument is its own value.
     [[nodiscard]] const string_view& examined(const string_view& name,
                                               const string_view& value) const {
-        return names_.empty() ? name : value;
+        return is_positional() ? name : value;
     }
 
 private:
     std::shared_ptr<command_line_parser> registered_with_;
-    std::vector<string_view> names_;
+    string_view name_;
+    std::size_t is_named_ = 0;
     string_view description_;
     string_view value_description_;
     std::uint32_t flags_;
@@ -396,7 +398,7 @@ public:
     template <std::size_t N, detail::modifier... Modifiers>
     explicit opt(const char (&name)[N], const Modifiers&... modifiers)
         : option_base(parser_, detail::kSingle) {
-        add_name(name);
+        set_name(name);
         detail::complete(*this, modifiers...);
     }
     template <detail::modifier... Modifiers>
@@ -423,7 +425,7 @@ public:
     template <std::size_t N, detail::modifier... Modifiers>
     explicit list(const char (&name)[N], const Modifiers&... modifiers)
         : option_base(parser_, detail::kMultiple) {
-        add_name(name);
+        set_name(name);
         detail::complete(*this, modifiers...);
     }
     list(const list& other)
@@ -454,7 +456,7 @@ public:
     template <std::size_t N, detail::modifier... Modifiers>
     explicit set(const char (&name)[N], const Modifiers&... modifiers)
         : option_base(parser_, detail::kMultiple) {
-        add_name(name);
+        set_name(name);
         detail::complete(*this, modifiers...);
     }
 
@@ -498,7 +500,7 @@ public:
     template <std::size_t N, detail::modifier... Modifiers>
     explicit flag(const char (&name)[N], const Modifiers&... modifiers)
         : option_base(parser_, detail::kSwitch) {
-        add_name(name);
+        set_name(name);
         detail::complete(*this, modifiers...);
     }
 

@@ -16,18 +16,39 @@ enum class common_path {
     configuration = 2, ///< where its configuration is
 };
 
+/// The path of `directory`; empty for a value that names none.
+std::string to_string(common_path directory);
+
 namespace detail {
 
-/// Writes the directory's path. A value that names no directory writes nothing.
+/// Writes the same to a stream.
 void print_common_path(std::ostream& stream, common_path directory);
 
 } // namespace detail
+
+/// A path that is fixed when the program is compiled, up to the install directory: either a text or
+/// pieces below one of the agent's directories.
+class constant_path {
+public:
+    constexpr explicit constant_path(const char* text)
+        : text_(text) {}
+    constexpr constant_path(common_path directory, const char* below)
+        : directory_(directory)
+        , text_(below) {}
+
+    [[nodiscard]] std::string to_string() const;
+
+private:
+    common_path directory_{};
+    const char* text_;
+};
 
 /// A path as text in a memory stream. Copies are independent of each other.
 class path : public basic_memstream {
 public:
     path();
     path(common_path&& directory);
+    path(const constant_path& constant);
     path(const path& other);
     path& operator=(const path&) = delete;
 

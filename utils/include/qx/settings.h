@@ -5,31 +5,41 @@
 #include "qx/path.h"
 
 #include <string>
-#include <unordered_map>
-#include <vector>
+#include <utility>
 
 namespace qx {
 
 /// The connector's entry points; the key of the one in use is this path and "default".
-extern const path kCirrelEntrypointsKey;
+inline constexpr constant_path kCirrelEntrypointsKey("/cirrel/entrypoints");
 /// Where the update component fetches from: "production" or "staging".
-extern const path kQuilletUpdateLocationKey;
+inline constexpr constant_path kQuilletUpdateLocationKey("/quillet/update_location");
 /// "1" while the agent protects, "0" while it is switched off.
-extern const path kProtectionEnabledKey;
+inline constexpr constant_path kProtectionEnabledKey("/agent/protection_enabled");
 /// When the default settings are asked for next.
-extern const path kDefaultSettingsNextQueryTsPath;
+inline constexpr constant_path
+    kDefaultSettingsNextQueryTsPath("/agent/default_settings/next_query_ts");
 /// What the agent keeps about its registration.
-extern const std::vector<std::string> kRegistrationMetadataKeys;
+inline constexpr const char* kRegistrationMetadataKeys[] = {
+    "/cirrel/registration/router_id",
+    "/cirrel/registration/token",
+    "/cirrel/registration/timestamp",
+};
+
 /// The entry point of each cloud deployment, by the deployment's name.
-extern const std::unordered_map<std::string, std::string> kCloudDeploymentMap;
+inline constexpr std::pair<string_view, const char*> kCloudDeploymentMap[] = {
+    {"production", "prod"},
+    {"staging", "stage"},
+    {"development", "dev"},
+};
 
 /// Keys that name a file of the connector, each with the file that is used when it is not set.
-extern const path kCirrelIniKey;
-extern const path kCirrelIniDefault;
-extern const path kCirrelCaFileKey;
-extern const path kCirrelCaFileDefault;
-extern const path kCirrelUuidFileKey;
-extern const path kCirrelUuidFileDefault;
+inline constexpr constant_path kCirrelIniKey("/cirrel/qxnc_ini");
+inline constexpr constant_path kCirrelIniDefault(common_path::configuration, "qxnc.ini");
+inline constexpr constant_path kCirrelCaFileKey("/cirrel/ca_file");
+inline constexpr constant_path kCirrelCaFileDefault(common_path::configuration,
+                                                    "certs/ca-certificates.crt");
+inline constexpr constant_path kCirrelUuidFileKey("/cirrel/uuid_file");
+inline constexpr constant_path kCirrelUuidFileDefault(common_path::configuration, "qxnc.uuid");
 
 /// The settings store. Failures, a lack of memory among them, leave the last-error record; only
 /// getKeyValue throws when memory is short. Main thread only.
