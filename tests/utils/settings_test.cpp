@@ -157,6 +157,23 @@ TEST_F(Settings, OnlyAWriteNarrowsTheModeAndWarnsOfOthersOnce) {
                 testing::ElementsAre(HasSubstr("Others can write to the settings directory")));
 }
 
+TEST_F(Settings, AStoreOfAnotherUserIsUsedWithAWarning) {
+    write_file(kSettingsFile, "{}");
+    if (::chown(kSettingsFile.c_str(), 1234, -1) != 0) {
+        GTEST_SKIP() << "there are other users only where root runs the tests";
+    }
+    fs::permissions(kSettingsDirectory, fs::perms(0755));
+    ASSERT_TRUE(qx::log::start("tool", nullptr));
+    ASSERT_EQ(setMgmt::init(), 0);
+    EXPECT_EQ(read_log(), "");
+    EXPECT_EQ(setMgmt::setKey("a", "1"), 0);
+    EXPECT_THAT(read_log(), HasSubstr("settings.json' belong to another user (1234)\n"));
+    ASSERT_EQ(::chown(kInstallDir.c_str(), 1234, -1), 0);
+    ASSERT_EQ(setMgmt::init(), 0);
+    EXPECT_EQ(setMgmt::setKey("a", "2"), 0);
+    EXPECT_EQ(lines_of(read_log()).size(), 1) << "the owner of the install directory";
+}
+
 TEST_F(Settings, ADamagedStoreIsNamedAndLeftAlone) {
     ASSERT_TRUE(qx::log::start("tool", nullptr));
     for (const char* const text :

@@ -108,15 +108,26 @@ json_ptr load(const std::string& file, const store::snapshot& content) {
     return none;
 }
 
-// Once for each time that the store is opened, so that the warning does not push other lines out of
+bool is_trusted(uid_t owner) {
+    struct stat status {};
+    return owner == 0 || owner == ::geteuid() ||
+           (::stat(install_directory().c_str(), &status) == 0 && owner == status.st_uid);
+}
+
+// Once for each time that the store is opened, so that the warnings do not push other lines out of
 // the log.
-void warn_of_others(const std::string& directory) {
+void warn_of_others(const store::place& where, const store::snapshot& old) {
     struct stat status {};
     if (std::exchange(store_state().has_warned, true)) {
         return;
     }
-    if (::stat(directory.c_str(), &status) == 0 && (status.st_mode & S_IWOTH) != 0) {
-        QX_LOG(log::level::warning, "Others can write to the settings directory '{:s}'", directory);
+    if (::stat(where.directory.c_str(), &status) == 0 && (status.st_mode & S_IWOTH) != 0) {
+        QX_LOG(log::level::warning, "Others can write to the settings directory '{:s}'",
+               where.directory);
+    }
+    if (old.exists && !is_trusted(old.owner)) {
+        QX_LOG(log::level::warning, "The settings '{:s}' belong to another user ({:d})", where.file,
+               old.owner);
     }
 }
 
@@ -220,7 +231,7 @@ int change(const std::string& key, const std::string* value) {
     if (!changed) {
         return -1;
     }
-    warn_of_others(where.directory);
+    warn_of_others(where, old);
     Reserve& reserve = held_reserve();
     const bool is_reserved = value != nullptr && key == reserve.key && *value == reserve.value;
     if (!store::replace(where, old, to_text(changed.get()),

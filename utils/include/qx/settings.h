@@ -58,7 +58,8 @@ public:
 
     /// Stores a value: when 0 comes back it outlives a power cut, on a failure (negative) the old
     /// store is in place. Waits while another process writes, and keeps what that wrote. The first
-    /// write logs a warning when others can write to the directory.
+    /// write logs a warning when others can write to the directory, and one when the store belongs
+    /// to neither root, nor this user, nor the owner of the install directory.
     static int setKey(const std::string& key, const std::string& value);
     /// Removes a key, in the same way. Error 4 when there is no such key, 5 when there is no store
     /// yet.
