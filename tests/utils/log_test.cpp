@@ -152,8 +152,8 @@ TEST_F(Log, EscapesControlCharacters) {
 }
 
 TEST_F(Log, HasItsModeWhateverTheUmask) {
-    for (const char* const umask : {"0", "077", "0777"}) {
-        ::umask(std::stoi(umask, nullptr, 8));
+    for (const mode_t umask : {0U, 077U, 0777U}) {
+        ::umask(umask);
         for (const fs::perms before : {fs::perms(0600), fs::perms(0666)}) {
             fs::remove(kLog);
             write_file(kOlder, "");

@@ -146,8 +146,8 @@ TEST_F(Settings, OnlyAWriteNarrowsTheModeAndWarnsOfOthersOnce) {
     EXPECT_EQ(setMgmt::deleteKey("b"), -1);
     EXPECT_EQ(mode(kSettingsFile), fs::perms(0664));
     EXPECT_EQ(read_log(), "");
-    for (const char* const umask : {"0", "0777"}) {
-        ::umask(std::stoi(umask, nullptr, 8));
+    for (const mode_t umask : {0U, 0777U}) {
+        ::umask(umask);
         fs::remove(kLock);
         EXPECT_EQ(setMgmt::setKey("a", "2"), 0);
         EXPECT_EQ(mode(kSettingsFile), fs::perms(0600));
@@ -159,7 +159,7 @@ TEST_F(Settings, OnlyAWriteNarrowsTheModeAndWarnsOfOthersOnce) {
 
 TEST_F(Settings, AStoreOfAnotherUserIsUsedWithAWarning) {
     write_file(kSettingsFile, "{}");
-    if (::chown(kSettingsFile.c_str(), 1234, -1) != 0) {
+    if (::chown(kSettingsFile.c_str(), 1234, 0) != 0) {
         GTEST_SKIP() << "there are other users only where root runs the tests";
     }
     fs::permissions(kSettingsDirectory, fs::perms(0755));
@@ -168,7 +168,7 @@ TEST_F(Settings, AStoreOfAnotherUserIsUsedWithAWarning) {
     EXPECT_EQ(read_log(), "");
     EXPECT_EQ(setMgmt::setKey("a", "1"), 0);
     EXPECT_THAT(read_log(), HasSubstr("settings.json' belong to another user (1234)\n"));
-    ASSERT_EQ(::chown(kInstallDir.c_str(), 1234, -1), 0);
+    ASSERT_EQ(::chown(kInstallDir.c_str(), 1234, 0), 0);
     ASSERT_EQ(setMgmt::init(), 0);
     EXPECT_EQ(setMgmt::setKey("a", "2"), 0);
     EXPECT_EQ(lines_of(read_log()).size(), 1) << "the owner of the install directory";
