@@ -623,9 +623,9 @@ TEST_F(Subscriptions, ReadersWaitWithoutADescriptorUntilWokenOrCancelled) {
         pthread_t thread{};
         ASSERT_EQ(::pthread_create(&thread, nullptr, read, &reader), 0);
         wait_until([&] { return reader.stat >= 0 && sleeps(reader.stat); });
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
         c.act(thread);
         ::pthread_join(thread, nullptr);
-        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
         ::close(reader.stat);
         EXPECT_EQ(reader.result, c.result);
         qx_plix_unsubscribe(kStarted);

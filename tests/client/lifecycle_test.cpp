@@ -193,7 +193,7 @@ int use_as_child(int event_fd) {
     int failed = is_uninitialised() ? 0 : 1;
     qx_plix_unsubscribe(QX_PLIX_QXAGENT_STARTED);
     const std::size_t copies = open_descriptors().size();
-    failed |= qx_plix_uninit() == 0 && qx_plix_uninit() == 0 ? 0 : 2;
+    failed |= qx_plix_uninit() + qx_plix_uninit() == 0 ? 0 : 2;
     // Two connections, a pipe, and what the event thread waits on.
     failed |= open_descriptors().size() + 6 == copies ? 0 : 4;
     if (!kSanitized) { // which may not start threads here
