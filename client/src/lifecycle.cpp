@@ -61,14 +61,30 @@ int read_line(int fd, char (&line)[kVersionSize]) {
     return 0;
 }
 
+// A terminal must not take anything in the file for a command.
+void print_wrong_version(const char* version) {
+    char shown[4 * kVersionSize];
+    const bool escaped = ::isatty(STDERR_FILENO) == 1;
+    std::size_t length = 0;
+    for (const char* at = version; *at != '\0'; ++at) {
+        const bool plain = *at >= ' ' && *at <= '~';
+        const char* const format = plain || !escaped ? "%c" : "\\x%02x";
+        const int byte = static_cast<unsigned char>(*at);
+        length += static_cast<std::size_t>(
+            std::snprintf(shown + length, sizeof shown - length, format, byte));
+    }
+    shown[length] = '\0';
+    std::fprintf(stderr, "Wrong Protocol Version: Daemon=(%s) vs Client=(%s)\n", shown,
+                 kProtocolVersion);
+}
+
 bool is_right_version(int fd) {
     char version[kVersionSize];
     if (read_line(fd, version) != 0) {
         return false;
     }
     if (std::strcmp(version, kProtocolVersion) != 0) {
-        std::fprintf(stderr, "Wrong Protocol Version: Daemon=(%s) vs Client=(%s)\n", version,
-                     kProtocolVersion);
+        print_wrong_version(version);
         return false;
     }
     return true;

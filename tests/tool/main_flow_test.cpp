@@ -154,4 +154,35 @@ TEST_F(MainFlow, LaysOutResultsForATerminal) {
     EXPECT_EQ(on_terminal("va_status"), "VA_scan_running: true\n");
 }
 
+// A title, a forged line, an erased display, another direction of writing.
+TEST_F(MainFlow, EscapesControlCharactersForTerminalsOnly) {
+    const std::string sent = R"(t\u001b]0;x\u0007\nerror:\u007f\u009b2J\u00e4\u202e)";
+    const std::string raw = "t\x1b]0;x\x07\nerror:\x7f\xc2\x9b"
+                            "2J\u00e4\u202e";
+    const std::string shown = R"(t\x1b]0;x\x07\x0aerror:\x7f\xc2\x9b2J)"
+                              "\u00e4"
+                              R"(\xe2\x80\xae)";
+    const std::string json = R"(t\u001B]0;x\u0007\nerror:\u007F\u009B2J)"
+                             "\u00e4\u202e";
+    broker.answer("start_registration",
+                  R"({"status":1,"data":{"code":1,"description":")" + sent + R"("}})");
+    broker.answer("va_set_schedule", R"({"status":1,"data":{"error":")" + sent + R"("}})");
+    broker.answer("get_version_info",
+                  R"({"status":0,"data":{")" + sent + R"(":")" + sent + R"("}})");
+    const std::pair<std::string, std::string> errors[] = {
+        {"register --params a=b", "  description: "},
+        {"va_set_schedule --at 1 --every_num 1 --every_unit day", "error_message="},
+        {"listen --events '" + raw + "'", "Unknown event: "},
+        {"register_to_cloud --params '" + raw + "=x'", "Unknown key: "},
+    };
+    for (const auto& [words, before] : errors) {
+        EXPECT_THAT(run({"sh", "-c", QX_TOOL + (" " + words)}).err, HasSubstr(before + raw + "\n"));
+        EXPECT_THAT(on_terminal(words + " || true"), HasSubstr(before + shown + "\n"));
+    }
+    EXPECT_EQ(on_terminal("get_version_info"), "{\n    \"" + json + "\": \"" + json + "\"\n}\n");
+    fs::remove(kVersionFile);
+    const LockedVersionFile other(kInstallDir, "1.3\x1b]\n");
+    EXPECT_THAT(on_terminal("enable || true"), HasSubstr(R"(Daemon=(1.3\x1b]\x0a) vs)"));
+}
+
 } // namespace

@@ -1,4 +1,5 @@
 // Texts: views, streams, paths and what formats them.
+#include "qx/escape.h"
 #include "qx/format.h"
 #include "qx/println.h"
 
@@ -147,6 +148,26 @@ TEST(Println, WritesTheErrorRecord) {
     qx::set_qxerrno(3, "a longer class than the next one", std::string(500, 'x'));
     qx::set_qxerrno(1, "A", "B");
     EXPECT_EQ(writes_of(print), Texts{"(A) B\n"});
+}
+
+TEST(Escape, ShowsWhatATerminalWouldActOn) {
+    const struct {
+        std::string text;
+        std::string shown;
+        std::string json;
+    } cases[] = {
+        {"", "", ""},
+        {"{\"a ~\": 1}", "{\"a ~\": 1}", "{\"a ~\": 1}"},
+        {"a\n\tb", R"(a\x0a\x09b)", "a\n\tb"},
+        {"\x7f", R"(\x7f)", R"(\u007F)"},
+        {"\xc2\x80\xc2\x9f\xc2\xa0", "\\xc2\\x80\\xc2\\x9f\xc2\xa0", "\\u0080\\u009F\xc2\xa0"},
+        {"\x9b\xff\xc2", R"(\x9b\xff\xc2)", "\x9b\xff\xc2"},
+        {"\xe2\x82\xac", "\xe2\x82\xac", "\xe2\x82\xac"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(qx::shown(c.text), c.shown);
+        EXPECT_EQ(qx::shown_json(c.text), c.json);
+    }
 }
 
 TEST(Format, ViewTakesStringSpecifications) {

@@ -2,6 +2,7 @@
 
 #include "qx/cl.h"
 #include "qx/error.h"
+#include "qx/escape.h"
 #include "qx/format.h"
 #include "qx/json.h"
 #include "qx/println.h"
@@ -10,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <string>
 #include <unistd.h>
 
 namespace qx::manage {
@@ -53,6 +55,15 @@ int append(const char* text, std::size_t size, void* data) noexcept try {
     return -1;
 }
 
+// jansson escapes no DEL and none of the control characters behind it.
+void show_on_terminal(OutputText& text, std::size_t from) {
+    if (output_is_terminal()) {
+        const std::string safe = qx::shown_json({text.data() + from, text.size() - from});
+        text.resize(from);
+        text.append(safe.data(), safe.data() + safe.size());
+    }
+}
+
 } // namespace
 
 void append_json(OutputText& text, const json_t* value, std::size_t expected_size) {
@@ -65,6 +76,7 @@ void append_json(OutputText& text, const json_t* value, std::size_t expected_siz
     const int result = ::json_dump_callback(value, append, &text, layout);
     qx::require_json_memory();
     if (result == 0) {
+        show_on_terminal(text, before);
         text.push_back('\n');
         whole = true;
     }

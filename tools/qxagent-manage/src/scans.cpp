@@ -3,6 +3,7 @@
 #include "answer.h"
 #include "exit_status.h"
 #include "printers.h"
+#include "qx/println.h"
 #include "qx_plix.h"
 #include "request.h"
 
@@ -51,7 +52,7 @@ int run_va_set_schedule(const ScheduleOptions& options) {
     if (result == 0) {
         return kSuccess;
     }
-    std::fprintf(stderr, "error_code=%d error_message=%s\n", result, reason ? reason.get() : "");
+    qx::println(stderr, "error_code={} error_message={:s}", result, reason ? reason.get() : "");
     return kFailure;
 }
 

@@ -1,0 +1,106 @@
+#include "qx/escape.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+
+namespace qx {
+namespace {
+
+struct Character {
+    std::uint32_t code = 0;
+    std::size_t size = 1;
+    bool valid = false;
+};
+
+/// The UTF-8 character at `at`; one invalid byte where there is none.
+Character decode(string_view text, std::size_t at) {
+    const auto byte = [&](std::size_t index) { return static_cast<unsigned char>(text[index]); };
+    const unsigned char lead = byte(at);
+    if (lead < 0x80) {
+        return {lead, 1, true};
+    }
+    const std::size_t size = lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
+    if (lead < 0xc2 || lead > 0xf4 || at + size > text.size()) {
+        return {};
+    }
+    std::uint32_t code = lead & (0x7fU >> size);
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((byte(at + i) & 0xc0) != 0x80) {
+            return {};
+        }
+        code = code << 6 | (byte(at + i) & 0x3fU);
+    }
+    const bool overlong = (size == 3 && code < 0x800) || (size == 4 && code < 0x10000);
+    const bool surrogate = code >= 0xd800 && code < 0xe000;
+    return {code, size, !overlong && !surrogate && code < 0x110000};
+}
+
+/// Whether a terminal shows the character as one that can be seen, without a change of direction or
+/// of line.
+bool is_plain(std::uint32_t code) {
+    struct Range {
+        std::uint32_t first;
+        std::uint32_t last;
+    };
+    constexpr Range kHidden[] = {
+        {0x0, 0x1f},      {0x7f, 0x9f},     {0xad, 0xad},     {0x61c, 0x61c},   {0x200b, 0x200f},
+        {0x2028, 0x202e}, {0x2060, 0x206f}, {0xfeff, 0xfeff}, {0xfff9, 0xfffb}, {0xe0000, 0xe0fff}};
+    return std::none_of(std::begin(kHidden), std::end(kHidden), [code](const Range& range) {
+        return code >= range.first && code <= range.last;
+    });
+}
+
+void append_byte(std::string& out, const char* notation, const char* digits, std::uint32_t byte) {
+    out += notation;
+    out += digits[byte >> 4 & 0xf];
+    out += digits[byte & 0xf];
+}
+
+bool is_del_or_c1(std::uint32_t code) {
+    return code >= 0x7f && code <= 0x9f;
+}
+
+} // namespace
+
+std::size_t append_shown(std::string& out, string_view text, std::size_t at) {
+    const Character character = decode(text, at);
+    const string_view bytes = text.substr(at, character.size);
+    if (character.valid && is_plain(character.code)) {
+        out.append(bytes.data(), bytes.size());
+        return bytes.size();
+    }
+    for (const char byte : bytes) {
+        append_byte(out, "\\x", "0123456789abcdef", static_cast<unsigned char>(byte));
+    }
+    return bytes.size();
+}
+
+std::string shown(string_view text) {
+    std::string out;
+    for (std::size_t at = 0; at < text.size();) {
+        at += append_shown(out, text, at);
+    }
+    return out;
+}
+
+bool is_printable_ascii(string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
+std::string shown_json(string_view document) {
+    std::string out;
+    out.reserve(document.size());
+    for (std::size_t at = 0; at < document.size();) {
+        const Character character = decode(document, at);
+        if (character.valid && is_del_or_c1(character.code)) {
+            append_byte(out, "\\u00", "0123456789ABCDEF", character.code); // as jansson does
+        } else {
+            out.append(document.data() + at, character.size);
+        }
+        at += character.size;
+    }
+    return out;
+}
+
+} // namespace qx
