@@ -161,6 +161,44 @@ TEST_F(Operations, Devices) {
           {.status = 255, .out = "{\"code\": 2}\n"});
 }
 
+TEST_F(Operations, RegistrationTakesSecretsFromStandardInput) {
+    const std::string big = "a=" + std::string(1024UL * 1024, 'x');
+    const std::string empty = "Empty value not allowed for 'b'\n";
+    const struct {
+        std::string input;
+        std::string record; ///< what is sent, or ""
+        std::string error;
+    } cases[] = {
+        {"", "{}", ""},
+        {"a=1", R"({"a": "1"})", ""},
+        {"a=x,y==\n\nb= -\r\na=2\n", R"({"a": "2", "b": " -\r"})", ""},
+        {"token=a=,b\n-=-\n", R"({"token": "a=,b", "-": "-"})", ""},
+        {"a=1\nb\n", "", ""},
+        {"a=1\nb=\nc\n", "", empty},
+        {"=1\n", "", ""},
+        {std::string("a=\0", 3), "", ""},
+        {big, "", "standard input: more than 1 MiB of parameters\n"},
+    };
+    for (const auto& c : cases) {
+        broker.forget_requests();
+        Process tool({QX_TOOL, "register", "--params", "-"});
+        tool.write(c.input);
+        tool.close_input();
+        const int status = c.record.empty() ? 1 : 0;
+        EXPECT_EQ(tool.finish(), (Outcome{.status = status, .err = c.error}))
+            << c.input.substr(0, 40);
+        EXPECT_EQ(broker.requests(),
+                  c.record.empty() ? Words{} : Words{command("start_registration", c.record)});
+    }
+    check({"register", "--params=-,a=1"}, {}, {.status = 1});
+    EXPECT_EQ(run({"sh", "-c", QX_TOOL " register_to_cloud --params=- <&-"}).err,
+              "standard input: Bad file descriptor\n");
+    broker.forget_requests();
+    EXPECT_EQ(run({"sh", "-c", "echo 'token=,=' | " QX_TOOL " register_to_cloud --params=-"}),
+              Outcome{});
+    EXPECT_THAT(broker.requests().front(), ::testing::HasSubstr(R"("token": ",=")"));
+}
+
 TEST_F(Operations, ScanSchedule) {
     const auto schedule = [](const std::string& prefix, const std::string& day) {
         return command("va_set_schedule",

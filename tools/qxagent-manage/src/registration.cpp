@@ -1,12 +1,12 @@
 #include "registration.h"
 
 #include "exit_status.h"
-#include "pair.h"
 #include "printers.h"
 #include "qx/format.h"
 #include "qx/log.h"
 #include "qx/println.h"
 #include "qx_plix.h"
+#include "registration_params.h"
 #include "request.h"
 
 #include <cstdio>
@@ -14,12 +14,12 @@
 namespace qx::manage {
 
 int run_register(const std::vector<std::string>& params) {
+    const RegistrationParams given(params);
     const qx::json_ptr record(::json_object());
-    if (!record) {
+    if (!given.complete() || !record) {
         return kFailure;
     }
-    for (const std::string& element : params) {
-        const auto pair = split_pair(element, "=");
+    for (const auto& pair : given.pairs()) {
         if (!pair) {
             return kFailure;
         }
@@ -57,11 +57,14 @@ int run_register(const std::vector<std::string>& params) {
 }
 
 int run_register_to_cloud(const std::vector<std::string>& params) {
+    const RegistrationParams given(params);
+    if (!given.complete()) {
+        return kFailure;
+    }
     std::string token;
     std::string mac;
     std::string redeem;
-    for (const std::string& element : params) {
-        const auto pair = split_pair(element, "=");
+    for (const auto& pair : given.pairs()) {
         if (!pair) {
             return kFailure;
         }

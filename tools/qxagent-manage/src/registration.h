@@ -15,6 +15,8 @@ struct RegistrationOptions {
                 cl::desc("an array of key=value pairs; example: key1=value1,key2=value2")};
 };
 
+// The element "-" alone stands for pairs on standard input (registration_params.h).
+
 /// Sends the key=value pairs of `params` as the registration record. Returns 0, or 1 with nothing
 /// sent when a pair is refused, or with the error block when the broker refuses the record.
 int run_register(const std::vector<std::string>& params);

@@ -1,0 +1,61 @@
+#include "registration_params.h"
+
+#include "qx/io.h"
+#include "qx/println.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+namespace qx::manage {
+namespace {
+
+constexpr std::size_t kMostInput = std::size_t{1024} * 1024;
+
+bool read_standard_input(std::string& input) {
+    char bytes[4096];
+    ssize_t got = 0;
+    do {
+        got = qx::io::uninterrupted([&] { return ::read(STDIN_FILENO, bytes, sizeof bytes); });
+        if (got < 0) {
+            qx::println(stderr, "standard input: {:s}", std::strerror(errno));
+            return false;
+        }
+        input.append(bytes, static_cast<std::size_t>(got));
+        if (input.size() > kMostInput) {
+            qx::println(stderr, "standard input: more than 1 MiB of parameters");
+            return false;
+        }
+    } while (got > 0);
+    return true;
+}
+
+// A zero byte would end a text too early.
+std::optional<Pair> split_line(qx::string_view line) {
+    const std::size_t equals = line.find("=");
+    const qx::string_view zero("", 1);
+    if (equals == qx::string_view::npos || line.find(zero) != qx::string_view::npos) {
+        return std::nullopt;
+    }
+    return Pair{line.substr(0, equals), line.substr(equals + 1)};
+}
+
+} // namespace
+
+RegistrationParams::RegistrationParams(const std::vector<std::string>& elements) {
+    if (elements.size() != 1 || elements.front() != "-") {
+        for (const std::string& element : elements) {
+            pairs_.push_back(split_pair(element, "="));
+        }
+        return;
+    }
+    complete_ = read_standard_input(input_);
+    for (const qx::string_view line : qx::string_view(input_).split("\n")) {
+        if (!line.empty()) {
+            pairs_.push_back(split_line(line));
+        }
+    }
+}
+
+} // namespace qx::manage
