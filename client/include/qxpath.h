@@ -2,9 +2,16 @@
 #ifndef QXPATH_H
 #define QXPATH_H
 
+#include <sys/types.h>
+
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* Looks up the user id of the agent's own user. Returns 0, or -1 when /etc/passwd does not tell.
+ * Any thread. */
+int qxpath_agent_uid(uid_t* uid);
+
 #if defined(__GNUC__)
 #pragma GCC visibility push(default)
 #endif

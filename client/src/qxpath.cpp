@@ -176,3 +176,7 @@ const char* qxpath_default_install_path(void) {
     path.known = 1;
     return path.text;
 }
+
+int qxpath_agent_uid(uid_t* uid) {
+    return qxplix::get_agent_uid(uid);
+}

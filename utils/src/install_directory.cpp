@@ -13,4 +13,9 @@ const std::string& install_directory() {
     return directory;
 }
 
+bool is_agents_user(uid_t uid) {
+    uid_t agent = 0;
+    return qxpath_agent_uid(&agent) == 0 && agent == uid;
+}
+
 } // namespace qx
