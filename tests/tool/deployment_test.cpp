@@ -3,11 +3,14 @@
 #include "deployment.h"
 
 #include "agent.h"
+#include "forked.h"
 #include "qx/log.h"
 
+#include <algorithm>
 #include <fcntl.h>
 #include <sstream>
 #include <sys/file.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -28,13 +31,16 @@ const std::vector<std::string> kSwitch = {QX_TOOL, "set_registration_cloud", "--
 class Deployment : public Agent {
 protected:
     Deployment() {
-        write_program(
-            kInstallDir / "etc/init.d/qplix-qxcloudd",
-            "echo \"$1 protection=$(sed -n 's/.*protection_enabled\": \"\\(.\\)\".*/\\1/p' " +
-                kSettingsFile.string() + " 2>/dev/null)\" >>" + ran_.string() + "\n" + pause("$1"));
-        write_program(kInstallDir / "bin/qxcloudd",
-                      "echo \"$1\" >>" + ran_.string() + "\n" + pause("$1"));
+        write_programs();
         write_file(ran_, "");
+    }
+
+    void write_programs() const {
+        write_program(kScript, "echo \"$1 protection=$(sed -n "
+                               "'s/.*protection_enabled\": \"\\(.\\)\".*/\\1/p' " +
+                                   kSettingsFile.string() + " 2>/dev/null)\" >>" + ran_.string() +
+                                   "\n" + pause("$1"));
+        write_program(kDaemon, "echo \"$1\" >>" + ran_.string() + "\n" + pause("$1"));
     }
 
     /// A program whose argument is the name of a file in the pause directory says there that it has
@@ -45,12 +51,17 @@ protected:
                "; rm " + file + "; fi\n";
     }
 
+    /// Has `step` wait once it is reached; returns the pipe for both directions.
+    static fs::path pause_at(const std::string& step) {
+        fs::create_directories(kPauses);
+        EXPECT_EQ(::mkfifo((kPauses / step).c_str(), 0600), 0);
+        return kPauses / step;
+    }
+
     /// Runs the switch to staging and, while `step` waits, `meanwhile`.
     static Outcome switch_with(const std::string& step,
                                const std::function<void(Process&)>& meanwhile) {
-        const fs::path fifo = kPauses / step;
-        fs::create_directories(kPauses);
-        EXPECT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+        const fs::path fifo = pause_at(step);
         Process tool(kSwitch);
         EXPECT_EQ(read_file(fifo), "here\n");
         meanwhile(tool);
@@ -65,9 +76,12 @@ protected:
     void start_again() const {
         write_file(ran_, "");
         write_file(kSettingsFile, "{" + kProtected + "}");
+        fs::remove(kLogFile);
     }
 
     static inline const fs::path kPauses = "/opt/pauses";
+    static inline const fs::path kScript = kInstallDir / "etc/init.d/qplix-qxcloudd";
+    static inline const fs::path kDaemon = kInstallDir / "bin/qxcloudd";
 
 private:
     fs::path ran_ = "/opt/ran";
@@ -144,12 +158,29 @@ TEST_F(Deployment, LeavesProtectionOffWhereItWas) {
     EXPECT_EQ(settings(), "{\"/cirrel/entrypoints/default\": \"dev\"}\n");
 }
 
-TEST_F(Deployment, WorksWithoutItsPrograms) {
-    fs::remove_all(kInstallDir / "etc/init.d");
-    fs::remove_all(kInstallDir / "bin");
-    start_again();
-    EXPECT_EQ(switch_to("staging"), Outcome());
-    EXPECT_EQ(settings(), "{" + kProtected + ", " + kSwitched + "}\n");
+TEST_F(Deployment, LogsProgramsThatDoNotRunOrFail) {
+    fs::remove(kScript);
+    write_file(kDaemon, "exit 3\n");
+    const auto expected = [](const std::string& stop, const std::string& start) {
+        const auto lines = [](const std::string& script, const std::string& daemon) {
+            return "WARN  [deployment.cpp][report()]: '" + kScript.string() + script +
+                   "WARN  [deployment.cpp][report()]: '" + kDaemon.string() + daemon;
+        };
+        return lines(" stop' could not be run: No such file or directory\n", " -stop' " + stop) +
+               lines(" start' could not be run: No such file or directory\n", " -start' " + start);
+    };
+    const std::string denied = "could not be run: Permission denied\n";
+    for (const bool executable : {false, true}) {
+        start_again();
+        fs::permissions(kDaemon, executable ? fs::perms(0700) : fs::perms(0600));
+        if (executable) {
+            write_program(kDaemon, "exit 3\n");
+        }
+        EXPECT_EQ(switch_to("staging"), Outcome());
+        const std::string failed = executable ? "ended with status 3\n" : denied;
+        EXPECT_EQ(log_text(), expected(failed, failed));
+        EXPECT_EQ(settings(), "{" + kProtected + ", " + kSwitched + "}\n");
+    }
 }
 
 // The store is made unwritable by a directory in the place of its lock file, before or in the
@@ -166,6 +197,8 @@ TEST_F(Deployment, UndoesWhatItBeganWhenTheStoreFails) {
     EXPECT_EQ(ran(), "");
     EXPECT_EQ(
         log_text(),
+        "WARN  [deployment.cpp][reserve_space()]: Could not reserve space to enable the agent "
+        "again: /opt/norvane/etc/settings.json.lock: cannot be locked: Is a directory\n"
         "ERROR [deployment.cpp][run_set_registration_cloud()]: Could not disable the agent\n");
 
     fs::remove(lock);
@@ -183,17 +216,72 @@ TEST_F(Deployment, UndoesWhatItBeganWhenTheStoreFails) {
     EXPECT_EQ(settings(), "{\"/agent/protection_enabled\": \"0\", " + kSwitched + "}\n");
 }
 
+// Of all signals at once, the one with the lowest number ends the tool.
 TEST_F(Deployment, HoldsSignalsUntilAllIsOnAgain) {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    std::vector<int> all;
+    for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+        const int others[] = {SIGKILL, SIGSTOP, SIGSEGV, SIGBUS,  SIGFPE,
+                              SIGILL,  SIGTRAP, SIGSYS,  SIGABRT, SIGCONT};
+        if (std::find(std::begin(others), std::end(others), signal) == std::end(others) &&
+            (signal < 32 || signal >= SIGRTMIN)) {
+            all.push_back(signal);
+        }
+    }
+    for (const std::vector<int>& signals : {{SIGINT}, {SIGTERM}, {SIGQUIT}, {SIGALRM}, all}) {
         for (const char* const step : {"stop", "-stop", "start", "-start"}) {
             SCOPED_TRACE(step);
             start_again();
-            const Outcome outcome = switch_with(step, [&](Process& tool) { tool.signal(signal); });
-            EXPECT_EQ(outcome.signal, signal);
+            const Outcome outcome = switch_with(step, [&](Process& tool) {
+                for (const int signal : signals) {
+                    tool.signal(signal);
+                }
+            });
+            EXPECT_EQ(outcome.signal, signals.front());
             EXPECT_EQ(ran(), kRan);
             EXPECT_EQ(settings(), "{" + kProtected + ", " + kSwitched + "}\n");
         }
     }
+}
+
+TEST_F(Deployment, KillsAProgramThatHangsOnceItIsToldToStop) {
+    const std::string off = "stop protection=0\n";
+    const std::string on = "start protection=0\n-start\n";
+    const std::tuple<const char*, fs::path, std::string> rows[] = {
+        {"stop", kScript, off + on},
+        {"-stop", kDaemon, kRan},
+        {"start", kScript, kRan},
+        {"-start", kDaemon, kRan},
+    };
+    for (const auto& [step, program, programs] : rows) {
+        SCOPED_TRACE(step);
+        start_again();
+        const fs::path fifo = pause_at(step);
+        Forked tool([] {
+            qx::log::start("qxagent-manage", nullptr);
+            return qx::manage::run_set_registration_cloud("staging",
+                                                          std::chrono::milliseconds(200));
+        });
+        EXPECT_EQ(read_file(fifo), "here\n");
+        tool.kill(SIGTERM);
+        EXPECT_EQ(tool.wait(), -1);
+        fs::remove(fifo);
+        EXPECT_EQ(ran(), programs);
+        EXPECT_EQ(log_text(), "WARN  [deployment.cpp][report()]: '" + program.string() + " " +
+                                  step + "' did not end and was killed\n");
+        const bool is_switched = std::string(step).ends_with("start");
+        EXPECT_EQ(settings(), "{" + kProtected + (is_switched ? ", " + kSwitched + "}\n" : "}\n"));
+    }
+}
+
+TEST_F(Deployment, TurnsProtectionOnAgainOnAFullDisk) {
+    fs::remove_all(kInstallDir / "etc");
+    fs::create_directory(kInstallDir / "etc");
+    ASSERT_EQ(::mount("tmpfs", (kInstallDir / "etc").c_str(), "tmpfs", 0, "size=32k,mode=755"), 0);
+    write_program(kScript, "cat /dev/zero 2>/dev/null >" + kInstallDir.string() + "/etc/$1\n");
+    start_again();
+    EXPECT_EQ(switch_to("staging"), Outcome{.status = 1});
+    EXPECT_EQ(settings(), "{" + kProtected + "}\n");
+    EXPECT_THAT(log_text(), Not(HasSubstr("Could not enable back")));
 }
 
 TEST_F(Deployment, IsEndedBySignalsWhileItWaitsForAnotherProcess) {

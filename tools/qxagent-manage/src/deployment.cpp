@@ -12,6 +12,9 @@
 #include "qx/settings.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <iterator>
 #include <new>
@@ -44,18 +47,9 @@ bool insist(const Step& step) noexcept {
     return false;
 }
 
-using Words = std::vector<std::string>;
-
-void run(const Words& words) noexcept {
-    // Its own status does not matter; it is negative when the program could not be run.
-    insist([&] { return qx::exec_command(words, 0) >= 0; });
-}
-
 struct Connector {
-    Words stop_service;
-    Words stop_daemon;
-    Words start_service;
-    Words start_daemon;
+    std::string script;
+    std::string daemon;
 };
 
 Connector find_connector() {
@@ -64,9 +58,68 @@ Connector find_connector() {
     script_path.add_piece(false, fmt::format("qplix-{}", kConnector).c_str());
     qx::path daemon_path(qx::common_path::programs);
     daemon_path.add_piece(false, kConnector);
-    const std::string script = script_path.to_string();
-    const std::string daemon = daemon_path.to_string();
-    return {{script, "stop"}, {daemon, "-stop"}, {script, "start"}, {daemon, "-start"}};
+    return {script_path.to_string(), daemon_path.to_string()};
+}
+
+void report(const std::string& program, const char* word, const qx::program_end& end) {
+    if (end.is_killed) {
+        QX_LOG(qx::log::level::warning, "'{} {}' did not end and was killed", program, word);
+    } else if (end.status < 0) {
+        QX_LOG(qx::log::level::warning, "'{} {}' could not be run: {}", program, word,
+               std::strerror(end.error));
+    } else if (end.status > 0) {
+        QX_LOG(qx::log::level::warning, "'{} {}' ended with status {}", program, word, end.status);
+    }
+}
+
+// Runs one of the connector's programs. Its own status does not matter; false when the program hung
+// and was killed.
+bool run(const std::string& program, const char* word, std::chrono::milliseconds grace) noexcept {
+    qx::program_end end;
+    insist([&] {
+        end = qx::run_program({program, word}, grace);
+        return end.status >= 0;
+    });
+    insist([&] {
+        report(program, word, end);
+        return true;
+    });
+    return !end.is_killed;
+}
+
+// Opens more descriptors than any step of the switch does, so that none fails for a lack of them.
+bool has_descriptors(const qx::io::descriptor& any) {
+    qx::io::descriptor spare[8];
+    for (qx::io::descriptor& fd : spare) {
+        fd.reset(qx::io::uninterrupted([&] { return ::fcntl(any.get(), F_DUPFD_CLOEXEC, 0); }));
+        if (!fd) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool can_begin(const qx::io::descriptor& turn) {
+    if (!turn) {
+        QX_LOG(qx::log::level::error, "Could not begin the switch: {:s}",
+               qx::_get_qxerrno().second.sview());
+        return false;
+    }
+    if (!has_descriptors(turn)) {
+        QX_LOG(qx::log::level::error, "Could not begin the switch: {}", std::strerror(errno));
+        return false;
+    }
+    return true;
+}
+
+// Without space for it, protection could not be switched on again.
+bool reserve_space(std::optional<qx::settings_reserve>& reserve, const std::string& protection) {
+    if (reserve.emplace(protection, "1")) {
+        return true;
+    }
+    QX_LOG(qx::log::level::warning, "Could not reserve space to enable the agent again: {:s}",
+           qx::_get_qxerrno().second.sview());
+    return false;
 }
 
 std::string default_entrypoint_key() {
@@ -106,7 +159,7 @@ cl::valuelist_struct<CloudDeployment> cloud_words() {
     return words;
 }
 
-int run_set_registration_cloud(const std::string& deployment) {
+int run_set_registration_cloud(const std::string& deployment, std::chrono::milliseconds grace) {
     const auto* const found =
         std::find_if(std::begin(qx::kCloudDeploymentMap), std::end(qx::kCloudDeploymentMap),
                      [&](const auto& entry) { return entry.first == qx::string_view(deployment); });
@@ -124,9 +177,8 @@ int run_set_registration_cloud(const std::string& deployment) {
     if (setMgmt::getKeyValue(default_entrypoint, std::string()) == entrypoint) {
         return kSuccess;
     }
-    if (!turn) {
-        QX_LOG(qx::log::level::error, "Could not begin the switch: {:s}",
-               qx::_get_qxerrno().second.sview());
+    const Connector connector = find_connector();
+    if (!can_begin(turn)) {
         return kFailure;
     }
 
@@ -138,7 +190,9 @@ int run_set_registration_cloud(const std::string& deployment) {
     }
     const std::string protection = qx::kProtectionEnabledKey.to_string();
     const bool was_protected = setMgmt::getKeyValue(protection, 0) != 0;
-    if (was_protected && setMgmt::setKey(protection, "0") < 0) {
+    std::optional<qx::settings_reserve> reserve;
+    if (was_protected &&
+        (!reserve_space(reserve, protection) || setMgmt::setKey(protection, "0") < 0)) {
         QX_LOG(qx::log::level::error, "Could not disable the agent");
         return kFailure;
     }
@@ -152,14 +206,15 @@ int run_set_registration_cloud(const std::string& deployment) {
         }
     });
 
-    const Connector connector = find_connector();
-    run(connector.stop_service);
-    run(connector.stop_daemon);
+    const bool is_stopped =
+        run(connector.script, "stop", grace) && run(connector.daemon, "-stop", grace);
     const qx::scope_guard restart([&] {
-        run(connector.start_service);
-        run(connector.start_daemon);
+        run(connector.script, "start", grace);
+        run(connector.daemon, "-start", grace);
     });
-
+    if (!is_stopped) {
+        return kFailure;
+    }
     if (setMgmt::setKey(default_entrypoint, entrypoint) < 0) {
         QX_LOG(qx::log::level::error, "Could not set default entrypoint to '{}'", entrypoint);
         return kFailure;

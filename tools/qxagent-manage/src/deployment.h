@@ -3,6 +3,7 @@
 
 #include "options.h"
 
+#include <chrono>
 #include <string>
 
 namespace qx::manage {
@@ -48,9 +49,14 @@ constexpr const char* deployment_name(CloudDeployment deployment) {
 /// gives), with the agent's protection off and the connector stopped meanwhile. Returns 0 when that
 /// entry point is in use, and 1 when nothing was changed or the entry point could not be set; both
 /// are on again then. Waits until no other process switches or writes the settings, and goes by the
-/// settings as they are then. SIGINT, SIGTERM, SIGHUP and SIGQUIT are held from the first change
-/// until protection and connector are back, also when an exception ends it.
-int run_set_registration_cloud(const std::string& deployment);
+/// settings as they are then. Nothing is changed either when descriptors are short; the log says
+/// so, and says which program could not be run or failed.
+///
+/// Signals are held from the first change until protection and connector are back, also when an
+/// exception ends it. Once SIGINT, SIGTERM, SIGHUP or SIGQUIT waits, each program has `grace` left
+/// and is killed then; a switch whose connector could not be stopped for that reason is given up.
+int run_set_registration_cloud(const std::string& deployment,
+                               std::chrono::milliseconds grace = std::chrono::seconds(10));
 
 /// Sets where the update component looks for updates. Returns the settings store's result.
 int run_set_quillet_location(const std::string& deployment);

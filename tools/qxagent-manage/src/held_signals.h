@@ -5,15 +5,15 @@
 
 namespace qx::manage {
 
-/// While it lives, SIGINT, SIGTERM, SIGHUP and SIGQUIT wait; one that came meanwhile takes its
-/// effect when it ends.
+/// While it lives, signals wait; one that came meanwhile takes its effect when it ends. SIGKILL and
+/// SIGSTOP cannot be held, and signals that tell of a fault of the program itself are not.
 class HeldSignals {
 public:
     HeldSignals() {
         sigset_t held;
-        ::sigemptyset(&held);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
-            ::sigaddset(&held, signal);
+        ::sigfillset(&held);
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
+            ::sigdelset(&held, fault);
         }
         ::pthread_sigmask(SIG_BLOCK, &held, &before_);
     }
