@@ -284,6 +284,96 @@ TEST_F(Deployment, TurnsProtectionOnAgainOnAFullDisk) {
     EXPECT_THAT(log_text(), Not(HasSubstr("Could not enable back")));
 }
 
+TEST_F(Deployment, RefusesProgramsThatAnotherUserCouldHaveReplaced) {
+    const fs::path& r = kInstallDir;
+    const auto open_to = [](const fs::path& path, fs::perms who) {
+        return [=] { fs::permissions(path, who, fs::perm_options::add); };
+    };
+    const auto give = [](const fs::path& path) {
+        return [=] { EXPECT_EQ(::lchown(path.c_str(), 1234, 1234), 0); };
+    };
+    const auto move = [](const fs::path& directory, const fs::path& to, const fs::path& link) {
+        return [=] {
+            fs::create_directories(to.parent_path());
+            fs::rename(directory, to);
+            fs::create_symlink(link, directory);
+        };
+    };
+    const auto then = [](const std::function<void()>& first, const std::function<void()>& second) {
+        return [=] {
+            first();
+            second();
+        };
+    };
+    const auto refused = [](const fs::path& program, const fs::path& path, const std::string& why) {
+        return "ERROR [deployment.cpp][can_be_run()]: Will not run '" + program.string() + "': '" +
+               path.string() + "' " + why + "\n";
+    };
+    const std::string others = "can be written by others";
+    const std::string stranger = "belongs to user 1234";
+    const fs::path init = kScript.parent_path();
+    const fs::path outside = "/opt/outside/init.d";
+    const fs::perms all = fs::perms::others_write;
+    const struct {
+        const char* what;
+        std::function<void()> prepare;
+        std::string log = {};
+        bool needs_users = false;
+    } rows[] = {
+        {"the install directory", open_to(r, all), refused(kScript, r, others)},
+        {"the configuration", open_to(r / "etc", all), refused(kScript, r / "etc", others)},
+        {"the scripts", open_to(init, all), refused(kScript, init, others)},
+        {"a script", open_to(kScript, all), refused(kScript, kScript, others)},
+        {"the programs", open_to(r / "bin", all), refused(kDaemon, r / "bin", others)},
+        {"a program", open_to(kDaemon, all), refused(kDaemon, kDaemon, others)},
+        {"a directory without the script", then(open_to(init, all), [] { fs::remove(kScript); }),
+         refused(kScript, init, others)},
+        {"a group's directory", open_to(r / "etc", fs::perms::group_write),
+         "WARN  [deployment.cpp][can_be_run()]: '/opt/norvane/etc' can be written by its group\n"},
+        {"a link inside", move(init, r / "shared/init.d", "../shared/init.d")},
+        {"a link inside to what others may write",
+         then(move(init, r / "shared/init.d", "../shared/init.d"), open_to(r / "shared", all)),
+         refused(kScript, r / "shared", others)},
+        {"a link that leads to itself", then(move(init, r / "shared/init.d", "init.d"), [] {}),
+         "ERROR [deployment.cpp][can_be_run()]: Will not run '" + kScript.string() + "': '" +
+             kScript.string() + "' has too many links\n"},
+        {"a link outside", move(init, outside, outside), "", true},
+        {"a link to what others may write",
+         then(move(init, outside, outside), open_to(outside.parent_path(), all)),
+         refused(kScript, outside.parent_path(), others), true},
+        {"a stranger's link", then(move(init, outside, outside), give(init)),
+         refused(kScript, init, stranger), true},
+        {"a stranger's directory", give(r / "bin"), refused(kDaemon, r / "bin", stranger), true},
+        {"a stranger's program", give(kScript), refused(kScript, kScript, stranger), true},
+        {"the owner of the install directory", then(give(r), give(kScript)), "", true},
+        {"the agent's user",
+         then(give(kScript),
+              [] {
+                  write_file("/etc/passwd", "norvane-plix:x:1234:1234::/opt/norvane:/bin/false\n");
+              }),
+         "", true},
+    };
+    const bool has_users = static_cast<bool>(OtherUser(1234));
+    for (const auto& [what, prepare, log, needs_users] : rows) {
+        SCOPED_TRACE(what);
+        for (const fs::path& path : {r / "etc", r / "bin", r / "shared", outside.parent_path()}) {
+            fs::remove_all(path);
+        }
+        ASSERT_EQ(::lchown(r.c_str(), 0, 0), 0);
+        fs::permissions(r, fs::perms(0755));
+        write_programs();
+        start_again();
+        if (needs_users && !has_users) {
+            continue;
+        }
+        prepare();
+        const bool is_refused = log.starts_with("ERROR");
+        EXPECT_EQ(switch_to("staging"), Outcome{.status = is_refused ? 1 : 0});
+        EXPECT_EQ(log_text(), log);
+        EXPECT_EQ(ran(), is_refused ? "" : kRan);
+    }
+}
+
 TEST_F(Deployment, IsEndedBySignalsWhileItWaitsForAnotherProcess) {
     for (const char* const lock : {".lock", ".switch"}) {
         for (const int signal : {SIGINT, SIGTERM}) {

@@ -8,6 +8,7 @@
 #include "qx/io.h"
 #include "qx/log.h"
 #include "qx/path.h"
+#include "qx/program_check.h"
 #include "qx/scope_guard.h"
 #include "qx/settings.h"
 
@@ -99,7 +100,21 @@ bool has_descriptors(const qx::io::descriptor& any) {
     return true;
 }
 
-bool can_begin(const qx::io::descriptor& turn) {
+bool can_be_run(const Connector& connector) {
+    qx::program_check check;
+    for (const std::string& program : {connector.script, connector.daemon}) {
+        if (!check.accepts(program)) {
+            QX_LOG(qx::log::level::error, "Will not run '{}': {}", program, check.reason());
+            return false;
+        }
+    }
+    for (const std::string& path : check.group_writable()) {
+        QX_LOG(qx::log::level::warning, "'{}' can be written by its group", path);
+    }
+    return true;
+}
+
+bool can_begin(const qx::io::descriptor& turn, const Connector& connector) {
     if (!turn) {
         QX_LOG(qx::log::level::error, "Could not begin the switch: {:s}",
                qx::_get_qxerrno().second.sview());
@@ -109,7 +124,7 @@ bool can_begin(const qx::io::descriptor& turn) {
         QX_LOG(qx::log::level::error, "Could not begin the switch: {}", std::strerror(errno));
         return false;
     }
-    return true;
+    return can_be_run(connector);
 }
 
 // Without space for it, protection could not be switched on again.
@@ -178,7 +193,7 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
         return kSuccess;
     }
     const Connector connector = find_connector();
-    if (!can_begin(turn)) {
+    if (!can_begin(turn, connector)) {
         return kFailure;
     }
 

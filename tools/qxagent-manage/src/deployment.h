@@ -49,8 +49,9 @@ constexpr const char* deployment_name(CloudDeployment deployment) {
 /// gives), with the agent's protection off and the connector stopped meanwhile. Returns 0 when that
 /// entry point is in use, and 1 when nothing was changed or the entry point could not be set; both
 /// are on again then. Waits until no other process switches or writes the settings, and goes by the
-/// settings as they are then. Nothing is changed either when descriptors are short; the log says
-/// so, and says which program could not be run or failed.
+/// settings as they are then. Nothing is changed either when descriptors are short or another user
+/// could have replaced one of the connector's programs; the log says so, and says which program
+/// could not be run or failed.
 ///
 /// Signals are held from the first change until protection and connector are back, also when an
 /// exception ends it. Once SIGINT, SIGTERM, SIGHUP or SIGQUIT waits, each program has `grace` left
