@@ -97,6 +97,8 @@ const std::vector<Call> kCalls = {
     {"lstat", {EIO, EACCES, ENOMEM}},
     {"fchmod", {EPERM, EIO, EROFS}},
     {"dup2", {EMFILE, EBUSY}},
+    {"chdir", {EIO, EACCES}},
+    {"fallocate", {ENOSPC, EOPNOTSUPP, EFBIG, EIO, EINTR}},
     {"execve", {ENOMEM, EACCES, E2BIG, ENOEXEC, ETXTBSY}},
     {"fork", {EAGAIN, ENOMEM}},
     {"waitpid", {ECHILD, EINTR}},
@@ -132,6 +134,7 @@ std::map<std::string, std::string> fault_environment(const std::string& fault) {
     fs::remove(kJournal);
     return {{"LD_PRELOAD", QX_FAULTS},
             {"QX_FAULT", fault},
+            {"QX_FAULT_FILL", kFill},
             {"QX_FAULT_REPORT", kReport},
             {"QX_FAULT_JOURNAL", kJournal}};
 }

@@ -102,6 +102,7 @@ TEST_F(FaultsOfListen, AreTriedForEachCallThatTheToolMakes) {
         }
     };
     note(listen("").run);
+    write_file(kSettingsFile, R"({"/agent/protection_enabled": "1"})");
     note(run_tool_with_fault({"set_registration_cloud", "--cloud=staging"}, ""));
     // Everybody may write there, so that modes are corrected and a line is logged.
     fs::permissions(kInstallDir / "etc", fs::perms(0777));
@@ -121,8 +122,8 @@ TEST_F(FaultsOfListen, AreTriedForEachCallThatTheToolMakes) {
         nm -D "$1" | sed -n 's/.* T //p' >/opt/wrapped
         nm -D "$0" | sed -n 's/.* U \([a-z_0-9]*\).*/\1/p' | grep -xFf /opt/calls | grep -vxFf /opt/wrapped)",
                          QX_TOOL, QX_FAULTS}),
-              "clock_gettime\nftruncate\ngeteuid\ngetpid\ngetrlimit\ngettimeofday\nlseek\n"
-              "sched_yield\nsigaction\nsignal\ntimer_settime\n");
+              "clock_gettime\nftruncate\ngeteuid\ngetpid\ngetrandom\ngetrlimit\ngettimeofday\n"
+              "kill\nlseek\nsched_yield\nsigaction\nsignal\nsigpending\ntimer_settime\numask\n");
 }
 
 } // namespace

@@ -5,8 +5,10 @@
 #include "fault.h"
 #include "operations.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <functional>
+#include <sys/mount.h>
 
 namespace {
 
@@ -29,13 +31,19 @@ const std::string kSettings = document(true, true, false);
 class Scene : public ::testing::Test {
 protected:
     Scene() {
+        // A disk of its own, so that it can get full.
+        fs::create_directories(kSettingsFile.parent_path());
+        require(::mount("tmpfs", kSettingsFile.parent_path().c_str(), "tmpfs", 0,
+                        "size=64k,mode=755") == 0,
+                "mount");
         for (const char* const program : {"etc/init.d/qplix-qxcloudd", "bin/qxcloudd"}) {
             write_program(kInstallDir / program, "echo \"$1\" >>" + kRan.string() + "\n");
         }
     }
 
-    static FaultyRun run(const OperationCall& operation, const std::string& fault,
-                         const std::string& settings = kSettings) {
+    static void prepare(const OperationCall& operation, const std::string& settings = kSettings) {
+        fs::remove(kFill);
+        fs::remove(kSettingsFile.string() + ".reserve");
         write_file(kSettingsFile, settings);
         fs::permissions(kSettingsFile, fs::perms(0644));
         // Where everybody may write, a line is logged.
@@ -43,16 +51,25 @@ protected:
                         fs::perms(operation.title() == "set_quillet_location" ? 0777 : 0755));
         write_file(kRan, "");
         fs::remove(kLogFile);
+    }
+
+    static FaultyRun run(const OperationCall& operation, const std::string& fault,
+                         const std::string& settings = kSettings) {
+        prepare(operation, settings);
         return run_tool_with_fault(operation.words(), fault);
     }
 
     static std::string log() { return fs::exists(kLogFile) ? read_file(kLogFile) : ""; }
 
-    static void check_directory() {
+    // Of the space for the undo, the name stays when it cannot be removed.
+    static void check_directory(const std::string& call = "") {
         for (const auto& entry : fs::directory_iterator(kSettingsFile.parent_path())) {
-            EXPECT_THAT(
-                entry.path().filename().string(),
-                AnyOf("settings.json", "settings.json.lock", "settings.json.switch", "init.d"));
+            const std::string name = entry.path().filename();
+            const bool may_stay =
+                call == "unlink" || call == "lstat" || call == "fstat" || call == "alloc";
+            EXPECT_TRUE((may_stay && name == "settings.json.reserve") ||
+                        std::find(std::begin(kNames), std::end(kNames), name) != std::end(kNames))
+                << name;
         }
     }
 
@@ -66,16 +83,20 @@ protected:
         }
     }
 
-    // A program of which nobody can learn how it went is run again.
+    // A program of which nobody can learn how it went is run again. What could not be run, or
+    // failed, is in the log.
     static void check_connector(const std::string& call) {
         const std::string again = call == "waitpid" || call == "read" ? "+" : "";
+        const bool some_failed = log().find("[report()]") != std::string::npos;
         std::string whole;
         for (const char* const line : {"stop", "-stop", "start", "-start"}) {
-            whole += "(" + std::string(line) + "\n)" + again;
+            whole += "(" + std::string(line) + "\n)" + (some_failed ? "*" : again);
         }
         EXPECT_THAT(read_file(kRan), MatchesRegex("(" + whole + ")?"));
     }
 
+    static inline const std::string kNames[] = {"settings.json", "settings.json.lock",
+                                                "settings.json.switch", "init.d", "fill"};
     static inline const fs::path kRan = "/opt/ran";
 
     Simulator simulator_{R"({"commands": {"va_start": [{"status": 0, "times": 0}],
@@ -83,18 +104,46 @@ protected:
         "start_cloud_registration": [{"status": 0, "times": 0}]}})"};
 };
 
-TEST_F(Scene, EndsWithASignalBeforeOrAfterTheCloudIsSwitched) {
-    const FaultyRun untouched = run(kSwitch, "");
-    const long calls = untouched.calls.at("any");
+/// What can happen at any moment: each signal that ends a program, a full disk, and that nothing
+/// more can be opened.
+std::vector<std::string> events() {
+    std::vector<std::string> all = {"full", "files"};
+    for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+        const int others[] = {SIGKILL, SIGSTOP, SIGTSTP,  SIGTTIN, SIGTTOU, SIGCONT,
+                              SIGCHLD, SIGURG,  SIGWINCH, SIGXFSZ, SIGSEGV, SIGBUS,
+                              SIGFPE,  SIGILL,  SIGTRAP,  SIGSYS,  SIGABRT};
+        if (std::find(std::begin(others), std::end(others), signal) == std::end(others) &&
+            (signal < 32 || signal >= SIGRTMIN)) {
+            all.push_back("signal" + std::to_string(signal));
+        }
+    }
+    return all;
+}
+
+TEST_F(Scene, SwitchesTheCloudOrNotWhateverHappensAtAnyCall) {
+    const long calls = run(kSwitch, "").calls.at("any");
     EXPECT_GT(calls, 50);
-    for (long at = 1; at <= calls; at += fault_step(5)) {
-        SCOPED_TRACE(at);
-        const FaultyRun ended = run(kSwitch, Fault{"any", at, "term"}.text());
-        EXPECT_EQ(ended.outcome.signal, ended.fired ? SIGTERM : 0);
-        EXPECT_THAT(read_file(kSettingsFile), AnyOf(kSettings, document(true, false, true)));
-        EXPECT_EQ(log(), "");
-        check_directory();
-        check_connector("any");
+    std::size_t number = 0;
+    for (long at = 1; at <= calls; ++at) {
+        for (const std::string& event : events()) {
+            if (number++ % fault_step(61) != 0) {
+                continue;
+            }
+            const Fault fault = {"any", at, event};
+            SCOPED_TRACE(fault.text());
+            const FaultyRun ended = run(kSwitch, fault.text());
+            check_directory();
+            check_connector("any");
+            check_switch(ended.outcome);
+            if (event.starts_with("signal")) {
+                EXPECT_EQ(ended.outcome.signal, ended.fired ? std::stoi(event.substr(6)) : 0);
+                EXPECT_THAT(read_file(kSettingsFile),
+                            AnyOf(kSettings, document(true, false, true)));
+                EXPECT_EQ(log(), "");
+            }
+            EXPECT_TRUE(event == "files" ||
+                        read_file(kSettingsFile).find(R"(enabled": "1")") != std::string::npos);
+        }
     }
 }
 
@@ -130,14 +179,20 @@ protected:
             EXPECT_EQ(run.outcome.status, 0);
         }
         check_output(run.outcome);
-        if (GetParam().name == std::string(kSwitch.name)) {
-            check_switch(run.outcome);
+        check_settings(run.outcome);
+        check_directory(fault.call);
+        check_connector(fault.call);
+    }
+
+    [[nodiscard]] static bool is_switch() { return GetParam().name == std::string(kSwitch.name); }
+
+    void check_settings(const Outcome& outcome) {
+        if (is_switch()) {
+            check_switch(outcome);
         } else {
             // Short of memory, jansson may read a key with a character missing and tell nobody.
-            EXPECT_EQ(read_file(kSettingsFile), run.outcome.status == 0 ? after_ : kSettings);
+            EXPECT_EQ(read_file(kSettingsFile), outcome.status == 0 ? after_ : kSettings);
         }
-        check_directory();
-        check_connector(fault.call);
     }
 
     void check_output(const Outcome& outcome) {
@@ -163,6 +218,43 @@ TEST_P(Faults, OfEachCall) {
     for (const Fault& fault : list_faults(untouched_, 23, phase)) {
         SCOPED_TRACE(fault.text());
         check(fault, run(GetParam(), fault.text()));
+    }
+}
+
+/// Few descriptors, short files, a full disk: how the tool is started under each.
+std::vector<std::vector<std::string>> limits() {
+    std::vector<std::vector<std::string>> all;
+    for (int files = 3; files <= 20; ++files) {
+        all.push_back({"prlimit", "--nofile=" + std::to_string(files), QX_TOOL});
+    }
+    for (const int bytes : {0, 60, 90, 120, 5000}) {
+        all.push_back({"sh", "-c", "trap '' XFSZ; exec \"$@\"", "sh", "prlimit",
+                       "--fsize=" + std::to_string(bytes), QX_TOOL});
+    }
+    all.push_back({"sh", "-c", "cat /dev/zero >" + kFill.string() + " 2>/dev/null; exec \"$@\"",
+                   "sh", QX_TOOL});
+    return all;
+}
+
+TEST_P(Faults, UnderEachLimit) {
+    untouched_ = run(GetParam(), "");
+    after_ = read_file(kSettingsFile);
+    std::size_t number = std::hash<std::string>()(GetParam().title()) % 1000;
+    for (std::vector<std::string> words : limits()) {
+        if (number++ % fault_step(is_switch() ? 1 : 7) != 0) {
+            continue;
+        }
+        SCOPED_TRACE(::testing::PrintToString(words));
+        const std::vector<std::string> operation = GetParam().words();
+        words.insert(words.end(), operation.begin(), operation.end());
+        prepare(GetParam());
+        const Outcome outcome = qx::test::run(words);
+        // 127 is the loader's.
+        EXPECT_THAT(outcome.status, AnyOf(0, 1, 255, 127)) << outcome.signal;
+        check_output(outcome);
+        check_settings(outcome);
+        check_directory();
+        check_connector("");
     }
 }
 

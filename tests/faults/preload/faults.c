@@ -4,8 +4,9 @@
  * QX_FAULT=FAULT or FAULT,FAULT: a FAULT is CALL:N:ACTION, the N-th call (from 1, children counted
  * too) of CALL meets ACTION. CALL is the name of a function, "alloc" (malloc, calloc, realloc) or
  * "any" (all but those). ACTION is an error number, "short" (half of what a read or write is asked
- * for), "kill" (SIGKILL instead of the call), "tear" (the same, after half of a write) or "term"
- * (SIGTERM to the program before the call).
+ * for), "kill" (SIGKILL instead of the call), "tear" (the same, after half of a write), "signalN"
+ * (signal N to the program before the call), "full" (the file system of the file QX_FAULT_FILL gets
+ * full before the call) or "files" (from this call on, nothing can be opened any more).
  *
  * QX_FAULT_REPORT=FILE gets the line "fired" at a fault; at a normal end "call NAME COUNT" for what
  * was called, "live SIZE" for each block that the program still has, "open FD" for each descriptor
@@ -35,6 +36,7 @@
 #include <sys/epoll.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -42,7 +44,7 @@
 #include <time.h>
 #include <unistd.h>
 
-enum action { NOTHING, FAIL, SHORT, KILL, TEAR, TERM };
+enum action { NOTHING, FAIL, SHORT, KILL, TEAR, SIGNAL, FULL, FILES };
 
 static struct fault {
     char call[32];
@@ -53,6 +55,7 @@ static struct fault {
 static const size_t kMostFaults = sizeof wanted / sizeof wanted[0];
 static char report[256];
 static char journal[256];
+static char fill[256];
 static bool inherited[256]; /* descriptors that were open at the start */
 static pid_t program_id;
 
@@ -137,6 +140,22 @@ static const struct fault* find_fault(const char* name) {
     return NULL;
 }
 
+static void fill_disk(void) {
+    static const char zeros[4096];
+    const long fd = syscall(SYS_openat, AT_FDCWD, fill, O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    while (fd >= 0 && syscall(SYS_write, (int)fd, zeros, sizeof zeros) > 0) {
+    }
+    syscall(SYS_close, (int)fd);
+}
+
+/* Sets the program's limit of descriptors to its hard limit, or to none. */
+static void allow_files(bool allowed) {
+    struct rlimit limit;
+    syscall(SYS_prlimit64, program_id, RLIMIT_NOFILE, NULL, &limit);
+    limit.rlim_cur = allowed ? limit.rlim_max : 0;
+    syscall(SYS_prlimit64, program_id, RLIMIT_NOFILE, &limit, NULL);
+}
+
 /* What meets this call. */
 static enum action meets(const char* name) {
     const struct fault* const fault = find_fault(name);
@@ -149,8 +168,16 @@ static enum action meets(const char* name) {
     if (fault->action == KILL) {
         die();
     }
-    if (fault->action == TERM) {
-        syscall(SYS_kill, program_id, SIGTERM);
+    if (fault->action == SIGNAL) {
+        syscall(SYS_kill, program_id, fault->error);
+        return NOTHING;
+    }
+    if (fault->action == FULL) {
+        fill_disk();
+        return NOTHING;
+    }
+    if (fault->action == FILES) {
+        allow_files(false);
         return NOTHING;
     }
     errno = fault->error;
@@ -202,6 +229,8 @@ WRAP(int, -1, poll, (struct pollfd * polled, nfds_t count, int timeout), (polled
 WRAP(int, -1, fstat, (int fd, struct stat* status), (fd, status))
 WRAP(int, -1, stat, (const char* path, struct stat* status), (path, status))
 WRAP(int, -1, lstat, (const char* path, struct stat* status), (path, status))
+WRAP(int, -1, fallocate, (int fd, int mode, off_t offset, off_t length), (fd, mode, offset, length))
+WRAP(int, -1, chdir, (const char* path), (path))
 WRAP(int, -1, fchmod, (int fd, mode_t mode), (fd, mode))
 WRAP(int, -1, fchown, (int fd, uid_t owner, gid_t group), (fd, owner, group))
 WRAP(int, -1, dup2, (int fd, int copy), (fd, copy))
@@ -420,17 +449,23 @@ static void parse(const char* text, struct fault* fault) {
     if (sscanf(text, "%31[^:]:%ld:%15[^,]", fault->call, &fault->at, action) != 3) {
         return;
     }
-    fault->error = atoi(action);
-    fault->action = strcmp(action, "short") == 0  ? SHORT
-                    : strcmp(action, "kill") == 0 ? KILL
-                    : strcmp(action, "tear") == 0 ? TEAR
-                    : strcmp(action, "term") == 0 ? TERM
-                                                  : FAIL;
+    const bool is_signal = sscanf(action, "signal%d", &fault->error) == 1;
+    if (!is_signal) {
+        fault->error = atoi(action);
+    }
+    fault->action = is_signal                      ? SIGNAL
+                    : strcmp(action, "short") == 0 ? SHORT
+                    : strcmp(action, "kill") == 0  ? KILL
+                    : strcmp(action, "tear") == 0  ? TEAR
+                    : strcmp(action, "full") == 0  ? FULL
+                    : strcmp(action, "files") == 0 ? FILES
+                                                   : FAIL;
 }
 
 __attribute__((constructor)) static void start(void) {
     char fault[64] = "";
     take("QX_FAULT", fault, sizeof fault);
+    take("QX_FAULT_FILL", fill, sizeof fill);
     take("QX_FAULT_JOURNAL", journal, sizeof journal);
     take("QX_FAULT_REPORT", report, sizeof report);
     unsetenv("LD_PRELOAD");
@@ -454,6 +489,7 @@ __attribute__((destructor)) static void finish(void) {
     if (report[0] == '\0') {
         return;
     }
+    allow_files(true);
     char line[64];
     for (size_t i = 0; tally != NULL && i < kNames && tally[i].name != NULL; ++i) {
         snprintf(line, sizeof line, "call %s %ld\n", tally[i].name, tally[i].calls);
