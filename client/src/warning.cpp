@@ -21,7 +21,7 @@ constinit installed_listener installed;
 } // namespace
 
 void warn(const char* text) {
-    listener current;
+    listener current = {};
     {
         const mutex_guard lock(installed.guard);
         current = installed.current;

@@ -17,8 +17,8 @@ constexpr unsigned kNobody = 65534;
 
 class Trust : public Agent {
 protected:
-    Trust() { qx_plix_set_warning_cb(Inbox::note, &warnings); }
-    ~Trust() override { qx_plix_set_warning_cb(nullptr, nullptr); }
+    void SetUp() override { qx_plix_set_warning_cb(Inbox::note, &warnings); }
+    void TearDown() override { qx_plix_set_warning_cb(nullptr, nullptr); }
 
     // False where there are no other users.
     bool restart_as(unsigned uid) {

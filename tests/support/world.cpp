@@ -72,12 +72,13 @@ void enter_private_namespaces(char** argv) {
     if (kEmulated) {
         words.emplace_back(QX_EMULATOR);
     }
+    for (char** word = argv; *word != nullptr; ++word) {
+        words.emplace_back(*word);
+    }
     std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
     for (std::string& word : words) {
         pointers.push_back(word.data());
-    }
-    for (char** word = argv; *word != nullptr; ++word) {
-        pointers.push_back(*word);
     }
     pointers.push_back(nullptr);
     ::execvp("unshare", pointers.data());

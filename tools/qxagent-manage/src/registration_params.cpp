@@ -34,8 +34,7 @@ bool read_standard_input(std::string& input) {
 // A zero byte would end a text too early.
 std::optional<Pair> split_line(qx::string_view line) {
     const std::size_t equals = line.find("=");
-    const qx::string_view zero("", 1);
-    if (equals == qx::string_view::npos || line.find(zero) != qx::string_view::npos) {
+    if (equals == qx::string_view::npos || std::memchr(line.data(), '\0', line.size()) != nullptr) {
         return std::nullopt;
     }
     return Pair{line.substr(0, equals), line.substr(equals + 1)};
