@@ -25,7 +25,8 @@ const std::vector<std::string> kOneEvent = {"--events=QX_PLIX_DEVICE_DISCOVERY"}
 /// A listener for one event whose standard output the shell redirects. `before` is run first.
 std::vector<std::string> redirected(const std::string& redirection,
                                     const std::string& before = "") {
-    return {"sh", "-c", before + "exec " + QX_TOOL + " listen " + kOneEvent[0] + redirection};
+    // Other shells take only descriptors of one digit.
+    return {"bash", "-c", before + "exec " + QX_TOOL + " listen " + kOneEvent[0] + redirection};
 }
 
 /// Whether a program is inside a system call on its standard output.
