@@ -2,6 +2,7 @@
 
 #include "install_directory.h"
 #include "log_file.h"
+#include "qx/escape.h"
 #include "qx/scope_guard.h"
 
 #include <algorithm>
@@ -84,53 +85,12 @@ void fill_placeholder(std::string& line, level severity) {
     }
 }
 
-bool continues_character(string_view text, std::size_t at) {
-    for (std::size_t back = 1; back <= 3 && back <= at; ++back) {
-        const auto byte = static_cast<unsigned char>(text[at - back]);
-        if (byte < 0x80 || byte > 0xbf) {
-            return byte >= (back == 3 ? 0xf0 : back == 2 ? 0xe0 : 0xc2);
-        }
-    }
-    return false;
-}
-
-// How many bytes the control character at `at` has, in UTF-8 or as a single byte; 0 for any other
-// character.
-std::size_t control_size(string_view text, std::size_t at) {
-    const auto is_c1 = [&](std::size_t index) {
-        return static_cast<unsigned char>(text[index]) >> 5 == 0x80 >> 5;
-    };
-    const auto byte = static_cast<unsigned char>(text[at]);
-    if (byte < 0x80) {
-        return byte < 0x20 || byte == 0x7f ? 1 : 0;
-    }
-    if (byte == 0xc2 && at + 1 < text.size() && is_c1(at + 1)) {
-        return 2;
-    }
-    return is_c1(at) && !continues_character(text, at) ? 1 : 0;
-}
-
-// A value from outside must neither forge a line nor control the terminal of who reads the log.
+// A value from outside must neither forge a line nor control the terminal of whoever reads the log.
 void escape_controls(std::string& line) {
-    constexpr char digits[] = "0123456789abcdef";
-    const bool has_end = !line.empty() && line.back() == '\n';
-    const string_view text(line.data(), line.size() - (has_end ? 1 : 0));
-    std::string escaped;
-    std::size_t copied = 0;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const std::size_t size = control_size(text, at);
-        if (size == 0) {
-            continue;
-        }
-        escaped.append(line, copied, at - copied);
-        for (copied = at; copied < at + size; ++copied) {
-            const auto byte = static_cast<unsigned char>(line[copied]);
-            escaped.append({'\\', 'x', digits[byte >> 4], digits[byte & 0xf]});
-        }
-        at = copied - 1;
-    }
-    if (copied > 0) {
-        line = escaped.append(line, copied);
+    const std::size_t end = line.ends_with('\n') ? 1 : 0;
+    const string_view text(line.data(), line.size() - end);
+    if (!is_printable_ascii(text)) {
+        line = shown(text) + std::string(end, '\n');
     }
 }
 
