@@ -108,14 +108,8 @@ protected:
 /// more can be opened.
 std::vector<std::string> events() {
     std::vector<std::string> all = {"full", "files"};
-    for (int signal = 1; signal <= SIGRTMAX; ++signal) {
-        const int others[] = {SIGKILL, SIGSTOP, SIGTSTP,  SIGTTIN, SIGTTOU, SIGCONT,
-                              SIGCHLD, SIGURG,  SIGWINCH, SIGXFSZ, SIGSEGV, SIGBUS,
-                              SIGFPE,  SIGILL,  SIGTRAP,  SIGSYS,  SIGABRT};
-        if (std::find(std::begin(others), std::end(others), signal) == std::end(others) &&
-            (signal < 32 || signal >= SIGRTMIN)) {
-            all.push_back("signal" + std::to_string(signal));
-        }
+    for (const int signal : ending_signals()) {
+        all.push_back("signal" + std::to_string(signal));
     }
     return all;
 }

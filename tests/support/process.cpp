@@ -44,6 +44,15 @@ std::chrono::milliseconds since(Clock::time_point start) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
 }
 
+std::vector<int> ending_signals() {
+    std::vector<int> all = {SIGHUP,  SIGINT,  SIGQUIT,   SIGUSR1, SIGUSR2,   SIGPIPE, SIGALRM,
+                            SIGTERM, SIGXCPU, SIGVTALRM, SIGPROF, SIGSTKFLT, SIGIO,   SIGPWR};
+    for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) {
+        all.push_back(signal);
+    }
+    return all;
+}
+
 Process::Process(const std::vector<std::string>& argv,
                  const std::map<std::string, std::string>& environment) {
     ::signal(SIGPIPE, SIG_IGN);

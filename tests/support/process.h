@@ -30,6 +30,9 @@ void wait_until(const Condition& holds) {
     }
 }
 
+/// The signals that end a program and can be held, in their order.
+std::vector<int> ending_signals();
+
 /// How a program ended and what it wrote.
 struct Outcome {
     int status = 0; ///< exit status; -1 when a signal ended it

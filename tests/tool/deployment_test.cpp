@@ -6,7 +6,6 @@
 #include "forked.h"
 #include "qx/log.h"
 
-#include <algorithm>
 #include <fcntl.h>
 #include <sstream>
 #include <sys/file.h>
@@ -218,15 +217,8 @@ TEST_F(Deployment, UndoesWhatItBeganWhenTheStoreFails) {
 
 // Of all signals at once, the one with the lowest number ends the tool.
 TEST_F(Deployment, HoldsSignalsUntilAllIsOnAgain) {
-    std::vector<int> all;
-    for (int signal = 1; signal <= SIGRTMAX; ++signal) {
-        const int others[] = {SIGKILL, SIGSTOP, SIGSEGV, SIGBUS,  SIGFPE,
-                              SIGILL,  SIGTRAP, SIGSYS,  SIGABRT, SIGCONT};
-        if (std::find(std::begin(others), std::end(others), signal) == std::end(others) &&
-            (signal < 32 || signal >= SIGRTMIN)) {
-            all.push_back(signal);
-        }
-    }
+    std::vector<int> all = ending_signals();
+    all.insert(all.end(), {SIGTSTP, SIGTTIN, SIGTTOU});
     for (const std::vector<int>& signals : {{SIGINT}, {SIGTERM}, {SIGQUIT}, {SIGALRM}, all}) {
         for (const char* const step : {"stop", "-stop", "start", "-start"}) {
             SCOPED_TRACE(step);
