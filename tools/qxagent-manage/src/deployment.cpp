@@ -137,6 +137,14 @@ bool reserve_space(std::optional<qx::settings_reserve>& reserve, const std::stri
     return false;
 }
 
+// Empty when the deployment is unknown.
+std::string find_entrypoint(const std::string& deployment) {
+    const auto* const found =
+        std::find_if(std::begin(qx::kCloudDeploymentMap), std::end(qx::kCloudDeploymentMap),
+                     [&](const auto& entry) { return entry.first == qx::string_view(deployment); });
+    return found == std::end(qx::kCloudDeploymentMap) ? "" : found->second;
+}
+
 std::string default_entrypoint_key() {
     qx::path key(qx::kCirrelEntrypointsKey);
     key.add_piece(false, "default");
@@ -175,14 +183,11 @@ cl::valuelist_struct<CloudDeployment> cloud_words() {
 }
 
 int run_set_registration_cloud(const std::string& deployment, std::chrono::milliseconds grace) {
-    const auto* const found =
-        std::find_if(std::begin(qx::kCloudDeploymentMap), std::end(qx::kCloudDeploymentMap),
-                     [&](const auto& entry) { return entry.first == qx::string_view(deployment); });
-    if (found == std::end(qx::kCloudDeploymentMap)) {
+    const std::string entrypoint = find_entrypoint(deployment);
+    if (entrypoint.empty()) {
         QX_LOG(qx::log::level::error, "Entrypoint for deployment '{}' not found", deployment);
         return kFailure;
     }
-    const std::string entrypoint = found->second;
     const std::string default_entrypoint = default_entrypoint_key();
     // Another switch may have changed the store since the program started.
     const qx::io::descriptor turn = qx::lock_switch();
