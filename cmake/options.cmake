@@ -1,5 +1,6 @@
 # qx_options: what every target of the project is compiled with.
-# qx_product: on top of it, what is shipped: sections collected, optimised at link time.
+# qx_hardened: what limits the use that an attacker can make of a fault: for the tool, the library and the simulator.
+# qx_product: both, for what is shipped: sections collected, optimised at link time.
 
 find_package(Threads REQUIRED)
 
@@ -22,8 +23,19 @@ if(QX_SANITIZE_FLAGS)
   target_link_options(qx_options INTERFACE ${QX_SANITIZE_FLAGS})
 endif()
 
+# For the router, the toolchain file says the same, so that it also holds for the libraries built there.
+add_library(qx_hardened INTERFACE)
+if(NOT QX_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
+  target_compile_options(qx_hardened INTERFACE -fPIE -fstack-protector-strong)
+  # The C library warns about this macro when code is not optimised.
+  target_compile_options(qx_hardened INTERFACE "$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+  # With it, g++ wants results used that the code casts to void; clang sees to those that must be.
+  target_compile_options(qx_hardened INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-unused-result>)
+  target_link_options(qx_hardened INTERFACE -pie -Wl,-z,relro -Wl,-z,now)
+endif()
+
 add_library(qx_product INTERFACE)
-target_link_libraries(qx_product INTERFACE qx_options)
+target_link_libraries(qx_product INTERFACE qx_options qx_hardened)
 if(NOT QX_SANITIZE)
   target_compile_options(qx_product INTERFACE -ffunction-sections -fdata-sections)
   target_link_options(qx_product INTERFACE -Wl,--gc-sections -Wl,-O1)

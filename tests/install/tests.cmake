@@ -18,4 +18,5 @@ if(CMAKE_CROSSCOMPILING)
 endif()
 target_include_directories(install_tests PRIVATE install)
 target_compile_definitions(install_tests PRIVATE QX_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
-  QX_BUILD_DIR="${PROJECT_BINARY_DIR}" QX_ROUTER_ARCHIVE="${QX_ROUTER_ARCHIVE}")
+  QX_BUILD_DIR="${PROJECT_BINARY_DIR}" QX_ROUTER_ARCHIVE="${QX_ROUTER_ARCHIVE}"
+  QX_SHIPPED_CODE="$<TARGET_FILE:qx_plix>:$<TARGET_FILE:qx_utils>:$<TARGET_FILE:qxagent_manage_parts>:$<JOIN:$<TARGET_OBJECTS:qxbrokerd-sim>,:>")
