@@ -16,10 +16,11 @@ set(CMAKE_CXX_COMPILER_TARGET ${CMAKE_SYSTEM_PROCESSOR}-linux-musl)
 # Programs are optimised when they are linked. One set of flags for all of them, CMake's own trials included: each other
 # set would make the compiler build its own libraries once more. jansson, in C, takes part; of the project, what is
 # shipped does (options.cmake).
-set(CMAKE_C_FLAGS_INIT "-Os -flto -ffunction-sections -fdata-sections")
-set(CMAKE_CXX_FLAGS_INIT "-Os")
+set(hardening "-fPIE -fstack-protector-strong")
+set(CMAKE_C_FLAGS_INIT "-Os -flto -ffunction-sections -fdata-sections ${hardening}")
+set(CMAKE_CXX_FLAGS_INIT "-Os ${hardening}")
 set(CMAKE_TRY_COMPILE_CONFIGURATION MinSizeRel)
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-flto -static -s -Wl,--gc-sections")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-flto -static -pie -s -Wl,--gc-sections -Wl,-z,relro -Wl,-z,now")
 
 # The compiler makes none.
 set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
