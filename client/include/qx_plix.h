@@ -52,9 +52,9 @@ typedef enum qx_plix_event_type {
  * pointer. Must not throw. */
 typedef void (*qx_plix_event_cb)(const char* event_json, void* user_data);
 
-/* Receives a warning: one line of English text without a line end, valid during the call only, and
- * the pointer that qx_plix_set_warning_cb was given. Runs on the thread that meets the condition:
- * one that calls the library, or the library's own. Must neither throw nor call the library. */
+/* Receives a warning: one line of English text without a line feed, valid during the call only, and
+ * the pointer given to qx_plix_set_warning_cb. Runs on the thread that detects the condition: a
+ * calling thread or the library's event thread. Must neither throw nor call the library. */
 typedef void (*qx_plix_warning_cb)(const char* text, void* user_data);
 
 /* NOLINTEND(modernize-use-using) */
@@ -74,28 +74,31 @@ int qx_plix_init(void);
 /* The same for an agent installed in the directory `install_path`. */
 int qx_plix_init2(const char* install_path);
 
-/* Ends every subscription and the thread, at once: it waits for a running callback only. 0, also
- * when not started; -1 inside a callback. No other call may run meanwhile. */
+/* Ends every subscription and the event thread; waits only for a running callback. Returns 0, also
+ * when the library is not started, and -1 inside a callback. No other call may run at the same
+ * time. */
 int qx_plix_uninit(void);
 
-/* Who may be the broker. Its socket has no file whose owner would tell, so any user may listen on
- * it while the broker is down. Every connection is therefore checked before anything is sent, and a
- * broker of another user counts as one that accepts no connections; a warning names it. Accepted
- * are root, the effective user of the calling process, the owners of the version file and of the
+/* Sets whose process is accepted as the broker. The broker's socket has no file and so no owner:
+ * any user can listen on it while the broker is down. The library therefore checks the peer of
+ * every connection before it sends anything. It treats the broker of another user like one that
+ * accepts no connections, and reports a warning with its process and user id. By default it accepts
+ * root, the effective user of the calling process, the owners of the version file and of the
  * install directory, and the user "norvane-plix" of /etc/passwd.
- * In a user namespace, 65534 stands for all the users that it does not know. That id is accepted
+ * In a user namespace the kernel shows every unmapped user as 65534. The library accepts that id
  * only when it is the process's own or the required one.
- * `uid` is the id of the only user to accept, or one of the constants. Holds for connections opened
- * from then on, also before qx_plix_init. Fails for a value that is no user id. Any thread. */
+ * `uid` is the only user id to accept, or one of the constants. Applies to connections opened
+ * afterwards; works at any time, also before qx_plix_init. Fails for a value that is no user id.
+ * Any thread. */
 enum {
     QX_PLIX_BROKER_UID_ANY = -1,    /* any user */
-    QX_PLIX_BROKER_UID_DEFAULT = -2 /* the users named above */
+    QX_PLIX_BROKER_UID_DEFAULT = -2 /* the default above */
 };
 int qx_plix_require_broker_uid(int64_t uid);
 
-/* Reports to `callback` what no call's result can tell. Null, as at the start, ends the reports; a
- * warning that another thread has begun to report still goes to the previous callback. Works at any
- * time, also before qx_plix_init. Any thread. */
+/* Installs the callback for warnings, which report conditions that no return value can. Null, the
+ * initial value, disables them; a warning that another thread is already reporting still goes to
+ * the previous callback. Works at any time, also before qx_plix_init. Any thread. */
 void qx_plix_set_warning_cb(qx_plix_warning_cb callback, void* user_data);
 
 /* --- callbacks, fork and signals ---------------------------------------------------------------
@@ -110,12 +113,12 @@ void qx_plix_set_warning_cb(qx_plix_warning_cb callback, void* user_data);
  * and do nothing. The event thread's stack has the platform's default size, but at least 1 MiB.
  *
  * In a forked child the library is not started: its calls fail as before qx_plix_init, `stopped` is
- * 1, and nothing that the child does affects the parent. qx_plix_uninit closes the child's copies of
- * the parent's descriptors, and qx_plix_init, which does so too, starts afresh.
+ * 1, and nothing that the child does affects the parent. qx_plix_uninit and qx_plix_init both close
+ * the child's copies of the parent's descriptors; qx_plix_init then starts the library anew.
  *
- * The event thread, and so any program that a callback starts there, has all signals blocked. A
- * signal handler that runs on a thread makes its waiting qx_plix_read_event_fd return -1 and,
- * unless installed with SA_RESTART, its waiting command too. */
+ * The event thread blocks all signals, and programs that a callback starts there inherit this. A
+ * signal handler makes a qx_plix_read_event_fd that waits on the same thread return -1. A command
+ * that waits for the broker returns -1 too unless the handler was installed with SA_RESTART. */
 
 /* --- events ------------------------------------------------------------------------------------
  */
@@ -139,7 +142,7 @@ int qx_plix_subscribe(qx_plix_event_type type, qx_plix_event_cb callback, void* 
                       int* event_fd);
 
 /* Ends one subscription to `type`, if there is one. Once it has returned, no callback of that
- * subscription runs; inside a callback, of any subscription, it takes effect when the callback
+ * subscription runs; inside the callback of any subscription it takes effect when that callback
  * returns. Any thread. */
 void qx_plix_unsubscribe(qx_plix_event_type type);
 
@@ -149,17 +152,17 @@ void qx_plix_unsubscribe(qx_plix_event_type type);
  * thread may be cancelled while it waits here, but in no other call. */
 int qx_plix_read_event_fd(int event_fd, int drain);
 
-/* The same without waiting, for a reader that takes a portion at a time: hands the oldest waiting
- * events over until their texts have `most` bytes together, the last one whole. `event_fd` stays
- * readable while more wait. Fails when the descriptor is not that of a subscription. */
+/* Reads a limited portion and never waits: hands the oldest waiting events to the callback until
+ * their texts total at least `most` bytes. `event_fd` stays readable while more events wait. Fails
+ * when the descriptor is not that of a subscription. */
 int qx_plix_read_events(int event_fd, uint64_t most);
 
-/* Bounds the memory, in bytes, of events that wait in this process, unfinished ones included; 32 MiB
- * unless set. Above the bound the library stops reading the broker, which then has to wait, and goes
- * on when half has been drained; a warning is reported at the start and at the end. A single event
- * may exceed the bound. When unfinished events alone reach it, they are received one by one, and a
- * connection that sends nothing of its own for five seconds is subscribed anew. Fails for 0. Works
- * at any time, also before qx_plix_init. Any thread. */
+/* Sets the bound, in bytes, on the memory of events that wait in this process, partly received ones
+ * included. The default is 32 MiB. Above the bound the library stops reading from the broker
+ * (back-pressure) until half is drained; it reports a warning when reading stops and when it
+ * resumes. A single event may exceed the bound. If partly received events alone reach the bound,
+ * the library receives them one at a time and resubscribes a connection that makes no progress for
+ * five seconds. Fails for 0. Works at any time, also before qx_plix_init. Any thread. */
 int qx_plix_set_backlog_limit(uint64_t bytes);
 
 /* --- services ----------------------------------------------------------------------------------

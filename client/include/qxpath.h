@@ -8,7 +8,7 @@
 extern "C" {
 #endif
 
-/* Looks up the user id of the agent's own user. Returns 0, or -1 when /etc/passwd does not tell.
+/* Looks up the user id of the agent's own user. Returns 0, or -1 when /etc/passwd has no such user.
  * Any thread. */
 int qxpath_agent_uid(uid_t* uid);
 

@@ -23,7 +23,7 @@ event_pipe* event_pipe_create() {
 }
 
 void event_pipe_release(event_pipe* pipe) {
-    if (--pipe->users > 0) {
+    if (--pipe->references > 0) {
         return;
     }
     close_fd(pipe->read_fd);

@@ -6,19 +6,19 @@
 
 namespace qxplix {
 
-/// Both ends are non-blocking and close-on-exec. The subscription is one user, and each thread that
-/// waits at the read end is another: the descriptors stay open, and their numbers taken, until the
-/// last of them releases the pipe.
+/// Both ends are non-blocking and close-on-exec. Reference-counted: the subscription holds one
+/// reference, and so does each thread that waits at the read end. The descriptors stay open, so
+/// their numbers cannot be recycled, until the last reference is released.
 struct event_pipe {
     int read_fd;
     int write_fd;
-    int users;
+    int references;
 };
 
-/// A pipe with one user; null when none can be made.
+/// Creates a pipe with one reference. Returns null on failure.
 event_pipe* event_pipe_create();
 
-/// Gives up one use. The last one closes both ends and frees the pipe.
+/// Drops one reference; dropping the last one closes both ends and frees the pipe.
 void event_pipe_release(event_pipe* pipe);
 
 /// Writes up to `count` notification bytes; how many fitted.
@@ -27,10 +27,11 @@ std::size_t event_pipe_write(const event_pipe& pipe, std::size_t count);
 /// Takes one notification byte, or every one when `drain` is not 0. 0 when there was one, else -1.
 int event_pipe_read(const event_pipe& pipe, int drain);
 
-/// Takes up to `count` notification bytes without waiting; how many there were, or -1 on an error.
+/// Reads up to `count` notification bytes without waiting. Returns how many there were, or -1 on an
+/// error.
 ssize_t event_pipe_take(const event_pipe& pipe, std::size_t count);
 
-/// Blocks until there is a notification byte. -1 on an error and when a signal interrupts. A
+/// Waits for a notification byte. Returns -1 on an error and when a signal interrupts. A
 /// cancellation point.
 int event_pipe_wait(const event_pipe& pipe);
 

@@ -13,7 +13,7 @@ struct event_node {
     char* message;
     event_node* next;
     event_chunk* chunk; ///< where the node lies
-    std::size_t size;   ///< memory that node and message take
+    std::size_t size;   ///< bytes of memory that node and message take
 };
 
 /// A queue that gets long is tens of thousands of small blocks, which come and go in about the same
@@ -28,8 +28,8 @@ struct event_queue {
 /// An empty queue. 0, or -1 when the mutex cannot be made.
 int event_queue_create(event_queue* queue);
 
-/// A node of this queue with a message from malloc, of `size` bytes, which it takes over in any
-/// case. Null when memory is short.
+/// Creates a node of this queue for a message of `size` bytes from malloc, and takes ownership of
+/// the message even on failure. Returns null when memory is short.
 event_node* event_node_create(char* message, std::size_t size, event_queue* queue);
 
 /// Frees a node, that is in no queue any more, with its message.
@@ -41,8 +41,8 @@ void event_queue_enqueue(event_node* node, event_queue* queue);
 /// The oldest node, which the caller destroys; null when there is none.
 event_node* event_queue_dequeue(event_queue* queue);
 
-/// How many of the oldest messages it takes to have `size` bytes of text; all of them when they
-/// have less.
+/// Counts how many of the oldest messages it takes to reach `size` bytes of text. Counts all of
+/// them when they have less.
 std::size_t event_queue_count(event_queue* queue, std::size_t size);
 
 /// Frees what still waits. No other thread may use the queue any more.

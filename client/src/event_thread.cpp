@@ -23,7 +23,7 @@ constexpr std::size_t kLeastStackSize = std::size_t{1024} * 1024;
 
 struct event_thread {
     int epoll_fd;
-    int wake_fd; ///< readable once the thread is to end, or has been woken
+    int wake_fd; ///< eventfd that wakes the thread
     pthread_t handle;
 };
 

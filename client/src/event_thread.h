@@ -9,11 +9,11 @@ int event_thread_create();
 /// Wakes the thread, which must have been told to stop, and waits for its end.
 void event_thread_destroy();
 
-/// Closes the descriptors of a thread that is none of this process: it has ended, or is the
-/// parent's of a forked child.
+/// Closes the descriptors of a thread that does not run in this process: it has ended, or this is a
+/// forked child.
 void event_thread_disown();
 
-/// Has the thread look after the registrar now rather than at its next event. Any thread.
+/// Makes the thread check the registrar's limits and retries now, without an event. Any thread.
 void event_thread_wake();
 
 /// Has the thread watch `fd` for input. 0 or -1. Any thread.

@@ -35,8 +35,8 @@ frame_state frame_reader_feed(frame_reader& reader, byte_range& in);
 /// reader expects the next one.
 char* frame_reader_take(frame_reader& reader);
 
-/// Where the missing bytes of the header or the body under way belong, so that they can be received
-/// in place. Never empty.
+/// The room for the missing bytes of the current header or body, so that they can be received in
+/// place. Never empty.
 struct byte_gap {
     char* data;
     std::size_t size;

@@ -40,8 +40,8 @@ private:
     char* text_ = nullptr;
 };
 
-/// Closes a descriptor and stores -1 first, so that a child forked meanwhile never closes a number
-/// that has a new owner.
+/// Stores -1 before it closes the descriptor; otherwise a child forked in between could close a
+/// recycled descriptor number.
 inline void close_fd(int& fd) {
     const int number = fd;
     fd = -1;

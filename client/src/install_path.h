@@ -12,15 +12,15 @@ inline constexpr std::size_t kPathSize = 4096;
 /// default out again. Always 0.
 int qxpath_set_install_path(const char* wanted);
 
-/// Writes the name of the broker's version file below an install directory. A name of more than
-/// 4094 characters is cut there.
+/// Writes the path of the broker's version file in an install directory, truncated to 4094
+/// characters.
 void version_file_name(const char* install_path, char (&name)[kPathSize]);
 
-/// Copies the install directory that the library was started with, or else the default. -1 when
-/// there is none. What the next query answers stays as it was.
+/// Copies the install directory that the library was started with, or else the default. Returns -1
+/// when there is none. Does not change what later queries return.
 int qxpath_copy_install_path(char (&to)[kPathSize]);
 
-/// Looks up the user id of the agent's own user. -1 when /etc/passwd does not tell.
+/// Looks up the user id of the agent's own user. Returns -1 when /etc/passwd has no such user.
 int get_agent_uid(uid_t* uid);
 
 /// Copies a user's home directory into `home`, which has room for kPathSize bytes. -1 when

@@ -46,8 +46,8 @@ bool is_locked(int fd) {
     return result == 0 && query.l_type != F_UNLCK;
 }
 
-// The first line, with its line end, or as much of it as fits; -1 when there is nothing to read.
-// Unlike read, pread fails for a FIFO or a device that is no file, without a system call more.
+// Reads the first line, with its line feed, or as much of it as fits. Unlike read, pread fails for
+// a FIFO or a terminal, so the type needs no check of its own.
 int read_line(int fd, char (&line)[kVersionSize]) {
     const ssize_t got = uninterrupted([&] { return ::pread(fd, line, sizeof line - 1, 0); });
     if (got <= 0) {
@@ -61,7 +61,7 @@ int read_line(int fd, char (&line)[kVersionSize]) {
     return 0;
 }
 
-// A terminal must not take anything in the file for a command.
+// Escape sequences in the file must not reach a terminal.
 void print_wrong_version(const char* version) {
     char shown[4 * kVersionSize];
     const bool escaped = ::isatty(STDERR_FILENO) == 1;
@@ -96,13 +96,13 @@ bool accepts_connections() {
 }
 
 bool has_fork_handler = false;
-bool has_parents_copies = false; // of descriptors, in a forked child
+bool holds_parents_descriptors = false; // in a forked child
 
 void become_uninitialised_child() {
     if (is_initialised()) {
         set_initialised(false);
         set_stopped(true);
-        has_parents_copies = true;
+        holds_parents_descriptors = true;
     }
 }
 
@@ -113,9 +113,9 @@ int install_fork_handler() {
     return has_fork_handler ? 0 : -1;
 }
 
-void close_parents_copies() {
-    if (has_parents_copies) {
-        has_parents_copies = false;
+void close_parents_descriptors() {
+    if (holds_parents_descriptors) {
+        holds_parents_descriptors = false;
         registrar_disown();
         event_thread_disown();
         qxpath_set_install_path(nullptr);
@@ -150,7 +150,7 @@ int qx_plix_init2(const char* install_path) {
     if (install_path == nullptr || is_initialised() || is_in_callback()) {
         return -1;
     }
-    close_parents_copies();
+    close_parents_descriptors();
     qxpath_set_install_path(install_path);
     // Stays open, and the broker's lock in sight, until the start is through.
     const fd_handle version_file(open_version_file(install_path));
@@ -172,7 +172,7 @@ int qx_plix_uninit(void) {
     if (is_in_callback()) {
         return -1;
     }
-    close_parents_copies();
+    close_parents_descriptors();
     if (!is_initialised()) {
         return 0;
     }

@@ -51,13 +51,13 @@ public:
     }
     void unlock() QX_ANNOTATE(release_capability()) { ::pthread_mutex_unlock(&native_); }
 
-    /// Makes the mutex new in a forked child, where its owner may not exist.
+    /// Reinitialises the mutex in a forked child, where its owner may not exist.
     void renew() {
         ::pthread_mutex_init(&turn_, nullptr);
         ::pthread_mutex_init(&native_, nullptr);
     }
 
-    /// For a function that knows, but cannot show, that its thread has the mutex.
+    /// Tells the thread-safety analysis that the calling thread holds the mutex.
     void assert_held() QX_ANNOTATE(assert_capability(this)) {}
 
 private:

@@ -62,8 +62,8 @@ bool use_fallback(char* text) {
     return true;
 }
 
-// A field of a passwd line, given what follows the first colon; null when no colon ends it. Cuts
-// the line into its fields.
+// Returns field `number` of a passwd line, whose text behind the first colon is `rest`. Overwrites
+// the colons up to the end of the field; returns null when no colon ends it.
 char* passwd_field(char* rest, int number) {
     char* start = rest;
     for (int colon = 2; colon <= number; ++colon) {
@@ -78,7 +78,8 @@ char* passwd_field(char* rest, int number) {
     return start;
 }
 
-// A field of a user's line, in `line`; null when /etc/passwd does not tell.
+// Finds a field of a user's line in /etc/passwd. The result points into `line`; null when there is
+// no such line or field.
 const char* find_in_passwd(const char* user, int number, char (&line)[kPathSize]) {
     const std::unique_ptr<std::FILE, file_release> passwd(std::fopen(kPasswd, "re"));
     if (!passwd) {
@@ -104,7 +105,7 @@ bool find_default(char* text) {
     return read_link(text) || get_userhome(kUser, text) == 0 || use_fallback(text);
 }
 
-// Appends what fits of `text`. The new length.
+// Appends `text`, truncated to the longest name. Returns the new length.
 std::size_t append(char (&name)[kPathSize], std::size_t length, const char* text) {
     const std::size_t added = std::min(std::strlen(text), kLongestVersionFileName - length);
     std::memcpy(name + length, text, added);

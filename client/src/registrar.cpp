@@ -21,15 +21,15 @@ namespace {
 constexpr milliseconds kRetryInterval = 200; ///< between two attempts to subscribe again
 constexpr milliseconds kAnswerTime = 1000;   ///< for the broker to answer such an attempt
 
-// A reader gives up the lock after so many events.
+// A reader releases the lock after this many events.
 constexpr std::size_t kMostPerTurn = 32;
 
 // A queue that has been this large leaves memory behind that is worth returning.
 constexpr std::size_t kLargeQueue = std::size_t{64} * 1024;
 
 constexpr std::size_t kUsualLimit = std::size_t{32} * 1024 * 1024;
-constexpr milliseconds kCalmTime = 1000;  ///< of reading without a break: the backlog is overcome
-constexpr milliseconds kStallTime = 5000; ///< without a byte of a frame that all others wait for
+constexpr milliseconds kCalmTime = 1000;  ///< of uninterrupted reading that ends a backlog
+constexpr milliseconds kStallTime = 5000; ///< without progress of the exempt connection
 
 #if defined(__GLIBC__)
 constexpr std::size_t kLargeBlock = std::size_t{100} * 1024;
@@ -44,11 +44,11 @@ struct registrar_table {
     bool emptied QX_GUARDED_BY(guard);   ///< a long queue has become empty
     bool any_ended QX_GUARDED_BY(guard); ///< a callback has ended a subscription
 
-    bool held_back QX_GUARDED_BY(guard); ///< too much waits, so that connections are not read
+    bool held_back QX_GUARDED_BY(guard); ///< the backlog is too large; connections are not read
     bool warned QX_GUARDED_BY(guard);
-    milliseconds held_back_at QX_GUARDED_BY(guard); ///< last, as far as `warned` is true
-    /// While held back with empty queues, the one connection that goes on with its frame: no reader
-    /// can make room then. Compared and looked at, but the subscription may have ended.
+    milliseconds held_back_at QX_GUARDED_BY(guard); ///< the last time, while `warned`
+    /// The one connection that is read while held back with empty queues: no reader can make room
+    /// then, so its frame has to complete. Its subscription may have ended.
     subscription* exempt QX_GUARDED_BY(guard);
     milliseconds progressed_at QX_GUARDED_BY(guard); ///< when the exempt connection was read
 };
@@ -56,7 +56,7 @@ struct registrar_table {
 /// Memory of events that wait.
 struct backlog {
     std::size_t queued;
-    std::size_t unfinished; ///< what has come of frames under way
+    std::size_t unfinished; ///< received parts of incomplete frames
 
     [[nodiscard]] std::size_t total() const { return queued + unfinished; }
 };
@@ -92,7 +92,7 @@ subscription* find_event(const char* event_name) QX_REQUIRES(table.guard) {
     });
 }
 
-// Follows every callback.
+// To be called after every callback.
 void close_ended() QX_REQUIRES(table.guard) {
     if (!table.any_ended) {
         return;
@@ -124,7 +124,7 @@ bool may_be_read(const subscription& slot) QX_REQUIRES(table.guard) {
     return !table.held_back || &slot == table.exempt;
 }
 
-// Follows all that makes room, but in the event thread.
+// To be called after anything that makes room, except in the event thread.
 void wake_if_relieved() QX_REQUIRES(table.guard) {
     if (!table.held_back) {
         return;
@@ -138,7 +138,7 @@ void wake_if_relieved() QX_REQUIRES(table.guard) {
     event_thread_wake();
 }
 
-// A frame may be larger than the limit, and several frames under way may together reach it.
+// Incomplete frames alone can reach the limit: a single large one, or several together.
 void choose_exempt(bool has_queued) QX_REQUIRES(table.guard) {
     if (!table.held_back || has_queued) {
         table.exempt = nullptr;
@@ -154,7 +154,7 @@ void choose_exempt(bool has_queued) QX_REQUIRES(table.guard) {
         }
         subscription_lose(*table.exempt);
     }
-    // The largest first: its end makes the most room, and fresh frames cannot starve it.
+    // The largest first: completing it frees the most memory, and new frames cannot starve it.
     table.exempt = nullptr;
     for (subscription& slot : table.slots) {
         if (is_under_way(slot) && (table.exempt == nullptr ||
@@ -217,7 +217,7 @@ event_pipe* acquire_pipe(int read_fd) {
     if (slot == nullptr) {
         return nullptr;
     }
-    ++slot->pipe->users;
+    ++slot->pipe->references;
     return slot->pipe;
 }
 
@@ -228,7 +228,7 @@ void release_pipe(void* pipe) {
 
 enum class notification { taken, awaited, ended };
 
-// Stores in `events` how many the reader is to get now.
+// Stores in `events` how many events the reader gets now.
 notification take_notification(const event_pipe& pipe, int drain, std::size_t& events) {
     const mutex_guard lock(table.guard);
     subscription* const slot = find_pipe(pipe);
@@ -248,8 +248,9 @@ notification take_notification(const event_pipe& pipe, int drain, std::size_t& e
     return notification::taken;
 }
 
-// Stores in `events` how many of the oldest ones have `most` bytes of text, and takes their
-// notifications. Returns false when those cannot be read or the subscription has ended.
+// Takes the notifications of the oldest events, until those total `most` bytes of text, and stores
+// their number in `events`. Returns false when the subscription has ended or the pipe cannot be
+// read.
 bool take_notifications(const event_pipe& pipe, std::size_t most, std::size_t& events) {
     const mutex_guard lock(table.guard);
     subscription* const slot = find_pipe(pipe);
@@ -266,7 +267,7 @@ bool take_notifications(const event_pipe& pipe, std::size_t most, std::size_t& e
     return true;
 }
 
-// A thread may be cancelled here, where it has no lock, and nowhere else in the call.
+// The thread can be cancelled only here, where it holds no lock.
 int wait_for_notification(event_pipe* pipe, int cancel_state) {
     int result = -1;
     pthread_cleanup_push(release_pipe, pipe);
@@ -310,14 +311,14 @@ int read_events(event_pipe* pipe, int drain, int cancel_state) {
 void warn_of_backlog(std::size_t limit) {
     char text[160];
     std::snprintf(text, sizeof text,
-                  "events are not read fast enough: more than %zu KiB of them wait, and the broker "
-                  "is not read until half of that is gone",
+                  "event backlog above %zu KiB: events are read too slowly; receiving pauses until "
+                  "half of the backlog is drained",
                   limit / 1024);
     warn(text);
 }
 
-// Calls `read` with the pipe, which stays open meanwhile, and with the state to restore where the
-// thread may be cancelled.
+// Calls `read` with a reference to the pipe and with cancellation disabled. `read` gets the cancel
+// state to restore while it waits.
 template <typename Read>
 int use_pipe(int read_fd, const Read& read) {
     event_pipe* const pipe = acquire_pipe(read_fd);
@@ -470,7 +471,7 @@ void registrar_limit_backlog() {
     if (begins) {
         warn_of_backlog(limit);
     } else if (ends) {
-        warn("the events that waited have been read; the broker is read as usual");
+        warn("event backlog drained: events are received as usual");
     }
 }
 

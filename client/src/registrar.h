@@ -12,7 +12,8 @@ namespace qxplix {
 void registrar_init();
 void registrar_uninit();
 
-/// In a forked child: closes its copies of the parent's descriptors, whoever has the lock.
+/// In a forked child: closes its copies of the parent's descriptors, even if the parent held the
+/// lock.
 void registrar_disown();
 
 /// Subscribes at the broker, waiting for its answer, and takes a place in the table. With a pipe,
@@ -31,8 +32,8 @@ void registrar_unsubscribe_from_event(const char* event_name);
 /// is a cancellation point.
 int registrar_process_events_on_pipe(int read_fd, int drain);
 
-/// Runs the callback, without waiting, for the oldest events until their texts have `most` bytes.
-/// -1 when there is no such subscription (any more). Any thread, but not in a callback.
+/// Runs the callback, without waiting, for the oldest events until their texts total `most` bytes.
+/// Returns -1 when there is no such subscription (any more). Any thread, but not in a callback.
 int registrar_process_some_events_on_pipe(int read_fd, std::size_t most);
 
 /// Event thread: receives what is there at a connection, but at most one event for a callback,
@@ -40,17 +41,16 @@ int registrar_process_some_events_on_pipe(int read_fd, std::size_t most);
 /// pending.
 void registrar_process_events_on_conn(int conn_fd);
 
-/// How many bytes of events may wait, in all queues and unfinished frames. Above that connections
-/// are not read until half of it has been drained. Any thread, also in a callback.
+/// Sets how many bytes of events may wait in all queues and incomplete frames. Above this bound no
+/// connection is read until half of the backlog is drained. Any thread, also in a callback.
 void registrar_set_backlog_limit(std::size_t bytes);
 
-/// Event thread, after every pass: decides which connections are read, and warns when they are not
-/// and once all is well again. Without the lock, since the warning may take its time.
+/// Event thread, after every pass: decides which connections are read, and warns when reading
+/// pauses and when it has resumed. Call it without the lock: the warning callback may be slow.
 void registrar_limit_backlog();
 
 /// Event thread: goes on with every subscription whose connection was lost, without waiting.
-/// Returns whether one is still to be looked after soon. Does nothing while connections are not
-/// read.
+/// Returns whether another attempt is due soon. Does nothing while reading is paused.
 bool registrar_resubscribe_all_pending_subs();
 
 /// Event thread, when idle: returns to the system what a long queue has left behind.

@@ -79,7 +79,7 @@ bool handle_all(subscription& slot, byte_range in) {
     return true;
 }
 
-// Stores in `size` how much there was. Returns false when the connection is lost.
+// Stores in `size` how many bytes were received. Returns false when the connection is lost.
 bool receive_into(byte_gap room, int fd, std::size_t& size) {
     const std::size_t wanted = room.size < kMostPerReport ? room.size : kMostPerReport;
     const ssize_t result = ::recv(fd, room.data, wanted, MSG_DONTWAIT);
@@ -105,8 +105,8 @@ bool receive_bulk(subscription& slot, byte_gap scratch) {
     return true;
 }
 
-// Never receives more than the event under way, so that all others stay in the connection, which
-// is readable again, until their turn.
+// Receives at most one event. Later events stay in the socket, which epoll reports again after the
+// other connections have had their turn.
 bool receive_one(subscription& slot) {
     frame_state state = frame_state::incomplete;
     for (int part = 0; part < 2 && state == frame_state::incomplete; ++part) {

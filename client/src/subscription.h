@@ -23,7 +23,7 @@ enum class subscription_state : std::int32_t {
 
 struct subscription {
     subscription_state state;
-    bool ended;   ///< by a callback that still runs; to be closed when it returns
+    bool ended;   ///< unsubscribed by a running callback; closed when that returns
     bool watched; ///< the event thread waits for input on the connection
     int conn_fd;
     char event_name[128];
@@ -44,16 +44,17 @@ inline bool is_connected(const subscription& slot) {
            slot.state == subscription_state::subscribing;
 }
 
-/// Makes a free slot the active subscription to an event, and has its connection watched. Takes
-/// over `conn_fd` and the pipe, which may be null. Returns 0, or -1 with nothing taken over.
+/// Turns a free slot into an active subscription to an event and watches its connection. On success
+/// it owns `conn_fd` and the pipe, which may be null, and returns 0. Returns -1 on failure.
 int subscription_open(subscription& slot, const char* event_name, qx_plix_event_cb callback,
                       void* user_data, event_pipe* pipe, int conn_fd);
 
-/// Ends the subscription: frees what waits, closes the connection, wakes the pipe's other users.
+/// Ends the subscription: frees waiting events, closes the connection and wakes threads that wait
+/// at the pipe.
 void subscription_close(subscription& slot);
 
-/// Closes a forked child's copies of the descriptors and does nothing else: the parent, which still
-/// uses the subscription, may have been changing it.
+/// Closes a forked child's copies of the descriptors and does nothing else: the fork may have
+/// caught the parent in the middle of a change.
 void subscription_disown(subscription& slot);
 
 /// Closes the connection; the subscription is pending.
@@ -62,21 +63,21 @@ void subscription_lose(subscription& slot);
 /// Connects a pending subscription and sends its request. It stays pending if that fails.
 void subscription_begin_again(subscription& slot, milliseconds time);
 
-/// Has the event thread wait for input on the connection, or no longer.
+/// Starts or stops watching the connection for input.
 void subscription_watch(subscription& slot, bool watched);
 
-/// Receives without waiting. With a pipe, what the connection has, or enough for now, goes to the
-/// queue; `scratch` is room for it. Without one, at most one event goes to the callback. Returns
-/// false when the connection is lost.
+/// Receives without waiting. With a pipe, queues the events that have arrived, up to a limit per
+/// call; `scratch` is the receive buffer. Without a pipe, hands at most one event to the callback.
+/// Returns false when the connection is lost.
 bool subscription_receive(subscription& slot, byte_gap scratch);
 
-/// Writes the notification bytes that are due and find room.
+/// Writes as many of the due notification bytes as the pipe accepts.
 void subscription_announce(subscription& slot);
 
 /// Hands the oldest waiting event to the callback. Returns false when none waits.
 bool subscription_hand_over(subscription& slot);
 
-/// Whether the calling thread runs a callback, and so has the registrar's lock.
+/// Whether the calling thread runs a callback and so holds the registrar's lock.
 bool is_in_callback();
 
 } // namespace qxplix

@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::int64_t kMostUid = INT64_C(0xfffffffe);
 constexpr std::int64_t kNobody = -1;
-// What the kernel shows for every user that the own user namespace does not know.
+// The kernel shows this id for users without a mapping in this user namespace.
 constexpr uid_t kUnmapped = 65534;
 
 struct trust {

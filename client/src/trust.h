@@ -1,10 +1,10 @@
-// Who may be the broker: anyone can listen on a socket without a file, first come, first served.
+// Checks who the broker is: its socket has no file, so any user can listen on it first.
 #pragma once
 
 namespace qxplix {
 
-/// Whether the process that listens at the other end of `conn` belongs to a user who may be the
-/// broker. Warns when another user is met, once for as long as it is the same one. Any thread.
+/// Whether the process that listens at the other end of `conn` runs as an accepted user. Warns of a
+/// refused user once, until the peer is a different user. Any thread.
 bool is_trusted_broker(int conn);
 
 } // namespace qxplix

@@ -1,10 +1,10 @@
-// Conditions that no call's result can report.
+// Warnings about conditions that no return value can report.
 #pragma once
 
 namespace qxplix {
 
 /// Hands a warning to the application's callback; does nothing when there is none. The callback may
-/// take its time, so avoid holding a lock. Any thread.
+/// be slow, so avoid holding a lock. Any thread.
 void warn(const char* text);
 
 } // namespace qxplix

@@ -15,7 +15,7 @@ constexpr bool is_message_length(std::int32_t length) {
     return length > 0 && length <= 64 * 1024 * 1024;
 }
 
-/// A new connection to the broker, or -1 when there is none, or one that is not trusted. `flags`
+/// A new connection to the broker, or -1 when none listens or its user is not accepted. `flags`
 /// are socket type flags: with SOCK_NONBLOCK a broker whose backlog is full counts as gone.
 int open_conn(int flags = 0);
 
