@@ -26,9 +26,13 @@ constexpr const char* kEventNames[] = {
 };
 static_assert(sizeof kEventNames / sizeof *kEventNames == QX_PLIX_EVENT_UNKNOWN);
 
-// The names are ASCII, whatever the locale of the application makes of its letters.
+// Event names are ASCII; the functions of <cctype> depend on the application's locale.
 bool is_white_space(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+std::size_t to_size(std::uint64_t bytes) {
+    return bytes < SIZE_MAX ? static_cast<std::size_t>(bytes) : SIZE_MAX;
 }
 
 char lower_case(char c) {
@@ -108,7 +112,7 @@ int qx_plix_set_backlog_limit(uint64_t bytes) {
     if (bytes == 0) {
         return -1;
     }
-    registrar_set_backlog_limit(bytes < SIZE_MAX ? static_cast<std::size_t>(bytes) : SIZE_MAX);
+    registrar_set_backlog_limit(to_size(bytes));
     return 0;
 }
 
@@ -116,5 +120,5 @@ int qx_plix_read_events(int event_fd, uint64_t most) {
     if (!is_initialised() || is_in_callback()) {
         return -1;
     }
-    return registrar_process_some_events_on_pipe(event_fd, static_cast<std::size_t>(most));
+    return registrar_process_some_events_on_pipe(event_fd, to_size(most));
 }
