@@ -93,7 +93,7 @@ void replace_file(const char* file, std::string_view bytes) {
 
 int LLVMFuzzerInitialize(int* /*argc*/, char*** argv) {
     qx::test::enter_world(*argv);
-    // A target must not wait for whoever runs it.
+    // A target must not wait for input from a terminal.
     qx::fuzz::check(std::freopen("/dev/null", "r", stdin) != nullptr, "standard input is empty");
     return 0;
 }

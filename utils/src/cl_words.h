@@ -19,10 +19,10 @@ std::string joined(std::span<const string_view> words, string_view separator);
 /// escaped, and a long word is cut.
 std::string quoted(string_view word);
 
-/// Finds, among the known words, the one that `word` is probably a slip of, whatever the case of
-/// its letters: at most two letters inserted, left out or changed, and something in common; else
-/// the only known word that begins or ends with `word`, if that has three letters. Of equally close
-/// words the first offered one wins.
+/// Finds the known word that `word` most likely misspells, ignoring case: the closest one within an
+/// edit distance of two that has something in common with it; else the only one that begins or ends
+/// with `word`, if that has at least three letters. Among equally close words the first one offered
+/// wins.
 class nearest_word {
 public:
     explicit nearest_word(string_view word);
@@ -38,8 +38,8 @@ private:
     std::string word_;
     string_view found_;
     std::size_t distance_ = kFar;
-    string_view longer_; // a known word that begins or ends with this one
-    bool is_unique_ = false;
+    string_view longer_;     // the first known word that begins or ends with `word_`
+    bool is_unique_ = false; // no other one does
 };
 
 } // namespace qx::cl::detail

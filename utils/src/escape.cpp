@@ -36,8 +36,7 @@ Character decode(string_view text, std::size_t at) {
     return {code, size, !overlong && !surrogate && code < 0x110000};
 }
 
-/// Whether a terminal shows the character as one that can be seen, without a change of direction or
-/// of line.
+/// Whether the character is visible on a terminal and changes neither line nor direction.
 bool is_plain(std::uint32_t code) {
     struct Range {
         std::uint32_t first;

@@ -71,7 +71,7 @@ void close_descriptors(int first, int last, int limit) {
     reset_signals();
     // Ctrl-C at the terminal is for the caller, who may want the program to reach its end.
     ::setsid();
-    // Closed first, so that the caller may use up its descriptors.
+    // Closed first: at the descriptor limit the open below would fail.
     close_descriptors(kFirstOther, report - 1, launch.descriptor_limit);
     close_descriptors(report + 1, INT_MAX, launch.descriptor_limit);
     const int null = ::open("/dev/null", O_RDWR);
@@ -220,7 +220,7 @@ bool is_told_to_stop() {
     return false;
 }
 
-// waitpid, but the child is killed when `grace` is over. It leads its process group.
+// Like waitpid, but kills the child's process group when `grace` has passed after a stop signal.
 pid_t wait_with_grace(pid_t pid, int& how, std::chrono::milliseconds grace, bool& is_killed) {
     constexpr std::chrono::milliseconds turn(100);
     const held_sigchld child_ends;

@@ -34,8 +34,8 @@ constexpr Level kLevels[] = {
     {"debug", "DEBUG"},
 };
 
-// Any thread reads the threshold, so it alone says whether the log is open. The mutex guards the
-// file: its descriptor changes when the file is begun again.
+// Any thread reads the threshold without the mutex, so the threshold alone tells whether the log is
+// open. The mutex guards the file, whose descriptor changes on rotation.
 struct Logger {
     std::atomic<int> threshold{kNothing};
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;

@@ -10,13 +10,13 @@ namespace qx {
 namespace {
 
 constexpr off_t kLargest = 256L * 1024;
-// While another process holds the lock, which anyone who may read the log can do for as long as he
-// likes, the file may grow further.
+// The limit while another process holds the lock, which anyone who may read the log can hold for
+// ever.
 constexpr off_t kLargestUnlocked = 2 * kLargest;
 constexpr mode_t kMode = 0640;
 
-// Opens a file for appending and gives it the log's mode. Returns nothing, with errno, when that is
-// no regular file, or has several names (EMLINK).
+// Opens a file for appending and sets the log's mode. Returns nothing, with errno, when it is not a
+// regular file or has several hard links (EMLINK).
 io::descriptor open_for_appending(const std::string& file, int more_flags) {
     // Non-blocking for the sake of a fifo in the file's place; a file takes no notice.
     const int flags = O_RDWR | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | more_flags;
@@ -29,7 +29,7 @@ io::descriptor open_for_appending(const std::string& file, int more_flags) {
         errno = EINVAL;
         return io::descriptor();
     }
-    // Another name may be the one of somebody else's file.
+    // A hard link may lead to a file of another user.
     if (status.st_nlink > 1) {
         errno = EMLINK;
         return io::descriptor();
@@ -71,8 +71,8 @@ bool log_file::is_replaced(const struct stat& opened) const {
            opened.st_dev != named.st_dev;
 }
 
-// One step towards a current file with room for the line, locked if possible; false when another
-// step is needed.
+// Takes one step towards a current file with room for the line, locked if possible. Returns false
+// when another step is needed.
 bool log_file::make_ready(std::size_t length) {
     // Without the lock, lines of several writers still come out whole.
     locked_ = io::uninterrupted([&] { return ::flock(fd_.get(), LOCK_EX | LOCK_NB); }) == 0;
@@ -102,8 +102,8 @@ bool log_file::ends_in_half_line() const {
            last != '\n';
 }
 
-// Writes with a single call, so that no line of another writer gets in between. What could be
-// written of a line that does not fit is cut off, unless another line is behind it by now.
+// Writes with a single call, so that lines of other writers do not interleave. After a short write
+// the torn line is cut off unless another writer has appended since.
 void log_file::write(string_view text) {
     const ssize_t written =
         io::uninterrupted([&] { return ::write(fd_.get(), text.data(), text.size()); });

@@ -13,14 +13,14 @@ namespace qx {
 /// appended.
 class log_file {
 public:
-    /// Opens `file`, making it as needed; one that has a second name is begun again. False, with
-    /// errno, when that cannot be done.
+    /// Opens `file`, or creates it; a file with several hard links is rotated away. Returns false,
+    /// with errno, on failure.
     bool open(const std::string& file);
     [[nodiscard]] bool is_open() const { return static_cast<bool>(fd_); }
     void close() { fd_.reset(); }
 
     /// Appends one line without ever waiting for another process. A line that cannot be written as
-    /// a whole is dropped; half a line that was left in the file gets an end first.
+    /// a whole is dropped. If the file ends in half a line, that is terminated first.
     void append(string_view line);
 
 private:

@@ -10,8 +10,8 @@
 namespace qx {
 namespace {
 
-constexpr int kMostSteps = 1000; // of a path whose links lead in a circle
-// The kernel shows every user whom the own user namespace does not know as this one.
+constexpr int kMostSteps = 1000; // ends a loop of links
+// The kernel shows this id for users without a mapping in this user namespace.
 constexpr uid_t kUnknownUser = 65534;
 
 void push_pieces(std::vector<std::string>& pieces, const std::string& path) {

@@ -43,7 +43,7 @@ io::descriptor& held_lock() {
     return lock;
 }
 
-// What a settings_reserve holds.
+// The state of the settings_reserve object.
 struct Reserve {
     store::place where;
     std::string key;
@@ -114,8 +114,8 @@ bool is_trusted(uid_t owner) {
            (::stat(install_directory().c_str(), &status) == 0 && owner == status.st_uid);
 }
 
-// Once for each time that the store is opened, so that the warnings do not push other lines out of
-// the log.
+// Warns once per opening of the store; a warning for each write would push other lines out of the
+// log.
 void warn_of_others(const store::place& where, const store::snapshot& old) {
     struct stat status {};
     if (std::exchange(store_state().has_warned, true)) {
@@ -187,8 +187,8 @@ bool lock_store(const store::place& where, bool make_directory, io::descriptor& 
     return static_cast<bool>(lock);
 }
 
-// What `old` becomes by one change; a null value deletes. Null, with the last-error record, when
-// the change cannot be made.
+// Applies one change to `old`; a null value deletes the key. Returns null, with the last-error
+// record, when the change is refused.
 json_ptr changed_store(const store::place& where, const store::snapshot& old,
                        const std::string& key, const std::string* value) {
     json_ptr changed = load(where.file, old);

@@ -70,7 +70,7 @@ bool lacks_space() {
     return errno == ENOSPC || errno == EDQUOT;
 }
 
-// Whether the name still stands for the open file.
+// Whether the name still refers to the open file. Stores the file's status in `opened`.
 bool is_named(int fd, const std::string& file, struct stat& opened) {
     struct stat named {};
     return ::fstat(fd, &opened) == 0 && ::lstat(file.c_str(), &named) == 0 &&
@@ -81,7 +81,7 @@ std::string reserve_of(const place& where) {
     return where.file + ".reserve";
 }
 
-// Where blocks cannot be allocated ahead, bytes that no file system can compress take them.
+// On a file system without preallocation, writes random bytes, which cannot be compressed away.
 bool allocate(int fd, std::size_t size) {
     if (io::uninterrupted([&] { return ::fallocate(fd, 0, 0, static_cast<off_t>(size)); }) == 0) {
         return true;
@@ -106,8 +106,8 @@ bool write_reserved(const std::string& file, int fd, string_view bytes) {
            flush(fd);
 }
 
-// Writes `bytes` to a new file: `temporary`, or the reserved one when the disk has no room, whose
-// name `temporary` is then.
+// Writes `bytes` to `temporary`, or on a full disk to the reserved file; `temporary` then gets that
+// file's name.
 bool write_new(const place& where, std::string& temporary, uid_t owner, string_view bytes,
                io::descriptor* reserved) {
     if (write_temporary(temporary, owner, bytes)) {
@@ -125,7 +125,8 @@ bool write_new(const place& where, std::string& temporary, uid_t owner, string_v
     if (!lacks_space()) {
         return false;
     }
-    // A file system that never overwrites takes new blocks even for this. Give it these.
+    // A file system that never overwrites in place needs new blocks even here: free the reserved
+    // ones.
     release(where, *reserved);
     return write_temporary(temporary, owner, bytes);
 }
@@ -208,11 +209,12 @@ io::descriptor lock(const place& where, bool make_directory) {
             return io::descriptor();
         }
         struct stat locked {};
-        // A lock on a file that was unlinked meanwhile keeps nobody out.
+        // A lock on an unlinked file excludes nobody.
         if (!is_named(fd.get(), where.lock_file, locked)) {
             continue;
         }
-        // One with several names may be a file of somebody else; whoever waits for it will notice.
+        // A hard link may lead to a file of another user. Whoever waits for the old file starts
+        // over too.
         if (S_ISREG(locked.st_mode) && locked.st_nlink > 1) {
             if (::unlink(where.lock_file.c_str()) != 0) {
                 return io::descriptor();

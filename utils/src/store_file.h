@@ -31,8 +31,8 @@ bool read(const place& where, snapshot& content);
 /// `make_directory`: as needed. Nothing, with errno but no record, on failure.
 io::descriptor lock(const place& where, bool make_directory);
 
-/// Makes a file beside the store that holds `size` bytes of disk space for `replace`, in the place
-/// of one that was left there. Returns nothing, with the last-error record, on failure. Only under
+/// Creates a file beside the store that reserves `size` bytes of disk space for `replace`; replaces
+/// one that was left behind. Returns nothing, with the last-error record, on failure. Only under
 /// the lock.
 io::descriptor reserve(const place& where, uid_t owner, std::size_t size);
 
@@ -41,9 +41,9 @@ void release(const place& where, io::descriptor& reserved);
 
 /// Puts `bytes` in the place of `old`, the file's content. When it returns true the new content
 /// outlives a power cut; at any moment, also when the process is killed, the file is the old one or
-/// the new one. When the disk has no room, takes that of `reserved`, a file of `reserve` or null,
-/// and leaves it empty. False, with the last-error record and the old file in place, on failure.
-/// Only under the lock.
+/// the new one. On a full disk it uses `reserved`, a file from `reserve` or null, and leaves the
+/// descriptor empty. Returns false, with the last-error record and the old file in place, on
+/// failure. Only under the lock.
 bool replace(const place& where, const snapshot& old, string_view bytes,
              io::descriptor* reserved = nullptr);
 

@@ -73,8 +73,7 @@ void report(const std::string& program, const char* word, const qx::program_end&
     }
 }
 
-// Runs one of the connector's programs. Its own status does not matter; false when the program hung
-// and was killed.
+// Runs one of the connector's programs. Returns false only when the program hung and was killed.
 bool run(const std::string& program, const char* word, std::chrono::milliseconds grace) noexcept {
     qx::program_end end;
     insist([&] {
@@ -88,7 +87,8 @@ bool run(const std::string& program, const char* word, std::chrono::milliseconds
     return !end.is_killed;
 }
 
-// Opens more descriptors than any step of the switch does, so that none fails for a lack of them.
+// Tries to open more descriptors than any step of the switch needs, so that no step can run out of
+// them.
 bool has_descriptors(const qx::io::descriptor& any) {
     qx::io::descriptor spare[8];
     for (qx::io::descriptor& fd : spare) {
@@ -127,7 +127,7 @@ bool can_begin(const qx::io::descriptor& turn, const Connector& connector) {
     return can_be_run(connector);
 }
 
-// Without space for it, protection could not be switched on again.
+// On a full disk, protection could not be switched on again without reserved space.
 bool reserve_space(std::optional<qx::settings_reserve>& reserve, const std::string& protection) {
     if (reserve.emplace(protection, "1")) {
         return true;
@@ -189,7 +189,7 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
         return kFailure;
     }
     const std::string default_entrypoint = default_entrypoint_key();
-    // Another switch may have changed the store since the program started.
+    // Read the store again: another switch may have changed it since the program started.
     const qx::io::descriptor turn = qx::lock_switch();
     if (setMgmt::init() < 0) {
         return kFailure;
@@ -202,7 +202,7 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
         return kFailure;
     }
 
-    // Every wait for another process comes before the signals are held.
+    // Lock before the signals are held, so that a signal can end the wait.
     std::optional<qx::settings_lock> settings(std::in_place);
     const HeldSignals held;
     if (setMgmt::init() < 0) {

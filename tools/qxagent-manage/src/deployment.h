@@ -15,7 +15,7 @@ enum class CloudDeployment : int {
     development,
 };
 
-/// The words for the update locations, and the same with the clouds that have none.
+/// The words for the update locations, and those for the clouds, which include the locations.
 cl::valuelist_struct<CloudDeployment> location_words();
 cl::valuelist_struct<CloudDeployment> cloud_words();
 
@@ -32,7 +32,8 @@ struct QuilletLocationOptions {
                                         location_words(), cl::desc("the deployment to switch to")};
 };
 
-/// The name under which a deployment is handed on; "production" for a value that is none.
+/// The name that run_set_registration_cloud and run_set_quillet_location take; "production" for an
+/// unknown value.
 constexpr const char* deployment_name(CloudDeployment deployment) {
     switch (deployment) {
     case CloudDeployment::staging:
@@ -48,14 +49,14 @@ constexpr const char* deployment_name(CloudDeployment deployment) {
 /// Switches the cloud connector to the entry point of `deployment` (a name that deployment_name
 /// gives), with the agent's protection off and the connector stopped meanwhile. Returns 0 when that
 /// entry point is in use, and 1 when nothing was changed or the entry point could not be set; both
-/// are on again then. Waits until no other process switches or writes the settings, and goes by the
-/// settings as they are then. Nothing is changed either when descriptors are short or another user
-/// could have replaced one of the connector's programs; the log says so, and says which program
+/// are on again then. Waits while another process switches or writes the settings, and reads the
+/// settings after that. Refuses to begin when descriptors are short or when another user could have
+/// replaced one of the connector's programs. The log gives the reason, and names programs that
 /// could not be run or failed.
 ///
-/// Signals are held from the first change until protection and connector are back, also when an
-/// exception ends it. Once SIGINT, SIGTERM, SIGHUP or SIGQUIT waits, each program has `grace` left
-/// and is killed then; a switch whose connector could not be stopped for that reason is given up.
+/// Signals are held from the first change until protection and connector are on again, also when an
+/// exception is thrown. Once SIGINT, SIGTERM, SIGHUP or SIGQUIT is pending, each program has
+/// `grace` left before it is killed; if a stop command is killed, the switch is undone.
 int run_set_registration_cloud(const std::string& deployment,
                                std::chrono::milliseconds grace = std::chrono::seconds(10));
 

@@ -15,10 +15,10 @@
 namespace qx::manage {
 namespace {
 
-// An empty pipe takes this much at once.
+// The default capacity of a pipe.
 constexpr std::size_t kFull = std::size_t{64} * 1024;
 
-// Whole lines of at most `most` bytes, or a single longer one.
+// Returns whole lines of at most `most` bytes together, or a single longer line.
 string_view first_piece(string_view text, std::size_t most) {
     if (text.size() <= most) {
         return text;
@@ -31,11 +31,11 @@ string_view first_piece(string_view text, std::size_t most) {
                        static_cast<std::size_t>(static_cast<const char*>(end) - text.data()) + 1);
 }
 
-// One write, which waits for the reader. EINTR says to try again.
+// Writes once and waits for the reader. Fails with EINTR when the caller is to try again.
 ssize_t write_some(string_view piece) {
     const ssize_t written = ::write(STDOUT_FILENO, piece.data(), piece.size());
     if (written < 0 && errno == EAGAIN) {
-        // Whoever opened standard output has made it non-blocking, for everybody who shares it.
+        // Standard output may be non-blocking, which is a property of the open file that we share.
         pollfd output{STDOUT_FILENO, POLLOUT, 0};
         ::poll(&output, 1, -1);
         errno = EINTR;
@@ -43,7 +43,7 @@ ssize_t write_some(string_view piece) {
     return written;
 }
 
-// Removes the end of a file: the part of a line that was written before the file was full.
+// Removes an incomplete last line from a regular file, after a write failed.
 void cut_file(std::size_t unfinished) {
     const int before = errno;
     struct stat status {};
@@ -107,8 +107,8 @@ EventOutput::Result EventOutput::print() {
     return stop_has_come() ? Result::stopped : Result::printed;
 }
 
-// A pipe takes as much as fits and then waits, perhaps in the middle of a line. It cuts nothing
-// when it has room for all of a piece: any piece if it is empty, else PIPE_BUF bytes.
+// A full pipe blocks a large write in the middle of a line. Nothing is split when the pipe has room
+// for the whole piece: its capacity if it is empty, else PIPE_BUF bytes.
 std::size_t EventOutput::piece_limit(std::size_t left) const {
     constexpr std::size_t least = PIPE_BUF;
     int unread = 0;
@@ -120,7 +120,7 @@ std::size_t EventOutput::piece_limit(std::size_t left) const {
     return is_empty ? std::max(pipe_size_, least) : least;
 }
 
-// One long event must not hold its memory for good.
+// A single long event must not keep its memory for ever.
 void EventOutput::drop_lines() {
     if (lines_.capacity() > 2 * kFull) {
         lines_ = OutputText();

@@ -15,7 +15,7 @@ public:
 
     EventOutput();
 
-    /// How many bytes of events fit before the next print(), about.
+    /// About how many bytes of events fit before the next print().
     [[nodiscard]] std::size_t room() const;
     /// Whether it is time for print() although more events wait.
     [[nodiscard]] bool is_full() const;
@@ -23,9 +23,10 @@ public:
     /// Adds a document; for the arguments see append_json. Throws std::bad_alloc.
     void add(const json_t* document, std::size_t expected_size);
 
-    /// Writes what was added, and waits for a slow reader as long as it takes. Returns `stopped` as
-    /// soon as a stop signal has come and either everything is written or a second has passed, and
-    /// `failed`, with errno, when a write fails: a regular file then ends with a whole line.
+    /// Writes the collected lines; waits for a slow reader without a time limit. Returns `stopped`
+    /// once a stop signal has arrived and either everything is written or a second has passed.
+    /// Returns `failed`, with errno, when a write fails; a regular file then ends with a whole
+    /// line.
     Result print();
 
 private:
@@ -33,8 +34,8 @@ private:
     void drop_lines();
 
     OutputText lines_;
-    bool takes_all_ = true;     ///< standard output is no pipe or socket, so it cuts no line
-    std::size_t pipe_size_ = 0; ///< 0 when it is no pipe
+    bool takes_all_ = true;     ///< no pipe or socket, so a write splits no line
+    std::size_t pipe_size_ = 0; ///< 0 unless standard output is a pipe
 };
 
 } // namespace qx::manage

@@ -5,8 +5,8 @@
 
 namespace qx::manage {
 
-/// While it lives, signals wait; one that came meanwhile takes its effect when it ends. SIGKILL and
-/// SIGSTOP cannot be held, and signals that tell of a fault of the program itself are not.
+/// Blocks signals while it lives; a signal that arrived in between takes effect at the end. SIGKILL
+/// and SIGSTOP cannot be blocked, and signals that report a fault of the program itself are not.
 class HeldSignals {
 public:
     HeldSignals() {

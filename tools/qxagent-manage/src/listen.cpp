@@ -50,7 +50,7 @@ void print_event(const char* text, void* user_data) noexcept {
     }
 }
 
-// Bounds the events that wait in the library as QX_LISTEN_BACKLOG wants it.
+// Applies QX_LISTEN_BACKLOG.
 bool set_backlog_limit() {
     constexpr std::uint64_t most = std::uint64_t{1024} * 1024;
     const char* const text = std::getenv("QX_LISTEN_BACKLOG");
@@ -157,7 +157,7 @@ Next print(EventOutput& output) {
     case EventOutput::Result::failed:
         break;
     }
-    // A reader that is gone knows it.
+    // No message when the reader has gone.
     if (errno != EPIPE) {
         fail("standard output: {}");
     }

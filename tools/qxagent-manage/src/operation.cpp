@@ -108,7 +108,7 @@ constexpr bool is_in_order() {
     }
     return kOperations[std::size(kOperations) - 1].operation == Operation::help;
 }
-static_assert(is_in_order(), "every operation has its row, in the order of the enumeration");
+static_assert(is_in_order(), "the rows follow the order of the enumeration");
 
 int run_query(Query query) {
     qx::text_ptr answer;

@@ -63,7 +63,7 @@ using Handler = int (*)(const CommandLine& options);
 enum class Needs {
     nothing,
     services,
-    stoppable_services, ///< the same, with stop signals ending the program with 0 from the start
+    stoppable_services, ///< and a stop signal ends the program with 0 from the start
 };
 
 // The members stand in the order in which a row is read.
@@ -81,8 +81,8 @@ std::span<const OperationRow> operations();
 
 const OperationRow& row_of(Operation operation);
 
-/// Does the row's work; what the row needs must run. Returns the exit status; a library result of
-/// -1 is passed on. Throws std::bad_alloc when memory was short.
+/// Does the row's work; the services that it needs must be running. Returns the exit status, which
+/// includes a library result of -1. Throws std::bad_alloc when memory was short.
 int do_work(const OperationRow& row, const CommandLine& options);
 
 /// Starts what the row needs, does the row's work and stops the services again.

@@ -15,8 +15,8 @@ using List = cl::list<std::string>;
 using Set = cl::set<std::string>;
 using Flag = cl::flag;
 
-/// The operation that a record of options belongs to: its first member, from which the options take
-/// the word.
+/// The operation that a record of options belongs to: the record's first member, which its options
+/// refer to.
 using Owner = cl::subcommandname_struct;
 
 enum class Operation : int;

@@ -55,7 +55,7 @@ int append(const char* text, std::size_t size, void* data) noexcept try {
     return -1;
 }
 
-// jansson escapes no DEL and none of the control characters behind it.
+// jansson escapes neither DEL nor the C1 control characters.
 void show_on_terminal(OutputText& text, std::size_t from) {
     if (output_is_terminal()) {
         const std::string safe = qx::shown_json({text.data() + from, text.size() - from});

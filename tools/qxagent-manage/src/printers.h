@@ -29,7 +29,7 @@ void print_bool_output(bool value, const char* key);
 /// Prints the record as a block of four lines on standard error.
 void print_error(const qx_plix_error_t& err);
 
-/// Prints the usage on standard output, and on standard error the last-error record.
+/// Prints the usage on standard output and the last-error record on standard error.
 void print_usage();
 
 /// Prints a warning as a block of two lines on standard error.

@@ -8,7 +8,7 @@
 
 namespace qx::manage {
 
-/// Of both ways to register.
+/// For both register and register_to_cloud.
 struct RegistrationOptions {
     Owner owner;
     List params{"params", owner, cl::valuedesc("list"), kCommaSeparated,

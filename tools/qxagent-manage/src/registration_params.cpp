@@ -31,7 +31,7 @@ bool read_standard_input(std::string& input) {
     return true;
 }
 
-// A zero byte would end a text too early.
+// A zero byte would truncate the value.
 std::optional<Pair> split_line(qx::string_view line) {
     const std::size_t equals = line.find("=");
     if (equals == qx::string_view::npos || std::memchr(line.data(), '\0', line.size()) != nullptr) {

@@ -11,13 +11,13 @@
 namespace qx::manage {
 
 /// A request document under construction: an object to which members are added one by one. An
-/// option that was not given, which an empty text means too, adds nothing.
+/// option that was not given, or an empty text, adds nothing.
 class Request {
 public:
     void add(const char* key, const Text& text);
     void add(const char* key, const Integer& number);
     void add(const char* key, const Boolean& truth);
-    /// Null, which stands for a value that cannot be built, spoils the request.
+    /// A null value, which could not be built, makes send() fail.
     void add(const char* key, qx::json_ptr value);
 
     /// Hands the document to a library call and returns its result; 1, without the call, when a

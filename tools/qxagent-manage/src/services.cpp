@@ -19,7 +19,7 @@ void log_warning(const char* text, void* /*unused*/) {
     QX_LOG(qx::log::level::warning, "{:s}", text);
 }
 
-// What QX_BROKER_UID says; false, with a line on standard error, when that makes no sense.
+// Applies QX_BROKER_UID. Returns false, with a line on standard error, when the value is invalid.
 bool require_broker_user() {
     const char* const value = std::getenv("QX_BROKER_UID");
     if (value == nullptr) {

@@ -5,8 +5,8 @@ namespace qx::manage {
 
 /// Buffers standard output and standard error by lines, and puts something harmless in the place of
 /// a standard descriptor that the caller has closed, so that no socket or file of ours ends up
-/// under its number. From then on a file that would exceed a size limit is an error like any other
-/// instead of a signal.
+/// under its number. Ignores SIGXFSZ, so that a write above the file size limit fails with an
+/// error.
 void prepare_standard_streams();
 
 /// After one line on standard error when some of standard output could not be written: 1 in the

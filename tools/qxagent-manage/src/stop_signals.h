@@ -9,12 +9,13 @@ namespace qx::manage {
 /// started this one has blocked or ignored the signal.
 void end_at_once_on_stop();
 
-/// Blocks the stop signals, so that they are only noticed where the caller looks. Returns a
-/// descriptor that is readable while one waits, or -1 with errno.
+/// Blocks the stop signals. Returns a signalfd that is readable while one is pending, or -1 with
+/// errno.
 int hold_stop_signals();
 
-/// While it lives, held stop signals interrupt system calls. The first one is repeated every 100 ms
-/// from then on, so a system call that begins just after it is interrupted too.
+/// While it lives, stop signals that hold_stop_signals() blocks interrupt system calls. After the
+/// first one a timer repeats SIGTERM every 100 ms, so a system call that begins just after it is
+/// interrupted too.
 class InterruptedByStop {
 public:
     InterruptedByStop();
@@ -26,7 +27,8 @@ private:
     sigset_t before_{};
 };
 
-/// Whether a stop signal has interrupted something, and whether that was a second ago.
+/// Whether a stop signal has arrived while an InterruptedByStop lived, and whether that is more
+/// than a second ago.
 bool stop_has_come();
 bool stop_is_overdue();
 

@@ -50,7 +50,7 @@ void Server::accept_clients() {
     }
 }
 
-/// Closes the connections that wait, for which the spare descriptor makes room. Sets errno like
+/// Gives up the spare descriptor to accept and close the waiting connections. Sets errno like
 /// accept4().
 void Server::refuse_clients() {
     spare_ = Fd();
@@ -62,7 +62,7 @@ void Server::refuse_clients() {
     errno = error;
 }
 
-/// The listener would be ready all the time.
+/// Stops watching the listener for a while; it would stay ready and keep the loop busy.
 void Server::pause_accepting() {
     accepts_ = false;
     ::epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, presence_->listener(), nullptr);
@@ -161,7 +161,8 @@ bool Server::admits(Client& client) {
     return client.given_up.empty();
 }
 
-/// Frees what the client left unread. It is closed later, when nobody uses it.
+/// Frees the client's unread output. The client is closed at its next flush, when nothing refers to
+/// it.
 void Server::give_up(Client& client, std::string_view reason) {
     client.given_up = reason;
     client.output = {};

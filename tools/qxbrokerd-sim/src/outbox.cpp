@@ -51,7 +51,7 @@ void Outbox::add(Series series, const Delivery& delivery) {
     size_ += sizeof(Item) + items_.back().bytes.size();
 }
 
-/// Makes the next frames of a series in place of those that were sent; false when there are none.
+/// Replaces the sent frames by the next ones of the series. Returns false when none are left.
 bool Outbox::Item::refill() {
     if (rest.next > rest.last) {
         return false;

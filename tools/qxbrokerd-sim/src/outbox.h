@@ -52,8 +52,7 @@ struct Progress {
     Milliseconds down{0};
 };
 
-/// Frames of which only the first ones exist yet: `make` returns the bytes of the frame with a
-/// number from `next` to `last`.
+/// Frames that are made lazily: `make` returns the bytes of frame number `next` to `last`.
 struct Series {
     std::function<std::string(std::uint64_t)> make;
     std::uint64_t next = 1;
@@ -73,8 +72,8 @@ public:
     /// The bytes that are held, with a little for each item.
     [[nodiscard]] std::size_t size() const { return size_; }
 
-    /// Sends what `fd` takes without blocking, though only so much at a time that others are not
-    /// kept waiting.
+    /// Sends what `fd` takes without blocking, up to a limit per call so that other clients get
+    /// their turn.
     Progress flush(int fd);
 
 private:

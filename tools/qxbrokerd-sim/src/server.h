@@ -102,7 +102,7 @@ private:
     std::optional<Presence> presence_;
     std::uint64_t restarts_ = 0;
     bool ended_ = false;
-    Fd spare_;            ///< given up for the moment in which a client is refused
+    Fd spare_;            ///< freed for a moment to refuse a client
     bool accepts_ = true; ///< false while the listener is not watched
 
     Totals totals_;

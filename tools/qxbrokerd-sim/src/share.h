@@ -1,4 +1,4 @@
-// How much of a memory that all clients use together one of them holds.
+// One client's share of a memory budget that all clients have in common.
 #pragma once
 
 #include <cstddef>

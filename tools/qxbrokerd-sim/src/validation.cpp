@@ -11,7 +11,7 @@
 namespace qx::sim {
 namespace {
 
-// What clients report stays in memory.
+// Bounds for reported devices, which stay in memory.
 constexpr std::size_t kLongestName = 255;
 constexpr std::size_t kMostAddresses = 32;
 

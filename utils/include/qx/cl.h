@@ -42,7 +42,7 @@ inline constexpr int kNoMaximum = std::numeric_limits<int>::max();
 /// What turns the word of an option into its value, one class for each type of value.
 class option_parser_base {
 public:
-    // Part of the class's published shape; nothing here depends on them.
+    // Required by the published class layout; nothing here uses them.
     virtual void anchor();
     virtual void initialize(option_base& option); ///< called when `option` is registered
 
@@ -55,8 +55,8 @@ public:
     virtual bool needs_param(option_base& option);
     /// Every word that `option` accepts; empty when it takes free text or a number.
     [[nodiscard]] virtual std::vector<string_view> accepted_words(const option_base& option) const;
-    /// What a value must be when it is not one of some words, such as "an integer"; empty when the
-    /// option's value description says it.
+    /// The kind of value to name in an error, such as "an integer"; empty when the option's value
+    /// description names it.
     [[nodiscard]] virtual string_view expected_kind(const option_base& option) const;
 };
 
@@ -80,7 +80,7 @@ public:
     option_base(const option_base&) = delete;
     option_base& operator=(const option_base&) = delete;
 
-    // Part of the class's published shape; nothing here depends on them.
+    // Required by the published class layout; nothing here uses them.
     virtual int int_val() const; ///< the value of a sub-command selector, 0 for any other option
     virtual bool storage_allocated(); ///< true
 
@@ -116,7 +116,7 @@ public:
     [[nodiscard]] std::vector<string_view> accepted_words() const {
         return value_parser_->accepted_words(*this);
     }
-    /// What the value must be when any word of a kind will do, such as "an integer"; else empty.
+    /// The kind of value to name in an error, such as "an integer"; may be empty.
     [[nodiscard]] string_view expected_kind() const { return value_parser_->expected_kind(*this); }
 
     /// Whether the command line held the option.

@@ -1,4 +1,4 @@
-// Texts of others on a terminal, which would take their control characters for commands.
+// Escapes foreign text for terminals, which would obey its control characters.
 #pragma once
 
 #include "qx/string_view.h"
@@ -8,18 +8,19 @@
 
 namespace qx {
 
-/// Appends the UTF-8 character that begins at `at`, or the byte there that begins none. One that
-/// cannot be seen, or that changes line or direction, is written as its bytes: "\x1b". Returns how
-/// many bytes of `text` that took.
+/// Appends the UTF-8 character at `at`, or one byte if that is no valid character. Control,
+/// invisible and direction-changing characters and invalid bytes are escaped byte by byte, as in
+/// "\x1b". Returns how many bytes of `text` were consumed.
 std::size_t append_shown(std::string& out, string_view text, std::size_t at);
 
-/// The whole text in this way.
+/// Escapes the whole text like append_shown.
 std::string shown(string_view text);
 
-/// Whether the text is printable ASCII alone, and so shown as it is.
+/// Whether the text is printable ASCII only and so needs no escaping.
 bool is_printable_ascii(string_view text);
 
-/// JSON with the control characters that it allows in its texts (DEL and C1) as "\u009B".
+/// Escapes the control characters that JSON allows unescaped in strings (DEL and C1), as in
+/// "\u009B".
 std::string shown_json(string_view document);
 
 } // namespace qx

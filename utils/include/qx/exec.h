@@ -22,13 +22,13 @@ int exec_command(const std::vector<std::string>& argv, int detach);
 struct program_end {
     int status = -1;        ///< as exec_command returns it
     int error = ENOMEM;     ///< why it could not be run, when `status` is negative
-    bool is_killed = false; ///< its time was over
+    bool is_killed = false; ///< `grace` had passed
 };
 
-/// Like exec_command with `detach` 0, but does not keep a caller who has been told to stop: once
-/// SIGINT, SIGTERM, SIGHUP or SIGQUIT is pending, because the caller blocks it, the program has
-/// `grace` left, and its process group is killed then. The last-error record stays as it was.
-/// Other threads have to block SIGCHLD.
+/// Like exec_command with `detach` 0, but limits the wait once the caller is told to stop: when
+/// SIGINT, SIGTERM, SIGHUP or SIGQUIT, which the caller blocks, becomes pending, the program has
+/// `grace` left before its process group is killed. Leaves the last-error record alone. Other
+/// threads must block SIGCHLD.
 program_end run_program(const std::vector<std::string>& argv, std::chrono::milliseconds grace);
 
 } // namespace qx

@@ -44,8 +44,8 @@ auto uninterrupted(const Call& call) {
 /// Writes all of `text`; false, with errno, when that is not possible.
 bool write_all(int fd, string_view text);
 
-/// Gives an open file the mode bits `wanted`, unless `mode`, its present st_mode, has them already.
-/// The umask has no say. Nothing happens when the file belongs to somebody else.
+/// Sets the mode bits of an open file to `wanted`, regardless of the umask, unless `mode`, its
+/// current st_mode, has them already. Does nothing when the file belongs to another user.
 void set_mode(int fd, unsigned int mode, unsigned int wanted);
 
 /// Has `epfd` report `events` of `fd`, whether or not it watches `fd` already. 0, or -1 with errno.

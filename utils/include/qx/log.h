@@ -1,5 +1,5 @@
 // The log: lines in a file of the agent's log directory. After `start` any thread may log until
-// `stop`; these two are for the main thread, while no other logs.
+// `stop`; call both in the main thread, while no other thread logs.
 #pragma once
 
 #include "qx/format.h"
@@ -22,8 +22,8 @@ bool start(const char* name, const char* second);
 bool can_log(unsigned long mask, level severity);
 
 /// Writes a whole line, line feed included, in one piece. Date, time, process id and level replace
-/// the placeholder that it begins with, if any. Control characters (C0 but the final line feed,
-/// DEL, C1) are written escaped, byte by byte, as "\xNN". What cannot be written is dropped.
+/// the placeholder that it begins with, if any. All but the final line feed is escaped like text on
+/// a terminal (qx/escape.h). A line that cannot be written is dropped.
 void print(unsigned long mask, level severity, std::string&& line);
 
 void stop();

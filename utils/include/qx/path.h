@@ -26,8 +26,8 @@ void print_common_path(std::ostream& stream, common_path directory);
 
 } // namespace detail
 
-/// A path that is fixed when the program is compiled, up to the install directory: either a text or
-/// pieces below one of the agent's directories.
+/// A constant path: plain text, or text below one of the agent's directories, which are found at
+/// run time.
 class constant_path {
 public:
     constexpr explicit constant_path(const char* text)

@@ -9,26 +9,26 @@
 namespace qx {
 
 /// Examines programs of the agent before they are run with this process's rights. A program and
-/// each directory from the install directory down to it have to belong to root, this process's
-/// user, the owner of the install directory or the agent's user, and others may write none of them.
-/// Links are followed; where one leads out of the install directory, the same holds for every
+/// each directory from the install directory down to it must belong to root, this process's user,
+/// the owner of the install directory or the agent's user, and must not be writable by others.
+/// Links are followed; when one leads out of the install directory, the same holds for every
 /// directory from "/" down. Main thread only.
 class program_check {
 public:
     program_check();
 
-    /// Whether `program`, a path in the install directory, may be run. A program that does not
-    /// exist may: nobody has replaced it.
+    /// Whether `program`, a path in the install directory, may be run. True also for a program that
+    /// does not exist: nobody has replaced it.
     bool accepts(const std::string& program);
 
     /// Why the last program was not accepted.
     [[nodiscard]] const std::string& reason() const { return reason_; }
 
-    /// What a group may write of all that was examined.
+    /// Those of the examined files and directories that their group may write.
     [[nodiscard]] const std::set<std::string>& group_writable() const { return group_writable_; }
 
 private:
-    using pieces = std::vector<std::string>; ///< of a path, the first one last
+    using pieces = std::vector<std::string>; ///< of a path, in reverse order
 
     bool refuse(const std::string& path, const std::string& what);
     [[nodiscard]] bool is_trusted(uid_t uid) const;

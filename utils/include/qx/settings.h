@@ -46,8 +46,8 @@ inline constexpr constant_path kCirrelUuidFileDefault(common_path::configuration
 class setMgmt {
 public:
     /// Reads the store; where there is none yet, it is empty. Negative, with a line on standard
-    /// error and in the log, when it cannot be read or is damaged; the file is left alone. Of
-    /// several values for one key the last counts.
+    /// error and in the log, when it cannot be read or is damaged; the file is left alone. The last
+    /// value of a duplicate key wins.
     static int init();
     static void uninit();
 
@@ -57,9 +57,9 @@ public:
     static int getKeyValue(const std::string& key, int default_value);
 
     /// Stores a value: when 0 comes back it outlives a power cut, on a failure (negative) the old
-    /// store is in place. Waits while another process writes, and keeps what that wrote. The first
-    /// write logs a warning when others can write to the directory, and one when the store belongs
-    /// to neither root, nor this user, nor the owner of the install directory.
+    /// store is in place. Waits while another process writes, and keeps its changes. The first
+    /// write logs a warning when others can write to the directory, and another when the store
+    /// belongs to neither root, nor this user, nor the owner of the install directory.
     static int setKey(const std::string& key, const std::string& value);
     /// Removes a key, in the same way. Error 4 when there is no such key, 5 when there is no store
     /// yet.
@@ -68,8 +68,7 @@ public:
 
 /// Keeps other processes from writing the store while it lives; this process writes as usual. The
 /// constructor waits while another process writes; a signal that ends the process ends the wait.
-/// If the lock cannot be taken, nothing is locked, and writing fails with the reason. One at a
-/// time; main thread only.
+/// If the lock cannot be taken, later writes fail with the reason. One at a time; main thread only.
 class settings_lock {
 public:
     settings_lock();
@@ -78,14 +77,14 @@ public:
     ~settings_lock();
 };
 
-/// Disk space for one later change of the store, so that a full disk cannot prevent it. While the
-/// object lives, `setKey(key, value)` with the constructor's arguments takes the space when the
-/// disk has no room; no other change does. The space is a file beside the store, as large as the
-/// store with this change and 4 KiB of others; one that a killed process left is replaced. The
-/// constructor waits for the store's lock like a write. A change that takes the space uses it up;
-/// otherwise the destructor frees it. A file system that never overwrites in place (log-structured
-/// or copy-on-write) takes new blocks for the change, and they are there unless somebody else takes
-/// them in the same moment. One at a time; main thread only.
+/// Reserves disk space for one later change of the store, so that a full disk cannot prevent it.
+/// While the object lives, `setKey(key, value)` with the constructor's arguments uses the space
+/// when the disk is full; no other change does. The space is a file beside the store, large enough
+/// for the store with this change and 4 KiB of other changes; a file that a killed process left is
+/// replaced. The constructor waits for the store's lock like a write. The destructor frees space
+/// that was not used. On a file system that never overwrites in place (log-structured or
+/// copy-on-write) the space is freed right before the change, so another writer could take it in
+/// that moment. One object at a time; main thread only.
 class settings_reserve {
 public:
     settings_reserve(const std::string& key, const std::string& value);
@@ -93,13 +92,13 @@ public:
     settings_reserve& operator=(const settings_reserve&) = delete;
     ~settings_reserve();
 
-    /// Whether there is space. After the constructor the last-error record says why not.
+    /// Whether space is reserved. If the constructor failed, the last-error record says why.
     explicit operator bool() const;
 };
 
-/// Waits until no other process switches the deployment, and keeps others from it until the
-/// returned descriptor is closed; a signal that ends the process ends the wait. On failure the
-/// descriptor is empty and the last-error record says why.
+/// Locks the deployment switch against other processes until the returned descriptor is closed.
+/// Waits while another process holds the lock; a signal that ends the process ends the wait. On
+/// failure the descriptor is empty and the last-error record says why.
 io::descriptor lock_switch();
 
 } // namespace qx
