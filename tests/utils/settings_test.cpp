@@ -172,6 +172,11 @@ TEST_F(Settings, AStoreOfAnotherUserIsUsedWithAWarning) {
     ASSERT_EQ(setMgmt::init(), 0);
     EXPECT_EQ(setMgmt::setKey("a", "2"), 0);
     EXPECT_EQ(lines_of(read_log()).size(), 1) << "the owner of the install directory";
+    ASSERT_EQ(::chown(kInstallDir.c_str(), 0, 0), 0);
+    write_file("/etc/passwd", "norvane-plix:x:1234:1234::/opt/norvane:/bin/false\n");
+    ASSERT_EQ(setMgmt::init(), 0);
+    EXPECT_EQ(setMgmt::setKey("a", "3"), 0);
+    EXPECT_EQ(lines_of(read_log()).size(), 1) << "the agent's user";
 }
 
 TEST_F(Settings, ADamagedStoreIsNamedAndLeftAlone) {

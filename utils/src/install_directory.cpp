@@ -2,7 +2,26 @@
 
 #include "qxpath.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace qx {
+namespace {
+
+// The kernel shows this id for users without a mapping in this user namespace.
+constexpr uid_t kUnmapped = 65534;
+
+bool owns_install_directory(uid_t uid) {
+    struct stat status {};
+    return ::stat(install_directory().c_str(), &status) == 0 && status.st_uid == uid;
+}
+
+bool is_agents_user(uid_t uid) {
+    uid_t agent = 0;
+    return qxpath_agent_uid(&agent) == 0 && agent == uid;
+}
+
+} // namespace
 
 // A function's static, not a namespace's: paths are also built before main, from other files.
 const std::string& install_directory() {
@@ -13,9 +32,11 @@ const std::string& install_directory() {
     return directory;
 }
 
-bool is_agents_user(uid_t uid) {
-    uid_t agent = 0;
-    return qxpath_agent_uid(&agent) == 0 && agent == uid;
+bool is_trusted_user(uid_t uid) {
+    if (uid == 0 || uid == ::geteuid()) {
+        return true;
+    }
+    return uid != kUnmapped && (owns_install_directory(uid) || is_agents_user(uid));
 }
 
 } // namespace qx

@@ -10,7 +10,8 @@ namespace qx {
 /// name.
 const std::string& install_directory();
 
-/// Whether `uid` is the agent's own user, by /etc/passwd.
-bool is_agents_user(uid_t uid);
+/// Whether files of user `uid` are trusted: root, this process's user, the owner of the install
+/// directory, or the agent's user by /etc/passwd.
+bool is_trusted_user(uid_t uid);
 
 } // namespace qx

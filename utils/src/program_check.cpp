@@ -11,8 +11,6 @@ namespace qx {
 namespace {
 
 constexpr int kMostSteps = 1000; // ends a loop of links
-// The kernel shows this id for users without a mapping in this user namespace.
-constexpr uid_t kUnknownUser = 65534;
 
 void push_pieces(std::vector<std::string>& pieces, const std::string& path) {
     std::size_t end = path.size();
@@ -43,11 +41,8 @@ std::string link_target(const std::string& link) {
 
 program_check::program_check() {
     char resolved[PATH_MAX];
-    struct stat status {};
-    if (::realpath(install_directory().c_str(), resolved) != nullptr &&
-        ::stat(resolved, &status) == 0) {
+    if (::realpath(install_directory().c_str(), resolved) != nullptr) {
         root_ = resolved;
-        root_owner_ = status.st_uid;
     }
 }
 
@@ -56,13 +51,8 @@ bool program_check::refuse(const std::string& path, const std::string& what) {
     return false;
 }
 
-bool program_check::is_trusted(uid_t uid) const {
-    return uid == 0 || uid == ::geteuid() ||
-           (uid != kUnknownUser && (uid == root_owner_ || is_agents_user(uid)));
-}
-
 bool program_check::accepts_owner(const std::string& path, const struct stat& status) {
-    return is_trusted(status.st_uid) ||
+    return is_trusted_user(status.st_uid) ||
            refuse(path, "belongs to user " + std::to_string(status.st_uid));
 }
 

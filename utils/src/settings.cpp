@@ -108,12 +108,6 @@ json_ptr load(const std::string& file, const store::snapshot& content) {
     return none;
 }
 
-bool is_trusted(uid_t owner) {
-    struct stat status {};
-    return owner == 0 || owner == ::geteuid() ||
-           (::stat(install_directory().c_str(), &status) == 0 && owner == status.st_uid);
-}
-
 // Warns once per opening of the store; a warning for each write would push other lines out of the
 // log.
 void warn_of_others(const store::place& where, const store::snapshot& old) {
@@ -125,7 +119,7 @@ void warn_of_others(const store::place& where, const store::snapshot& old) {
         QX_LOG(log::level::warning, "Others can write to the settings directory '{:s}'",
                where.directory);
     }
-    if (old.exists && !is_trusted(old.owner)) {
+    if (old.exists && !is_trusted_user(old.owner)) {
         QX_LOG(log::level::warning, "The settings '{:s}' belong to another user ({:d})", where.file,
                old.owner);
     }

@@ -31,7 +31,6 @@ private:
     using pieces = std::vector<std::string>; ///< of a path, in reverse order
 
     bool refuse(const std::string& path, const std::string& what);
-    [[nodiscard]] bool is_trusted(uid_t uid) const;
     bool accepts_owner(const std::string& path, const struct stat& status);
     bool accepts_one(const std::string& path, const struct stat& status);
     bool accepts_directory(const std::string& path);
@@ -40,7 +39,6 @@ private:
     bool step(const std::string& piece, std::string& at, pieces& left);
 
     std::string root_; ///< the install directory without links; empty when it cannot be found
-    uid_t root_owner_ = 0;
     std::string reason_;
     std::set<std::string> group_writable_;
 };

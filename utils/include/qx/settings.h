@@ -59,7 +59,8 @@ public:
     /// Stores a value: when 0 comes back it outlives a power cut, on a failure (negative) the old
     /// store is in place. Waits while another process writes, and keeps its changes. The first
     /// write logs a warning when others can write to the directory, and another when the store
-    /// belongs to neither root, nor this user, nor the owner of the install directory.
+    /// belongs to neither root, nor this user, the owner of the install directory or the agent's
+    /// user.
     static int setKey(const std::string& key, const std::string& value);
     /// Removes a key, in the same way. Error 4 when there is no such key, 5 when there is no store
     /// yet.
