@@ -87,7 +87,7 @@ inline bool is_readable(int fd, std::chrono::milliseconds patience) {
            (polled.revents & POLLIN) != 0;
 }
 
-/// In the place of `drain`: portions of 1000 bytes.
+/// A value of `drain` for which read_until() reads portions of 1000 bytes.
 inline constexpr int kPortions = -1;
 
 /// Reads a notification descriptor, as often as it says so, until so many events have been noted.

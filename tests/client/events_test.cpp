@@ -101,7 +101,7 @@ TEST_F(Subscriptions, HandEventsToTheirReaderOneByOneInPortionsOrAllAtOnce) {
     EXPECT_EQ(inbox.events(), (Events{"0"}));
     ASSERT_TRUE(is_readable(fd, kPatience));
     EXPECT_EQ(qx_plix_read_events(fd, 3), 0);
-    EXPECT_EQ(inbox.events(), (Events{"0", "1", "2"})) << "whose ends count too";
+    EXPECT_EQ(inbox.events(), (Events{"0", "1", "2"})) << "the terminating zero bytes count too";
     ASSERT_TRUE(is_readable(fd, kPatience));
     EXPECT_EQ(qx_plix_read_event_fd(fd, 1), 0);
     EXPECT_EQ(inbox.events(), (Events{"0", "1", "2", "3", "4"}));
@@ -247,7 +247,7 @@ TEST_F(Backlog, IsBoundedAndLosesNothing) {
         const int held = bytes_in(fd);
         EXPECT_LT(static_cast<std::size_t>(held) * 32, 2 * kLimit);
         const std::clock_t before = std::clock();
-        ::usleep(300'000); // in which a thread that spins would use as much
+        ::usleep(300'000); // a spinning thread would use as much processor time
         EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 10);
         EXPECT_EQ(bytes_in(fd), held);
         if (reads) {
@@ -265,7 +265,7 @@ TEST_F(Backlog, IsBoundedAndLosesNothing) {
     }
 }
 
-TEST_F(Backlog, LetsFramesAboveTheLimitInOneByOne) {
+TEST_F(Backlog, AdmitsFramesAboveTheLimitOneByOne) {
     EXPECT_EQ(qx_plix_set_backlog_limit(50'000), 0);
     Inbox other;
     Inbox called;
@@ -308,7 +308,7 @@ TEST_F(Backlog, IsNotExceededByFramesThatNeverEnd) {
         broker.emit_raw(kScanName, frame);
     });
     long most = 0;
-    // Each is given up in turn, and subscribed again.
+    // Each stalled subscription is given up in turn and subscribed again.
     wait_until([&] {
         most = std::max(most, resident_kib());
         return broker.requests().size() == 4;
@@ -537,8 +537,8 @@ TEST_F(Subscriptions, AreAskedForAgainCalmly) {
     inbox.wait_for(1);
 }
 
-// Calls from inside a callback, which runs under the lock that they would wait for.
-TEST_F(Subscriptions, CallbacksMayUnsubscribeAndAreRefusedTheRest) {
+// Callbacks run under the registrar's lock, on which these calls would deadlock.
+TEST_F(Subscriptions, CallbacksMayUnsubscribeButNotSubscribeReadOrStop) {
     struct Misuse {
         qx_plix_event_type ends;
         int fd = -1;
@@ -600,7 +600,7 @@ TEST_F(Subscriptions, ReadersWaitWithoutADescriptorUntilWokenOrCancelled) {
         self.stat = ::open("/proc/thread-self/stat", O_RDONLY | O_CLOEXEC);
         rlimit none{};
         ::getrlimit(RLIMIT_NOFILE, &none);
-        none.rlim_cur = 1; // which poll asks for
+        none.rlim_cur = 1; // poll needs a limit that is not below its number of descriptors
         EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
         self.result = qx_plix_read_event_fd(self.fd, 1);
         return nullptr;
@@ -608,7 +608,7 @@ TEST_F(Subscriptions, ReadersWaitWithoutADescriptorUntilWokenOrCancelled) {
     rlimit limit{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
     const auto before = open_descriptors();
-    // What ends the wait, and its result: 7 is no result at all.
+    // What ends the wait, and the result; 7 means that the call did not return.
     const struct {
         std::function<void(pthread_t)> act;
         int result;

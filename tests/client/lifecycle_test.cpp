@@ -64,7 +64,7 @@ TEST(Lifecycle, NothingStartsWithoutARunningBrokerOfTheSameVersion) {
     qx_plix_unsubscribe(QX_PLIX_QXAGENT_STARTED);
 }
 
-TEST_F(Agent, OnlyARegularFileSaysTheVersion) {
+TEST_F(Agent, ReadsTheVersionFromARegularFileOnly) {
     ::alarm(30); // opening a FIFO would wait
     const fs::path moved = kInstallDir / "moved";
     fs::rename(kVersionFile, moved);
@@ -84,7 +84,7 @@ TEST_F(Agent, OnlyARegularFileSaysTheVersion) {
     EXPECT_EQ(start(nullptr), "-1");
 }
 
-TEST_F(Agent, CutsTheVersionFilesNameAfter4094Characters) {
+TEST_F(Agent, TruncatesTheVersionFilesPathTo4094Characters) {
     const std::string cut = "/var/run/qxbrokerd.vers";
     fs::rename(kVersionFile, kInstallDir.string() + cut);
     std::string directory = kInstallDir;
@@ -163,7 +163,7 @@ std::size_t half_a_stack() {
     return std::max(size, std::size_t{1} << 20) / 2;
 }
 
-TEST_F(Agent, CallbacksHaveThePlatformsStack) {
+TEST_F(Agent, CallbacksHaveThePlatformsStackSize) {
     if (kSanitized) {
         GTEST_SKIP() << "a sanitizer sees every byte of such an array";
     }
@@ -180,7 +180,7 @@ TEST_F(Agent, CallbacksHaveThePlatformsStack) {
     qx_plix_uninit();
 }
 
-// Uses the library in a forked child. Returns the steps that fail, as bits.
+// Uses the library in a forked child. Returns one bit for each step that failed.
 int use_as_child(int event_fd) {
     int fd = -1;
     Inbox inbox;
@@ -194,16 +194,16 @@ int use_as_child(int event_fd) {
     qx_plix_unsubscribe(QX_PLIX_QXAGENT_STARTED);
     const std::size_t copies = open_descriptors().size();
     failed |= qx_plix_uninit() + qx_plix_uninit() == 0 ? 0 : 2;
-    // Two connections, a pipe, and what the event thread waits on.
+    // Two connections, both ends of a pipe, the epoll set and the eventfd.
     failed |= open_descriptors().size() + 6 == copies ? 0 : 4;
-    if (!kSanitized) { // which may not start threads here
+    if (!kSanitized) { // a sanitizer cannot start threads in a forked child
         failed |= qx_plix_init() == 0 && subscribe() == 0 && read_until(fd, 0, inbox, 1) ? 0 : 8;
         failed |= qx_plix_uninit() == 0 && open_descriptors().size() + 6 == copies ? 0 : 16;
     }
     return failed;
 }
 
-TEST_F(Agent, AForkedChildStartsAfreshAndLeavesItsParentAlone) {
+TEST_F(Agent, AForkedChildRestartsWithoutAffectingItsParent) {
     struct Hold {
         std::atomic<bool> begun{false};
         std::atomic<bool> over{false};

@@ -1,4 +1,4 @@
-// Who may be the broker.
+// Whose processes the library accepts as the broker.
 
 #include "agent_fixture.h"
 
@@ -20,7 +20,7 @@ protected:
     void SetUp() override { qx_plix_set_warning_cb(Inbox::note, &warnings); }
     void TearDown() override { qx_plix_set_warning_cb(nullptr, nullptr); }
 
-    // False where there are no other users.
+    // Returns false where the test cannot act as another user.
     bool restart_as(unsigned uid) {
         broker.stop();
         const OtherUser user(uid);
@@ -28,7 +28,7 @@ protected:
         return static_cast<bool>(user);
     }
 
-    // Whether the broker gets a command and lets the library start; both or neither.
+    // Whether a command reaches the broker; if not, the library must not start either.
     bool is_accepted() {
         broker.forget_requests();
         const bool accepted = qx_plix_enable() == 0;
@@ -45,7 +45,7 @@ void give(const fs::path& file, unsigned uid) {
     require(::lchown(file.c_str(), uid, uid) == 0, "lchown");
 }
 
-TEST_F(Trust, IsInRootTheOwnUserAndTheAgents) {
+TEST_F(Trust, AcceptsRootTheOwnUserAndTheAgentsUsersOnly) {
     if (!restart_as(kStranger)) {
         GTEST_SKIP() << "only root can act as another user";
     }
@@ -79,7 +79,7 @@ TEST_F(Trust, IsInRootTheOwnUserAndTheAgents) {
     }
 }
 
-TEST_F(Trust, DoesNotExtendToUsersThatOnlyTheNamespaceHides) {
+TEST_F(Trust, RefusesUsersWithoutAMapping) {
     if (!restart_as(kNobody)) {
         GTEST_SKIP() << "only root can act as another user";
     }
@@ -90,7 +90,7 @@ TEST_F(Trust, DoesNotExtendToUsersThatOnlyTheNamespaceHides) {
     EXPECT_TRUE(is_accepted());
 }
 
-TEST_F(Trust, CanBeGivenToOneUserOrToAll) {
+TEST_F(Trust, CanBeSetToOneUserOrToAll) {
     const unsigned uid = restart_as(kStranger) ? kStranger : 0;
     const struct {
         std::int64_t required;
@@ -111,7 +111,7 @@ TEST_F(Trust, CanBeGivenToOneUserOrToAll) {
     }
 }
 
-TEST_F(Trust, ARefusedUserIsWarnedOfOnceUntilAnotherListens) {
+TEST_F(Trust, WarnsOfARefusedUserOnceUntilAnotherListens) {
     ASSERT_EQ(qx_plix_init(), 0);
     Inbox events;
     ASSERT_EQ(qx_plix_subscribe(QX_PLIX_QXAGENT_STARTED, Inbox::note, &events, nullptr), 0);

@@ -8,7 +8,7 @@ namespace qx::test {
 /// Where the library notes the changes of files, when a run is asked for them.
 inline const fs::path kJournal = "/opt/journal";
 
-/// What the action "full" fills the disk with.
+/// The file with which the action "full" fills the disk.
 inline const fs::path kFill = kInstallDir / "etc/fill";
 
 /// The call number `at` of a function meets `action`.

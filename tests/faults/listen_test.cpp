@@ -114,9 +114,9 @@ TEST_F(FaultsOfListen, AreTriedForEachCallThatTheToolMakes) {
         tried.insert(call.name);
     }
     EXPECT_EQ(tried, made);
-    // The system calls that the tool imports and nothing stands in front of. What a torn line of
-    // the log is cut off with, and what a reserve of the settings is written with, is called only
-    // when another call has failed.
+    // The system calls that the tool imports and nothing stands in front of. ftruncate for a torn
+    // line of the log and getrandom for the settings' reserve are called only when another call has
+    // failed.
     EXPECT_EQ(output_of({"sh", "-c", R"(
         find /usr/include -path '*/asm/unistd*' -exec sed -n 's/.*__NR_\([a-z_0-9]*\).*/\1/p' {} + >/opt/calls
         nm -D "$1" | sed -n 's/.* T //p' >/opt/wrapped

@@ -31,7 +31,7 @@ const std::string kSettings = document(true, true, false);
 class Scene : public ::testing::Test {
 protected:
     Scene() {
-        // A disk of its own, so that it can get full.
+        // A file system of its own, which the tests can fill.
         fs::create_directories(kSettingsFile.parent_path());
         require(::mount("tmpfs", kSettingsFile.parent_path().c_str(), "tmpfs", 0,
                         "size=64k,mode=755") == 0,
@@ -61,7 +61,7 @@ protected:
 
     static std::string log() { return fs::exists(kLogFile) ? read_file(kLogFile) : ""; }
 
-    // Of the space for the undo, the name stays when it cannot be removed.
+    // The reserve file stays when it cannot be removed.
     static void check_directory(const std::string& call = "") {
         for (const auto& entry : fs::directory_iterator(kSettingsFile.parent_path())) {
             const std::string name = entry.path().filename();
@@ -83,8 +83,8 @@ protected:
         }
     }
 
-    // A program of which nobody can learn how it went is run again. What could not be run, or
-    // failed, is in the log.
+    // If the exit status of a program cannot be determined, the program is run again. Programs that
+    // could not be run or that failed are in the log.
     static void check_connector(const std::string& call) {
         const std::string again = call == "waitpid" || call == "read" ? "+" : "";
         const bool some_failed = log().find("[report()]") != std::string::npos;
@@ -104,8 +104,8 @@ protected:
         "start_cloud_registration": [{"status": 0, "times": 0}]}})"};
 };
 
-/// What can happen at any moment: each signal that ends a program, a full disk, and that nothing
-/// more can be opened.
+/// What can happen at any call: a fatal signal, a full disk, or the loss of all further
+/// descriptors.
 std::vector<std::string> events() {
     std::vector<std::string> all = {"full", "files"};
     for (const int signal : ending_signals()) {
@@ -114,7 +114,7 @@ std::vector<std::string> events() {
     return all;
 }
 
-TEST_F(Scene, SwitchesTheCloudOrNotWhateverHappensAtAnyCall) {
+TEST_F(Scene, CompletesOrUndoesTheSwitchWhateverHappensAtAnyCall) {
     const long calls = run(kSwitch, "").calls.at("any");
     EXPECT_GT(calls, 50);
     std::size_t number = 0;
@@ -215,7 +215,7 @@ TEST_P(Faults, OfEachCall) {
     }
 }
 
-/// Few descriptors, short files, a full disk: how the tool is started under each.
+/// The command lines that start the tool with few descriptors, with short files and on a full disk.
 std::vector<std::vector<std::string>> limits() {
     std::vector<std::vector<std::string>> all;
     for (int files = 3; files <= 20; ++files) {

@@ -15,7 +15,7 @@ using namespace qx::test;
 
 using Frozen = Installed;
 
-// What the objects of the library offer others, and what they need of them.
+// The symbols that the library's objects define for others, and those that they need.
 struct Symbols {
     std::multiset<std::string> offered;
     std::set<std::string> needed;
@@ -46,7 +46,7 @@ TEST_F(Frozen, Symbols) {
     }
     const Symbols symbols = symbols_of(prefix / "lib/libqx_plix.a");
     EXPECT_THAT(symbols.offered, testing::ElementsAreArray(lines_of(frozen("symbols.txt"))));
-    // Nothing that works differently in another locale of the application.
+    // No routine whose result depends on the application's locale.
     for (const char* const routine :
          {"tolower", "toupper", "isspace", "isalpha", "isalnum", "isprint", "strcasecmp", "strtod",
           "strcoll", "__ctype_b_loc", "__ctype_tolower_loc", "__ctype_toupper_loc"}) {

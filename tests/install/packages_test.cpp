@@ -108,8 +108,8 @@ TEST_F(Packages, NameWhatTheyNeedAndTheirChecksums) {
     output_of({"sh", "-c", "cd '" + packages.string() + "' && sha256sum --check --quiet *.sha256"});
 }
 
-// The second archive is made from unpacked sources without a commit, whose own time it bears.
-TEST_F(Packages, AreArchivesForARoutersRootThatBearTheSourcesTime) {
+// The second archive is made from sources without a repository and bears the time of their files.
+TEST_F(Packages, RouterArchivesBearTheTimeOfTheSources) {
     const fs::path sources = directory.path() / "sources";
     fs::create_directories(sources);
     fs::copy(fs::path(QX_SOURCE_DIR) / "cmake", sources / "cmake");

@@ -145,7 +145,7 @@ TEST(Clients, AreRefusedWhileNoDescriptorIsLeft) {
 
 constexpr std::size_t kMiB = 1 << 20;
 
-TEST(Limits, ALineHasAnEndWithinOneMebibyte) {
+TEST(Limits, ALineAboveOneMebibyteClosesItsClient) {
     const Simulator simulator;
     const BrokerClient client;
     client.send(std::string(kMiB, ' '));
@@ -155,7 +155,7 @@ TEST(Limits, ALineHasAnEndWithinOneMebibyte) {
     EXPECT_TRUE(client.ends());
 }
 
-TEST(Limits, UnfinishedLinesOfAllClientsTakeThirtyTwoMebibytes) {
+TEST(Limits, UnfinishedLinesOfAllClientsTakeAtMost32Mebibytes) {
     const Simulator simulator;
     const std::array<BrokerClient, 50> clients;
     for (const BrokerClient& client : clients) {

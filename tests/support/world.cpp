@@ -22,7 +22,7 @@ void mount_empty(const char* where) {
     require(::mount("tmpfs", where, "tmpfs", 0, "mode=0755") == 0, where);
 }
 
-constexpr int kMapped = 9; ///< reaches its end once the users are mapped
+constexpr int kMapped = 9; ///< a descriptor that reaches EOF once the users are mapped
 
 bool try_write(const std::string& file, std::string_view text) {
     const int fd = ::open(file.c_str(), O_WRONLY | O_CLOEXEC);
@@ -31,8 +31,8 @@ bool try_write(const std::string& file, std::string_view text) {
     return written;
 }
 
-// Gives `process` the first 65536 users and groups, or root alone where the machine has no others,
-// once it has left for a user namespace of its own.
+// Waits until `process` has entered a user namespace of its own, and maps the first 65536 users and
+// groups there, or root alone where the machine has no others.
 void map_users_of(const std::string& process) {
     const fs::path theirs = process + "/ns/user";
     while (fs::read_symlink(theirs) == fs::read_symlink("/proc/self/ns/user")) {
@@ -43,7 +43,7 @@ void map_users_of(const std::string& process) {
     }
 }
 
-// Root's processes can have other users mapped, by a process outside.
+// Only root can map several users, and only from a process outside the new namespace.
 std::vector<std::string> namespaces_with_users() {
     int ends[2] = {-1, -1};
     require(::pipe2(ends, O_CLOEXEC) == 0, "pipe2");
@@ -165,7 +165,7 @@ TemporaryDirectory::~TemporaryDirectory() {
     fs::remove_all(path_, ignored);
 }
 
-// The system call itself, for the C library's function changes every thread.
+// The bare system call: the C library's function would change every thread.
 OtherUser::OtherUser(unsigned uid)
     : changed_(::syscall(SYS_setresuid, -1, uid, -1) == 0) {}
 

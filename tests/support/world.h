@@ -71,8 +71,8 @@ private:
     fs::path path_;
 };
 
-/// Has the calling thread act as another user for as long as the object lives. Only where root runs
-/// the tests does their world have other users, up to 65535.
+/// Makes the calling thread act as another user while the object lives. Other users, up to 65535,
+/// exist only when root runs the tests.
 class OtherUser {
 public:
     explicit OtherUser(unsigned uid);

@@ -42,15 +42,16 @@ protected:
         write_program(kDaemon, "echo \"$1\" >>" + ran_.string() + "\n" + pause("$1"));
     }
 
-    /// A program whose argument is the name of a file in the pause directory says there that it has
-    /// come, and waits, once.
+    /// Shell code for a program: if `argument` names a FIFO in the pause directory, the program
+    /// reports there once and waits for a line.
     static std::string pause(const std::string& argument) {
         const std::string file = '"' + kPauses.string() + "/" + argument + '"';
         return "if [ -p " + file + " ]; then echo here >" + file + "; read -r line <" + file +
                "; rm " + file + "; fi\n";
     }
 
-    /// Has `step` wait once it is reached; returns the pipe for both directions.
+    /// Makes `step` wait once when it is reached. Returns the FIFO through which it reports and is
+    /// released.
     static fs::path pause_at(const std::string& step) {
         fs::create_directories(kPauses);
         EXPECT_EQ(::mkfifo((kPauses / step).c_str(), 0600), 0);
@@ -86,7 +87,7 @@ private:
     fs::path ran_ = "/opt/ran";
 };
 
-/// Holds a lock file until it goes.
+/// Holds a lock on a file while it lives.
 class HeldLock {
 public:
     explicit HeldLock(const fs::path& file)
@@ -157,7 +158,7 @@ TEST_F(Deployment, LeavesProtectionOffWhereItWas) {
     EXPECT_EQ(settings(), "{\"/cirrel/entrypoints/default\": \"dev\"}\n");
 }
 
-TEST_F(Deployment, LogsProgramsThatDoNotRunOrFail) {
+TEST_F(Deployment, LogsProgramsThatCannotBeRunOrFail) {
     fs::remove(kScript);
     write_file(kDaemon, "exit 3\n");
     const auto expected = [](const std::string& stop, const std::string& start) {
@@ -235,7 +236,7 @@ TEST_F(Deployment, HoldsSignalsUntilAllIsOnAgain) {
     }
 }
 
-TEST_F(Deployment, KillsAProgramThatHangsOnceItIsToldToStop) {
+TEST_F(Deployment, KillsAHangingProgramAfterAStopSignal) {
     const std::string off = "stop protection=0\n";
     const std::string on = "start protection=0\n-start\n";
     const std::tuple<const char*, fs::path, std::string> rows[] = {
@@ -366,7 +367,7 @@ TEST_F(Deployment, RefusesProgramsThatAnotherUserCouldHaveReplaced) {
     }
 }
 
-TEST_F(Deployment, IsEndedBySignalsWhileItWaitsForAnotherProcess) {
+TEST_F(Deployment, EndsOnASignalWhileItWaitsForALock) {
     for (const char* const lock : {".lock", ".switch"}) {
         for (const int signal : {SIGINT, SIGTERM}) {
             SCOPED_TRACE(lock);
@@ -381,7 +382,7 @@ TEST_F(Deployment, IsEndedBySignalsWhileItWaitsForAnotherProcess) {
     }
 }
 
-TEST_F(Deployment, GoesByTheStoreAtTheTimeOfItsTurn) {
+TEST_F(Deployment, ReadsTheStoreOnceItHasTheLock) {
     const std::string off = R"("/agent/protection_enabled": "0")";
     const std::tuple<const char*, std::string, std::string> rows[] = {
         {".lock", off, kRan},

@@ -25,7 +25,7 @@ const std::vector<std::string> kOneEvent = {"--events=QX_PLIX_DEVICE_DISCOVERY"}
 /// A listener for one event whose standard output the shell redirects. `before` is run first.
 std::vector<std::string> redirected(const std::string& redirection,
                                     const std::string& before = "") {
-    // Other shells take only descriptors of one digit.
+    // dash accepts only one-digit descriptors.
     return {"bash", "-c", before + "exec " + QX_TOOL + " listen " + kOneEvent[0] + redirection};
 }
 
@@ -148,7 +148,7 @@ bool has_socket(const Process& tool) {
     return false;
 }
 
-TEST_F(Listen, EndsWithSuccessBeforeItHasSubscribed) {
+TEST_F(Listen, EndsWithSuccessOnASignalBeforeItHasSubscribed) {
     for (const int signal : {SIGINT, SIGQUIT, SIGTERM}) {
         SCOPED_TRACE("a silent broker");
         broker.reply("device_discovery", {});
@@ -179,7 +179,7 @@ TEST_F(Listen, EndsWithSuccessBeforeItHasSubscribed) {
     ::close(listener);
 }
 
-/// A descriptor that children inherit, for the time of its scope.
+/// A descriptor that children inherit while it lives.
 struct Inherited {
     explicit Inherited(int number)
         : fd(number) {
@@ -291,7 +291,7 @@ TEST(ListenToTheSimulator, EndsOnASignalWhileItsReaderStandsStill) {
     }
 }
 
-/// The most memory that a process has had in use, in KiB.
+/// The peak resident memory of a process, in KiB.
 long peak_kib(const std::string& pid) {
     const std::string label = "VmHWM:";
     const std::string status = read_file("/proc/" + pid + "/status");

@@ -86,7 +86,7 @@ TEST_F(MainFlow, NamesWhatItCannotStartWithAndLeavesItAlone) {
     EXPECT_THAT(log_text(), AllOf(StartsWith("ERROR "), HasSubstr(kSettingsFile.string())));
 }
 
-TEST_F(MainFlow, AcceptsTheBrokerOfCertainUsersOnly) {
+TEST_F(MainFlow, AcceptsTheBrokerOfTheUserInBrokerUid) {
     for (const std::string uid : {"any", "0"}) {
         EXPECT_EQ(run_tool({"enable"}, {{"QX_BROKER_UID", uid}}), Outcome{}) << uid;
     }
@@ -123,7 +123,7 @@ TEST_F(MainFlow, SaysWhenItsOutputIsLost) {
     broker.answer("get_version_info", R"({"status":0,"data":{}})");
     const std::string lost = "standard output: write error\n";
     const std::string without_devices = "mount -t tmpfs tmpfs /dev && ";
-    // The log or a socket in place of a closed descriptor would get the output.
+    // If the log or a socket took the number of a closed descriptor, the output would go there.
     const std::tuple<std::string, const char*, std::string> rows[] = {
         {"", ">/dev/full", lost},       {"", ">&-", lost},
         {"", "<&- >&- 2>&-", ""},       {"ulimit -f 0 && ", ">/opt/output", lost},
@@ -137,7 +137,7 @@ TEST_F(MainFlow, SaysWhenItsOutputIsLost) {
     EXPECT_EQ(read_file(kLogFile), "");
 }
 
-TEST_F(MainFlow, OutlivesASizeLimitThatStopsItsLog) {
+TEST_F(MainFlow, SurvivesASizeLimitThatStopsItsLog) {
     write_file(kSettingsFile, "[]");
     fs::create_directories(kLogFile.parent_path());
     const Outcome outcome =
@@ -154,7 +154,7 @@ TEST_F(MainFlow, LaysOutResultsForATerminal) {
     EXPECT_EQ(on_terminal("va_status"), "VA_scan_running: true\n");
 }
 
-// A title, a forged line, an erased display, another direction of writing.
+// Text that sets a title, forges a line, erases the display and changes the writing direction.
 TEST_F(MainFlow, EscapesControlCharactersForTerminalsOnly) {
     const std::string sent = R"(t\u001b]0;x\u0007\nerror:\u007f\u009b2J\u00e4\u202e)";
     const std::string raw = "t\x1b]0;x\x07\nerror:\x7f\xc2\x9b"

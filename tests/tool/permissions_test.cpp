@@ -57,7 +57,7 @@ TEST_F(Permissions, PlantedLinksLeadNobodyOut) {
             write_file(outside, "{\"outside\": \"1\"}");
             fs::permissions(outside, fs::perms(0644));
             fs::create_directories(planted.parent_path());
-            // Full, so that the next line begins it again.
+            // Full, so that the next line rotates it.
             if (planted == kOldLog) {
                 write_file(kLogFile, std::string(std::size_t{256} * 1024, 'x'));
             }

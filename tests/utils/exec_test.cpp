@@ -141,7 +141,7 @@ TEST(ExecCommand, LeavesTheProgramNoBlockedOrIgnoredSignal) {
     EXPECT_EQ(::sigismember(&after, SIGINT), 0);
 }
 
-TEST(ExecCommand, GivesTheProgramAFixedSurrounding) {
+TEST(ExecCommand, GivesTheProgramAFixedPathDirectoryAndUmask) {
     const TemporaryDirectory here;
     const std::string out = here.path() / "out";
     fs::current_path(here.path());
@@ -150,12 +150,12 @@ TEST(ExecCommand, GivesTheProgramAFixedSurrounding) {
     ::setenv("QX_OTHER", "o", 1);
     const mode_t none = 0777;
     EXPECT_EQ(shell("echo \"$PATH:$PWD:$(umask):$QX_OTHER\" >" + out), 0);
-    EXPECT_EQ(::umask(none), none) << "the caller's own is another";
+    EXPECT_EQ(::umask(none), none) << "the caller's own stays";
     EXPECT_EQ(read_file(out), "/usr/sbin:/usr/bin:/sbin:/bin:/:0022:o\n");
 }
 
 // The shell's child has to be killed too, and only the first program of two is slow.
-TEST(ExecCommand, EndsAProgramThatKeepsACallerWhoIsToldToStop) {
+TEST(ExecCommand, KillsAProgramThatRunsOnAfterAStopSignal) {
     const TemporaryDirectory here;
     const fs::path gate = here.path() / "gate";
     ASSERT_EQ(::mkfifo(gate.c_str(), 0600), 0);

@@ -174,9 +174,9 @@ TEST_F(Log, LeavesNoHalfLineOnAFullDisk) {
     EXPECT_EQ(read_file(kLog), "one\ntwo\n");
 }
 
-// Anyone who may read the file can hold it. What then was torn by a full disk stays, but gets an
-// end; half a line is also what a killed writer leaves.
-TEST_F(Log, NeverWaitsForALockAndGluesNoLineToHalfAnother) {
+// Anyone who may read the log can hold its lock. A line that a full disk or a killed writer left
+// incomplete is then not removed, but terminated before the next line.
+TEST_F(Log, NeverWaitsForALockAndTerminatesHalfALine) {
     fs::create_directories(kDirectory);
     ASSERT_EQ(::mount("tmpfs", kDirectory.c_str(), "tmpfs", 0, "size=16k"), 0);
     ASSERT_TRUE(start());
@@ -227,8 +227,8 @@ TEST_F(Log, FollowsAFileThatAnotherBeganAgain) {
     EXPECT_FALSE(fs::exists(kDirectory));
 }
 
-// Every writer, two threads each, finds the file full at the same moment. Begun again twice, or by
-// a writer that is late, it would lose lines.
+// All writers, two threads each, find the file full at the same moment. A second rotation would
+// lose lines.
 TEST_F(Log, SeveralWritersLoseNoLine) {
     constexpr int writers = 6;
     constexpr int lines = 20;

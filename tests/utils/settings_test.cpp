@@ -297,11 +297,11 @@ void fill_disk() {
     EXPECT_EQ(errno, ENOSPC);
 }
 
-TEST_F(Settings, AFullDiskTakesNoReservedChange) {
+TEST_F(Settings, AReservedChangeSucceedsOnAFullDisk) {
     const Names names = {"settings.json", "settings.json.lock"};
     const fs::path space = kSettingsFile.string() + ".reserve";
     const std::size_t size = std::string("{\"on\": \"1\"}\n").size() + 4096;
-    // A file system that writes elsewhere has no blocks for the first bytes of the reserve.
+    // A hole in the reserve stands for a file system that never overwrites in place.
     for (const bool overwrites : {true, false}) {
         fs::create_directory(kSettingsDirectory);
         ASSERT_EQ(::mount("tmpfs", kSettingsDirectory.c_str(), "tmpfs", 0, "size=32k,mode=0755"),
@@ -337,15 +337,15 @@ TEST_F(Settings, AFullDiskTakesNoReservedChange) {
         EXPECT_EQ(open_descriptors(), descriptors);
         ASSERT_EQ(::umount(kSettingsDirectory.c_str()), 0);
     }
-    // One that allocates nothing ahead.
+    // A file system without preallocation.
     ASSERT_EQ(::mount("ramfs", kSettingsDirectory.c_str(), "ramfs", 0, "mode=0755"), 0);
     const qx::settings_reserve reserve("on", "1");
     EXPECT_TRUE(reserve);
     EXPECT_EQ(fs::file_size(space), size);
 }
 
-// The lock file is unlinked while a writer waits for it, and a second one is locked in its place.
-TEST_F(Settings, AWriterWhoseLockFileIsGoneWaitsForItsSuccessor) {
+// The lock file is unlinked while a writer waits for it, and a new one is locked in its place.
+TEST_F(Settings, AWriterWhoseLockFileIsGoneWaitsForTheNewOne) {
     const auto lock = [] {
         qx::io::descriptor fd(::open(kLock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
         EXPECT_EQ(::flock(fd.get(), LOCK_EX), 0);

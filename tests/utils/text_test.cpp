@@ -150,7 +150,7 @@ TEST(Println, WritesTheErrorRecord) {
     EXPECT_EQ(writes_of(print), Texts{"(A) B\n"});
 }
 
-TEST(Escape, ShowsWhatATerminalWouldActOn) {
+TEST(Escape, EscapesWhatATerminalWouldActOn) {
     const struct {
         std::string text;
         std::string shown;
