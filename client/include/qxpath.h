@@ -8,9 +8,8 @@
 extern "C" {
 #endif
 
-/* Looks up the user id of the agent's own user. Returns 0, or -1 when /etc/passwd has no such user.
- * Any thread. */
-int qxpath_agent_uid(uid_t* uid);
+/* Whether `uid` is the agent's own user by /etc/passwd. Returns 1 or 0. Any thread. */
+int qxpath_is_agents_user(uid_t uid);
 
 #if defined(__GNUC__)
 #pragma GCC visibility push(default)

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <sys/types.h>
 
 namespace qxplix {
 
@@ -19,9 +18,6 @@ void version_file_name(const char* install_path, char (&name)[kPathSize]);
 /// Copies the install directory that the library was started with, or else the default. Returns -1
 /// when there is none. Does not change what later queries return.
 int qxpath_copy_install_path(char (&to)[kPathSize]);
-
-/// Looks up the user id of the agent's own user. Returns -1 when /etc/passwd has no such user.
-int get_agent_uid(uid_t* uid);
 
 /// Copies a user's home directory into `home`, which has room for kPathSize bytes. -1 when
 /// /etc/passwd does not tell.

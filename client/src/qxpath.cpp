@@ -130,18 +130,6 @@ int get_userhome(const char* user, char* home) {
     return 0;
 }
 
-int get_agent_uid(uid_t* uid) {
-    constexpr int uid_field = 3;
-    char line[kPathSize];
-    const char* const field = find_in_passwd(kUser, uid_field, line);
-    if (field == nullptr) {
-        return -1;
-    }
-    const char* const end = field + std::strlen(field);
-    const auto [rest, failure] = std::from_chars(field, end, *uid);
-    return failure == std::errc() && rest == end ? 0 : -1;
-}
-
 int qxpath_set_install_path(const char* wanted) {
     const mutex_guard lock(path.guard);
     path.in_use = wanted == nullptr ? 0 : 1;
@@ -178,6 +166,16 @@ const char* qxpath_default_install_path(void) {
     return path.text;
 }
 
-int qxpath_agent_uid(uid_t* uid) {
-    return qxplix::get_agent_uid(uid);
+int qxpath_is_agents_user(uid_t uid) {
+    using namespace qxplix;
+    constexpr int uid_field = 3;
+    char line[kPathSize];
+    const char* const field = find_in_passwd(kUser, uid_field, line);
+    if (field == nullptr) {
+        return 0;
+    }
+    uid_t agent = 0;
+    const char* const end = field + std::strlen(field);
+    const auto [rest, failure] = std::from_chars(field, end, agent);
+    return failure == std::errc() && rest == end && agent == uid ? 1 : 0;
 }

@@ -3,6 +3,7 @@
 #include "install_path.h"
 #include "mutex.h"
 #include "qx_plix.h"
+#include "qxpath.h"
 #include "warning.h"
 
 #include <cstdint>
@@ -45,11 +46,6 @@ bool owns_agent(uid_t uid) {
            (owns_version_file(uid, install_path) || owns_directory(uid, install_path));
 }
 
-bool is_agents_user(uid_t uid) {
-    uid_t agent = 0;
-    return get_agent_uid(&agent) == 0 && agent == uid;
-}
-
 bool may_be_broker(uid_t uid, std::int64_t required) {
     if (required != QX_PLIX_BROKER_UID_DEFAULT) {
         return required == QX_PLIX_BROKER_UID_ANY || required == uid;
@@ -57,7 +53,7 @@ bool may_be_broker(uid_t uid, std::int64_t required) {
     if (uid == 0 || uid == ::geteuid()) {
         return true;
     }
-    return uid != kUnmapped && (owns_agent(uid) || is_agents_user(uid));
+    return uid != kUnmapped && (owns_agent(uid) || qxpath_is_agents_user(uid) != 0);
 }
 
 void warn_of(const ucred& peer, std::int64_t required) {

@@ -16,11 +16,6 @@ bool owns_install_directory(uid_t uid) {
     return ::stat(install_directory().c_str(), &status) == 0 && status.st_uid == uid;
 }
 
-bool is_agents_user(uid_t uid) {
-    uid_t agent = 0;
-    return qxpath_agent_uid(&agent) == 0 && agent == uid;
-}
-
 } // namespace
 
 // A function's static, not a namespace's: paths are also built before main, from other files.
@@ -36,7 +31,7 @@ bool is_trusted_user(uid_t uid) {
     if (uid == 0 || uid == ::geteuid()) {
         return true;
     }
-    return uid != kUnmapped && (owns_install_directory(uid) || is_agents_user(uid));
+    return uid != kUnmapped && (owns_install_directory(uid) || qxpath_is_agents_user(uid) != 0);
 }
 
 } // namespace qx
