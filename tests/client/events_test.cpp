@@ -572,9 +572,11 @@ TEST_F(Subscriptions, CallbacksMayUnsubscribeButNotSubscribeReadOrStop) {
                 wait_until([&] { return bytes_in(self.fd) == 2; });
                 EXPECT_EQ(qx_plix_read_event_fd(self.fd, 1), 0);
             }
+            const int calls = ends == kStarted ? 1 : 2;
+            wait_until([&] { return self.calls == calls; });
             broker.wait_for_subscribers(1);
             qx_plix_unsubscribe(ends == kStarted ? kScan : kStarted);
-            EXPECT_EQ(self.calls, ends == kStarted ? 1 : 2);
+            EXPECT_EQ(self.calls, calls);
             EXPECT_TRUE(inbox.events().empty());
             settle(0);
             EXPECT_EQ(open_descriptors(), before);
