@@ -132,6 +132,7 @@ void wake_if_relieved() QX_REQUIRES(table.guard) {
     const backlog left = measure_backlog();
     if (left.total() <= current_limit() / 2) {
         table.held_back = false;
+        table.held_back_at = now();
     } else if (left.queued > 0) {
         return;
     }
@@ -453,6 +454,9 @@ void registrar_limit_backlog() {
     {
         const mutex_guard lock(table.guard);
         const backlog waiting = measure_backlog();
+        if (table.held_back) {
+            table.held_back_at = now();
+        }
         table.held_back = table.held_back && waiting.total() > limit / 2;
         choose_exempt(waiting.queued > 0);
         for (subscription& slot : table.slots) {
@@ -462,9 +466,6 @@ void registrar_limit_backlog() {
         }
         begins = table.held_back && !table.warned;
         table.warned = table.warned || begins;
-        if (table.held_back) {
-            table.held_back_at = now();
-        }
         ends = table.warned && now() - table.held_back_at >= kCalmTime;
         table.warned = table.warned && !ends;
     }

@@ -265,6 +265,23 @@ TEST_F(Backlog, IsBoundedAndLosesNothing) {
     }
 }
 
+TEST_F(Backlog, IsOvercomeAfterASecondOfReading) {
+    using std::chrono::milliseconds;
+    EXPECT_EQ(qx_plix_set_backlog_limit(1000), 0);
+    const int fd = subscribe(kStarted, inbox);
+    broker.emit(kStartedName, '"' + std::string(2000, 'x') + '"');
+    warnings.wait_for(1);
+    const auto relieved = Clock::now();
+    read_until(fd, 1, inbox, 1);
+    while (warnings.events().size() < 2 && Clock::now() - relieved < kPatience) {
+        broker.emit(kStartedName, "1");
+        ASSERT_TRUE(is_readable(fd, kPatience));
+        EXPECT_EQ(qx_plix_read_event_fd(fd, 1), 0);
+    }
+    EXPECT_EQ(warnings.events().size(), 2U);
+    EXPECT_GE(Clock::now() - relieved, milliseconds(990));
+}
+
 TEST_F(Backlog, AdmitsFramesAboveTheLimitOneByOne) {
     EXPECT_EQ(qx_plix_set_backlog_limit(50'000), 0);
     Inbox other;
