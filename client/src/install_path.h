@@ -19,6 +19,9 @@ void version_file_name(const char* install_path, char (&name)[kPathSize]);
 /// when there is none. Does not change what later queries return.
 int qxpath_copy_install_path(char (&to)[kPathSize]);
 
+/// In a forked child: reinitialises the lock, whose owner may not exist there.
+void qxpath_renew_lock();
+
 /// Copies a user's home directory into `home`, which has room for kPathSize bytes. -1 when
 /// /etc/passwd does not tell.
 int get_userhome(const char* user, char* home);

@@ -6,6 +6,8 @@
 #include "registrar.h"
 #include "state.h"
 #include "subscription.h"
+#include "trust.h"
+#include "warning.h"
 #include "wire.h"
 
 #include <cerrno>
@@ -99,6 +101,9 @@ bool has_fork_handler = false;
 bool holds_parents_descriptors = false; // in a forked child
 
 void become_uninitialised_child() {
+    qxpath_renew_lock();
+    trust_renew_lock();
+    warning_renew_lock();
     if (is_initialised()) {
         set_initialised(false);
         set_stopped(true);

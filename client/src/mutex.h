@@ -28,6 +28,8 @@ public:
     /// 0 or -1.
     int create() { return ::pthread_mutex_init(&native_, nullptr) == 0 ? 0 : -1; }
     void destroy() { ::pthread_mutex_destroy(&native_); }
+    /// Makes the mutex new in a forked child, where its owner may not exist.
+    void renew() { ::pthread_mutex_init(&native_, nullptr); }
 
     void lock() QX_ANNOTATE(acquire_capability()) { ::pthread_mutex_lock(&native_); }
     void unlock() QX_ANNOTATE(release_capability()) { ::pthread_mutex_unlock(&native_); }
@@ -51,7 +53,7 @@ public:
     }
     void unlock() QX_ANNOTATE(release_capability()) { ::pthread_mutex_unlock(&native_); }
 
-    /// Reinitialises the mutex in a forked child, where its owner may not exist.
+    /// The same as for a mutex.
     void renew() {
         ::pthread_mutex_init(&turn_, nullptr);
         ::pthread_mutex_init(&native_, nullptr);

@@ -153,6 +153,10 @@ int qxpath_copy_install_path(char (&to)[kPathSize]) {
     return 0;
 }
 
+void qxpath_renew_lock() {
+    path.guard.renew();
+}
+
 } // namespace qxplix
 
 const char* qxpath_default_install_path(void) {

@@ -97,6 +97,10 @@ bool is_trusted_broker(int conn) {
     return accepted;
 }
 
+void trust_renew_lock() {
+    trusted.guard.renew();
+}
+
 } // namespace qxplix
 
 using namespace qxplix;

@@ -7,4 +7,7 @@ namespace qxplix {
 /// refused user once, until the peer is a different user. Any thread.
 bool is_trusted_broker(int conn);
 
+/// In a forked child: forgets who had the lock.
+void trust_renew_lock();
+
 } // namespace qxplix

@@ -31,6 +31,10 @@ void warn(const char* text) {
     }
 }
 
+void warning_renew_lock() {
+    installed.guard.renew();
+}
+
 } // namespace qxplix
 
 using namespace qxplix;

@@ -7,4 +7,7 @@ namespace qxplix {
 /// be slow, so avoid holding a lock. Any thread.
 void warn(const char* text);
 
+/// In a forked child: forgets who had the lock.
+void warning_renew_lock();
+
 } // namespace qxplix

@@ -10,6 +10,7 @@
 #include <pthread.h>
 #include <set>
 #include <sys/stat.h>
+#include <thread>
 
 namespace {
 
@@ -231,6 +232,28 @@ TEST_F(Agent, AForkedChildRestartsWithoutAffectingItsParent) {
     read_until(fd, 1, inbox, 1);
     EXPECT_EQ(qx_plix_uninit(), 0);
     broker.wait_for_connections(0);
+}
+
+TEST_F(Agent, AForkedChildFindsNoLockTaken) {
+    ASSERT_EQ(qx_plix_init(), 0);
+    std::atomic<bool> over{false};
+    std::thread caller([&over] {
+        while (!over) {
+            qx_plix_set_warning_cb(nullptr, nullptr);
+            qx_plix_require_broker_uid(QX_PLIX_BROKER_UID_DEFAULT);
+        }
+    });
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(Forked([] {
+                      ::alarm(5);
+                      qx_plix_set_warning_cb(nullptr, nullptr);
+                      return qx_plix_enable() + qx_plix_uninit();
+                  }).wait(),
+                  0);
+    }
+    over = true;
+    caller.join();
+    EXPECT_EQ(qx_plix_uninit(), 0);
 }
 
 } // namespace
