@@ -114,7 +114,9 @@ void qx_plix_set_warning_cb(qx_plix_warning_cb callback, void* user_data);
  *
  * In a forked child the library is not started: its calls fail as before qx_plix_init, `stopped` is
  * 1, and nothing that the child does affects the parent. qx_plix_uninit and qx_plix_init both close
- * the child's copies of the parent's descriptors; qx_plix_init then starts the library anew.
+ * the child's copies of the parent's descriptors; qx_plix_init then starts the library anew. A
+ * child that is forked inside a callback stays inside the callback until it returns, and gets no
+ * further events.
  *
  * The event thread blocks all signals, and programs that a callback starts there inherit this. A
  * signal handler makes a qx_plix_read_event_fd that waits on the same thread return -1. A command

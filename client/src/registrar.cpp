@@ -3,6 +3,7 @@
 #include "event_thread.h"
 #include "handles.h"
 #include "mutex.h"
+#include "state.h"
 #include "subscription.h"
 #include "warning.h"
 #include "wire.h"
@@ -198,7 +199,8 @@ void resubscribe(subscription& slot, milliseconds time) QX_REQUIRES(table.guard)
 }
 
 bool registrar_process_event_on_pipe(subscription& slot) QX_REQUIRES(table.guard) {
-    if (!subscription_hand_over(slot)) {
+    // The callback may have forked, and this be the child.
+    if (!subscription_hand_over(slot) || !is_initialised()) {
         return false;
     }
     if (slot.waiting == 0) {

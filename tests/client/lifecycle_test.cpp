@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <pthread.h>
 #include <set>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <thread>
 
@@ -253,6 +254,34 @@ TEST_F(Agent, AForkedChildFindsNoLockTaken) {
     }
     over = true;
     caller.join();
+    EXPECT_EQ(qx_plix_uninit(), 0);
+}
+
+TEST_F(Agent, AChildForkedInACallbackGetsNoFurtherEvents) {
+    struct Fork {
+        int calls = 0;
+        pid_t child = -1;
+    } forked;
+    const auto fork_once = [](const char*, void* data) {
+        auto& self = *static_cast<Fork*>(data);
+        self.child = ++self.calls == 1 ? ::fork() : self.child;
+    };
+    int fd = -1;
+    ASSERT_EQ(qx_plix_init(), 0);
+    ASSERT_EQ(qx_plix_subscribe(QX_PLIX_QXAGENT_STARTED, fork_once, &forked, &fd), 0);
+    broker.emit_raw("qxagent_started", framed("1") + framed("2"));
+    wait_until([&] {
+        int bytes = 0;
+        return ::ioctl(fd, FIONREAD, &bytes) == 0 && bytes == 2;
+    });
+    EXPECT_EQ(qx_plix_read_event_fd(fd, 1), 0);
+    if (forked.child == 0) {
+        ::_exit(forked.calls);
+    }
+    EXPECT_EQ(forked.calls, 2);
+    int how = 0;
+    ASSERT_EQ(::waitpid(forked.child, &how, 0), forked.child);
+    EXPECT_TRUE(WIFEXITED(how) && WEXITSTATUS(how) == 1) << how;
     EXPECT_EQ(qx_plix_uninit(), 0);
 }
 
