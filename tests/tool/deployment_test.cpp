@@ -220,7 +220,8 @@ TEST_F(Deployment, UndoesWhatItBeganWhenTheStoreFails) {
 TEST_F(Deployment, HoldsSignalsUntilAllIsOnAgain) {
     std::vector<int> all = ending_signals();
     all.insert(all.end(), {SIGTSTP, SIGTTIN, SIGTTOU});
-    for (const std::vector<int>& signals : {{SIGINT}, {SIGTERM}, {SIGQUIT}, {SIGALRM}, all}) {
+    for (const std::vector<int>& signals :
+         {{SIGINT}, {SIGTERM}, {SIGQUIT}, {SIGALRM}, {SIGABRT}, {SIGTRAP}, all}) {
         for (const char* const step : {"stop", "-stop", "start", "-start"}) {
             SCOPED_TRACE(step);
             start_again();

@@ -237,7 +237,7 @@ WRAP(int, -1, dup2, (int fd, int copy), (fd, copy))
 WRAP(int, -1, execve, (const char* path, char* const words[], char* const environment[]),
      (path, words, environment))
 WRAP(int, -1, sigprocmask, (int how, const sigset_t* set, sigset_t* before), (how, set, before))
-WRAP(int, -1, timer_create, (clockid_t clock, struct sigevent * event, timer_t* timer),
+WRAP(int, -1, timer_create, (clockid_t clock, struct sigevent* event, timer_t* timer),
      (clock, event, timer))
 WRAP(ssize_t, -1, readlink, (const char* path, char* text, size_t size), (path, text, size))
 WRAP(char*, NULL, realpath, (const char* path, char* resolved), (path, resolved))

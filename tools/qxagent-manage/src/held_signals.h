@@ -5,16 +5,14 @@
 
 namespace qx::manage {
 
-/// Blocks signals while it lives; a signal that arrived in between takes effect at the end. SIGKILL
-/// and SIGSTOP cannot be blocked, and signals that report a fault of the program itself are not.
+/// Holds back every signal but SIGKILL and SIGSTOP while it lives; a signal that came meanwhile
+/// takes effect when it ends. A fault of the program itself still ends the program at once: the
+/// kernel delivers the signal of a fault even when it is blocked.
 class HeldSignals {
 public:
     HeldSignals() {
         sigset_t held;
         ::sigfillset(&held);
-        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
-            ::sigdelset(&held, fault);
-        }
         ::pthread_sigmask(SIG_BLOCK, &held, &before_);
     }
     HeldSignals(const HeldSignals&) = delete;
