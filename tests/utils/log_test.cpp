@@ -151,7 +151,10 @@ TEST_F(Log, EscapesControlCharacters) {
 
 TEST_F(Log, HasItsModeWhateverTheUmask) {
     for (const mode_t umask : {0U, 077U, 0777U}) {
+        fs::remove_all(kDirectory);
         ::umask(umask);
+        ASSERT_TRUE(start());
+        EXPECT_EQ(mode(kDirectory), fs::perms(0755)) << umask;
         for (const fs::perms before : {fs::perms(0600), fs::perms(0666)}) {
             fs::remove(kLog);
             write_file(kOlder, "");

@@ -155,6 +155,9 @@ TEST_F(Settings, OnlyAWriteNarrowsTheModeAndWarnsOfOthersOnce) {
     }
     EXPECT_THAT(lines_of(read_log()),
                 testing::ElementsAre(HasSubstr("Others can write to the settings directory")));
+    fs::remove_all(kSettingsDirectory);
+    EXPECT_EQ(setMgmt::setKey("a", "2"), 0);
+    EXPECT_EQ(mode(kSettingsDirectory), fs::perms(0755)) << "made under umask 0777";
 }
 
 TEST_F(Settings, AStoreOfAnotherUserIsUsedWithAWarning) {

@@ -35,6 +35,14 @@ void set_mode(int fd, unsigned int mode, unsigned int wanted) {
     }
 }
 
+bool make_directory(const char* path) {
+    constexpr mode_t writers = 022;
+    const mode_t before = ::umask(writers);
+    const bool is_made = ::mkdir(path, 0755) == 0 || errno == EEXIST;
+    ::umask(before);
+    return is_made;
+}
+
 int epoll_set_fd(int epfd, int fd, unsigned int events) {
     epoll_event event{};
     event.events = events;

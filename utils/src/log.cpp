@@ -3,6 +3,7 @@
 #include "install_directory.h"
 #include "log_file.h"
 #include "qx/escape.h"
+#include "qx/io.h"
 #include "qx/scope_guard.h"
 
 #include <algorithm>
@@ -12,7 +13,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <pthread.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
@@ -62,10 +62,6 @@ int wanted_threshold() {
     return static_cast<int>(level::warning);
 }
 
-bool make_directory(const std::string& directory) {
-    return ::mkdir(directory.c_str(), 0755) == 0 || errno == EEXIST;
-}
-
 void fill_placeholder(std::string& line, level severity) {
     if (string_view(line.data(), std::min(line.size(), kPlaceholder.size())) != kPlaceholder) {
         return;
@@ -104,10 +100,10 @@ bool open(log_file& log, const char* name) {
     if (errno != ENOENT) {
         return false;
     }
-    if (!make_directory(state)) {
+    if (!io::make_directory(state.c_str())) {
         return errno == ENOENT; // no agent is installed
     }
-    return make_directory(directory) && log.open(file);
+    return io::make_directory(directory.c_str()) && log.open(file);
 }
 
 } // namespace

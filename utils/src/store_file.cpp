@@ -135,8 +135,7 @@ io::descriptor open_lock(const place& where, bool make_directory) {
     // Non-blocking for the sake of a device in the file's place.
     constexpr int flags = O_RDWR | O_CREAT | O_NONBLOCK;
     io::descriptor fd = open_file(where.lock_file, flags);
-    if (!fd && errno == ENOENT && make_directory &&
-        (::mkdir(where.directory.c_str(), 0755) == 0 || errno == EEXIST)) {
+    if (!fd && errno == ENOENT && make_directory && io::make_directory(where.directory.c_str())) {
         fd = open_file(where.lock_file, flags);
     }
     return fd;

@@ -48,6 +48,10 @@ bool write_all(int fd, string_view text);
 /// current st_mode, has them already. Does nothing when the file belongs to another user.
 void set_mode(int fd, unsigned int mode, unsigned int wanted);
 
+/// Makes the directory `path` with mode 0755, whatever the umask. False, with errno, on failure;
+/// true when it exists already. Main thread only: the umask is the process's.
+bool make_directory(const char* path);
+
 /// Has `epfd` report `events` of `fd`, whether or not it watches `fd` already. 0, or -1 with errno.
 int epoll_set_fd(int epfd, int fd, unsigned int events);
 
