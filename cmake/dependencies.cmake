@@ -15,6 +15,8 @@ if(QX_SANITIZE)
   find_library(FMT_LIBRARY fmt REQUIRED)
   target_link_libraries(qx_fmt INTERFACE ${FMT_LIBRARY})
 else()
-  # Nobody prints a number with a fraction, and the code for it is large.
-  target_compile_definitions(qx_fmt INTERFACE FMT_HEADER_ONLY FMT_USE_FLOAT=0 FMT_USE_DOUBLE=0 FMT_USE_LONG_DOUBLE=0)
+  # No number with a fraction, none of 128 bits and none with a thousands separator is printed; the code for them is
+  # large.
+  target_compile_definitions(qx_fmt INTERFACE FMT_HEADER_ONLY FMT_USE_FLOAT=0 FMT_USE_DOUBLE=0 FMT_USE_LONG_DOUBLE=0
+    FMT_USE_INT128=0 FMT_STATIC_THOUSANDS_SEPARATOR=46)
 endif()

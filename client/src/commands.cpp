@@ -96,14 +96,15 @@ int report_refusal(const char* data, qx_plix_error_t* err) {
     if (!details) {
         return fail(err, kInternalError, "failed to parse error");
     }
-    json_int_t code = 0;
-    const char* description = nullptr;
+    const json_t* const number = json_object_get(details.get(), "code");
+    const json_t* const description = json_object_get(details.get(), "description");
+    const json_int_t code = json_integer_value(number);
     using int32_limits = std::numeric_limits<std::int32_t>;
-    if (json_unpack(details.get(), "{s:I,s:s}", "code", &code, "description", &description) != 0 ||
-        code < int32_limits::min() || code > int32_limits::max()) {
+    if (!json_is_integer(number) || !json_is_string(description) || code < int32_limits::min() ||
+        code > int32_limits::max()) {
         return fail(err, kInternalError, "failed to process error");
     }
-    return fail(err, static_cast<std::int32_t>(code), description);
+    return fail(err, static_cast<std::int32_t>(code), json_string_value(description));
 }
 
 int fetch_router_field(json_t* result, const router_field& field) {
@@ -122,8 +123,12 @@ int send_device_property(const char* name, const json_t* document, const char* k
         return 0;
     }
     json_t* const id = json_object_get(document, "device_id");
-    const json_handle data(json_pack("{s:O,s:O}", "device_id", id, key, value));
-    return data ? send_command(name, data.get(), nullptr) : -1;
+    const json_handle data(json_object());
+    if (json_object_set(data.get(), "device_id", id) != 0 ||
+        json_object_set(data.get(), key, value) != 0) {
+        return -1;
+    }
+    return send_command(name, data.get(), nullptr);
 }
 
 bool validate_online_status_entry(const json_t* entry) {

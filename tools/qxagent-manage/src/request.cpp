@@ -9,7 +9,7 @@ namespace qx::manage {
 
 void Request::add(const char* key, const Text& text) {
     if (!text.empty()) {
-        add(key, qx::json_ptr(::json_string(text.c_str())));
+        add(key, text_value(text));
     }
 }
 
@@ -29,8 +29,16 @@ void Request::add(const char* key, qx::json_ptr value) {
     is_whole_ = ::json_object_set_new(object_.get(), key, value.release()) == 0 && is_whole_;
 }
 
+qx::json_ptr Request::take() {
+    return is_whole_ ? std::move(object_) : nullptr;
+}
+
 int Request::send(int (*call)(const char* request)) const {
     return is_whole_ ? call(serialise(object_).get()) : kFailure;
+}
+
+qx::json_ptr text_value(qx::string_view text) {
+    return qx::json_ptr(::json_stringn(text.data(), text.size()));
 }
 
 qx::json_ptr array_of_valid(const std::vector<std::string>& texts) {

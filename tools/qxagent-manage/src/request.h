@@ -20,6 +20,9 @@ public:
     /// A null value, which could not be built, makes send() fail.
     void add(const char* key, qx::json_ptr value);
 
+    /// Gives the object away; null when a member could not be added.
+    [[nodiscard]] qx::json_ptr take();
+
     /// Hands the document to a library call and returns its result; 1, without the call, when a
     /// member could not be added.
     [[nodiscard]] int send(int (*call)(const char* request)) const;
@@ -28,6 +31,9 @@ private:
     qx::json_ptr object_{::json_object()};
     bool is_whole_ = object_ != nullptr;
 };
+
+/// A text as JSON, also an empty one; null when it is not UTF-8.
+qx::json_ptr text_value(qx::string_view text);
 
 /// An array of the texts that are UTF-8, in order.
 qx::json_ptr array_of_valid(const std::vector<std::string>& texts);

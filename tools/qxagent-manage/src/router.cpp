@@ -4,8 +4,6 @@
 #include "qx_plix.h"
 #include "request.h"
 
-#include <utility>
-
 namespace qx::manage {
 namespace {
 
@@ -16,10 +14,10 @@ qx::json_ptr interface_array(const std::vector<std::string>& interfaces) {
         if (!pair) {
             return nullptr;
         }
-        qx::json_ptr interface(::json_pack("{s:s%,s:s%}",                                  //
-                                           "name", pair->first.data(), pair->first.size(), //
-                                           "type", pair->second.data(), pair->second.size()));
-        if (!qx::json_array_append_value(array.get(), std::move(interface))) {
+        Request interface;
+        interface.add("name", text_value(pair->first));
+        interface.add("type", text_value(pair->second));
+        if (!qx::json_array_append_value(array.get(), interface.take())) {
             return nullptr;
         }
     }

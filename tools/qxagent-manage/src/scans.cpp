@@ -31,19 +31,18 @@ qx::json_ptr day_value(const std::string& day) {
 } // namespace
 
 int run_va_set_schedule(const ScheduleOptions& options) {
-    const qx::json_ptr day = day_value(options.on_day);
-    const qx::json_ptr request(::json_pack("{s:s,s:{s:i,s:s},s:{s:s,s:O}}",     //
-                                           "at", options.at.c_str(),            //
-                                           "every",                             //
-                                           "num", options.every_num.value(),    //
-                                           "unit", options.every_unit.c_str(),  //
-                                           "on",                                //
-                                           "prefix", options.on_prefix.c_str(), //
-                                           "day", day.get()));
-    if (!request) {
-        return kFailure;
-    }
-    const qx::text_ptr text = serialise(request);
+    Request every;
+    every.add("num", options.every_num);
+    every.add("unit", text_value(options.every_unit));
+    Request on;
+    on.add("prefix", text_value(options.on_prefix));
+    on.add("day", day_value(options.on_day));
+    Request request;
+    request.add("at", text_value(options.at));
+    request.add("every", every.take());
+    request.add("on", on.take());
+    const qx::json_ptr document = request.take();
+    const qx::text_ptr text = document ? serialise(document) : nullptr;
     if (!text) {
         return kFailure;
     }
