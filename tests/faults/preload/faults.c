@@ -241,6 +241,14 @@ WRAP(int, -1, timer_create, (clockid_t clock, struct sigevent* event, timer_t* t
      (clock, event, timer))
 WRAP(ssize_t, -1, readlink, (const char* path, char* text, size_t size), (path, text, size))
 WRAP(char*, NULL, realpath, (const char* path, char* resolved), (path, resolved))
+// What a fortified program calls instead.
+// NOLINTBEGIN(bugprone-reserved-identifier)
+char* __realpath_chk(const char* path, char* resolved, size_t size);
+char* __realpath_chk(const char* path, char* resolved, size_t size) {
+    (void)size;
+    return realpath(path, resolved);
+}
+// NOLINTEND(bugprone-reserved-identifier)
 WRAP(FILE*, NULL, fopen, (const char* path, const char* mode), (path, mode))
 WRAP(pid_t, -1, fork, (void), ())
 WRAP(pid_t, -1, waitpid, (pid_t pid, int* how, int options), (pid, how, options))
