@@ -117,13 +117,14 @@ TEST_F(FaultsOfListen, AreTriedForEachCallThatTheToolMakes) {
     // The system calls that the tool imports and nothing stands in front of. ftruncate for a torn
     // line of the log and getrandom for the settings' reserve are called only when another call has
     // failed.
-    EXPECT_EQ(output_of({"sh", "-c", R"(
+    EXPECT_EQ(
+        output_of({"sh", "-c", R"(
         find /usr/include -path '*/asm/unistd*' -exec sed -n 's/.*__NR_\([a-z_0-9]*\).*/\1/p' {} + >/opt/calls
         nm -D "$1" | sed -n 's/.* T //p' >/opt/wrapped
         nm -D "$0" | sed -n 's/.* U \([a-z_0-9]*\).*/\1/p' | grep -xFf /opt/calls | grep -vxFf /opt/wrapped)",
-                         QX_TOOL, QX_FAULTS}),
-              "clock_gettime\nftruncate\ngeteuid\ngetpid\ngetrandom\ngetrlimit\ngettimeofday\n"
-              "kill\nlseek\nsched_yield\nsigaction\nsignal\nsigpending\ntimer_settime\numask\n");
+                   QX_TOOL, QX_FAULTS}),
+        "clock_gettime\nftruncate\ngeteuid\ngetpid\ngetrandom\ngetrlimit\ngetsid\ngettimeofday\n"
+        "kill\nlseek\nreaddir\nsched_yield\nsigaction\nsignal\nsigpending\ntimer_settime\numask\n");
 }
 
 } // namespace

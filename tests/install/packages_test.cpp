@@ -115,7 +115,7 @@ TEST_F(Packages, RouterArchivesBearTheTimeOfTheSources) {
     fs::copy(fs::path(QX_SOURCE_DIR) / "cmake", sources / "cmake");
     output_of({"touch", "-d", "@1700000000", sources / "CMakeLists.txt"});
     const auto archive = [&](const std::string& name, const std::string& cmake) {
-        const fs::path file = directory.path() / name;
+        fs::path file = directory.path() / name;
         output_of({"sh", "-c",
                    "cd '" + directory.path().string() + "' && " + cmake + " -DTOOL='" + QX_TOOL +
                        "' -DARCHIVE=" + name + " -P sources/cmake/archive.cmake && " +

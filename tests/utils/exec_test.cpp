@@ -1,4 +1,5 @@
 #include "forked.h"
+#include "process.h"
 #include "qx/error.h"
 #include "qx/exec.h"
 #include "world.h"
@@ -154,7 +155,8 @@ TEST(ExecCommand, GivesTheProgramAFixedPathDirectoryAndUmask) {
     EXPECT_EQ(read_file(out), "/usr/sbin:/usr/bin:/sbin:/bin:/:0022:o\n");
 }
 
-// The shell's child has to be killed too, and only the first program of two is slow.
+// The shell's child, in a process group of its own, has to be killed too, and only the first
+// program of two is slow.
 TEST(ExecCommand, KillsAProgramThatRunsOnAfterAStopSignal) {
     const TemporaryDirectory here;
     const fs::path gate = here.path() / "gate";
@@ -164,8 +166,8 @@ TEST(ExecCommand, KillsAProgramThatRunsOnAfterAStopSignal) {
         ::sigfillset(&held);
         ::pthread_sigmask(SIG_SETMASK, &held, nullptr);
         const std::chrono::milliseconds grace(300);
-        const std::string script = "(echo here >$0; read -r line <$0); exit 3";
-        const auto slow = qx::run_program({"/bin/sh", "-c", script, gate}, grace);
+        const std::string script = "set -m; (echo here >$0; read -r line <$0) & wait; exit 3";
+        const auto slow = qx::run_program({"/bin/bash", "-c", script, gate}, grace);
         const auto quick = qx::run_program({"/bin/sh", "-c", "exit 4"}, grace);
         return slow.is_killed && slow.status == 128 + SIGKILL && !quick.is_killed ? quick.status
                                                                                   : 1;
@@ -173,6 +175,11 @@ TEST(ExecCommand, KillsAProgramThatRunsOnAfterAStopSignal) {
     EXPECT_EQ(read_file(gate), "here\n");
     caller.kill(SIGTERM);
     EXPECT_EQ(caller.wait(), 4);
+    // Nobody reads any more.
+    wait_until([&] {
+        const int fd = ::open(gate.c_str(), O_WRONLY | O_NONBLOCK);
+        return fd < 0 ? errno == ENXIO : ::close(fd) != 0;
+    });
 }
 
 TEST(ExecCommand, DoesNotWaitWhenToldSo) {

@@ -6,9 +6,12 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
+#include <memory>
 #include <optional>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -220,7 +223,21 @@ bool is_told_to_stop() {
     return false;
 }
 
-// Like waitpid, but kills the child's process group when `grace` has passed after a stop signal.
+// Kills every process of the session that `leader` leads. Returns false when the leader could not
+// be killed.
+bool kill_session(pid_t leader) {
+    const bool is_killed = ::kill(-leader, SIGKILL) == 0;
+    const std::unique_ptr<DIR, int (*)(DIR*)> processes(::opendir("/proc"), ::closedir);
+    while (const dirent* const entry = processes ? ::readdir(processes.get()) : nullptr) {
+        const auto pid = static_cast<pid_t>(std::strtol(entry->d_name, nullptr, 10));
+        if (pid > 0 && ::getsid(pid) == leader) {
+            ::kill(pid, SIGKILL);
+        }
+    }
+    return is_killed;
+}
+
+// Like waitpid, but kills the child's session when `grace` has passed after a stop signal.
 pid_t wait_with_grace(pid_t pid, int& how, std::chrono::milliseconds grace, bool& is_killed) {
     constexpr std::chrono::milliseconds turn(100);
     const held_sigchld child_ends;
@@ -234,7 +251,7 @@ pid_t wait_with_grace(pid_t pid, int& how, std::chrono::milliseconds grace, bool
             deadline = Clock::now() + grace;
         }
         if (deadline && Clock::now() >= *deadline) {
-            is_killed = ::kill(-pid, SIGKILL) == 0;
+            is_killed = kill_session(pid);
             return io::uninterrupted([&] { return ::waitpid(pid, &how, 0); });
         }
         child_ends.wait(turn);

@@ -27,7 +27,7 @@ struct program_end {
 
 /// Like exec_command with `detach` 0, but limits the wait once the caller is told to stop: when
 /// SIGINT, SIGTERM, SIGHUP or SIGQUIT, which the caller blocks, becomes pending, the program has
-/// `grace` left before its process group is killed. Leaves the last-error record alone. Other
+/// `grace` left before its session is killed. Leaves the last-error record alone. Other
 /// threads must block SIGCHLD.
 program_end run_program(const std::vector<std::string>& argv, std::chrono::milliseconds grace);
 
