@@ -514,6 +514,7 @@ TEST_F(Subscriptions, ShareTheEventThreadEventByEvent) {
     }
     broker.emit_raw(kStartedName, burst);
     wait_until([&] { return count_threads() < before; });
+    qx_plix_uninit();
     EXPECT_LE(turns.calls_before_other, 8);
     EXPECT_LE(turns.calls, turns.calls_before_other + 8);
 }
