@@ -4,7 +4,8 @@
 // with standard input.
 // usage: fast_broker DIR
 #define _GNU_SOURCE
-#include "broker_socket.h"
+#include "base/install.h"
+#include "base/protocol.h"
 #include "event_text.h"
 
 #include <errno.h>
@@ -17,7 +18,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-static const char kProtocolVersion[] = "1.3";
 static const char kAccepted[] = "{\"status\": 0}";
 static const char kAnswer[] =
     "{\"status\": 0, \"data\": {\"agent\": \"4.2.1\", \"broker\": \"1.3\", "
@@ -71,12 +71,12 @@ static void lock_version_file(const char* directory) {
     make_directory(directory, "/var");
     make_directory(directory, "/var/run");
     char name[4096];
-    snprintf(name, sizeof name, "%s/var/run/qxbrokerd.version", directory);
+    snprintf(name, sizeof name, "%s" QX_VERSION_FILE, directory);
     const struct flock lock = {.l_type = F_WRLCK, .l_whence = SEEK_SET};
     const int fd = open(name, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    const ssize_t size = sizeof kProtocolVersion - 1;
+    const ssize_t size = sizeof QX_PROTOCOL_VERSION - 1;
     if (fd < 0 || fcntl(fd, F_SETLK, &lock) != 0 ||
-        write(fd, kProtocolVersion, (size_t)size) != size) {
+        write(fd, QX_PROTOCOL_VERSION, (size_t)size) != size) {
         fail(name);
     }
 }
@@ -241,7 +241,7 @@ static void read_console(struct broker* broker) {
 
 static void open_listener(struct broker* broker) {
     struct sockaddr_un address;
-    const socklen_t length = broker_address(&address);
+    const socklen_t length = qx_broker_address(&address);
     broker->listener = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (bind(broker->listener, (const struct sockaddr*)&address, length) != 0 ||
         listen(broker->listener, kBacklog) != 0) {

@@ -1,5 +1,6 @@
 // The frame reader: however a stream is cut, the same messages come out.
 
+#include "base/protocol.h"
 #include "frame_reader.h"
 
 #include "input.h"
@@ -63,7 +64,7 @@ Result expected(std::string& stream) {
     std::size_t at = 0;
     for (std::int32_t length = 0; stream.size() - at >= sizeof length;) {
         stream.copy(reinterpret_cast<char*>(&length), sizeof length, at);
-        result.broken = !is_message_length(length);
+        result.broken = qx_is_message_length(length) == 0;
         if (!result.broken && length > kLarge) {
             stream.resize(at);
         }

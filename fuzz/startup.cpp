@@ -29,7 +29,7 @@ void stop_if_started(int result) {
 /// A link's target and a passwd file, each up to a zero byte, and a version file.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const std::string version_file = [] {
-        const auto file = qx::test::kInstallDir / "var/run/qxbrokerd.version";
+        const auto file = qx::test::kVersionFile;
         std::filesystem::create_directories(file.parent_path());
         return file.string();
     }();

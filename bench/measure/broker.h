@@ -1,6 +1,7 @@
 // The benchmark's broker, as its console shows it.
 #pragma once
 
+#include "base/descriptor.h"
 #include "program.h"
 
 namespace qx::bench {
@@ -23,8 +24,8 @@ private:
     void expect(const std::string& wanted) const;
 
     pid_t pid_ = -1;
-    Descriptor console_;
-    Descriptor output_;
+    io::descriptor console_;
+    io::descriptor output_;
 };
 
 } // namespace qx::bench

@@ -1,5 +1,7 @@
 #include "program.h"
 
+#include "base/descriptor.h"
+
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -44,28 +46,12 @@ std::int64_t now() {
     return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-    reset(other.release());
-    return *this;
-}
-
-int Descriptor::release() {
-    return std::exchange(fd_, -1);
-}
-
-void Descriptor::reset(int fd) {
-    if (fd_ >= 0) {
-        ::close(fd_);
-    }
-    fd_ = fd;
-}
-
 Pipe make_pipe() {
     int ends[2] = {-1, -1};
     if (::pipe2(ends, O_CLOEXEC) != 0) {
         fail(std::string("pipe: ") + std::strerror(errno));
     }
-    return {Descriptor(ends[0]), Descriptor(ends[1])};
+    return {io::descriptor(ends[0]), io::descriptor(ends[1])};
 }
 
 std::optional<std::string> read_line(int fd) {

@@ -1,6 +1,8 @@
 // Programs that are measured, and those that count for us.
 #pragma once
 
+#include "base/descriptor.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -18,30 +20,10 @@ std::string helper(const std::string& name);
 /// Now, in ns of CLOCK_MONOTONIC.
 std::int64_t now();
 
-/// An open descriptor, or -1.
-class Descriptor {
-public:
-    explicit Descriptor(int fd = -1)
-        : fd_(fd) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    Descriptor(Descriptor&& other) noexcept
-        : fd_(other.release()) {}
-    Descriptor& operator=(Descriptor&& other) noexcept;
-    ~Descriptor() { reset(-1); }
-
-    [[nodiscard]] int get() const { return fd_; }
-    int release();
-    void reset(int fd);
-
-private:
-    int fd_;
-};
-
 /// One end for us and one for a child that is started.
 struct Pipe {
-    Descriptor read;
-    Descriptor write;
+    io::descriptor read;
+    io::descriptor write;
 };
 Pipe make_pipe();
 
@@ -79,8 +61,8 @@ public:
 
 private:
     std::string name_;
-    Descriptor output_;
-    Descriptor record_;
+    io::descriptor output_;
+    io::descriptor record_;
     pid_t launcher_ = -1;
     pid_t pid_ = -1;
 };

@@ -1,5 +1,6 @@
 #include "request.h"
 
+#include "base/descriptor.h"
 #include "program.h"
 
 #include <fcntl.h>
@@ -51,7 +52,7 @@ using Words = std::vector<std::string>;
 
 void run_counter(Words counter, const Subject& subject) {
     counter.insert(counter.end(), subject.request.begin(), subject.request.end());
-    const Descriptor null(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+    const io::descriptor null(::open("/dev/null", O_WRONLY | O_CLOEXEC));
     expect_success(start(counter, {-1, null.get()}), counter.front());
 }
 

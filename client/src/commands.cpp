@@ -1,4 +1,4 @@
-#include "handles.h"
+#include "base/json.h"
 #include "qx_plix.h"
 #include "state.h"
 #include "wire.h"
@@ -29,8 +29,8 @@ constexpr router_field kRouterFields[] = {
     {"use_va_cloud_trigger", "set_va_cloud_trigger", "get_va_cloud_trigger"},
 };
 
-json_handle parse(const char* text) {
-    return json_handle(json_loads(text, 0, nullptr));
+qx::json_ptr parse(const char* text) {
+    return qx::json_ptr(json_loads(text, 0, nullptr));
 }
 
 int fail(qx_plix_error_t* err, std::int32_t code, const char* description) {
@@ -47,12 +47,12 @@ int fetch(const char* name, json_t* data, char** out) {
 }
 
 int fetch_for_document(const char* name, const char* text, char** out) {
-    const json_handle document(parse(text));
+    const qx::json_ptr document(parse(text));
     return document ? fetch(name, document.get(), out) : -1;
 }
 
 int retrieve_services_status(const char* text, int* status) {
-    const json_handle data(parse(text));
+    const qx::json_ptr data(parse(text));
     const json_t* const value = json_object_get(data.get(), "status");
     const auto number = static_cast<std::int32_t>(json_integer_value(value));
     if (value == nullptr || number == -1) {
@@ -66,7 +66,7 @@ int query_status(const char* name, int* status) {
     if (status == nullptr) {
         return -1;
     }
-    received_text data;
+    qx::text_ptr data;
     int value = 0;
     if (send_command(name, json_null(), data.out()) != 0 ||
         retrieve_services_status(data.get(), &value) != 0) {
@@ -76,8 +76,8 @@ int query_status(const char* name, int* status) {
     return 0;
 }
 
-json_handle build_registration_data(const char* token, const char* mac, const char* redeem_code) {
-    json_handle data(json_object());
+qx::json_ptr build_registration_data(const char* token, const char* mac, const char* redeem_code) {
+    qx::json_ptr data(json_object());
     if (!data || json_set_string(data.get(), "token", token) != 0 ||
         json_set_string(data.get(), "token_type", "partner") != 0 ||
         json_set_string(data.get(), "register_mac_address", mac) != 0 ||
@@ -92,7 +92,7 @@ int report_refusal(const char* data, qx_plix_error_t* err) {
     if (data == nullptr) {
         return fail(err, kInternalError, "no response from daemon");
     }
-    const json_handle details(parse(data));
+    const qx::json_ptr details(parse(data));
     if (!details) {
         return fail(err, kInternalError, "failed to parse error");
     }
@@ -108,7 +108,7 @@ int report_refusal(const char* data, qx_plix_error_t* err) {
 }
 
 int fetch_router_field(json_t* result, const router_field& field) {
-    received_text text;
+    qx::text_ptr text;
     if (send_command(field.getter, json_null(), text.out()) != 0) {
         return -1;
     }
@@ -123,7 +123,7 @@ int send_device_property(const char* name, const json_t* document, const char* k
         return 0;
     }
     json_t* const id = json_object_get(document, "device_id");
-    const json_handle data(json_object());
+    const qx::json_ptr data(json_object());
     if (json_object_set(data.get(), "device_id", id) != 0 ||
         json_object_set(data.get(), key, value) != 0) {
         return -1;
@@ -154,7 +154,7 @@ bool validate_online_status(const json_t* document) {
 }
 
 int removal_result(const char* data) {
-    const json_handle details(parse(data));
+    const qx::json_ptr details(parse(data));
     const json_t* const code = json_object_get(details.get(), "code");
     if (json_object_get(details.get(), "error") == nullptr || !json_is_integer(code)) {
         return -1;
@@ -272,7 +272,7 @@ int qx_plix_register_to_cloud(const char* token, const char* mac, const char* re
     if (!is_initialised() || token == nullptr || mac == nullptr) {
         return -1;
     }
-    const json_handle data =
+    const qx::json_ptr data =
         build_registration_data(token, mac, redeem_code == nullptr ? mac : redeem_code);
     return data ? send_command("start_cloud_registration", data.get(), nullptr) : -1;
 }
@@ -281,11 +281,11 @@ int qx_plix_register(const char* registration_info_json, qx_plix_error_t* err) {
     if (registration_info_json == nullptr) {
         return fail(err, kInvalidParams, "registration_info missing");
     }
-    const json_handle info = parse(registration_info_json);
+    const qx::json_ptr info = parse(registration_info_json);
     if (!info) {
         return fail(err, kInvalidParams, "invalid JSON format");
     }
-    received_text data;
+    qx::text_ptr data;
     if (send_command("start_registration", info.get(), data.out()) == 0) {
         return 0;
     }
@@ -293,7 +293,7 @@ int qx_plix_register(const char* registration_info_json, qx_plix_error_t* err) {
 }
 
 int qx_plix_set_router_info(const char* router_info_json) {
-    const json_handle info = parse(router_info_json);
+    const qx::json_ptr info = parse(router_info_json);
     if (!info) {
         return -1;
     }
@@ -308,7 +308,7 @@ int qx_plix_set_router_info(const char* router_info_json) {
 }
 
 int qx_plix_get_router_info(char** out) {
-    const json_handle info(out == nullptr ? nullptr : json_object());
+    const qx::json_ptr info(out == nullptr ? nullptr : json_object());
     if (!info) {
         return -1;
     }
@@ -324,7 +324,7 @@ int qx_plix_get_router_info(char** out) {
 }
 
 int qx_plix_set_device_info(const char* device_info_json) {
-    const json_handle info = parse(device_info_json);
+    const qx::json_ptr info = parse(device_info_json);
     if (json_object_get(info.get(), "device_id") == nullptr) {
         return -1;
     }
@@ -335,7 +335,7 @@ int qx_plix_set_device_info(const char* device_info_json) {
 }
 
 int qx_plix_set_device_online_status(const char* online_status_json) {
-    const json_handle document = parse(online_status_json);
+    const qx::json_ptr document = parse(online_status_json);
     if (!validate_online_status(document.get())) {
         return -1;
     }
@@ -343,11 +343,11 @@ int qx_plix_set_device_online_status(const char* online_status_json) {
 }
 
 int qx_plix_remove_satellite(const char* satellite_json) {
-    const json_handle satellite = parse(satellite_json);
+    const qx::json_ptr satellite = parse(satellite_json);
     if (!json_is_string(json_object_get(satellite.get(), "mac"))) {
         return -1;
     }
-    received_text data;
+    qx::text_ptr data;
     if (send_command("remove_satellite", satellite.get(), data.out()) == 0) {
         return 0;
     }
@@ -359,32 +359,32 @@ int qx_plix_va_set_schedule(const char* schedule_json, char** err_text) {
         return fail_schedule(err_text, "wrong arguments");
     }
     json_error_t error;
-    const json_handle schedule(json_loads(schedule_json, 0, &error));
+    const qx::json_ptr schedule(json_loads(schedule_json, 0, &error));
     if (!schedule) {
         return fail_schedule(err_text, error.text);
     }
-    received_text data;
+    qx::text_ptr data;
     if (send_command("va_set_schedule", schedule.get(), data.out()) == 0) {
         if (err_text != nullptr && data.get() != nullptr) {
             *err_text = data.release();
         }
         return 0;
     }
-    const json_handle details = parse(data.get());
+    const qx::json_ptr details = parse(data.get());
     const char* const reason = json_string_value(json_object_get(details.get(), "error"));
     return fail_schedule(err_text, reason == nullptr ? "internal error" : reason);
 }
 
 int qx_plix_va_set_exclusions(const char* exclusions_json, qx_plix_error_t* err) {
     json_error_t error;
-    const json_handle exclusions(json_loads(exclusions_json, 0, &error));
+    const qx::json_ptr exclusions(json_loads(exclusions_json, 0, &error));
     if (!exclusions) {
         return fail(err, kInvalidParams, error.text);
     }
     if (!json_is_array(exclusions.get())) {
         return fail(err, kInvalidParams, "input is not a JSON array");
     }
-    received_text data;
+    qx::text_ptr data;
     if (send_command("va_set_exclusions", exclusions.get(), data.out()) == 0) {
         return 0;
     }
@@ -396,7 +396,7 @@ int qx_plix_va_get_exclusions(char** out, qx_plix_error_t* err) {
     if (out == nullptr) {
         return fail(err, kInvalidParams, "output pointer is null");
     }
-    received_text data;
+    qx::text_ptr data;
     if (send_command("va_get_exclusions", json_null(), data.out()) != 0 || data.get() == nullptr) {
         return fail(err, kInternalError, "failed to get the value");
     }

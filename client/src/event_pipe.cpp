@@ -1,6 +1,6 @@
 #include "event_pipe.h"
 
-#include "handles.h"
+#include "base/descriptor.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -26,8 +26,8 @@ void event_pipe_release(event_pipe* pipe) {
     if (--pipe->references > 0) {
         return;
     }
-    close_fd(pipe->read_fd);
-    close_fd(pipe->write_fd);
+    qx::io::close_fd(pipe->read_fd);
+    qx::io::close_fd(pipe->write_fd);
     std::free(pipe);
 }
 

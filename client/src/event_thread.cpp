@@ -1,6 +1,7 @@
 #include "event_thread.h"
 
-#include "handles.h"
+#include "base/descriptor.h"
+#include "base/epoll.h"
 #include "registrar.h"
 #include "state.h"
 
@@ -61,13 +62,6 @@ void* event_thread_main(void* /*unused*/) {
     return nullptr;
 }
 
-int watch(int operation, int fd) {
-    epoll_event event{};
-    event.events = EPOLLIN;
-    event.data.fd = fd;
-    return ::epoll_ctl(self.epoll_fd, operation, fd, &event);
-}
-
 // Signals are the application's: its threads, and its signal descriptors, must get them all.
 int create_without_signals(pthread_t* handle) {
     pthread_attr_t attributes;
@@ -92,14 +86,15 @@ int create_without_signals(pthread_t* handle) {
 } // namespace
 
 int event_thread_create() {
-    fd_handle epoll(::epoll_create1(EPOLL_CLOEXEC));
-    fd_handle wake(epoll ? ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) : -1);
+    qx::io::descriptor epoll(::epoll_create1(EPOLL_CLOEXEC));
+    qx::io::descriptor wake(epoll ? ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) : -1);
     if (!wake) {
         return -1;
     }
     self.epoll_fd = epoll.release();
     self.wake_fd = wake.release();
-    if (watch(EPOLL_CTL_ADD, self.wake_fd) != 0 || create_without_signals(&self.handle) != 0) {
+    if (qx::io::epoll_control(self.epoll_fd, EPOLL_CTL_ADD, self.wake_fd, EPOLLIN) != 0 ||
+        create_without_signals(&self.handle) != 0) {
         event_thread_disown();
         return -1;
     }
@@ -117,15 +112,12 @@ void event_thread_destroy() {
 }
 
 void event_thread_disown() {
-    close_fd(self.wake_fd);
-    close_fd(self.epoll_fd);
+    qx::io::close_fd(self.wake_fd);
+    qx::io::close_fd(self.epoll_fd);
 }
 
 int event_thread_schedule_fd_ro(int fd) {
-    if (watch(EPOLL_CTL_MOD, fd) == 0) {
-        return 0;
-    }
-    return errno == ENOENT ? watch(EPOLL_CTL_ADD, fd) : -1;
+    return qx::io::epoll_set_fd(self.epoll_fd, fd, EPOLLIN);
 }
 
 int event_thread_cancel_fd(int fd) {

@@ -1,7 +1,8 @@
 #include "frame_reader.h"
 
-#include "wire.h"
+#include "base/protocol.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -12,7 +13,7 @@ bool begin_body(frame_reader& reader) {
     std::int32_t length = 0;
     static_assert(sizeof length == sizeof reader.header);
     std::memcpy(&length, reader.header, sizeof length);
-    if (!is_message_length(length)) {
+    if (qx_is_message_length(length) == 0) {
         return false;
     }
     reader.body_size = static_cast<std::size_t>(length);

@@ -1,5 +1,8 @@
+#include "base/descriptor.h"
+#include "base/install.h"
+#include "base/protocol.h"
+#include "base/retry.h"
 #include "event_thread.h"
-#include "handles.h"
 #include "install_path.h"
 #include "qx_plix.h"
 #include "qxpath.h"
@@ -10,7 +13,6 @@
 #include "warning.h"
 #include "wire.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -19,24 +21,13 @@
 namespace qxplix {
 namespace {
 
-constexpr char kProtocolVersion[] = "1.3";
 constexpr std::size_t kVersionSize = 33;
-
-// Repeats a system call that a signal of the application interrupts.
-template <typename Call>
-auto uninterrupted(const Call& call) {
-    auto result = call();
-    while (result == -1 && errno == EINTR) {
-        result = call();
-    }
-    return result;
-}
 
 int open_version_file(const char* install_path) {
     char name[kPathSize];
     version_file_name(install_path, name);
     constexpr int flags = O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC;
-    return uninterrupted([&] { return ::open(name, flags); });
+    return qx::io::uninterrupted([&] { return ::open(name, flags); });
 }
 
 // The broker holds a lock on its version file for as long as it runs.
@@ -44,14 +35,15 @@ bool is_locked(int fd) {
     struct flock query {};
     query.l_type = F_WRLCK;
     query.l_whence = SEEK_SET;
-    const int result = uninterrupted([&] { return ::fcntl(fd, F_GETLK, &query); });
+    const int result = qx::io::uninterrupted([&] { return ::fcntl(fd, F_GETLK, &query); });
     return result == 0 && query.l_type != F_UNLCK;
 }
 
 // Reads the first line, with its line feed, or as much of it as fits. Unlike read, pread fails for
 // a FIFO or a terminal, so the type needs no check of its own.
 int read_line(int fd, char (&line)[kVersionSize]) {
-    const ssize_t got = uninterrupted([&] { return ::pread(fd, line, sizeof line - 1, 0); });
+    const ssize_t got =
+        qx::io::uninterrupted([&] { return ::pread(fd, line, sizeof line - 1, 0); });
     if (got <= 0) {
         return -1;
     }
@@ -77,7 +69,7 @@ void print_wrong_version(const char* version) {
     }
     shown[length] = '\0';
     std::fprintf(stderr, "Wrong Protocol Version: Daemon=(%s) vs Client=(%s)\n", shown,
-                 kProtocolVersion);
+                 QX_PROTOCOL_VERSION);
 }
 
 bool is_right_version(int fd) {
@@ -85,7 +77,7 @@ bool is_right_version(int fd) {
     if (read_line(fd, version) != 0) {
         return false;
     }
-    if (std::strcmp(version, kProtocolVersion) != 0) {
+    if (std::strcmp(version, QX_PROTOCOL_VERSION) != 0) {
         print_wrong_version(version);
         return false;
     }
@@ -93,7 +85,7 @@ bool is_right_version(int fd) {
 }
 
 bool accepts_connections() {
-    const fd_handle conn(open_conn());
+    const qx::io::descriptor conn(open_conn());
     return static_cast<bool>(conn);
 }
 
@@ -158,7 +150,7 @@ int qx_plix_init2(const char* install_path) {
     close_parents_descriptors();
     qxpath_set_install_path(install_path);
     // Stays open, and the broker's lock in sight, until the start is through.
-    const fd_handle version_file(open_version_file(install_path));
+    const qx::io::descriptor version_file(open_version_file(install_path));
     if (!version_file) {
         std::fputs("Daemon is down or you are running an older version of it\n", stderr);
         return -1;

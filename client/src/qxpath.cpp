@@ -1,7 +1,7 @@
 #include "qxpath.h"
 #include "install_path.h"
 
-#include "handles.h"
+#include "base/install.h"
 #include "mutex.h"
 
 #include <algorithm>
@@ -9,6 +9,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <system_error>
 
 namespace qxplix {
@@ -17,10 +18,8 @@ namespace {
 constexpr char kLink[] = "/etc/norvane-plix";
 constexpr char kUser[] = "norvane-plix";
 constexpr char kPasswd[] = "/etc/passwd";
-constexpr char kFallback[] = "/opt/norvane";
-constexpr char kVersionFile[] = "/var/run/qxbrokerd.version";
 constexpr std::size_t kLongestVersionFileName = 4094;
-constexpr char kLinkEnding[] = "/etc";
+constexpr char kLinkEnding[] = QX_CONFIGURATION_DIRECTORY;
 constexpr std::size_t kLinkEndingLength = sizeof kLinkEnding - 1;
 
 struct install_path {
@@ -55,10 +54,10 @@ bool read_link(char* text) {
 }
 
 bool use_fallback(char* text) {
-    if (path_exists(kFallback) == 0) {
+    if (path_exists(QX_INSTALL_DIRECTORY) == 0) {
         return false;
     }
-    std::memcpy(text, kFallback, sizeof kFallback);
+    std::memcpy(text, QX_INSTALL_DIRECTORY, sizeof QX_INSTALL_DIRECTORY);
     return true;
 }
 
@@ -116,7 +115,7 @@ std::size_t append(char (&name)[kPathSize], std::size_t length, const char* text
 
 void version_file_name(const char* install_path, char (&name)[kPathSize]) {
     const std::size_t directory = append(name, 0, install_path);
-    name[append(name, directory, kVersionFile)] = '\0';
+    name[append(name, directory, QX_VERSION_FILE)] = '\0';
 }
 
 int get_userhome(const char* user, char* home) {

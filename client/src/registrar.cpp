@@ -1,7 +1,7 @@
 #include "registrar.h"
 
+#include "base/descriptor.h"
 #include "event_thread.h"
-#include "handles.h"
 #include "mutex.h"
 #include "state.h"
 #include "subscription.h"
@@ -368,7 +368,7 @@ void registrar_disown() {
 
 int registrar_subscribe_to_event(const char* event_name, qx_plix_event_cb callback, void* user_data,
                                  event_pipe* pipe) {
-    fd_handle conn(open_conn());
+    qx::io::descriptor conn(open_conn());
     if (!conn || send_request(conn.get(), "subscribe", event_name, nullptr) != 0 ||
         recv_response(conn.get(), nullptr) != 0) {
         return -1;

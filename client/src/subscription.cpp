@@ -1,7 +1,7 @@
 #include "subscription.h"
 
+#include "base/descriptor.h"
 #include "event_thread.h"
-#include "handles.h"
 #include "wire.h"
 
 #include <cerrno>
@@ -18,7 +18,7 @@ void close_connection(subscription& slot) {
     event_thread_cancel_fd(slot.conn_fd);
     // A child that was forked just now has a copy; it must not keep the subscription alive.
     ::shutdown(slot.conn_fd, SHUT_RDWR);
-    close_fd(slot.conn_fd);
+    qx::io::close_fd(slot.conn_fd);
     frame_reader_reset(slot.reader);
 }
 
@@ -58,7 +58,7 @@ bool take_message(subscription& slot) {
         }
         return true;
     }
-    const text_handle response(message);
+    const qx::text_ptr response(message);
     if (read_response(response.get(), nullptr) != 0) {
         return false;
     }
@@ -166,11 +166,11 @@ void subscription_disown(subscription& slot) {
         return;
     }
     if (is_connected(slot)) {
-        close_fd(slot.conn_fd);
+        qx::io::close_fd(slot.conn_fd);
     }
     if (slot.pipe != nullptr) {
-        close_fd(slot.pipe->read_fd);
-        close_fd(slot.pipe->write_fd);
+        qx::io::close_fd(slot.pipe->read_fd);
+        qx::io::close_fd(slot.pipe->write_fd);
         slot.pipe = nullptr;
     }
     slot.state = subscription_state::free;
@@ -183,7 +183,7 @@ void subscription_lose(subscription& slot) {
 
 void subscription_begin_again(subscription& slot, milliseconds time) {
     slot.attempted_at = time;
-    fd_handle conn(open_conn(SOCK_NONBLOCK));
+    qx::io::descriptor conn(open_conn(SOCK_NONBLOCK));
     if (!conn || send_request(conn.get(), "subscribe", slot.event_name, nullptr) != 0 ||
         event_thread_schedule_fd_ro(conn.get()) != 0) {
         return;

@@ -1,31 +1,21 @@
 #include "wire.h"
 
+#include "base/descriptor.h"
+#include "base/protocol.h"
+#include "frame_reader.h"
 #include "trust.h"
 
 #include <cstring>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 namespace qxplix {
-namespace {
-
-constexpr char kSocketName[] = ":qxbrokerd-1.3.skt";
-constexpr std::size_t kSocketNameLength = sizeof kSocketName - 1;
-
-// The first byte of the path stays zero: that is the abstract namespace. No terminator is counted.
-constexpr socklen_t kAddressLength = offsetof(sockaddr_un, sun_path) + 1 + kSocketNameLength;
-
-} // namespace
-
 int open_conn(int flags) {
-    fd_handle conn(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0));
+    qx::io::descriptor conn(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0));
     if (!conn) {
         return -1;
     }
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path + 1, kSocketName, kSocketNameLength);
-    if (::connect(conn.get(), reinterpret_cast<const sockaddr*>(&address), kAddressLength) != 0 ||
+    sockaddr_un address;
+    const socklen_t length = qx_broker_address(&address);
+    if (::connect(conn.get(), reinterpret_cast<const sockaddr*>(&address), length) != 0 ||
         !is_trusted_broker(conn.get())) {
         return -1;
     }
@@ -64,7 +54,7 @@ int json_set_string(json_t* object, const char* key, const char* value) {
 }
 
 int send_request(int fd, const char* type, const char* name, json_t* data) {
-    const json_handle request(json_object());
+    const qx::json_ptr request(json_object());
     if (!request || json_set_string(request.get(), "type", type) != 0 ||
         json_set_string(request.get(), "name", name) != 0) {
         return -1;
@@ -72,7 +62,7 @@ int send_request(int fd, const char* type, const char* name, json_t* data) {
     if (data != nullptr && json_object_set(request.get(), "data", data) != 0) {
         return -1;
     }
-    const text_handle text(json_dumps(request.get(), 0));
+    const qx::text_ptr text(json_dumps(request.get(), 0));
     if (!text || send_sync(fd, text.get(), std::strlen(text.get())) != 0) {
         return -1;
     }
@@ -80,21 +70,22 @@ int send_request(int fd, const char* type, const char* name, json_t* data) {
 }
 
 char* recv_msg(int fd) {
-    std::int32_t length = 0;
-    if (recv_sync(fd, &length, sizeof length) != 0 || !is_message_length(length)) {
-        return nullptr;
+    frame_reader reader{};
+    frame_state state = frame_state::incomplete;
+    while (state == frame_state::incomplete) {
+        const byte_gap gap = frame_reader_gap(reader);
+        state = recv_sync(fd, gap.data, gap.size) == 0 ? frame_reader_fill(reader, gap.size)
+                                                       : frame_state::broken;
     }
-    const auto size = static_cast<std::size_t>(length);
-    text_handle text(static_cast<char*>(std::malloc(size + 1)));
-    if (!text || recv_sync(fd, text.get(), size) != 0) {
-        return nullptr;
+    if (state == frame_state::complete) {
+        return frame_reader_take(reader);
     }
-    text.get()[size] = '\0';
-    return text.release();
+    frame_reader_reset(reader);
+    return nullptr;
 }
 
 int read_response(const char* text, char** data_out) {
-    const json_handle response(json_loads(text, 0, nullptr));
+    const qx::json_ptr response(json_loads(text, 0, nullptr));
     if (!response) {
         return -1;
     }
@@ -115,12 +106,12 @@ int read_response(const char* text, char** data_out) {
 }
 
 int recv_response(int fd, char** data_out) {
-    const text_handle text(recv_msg(fd));
+    const qx::text_ptr text(recv_msg(fd));
     return text ? read_response(text.get(), data_out) : -1;
 }
 
 int send_command(const char* name, json_t* data, char** data_out) {
-    const fd_handle conn(open_conn());
+    const qx::io::descriptor conn(open_conn());
     if (!conn || send_request(conn.get(), "command", name, data) != 0) {
         return -1;
     }

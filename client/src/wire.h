@@ -2,18 +2,12 @@
 // as many bytes of JSON.
 #pragma once
 
-#include "handles.h"
+#include "base/json.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <jansson.h>
 
 namespace qxplix {
-
-/// Whether a message may have this length. Longer ones are taken for a broken stream.
-constexpr bool is_message_length(std::int32_t length) {
-    return length > 0 && length <= 64 * 1024 * 1024;
-}
 
 /// A new connection to the broker, or -1 when none listens or its user is not accepted. `flags`
 /// are socket type flags: with SOCK_NONBLOCK a broker whose backlog is full counts as gone.

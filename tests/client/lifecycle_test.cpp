@@ -1,6 +1,6 @@
 #include "agent_fixture.h"
+#include "base/descriptor.h"
 #include "forked.h"
-#include "handles.h"
 
 #include <alloca.h>
 #include <atomic>
@@ -78,7 +78,7 @@ TEST_F(Agent, ReadsTheVersionFromARegularFileOnly) {
     fs::remove(kVersionFile);
     require(::mkfifo(kVersionFile.c_str(), 0644) == 0, "mkfifo");
     EXPECT_EQ(start(nullptr), kUnlocked);
-    const qxplix::fd_handle writer(::open(kVersionFile.c_str(), O_RDWR));
+    const qx::io::descriptor writer(::open(kVersionFile.c_str(), O_RDWR));
     struct flock lock {};
     lock.l_type = F_WRLCK;
     require(::fcntl(writer.get(), F_OFD_SETLK, &lock) == 0 && ::write(writer.get(), "1.3", 3) == 3,

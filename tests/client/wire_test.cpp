@@ -1,3 +1,4 @@
+#include "base/descriptor.h"
 #include "wire.h"
 
 #include "agent_fixture.h"
@@ -70,7 +71,7 @@ TEST(WireSocket, SendsMoreThanTheSocketHoldsAndRaisesNoSignal) {
     ::signal(SIGPIPE, SIG_DFL);
     int ends[2] = {-1, -1};
     ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-    const qxplix::fd_handle mine(ends[0]);
+    const qx::io::descriptor mine(ends[0]);
     const std::string sent(3'000'000, 'x');
     std::string received(sent.size(), '\0');
     std::thread reader([&] {

@@ -1,5 +1,7 @@
 #include "protocol.h"
 
+#include "base/protocol.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
@@ -42,11 +44,8 @@ std::string framed(std::string_view json) {
 }
 
 int broker_socket(int (*call)(int, const sockaddr*, socklen_t)) {
-    constexpr std::string_view name = ":qxbrokerd-1.3.skt";
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path + 1, name.data(), name.size());
-    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    sockaddr_un address;
+    const socklen_t size = qx_broker_address(&address);
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (call(fd, reinterpret_cast<const sockaddr*>(&address), size) == 0) {
         return fd;

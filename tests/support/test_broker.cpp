@@ -1,5 +1,7 @@
 #include "test_broker.h"
 
+#include "base/install.h"
+
 #include <algorithm>
 #include <fcntl.h>
 #include <jansson.h>
@@ -209,7 +211,7 @@ bool TestBroker::handle(Connection& connection, const std::string& line) {
 }
 
 LockedVersionFile::LockedVersionFile(const fs::path& install_dir, std::string_view text) {
-    const fs::path file = install_dir / "var/run/qxbrokerd.version";
+    const fs::path file = install_dir.string() + QX_VERSION_FILE;
     write_file(file, text);
     file_.reset(std::fopen(file.c_str(), "r+e"));
     struct flock lock {};

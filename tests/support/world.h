@@ -1,6 +1,8 @@
 // The private machine that a test runs on, and the small things that tests do to it.
 #pragma once
 
+#include "base/install.h"
+
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -11,11 +13,11 @@ namespace qx::test {
 namespace fs = std::filesystem;
 
 /// The agent's install directory in the test's world, found through the fallback name.
-inline const fs::path kInstallDir = "/opt/norvane";
+inline const fs::path kInstallDir = QX_INSTALL_DIRECTORY;
 /// What the agent keeps there.
 inline const fs::path kSettingsFile = kInstallDir / "etc/settings.json";
 inline const fs::path kLogFile = kInstallDir / "var/log/qxagent-manage.log";
-inline const fs::path kVersionFile = kInstallDir / "var/run/qxbrokerd.version";
+inline const fs::path kVersionFile = QX_INSTALL_DIRECTORY QX_VERSION_FILE;
 
 /// Whether the test program runs in an emulator, which lacks some details of some system calls.
 inline constexpr bool kEmulated = !std::string_view(QX_EMULATOR).empty();

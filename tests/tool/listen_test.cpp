@@ -2,6 +2,7 @@
 // broker does.
 
 #include "agent.h"
+#include "base/descriptor.h"
 #include "broker_client.h"
 
 #include <cstdlib>
@@ -159,24 +160,15 @@ TEST_F(Listen, EndsWithSuccessOnASignalBeforeItHasSubscribed) {
     }
     // One connection fills the backlog of a broker that accepts none; the next one waits.
     broker.stop();
-    const std::string name = ":qxbrokerd-1.3.skt";
-    sockaddr_un address{AF_UNIX, {}};
-    name.copy(address.sun_path + 1, name.size());
-    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
-    const auto* const any_address = reinterpret_cast<const sockaddr*>(&address);
-    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int client = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    require(::bind(listener, any_address, size) == 0 && ::listen(listener, 0) == 0 &&
-                ::connect(client, any_address, size) == 0,
-            "a broker without room");
+    const qx::io::descriptor listener(broker_socket(::bind));
+    require(::listen(listener.get(), 0) == 0, "a broker without room");
+    const qx::io::descriptor client(broker_socket(::connect));
     {
         SCOPED_TRACE("a broker that accepts no connection");
         const auto tool = start_with_blocked_signals({QX_TOOL, "listen"});
         wait_until([&] { return has_socket(*tool); });
         expect_quick_end(*tool, SIGTERM);
     }
-    ::close(client);
-    ::close(listener);
 }
 
 /// A descriptor that children inherit while it lives.

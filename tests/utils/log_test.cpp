@@ -1,5 +1,5 @@
+#include "base/descriptor.h"
 #include "forked.h"
-#include "qx/io.h"
 #include "qx/log.h"
 #include "world.h"
 

@@ -1,3 +1,4 @@
+#include "base/descriptor.h"
 #include "forked.h"
 #include "process.h"
 #include "qx/error.h"

@@ -1,4 +1,5 @@
-#include "qx/io.h"
+#include "base/descriptor.h"
+#include "base/epoll.h"
 #include "qx/json.h"
 #include "qx/scope_guard.h"
 

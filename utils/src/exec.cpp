@@ -1,5 +1,7 @@
 #include "qx/exec.h"
 
+#include "base/descriptor.h"
+#include "base/retry.h"
 #include "qx/error.h"
 #include "qx/io.h"
 

@@ -1,5 +1,6 @@
 #include "install_directory.h"
 
+#include "base/install.h"
 #include "qxpath.h"
 
 #include <sys/stat.h>
@@ -22,7 +23,7 @@ bool owns_install_directory(uid_t uid) {
 const std::string& install_directory() {
     static const std::string directory = [] {
         const char* const found = qxpath_default_install_path();
-        return std::string(found == nullptr ? "/opt/norvane" : found);
+        return std::string(found == nullptr ? QX_INSTALL_DIRECTORY : found);
     }();
     return directory;
 }

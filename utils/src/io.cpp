@@ -1,19 +1,12 @@
 #include "qx/io.h"
 
-#include <sys/epoll.h>
+#include "base/retry.h"
+
+#include <cerrno>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace qx::io {
-
-void descriptor::reset(int fd) noexcept {
-    if (fd_ >= 0) {
-        const int before = errno;
-        ::close(fd_);
-        errno = before;
-    }
-    fd_ = fd;
-}
 
 bool write_all(int fd, string_view text) {
     while (!text.empty()) {
@@ -41,16 +34,6 @@ bool make_directory(const char* path) {
     const bool is_made = ::mkdir(path, 0755) == 0 || errno == EEXIST;
     ::umask(before);
     return is_made;
-}
-
-int epoll_set_fd(int epfd, int fd, unsigned int events) {
-    epoll_event event{};
-    event.events = events;
-    event.data.fd = fd;
-    if (::epoll_ctl(epfd, EPOLL_CTL_MOD, fd, &event) == 0) {
-        return 0;
-    }
-    return errno == ENOENT ? ::epoll_ctl(epfd, EPOLL_CTL_ADD, fd, &event) : -1;
 }
 
 } // namespace qx::io

@@ -1,5 +1,6 @@
 #include "qx/log.h"
 
+#include "base/install.h"
 #include "install_directory.h"
 #include "log_file.h"
 #include "qx/escape.h"
@@ -91,8 +92,8 @@ void escape_controls(std::string& line) {
 }
 
 bool open(log_file& log, const char* name) {
-    const std::string state = install_directory() + "/var";
-    const std::string directory = state + "/log";
+    const std::string state = install_directory() + QX_STATE_DIRECTORY;
+    const std::string directory = install_directory() + QX_LOG_DIRECTORY;
     const std::string file = directory + "/" + name + ".log";
     if (log.open(file)) {
         return true;

@@ -1,5 +1,9 @@
 #include "log_file.h"
 
+#include "base/descriptor.h"
+#include "base/retry.h"
+#include "qx/io.h"
+
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/file.h>

@@ -1,7 +1,7 @@
 // A file of lines that several processes append to.
 #pragma once
 
-#include "qx/io.h"
+#include "base/descriptor.h"
 #include "qx/string_view.h"
 
 #include <string>

@@ -1,5 +1,6 @@
 #include "qx/path.h"
 
+#include "base/install.h"
 #include "install_directory.h"
 
 namespace qx {
@@ -28,9 +29,9 @@ std::size_t length_without_trailing_slashes(string_view text) {
 std::string to_string(common_path directory) {
     switch (directory) {
     case common_path::programs:
-        return install_directory() + "/bin";
+        return install_directory() + QX_PROGRAM_DIRECTORY;
     case common_path::configuration:
-        return install_directory() + "/etc";
+        return install_directory() + QX_CONFIGURATION_DIRECTORY;
     }
     return {};
 }

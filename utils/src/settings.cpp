@@ -1,5 +1,6 @@
 #include "qx/settings.h"
 
+#include "base/descriptor.h"
 #include "install_directory.h"
 #include "qx/error.h"
 #include "qx/json.h"

@@ -1,6 +1,9 @@
 #include "store_file.h"
 
+#include "base/descriptor.h"
+#include "base/retry.h"
 #include "qx/error.h"
+#include "qx/io.h"
 #include "qx/scope_guard.h"
 
 #include <algorithm>

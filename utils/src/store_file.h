@@ -1,7 +1,7 @@
 // The settings store's file: read whole, replaced whole, written by one process at a time.
 #pragma once
 
-#include "qx/io.h"
+#include "base/descriptor.h"
 #include "qx/string_view.h"
 
 #include <string>

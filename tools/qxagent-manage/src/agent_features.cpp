@@ -1,6 +1,5 @@
 #include "agent_features.h"
 
-#include "answer.h"
 #include "exit_status.h"
 #include "printers.h"
 #include "qx/log.h"
@@ -24,7 +23,7 @@ int report(int result, const qx::text_ptr& answer, const char* failure) {
 
 int list_features() {
     qx::text_ptr answer;
-    const int result = qx_plix_get_features_list(OutText(answer));
+    const int result = qx_plix_get_features_list(answer.out());
     return report(result, answer, "Failed getting the features list");
 }
 
@@ -41,7 +40,7 @@ int run_get_feature(const std::vector<std::string>& names) {
         return kFailure;
     }
     qx::text_ptr answer;
-    const int result = qx_plix_get_feature(text.get(), OutText(answer));
+    const int result = qx_plix_get_feature(text.get(), answer.out());
     return report(result, answer, "Failed getting the features");
 }
 
@@ -66,7 +65,7 @@ int run_set_feature(const std::vector<std::string>& pairs) {
         return kFailure;
     }
     qx::text_ptr answer;
-    const int result = qx_plix_set_feature(text.get(), OutText(answer));
+    const int result = qx_plix_set_feature(text.get(), answer.out());
     return report(result, answer, "Failed setting the features");
 }
 

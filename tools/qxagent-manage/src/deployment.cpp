@@ -1,11 +1,12 @@
 #include "deployment.h"
 
+#include "base/descriptor.h"
+#include "base/retry.h"
 #include "exit_status.h"
 #include "held_signals.h"
 #include "qx/error.h"
 #include "qx/exec.h"
 #include "qx/format.h"
-#include "qx/io.h"
 #include "qx/log.h"
 #include "qx/path.h"
 #include "qx/program_check.h"

@@ -1,6 +1,5 @@
 #include "devices.h"
 
-#include "answer.h"
 #include "exit_status.h"
 #include "printers.h"
 #include "qx_plix.h"
@@ -34,7 +33,7 @@ int run_get_devices(const DeviceQueryOptions& options) {
         return kFailure;
     }
     qx::text_ptr answer;
-    const int result = qx_plix_get_devices(serialise(query).get(), OutText(answer));
+    const int result = qx_plix_get_devices(serialise(query).get(), answer.out());
     print_output(answer.get());
     return result;
 }

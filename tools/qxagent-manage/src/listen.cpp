@@ -1,9 +1,10 @@
 #include "listen.h"
 
+#include "base/descriptor.h"
+#include "base/epoll.h"
+#include "base/json.h"
 #include "event_output.h"
 #include "exit_status.h"
-#include "qx/io.h"
-#include "qx/json.h"
 #include "qx/println.h"
 #include "qx_plix.h"
 #include "stop_signals.h"

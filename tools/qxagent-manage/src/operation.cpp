@@ -1,6 +1,5 @@
 #include "operation.h"
 
-#include "answer.h"
 #include "command_line.h"
 #include "exit_status.h"
 #include "printers.h"
@@ -112,7 +111,7 @@ static_assert(is_in_order(), "the rows follow the order of the enumeration");
 
 int run_query(Query query) {
     qx::text_ptr answer;
-    const int result = query(OutText(answer));
+    const int result = query(answer.out());
     if (result == 0) {
         print_output(answer.get());
     }

@@ -1,6 +1,6 @@
 #include "registration_params.h"
 
-#include "qx/io.h"
+#include "base/retry.h"
 #include "qx/println.h"
 
 #include <cerrno>

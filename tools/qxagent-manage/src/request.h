@@ -1,9 +1,9 @@
 // What the builders of request documents share.
 #pragma once
 
+#include "base/json.h"
 #include "options.h"
 #include "pair.h"
-#include "qx/json.h"
 
 #include <string>
 #include <vector>

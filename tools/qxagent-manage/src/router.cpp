@@ -1,6 +1,7 @@
 #include "router.h"
 
 #include "pair.h"
+#include "qx/json.h"
 #include "qx_plix.h"
 #include "request.h"
 

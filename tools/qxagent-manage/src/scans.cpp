@@ -1,6 +1,5 @@
 #include "scans.h"
 
-#include "answer.h"
 #include "exit_status.h"
 #include "printers.h"
 #include "qx/println.h"
@@ -47,7 +46,7 @@ int run_va_set_schedule(const ScheduleOptions& options) {
         return kFailure;
     }
     qx::text_ptr reason;
-    const int result = qx_plix_va_set_schedule(text.get(), OutText(reason));
+    const int result = qx_plix_va_set_schedule(text.get(), reason.out());
     if (result == 0) {
         return kSuccess;
     }
@@ -71,7 +70,7 @@ int run_va_set_exclusions(const ExclusionOptions& options) {
 int run_va_get_exclusions() {
     qx::text_ptr answer;
     qx_plix_error_t err{};
-    if (qx_plix_va_get_exclusions(OutText(answer), &err) != 0) {
+    if (qx_plix_va_get_exclusions(answer.out(), &err) != 0) {
         print_error(err);
         return kFailure;
     }

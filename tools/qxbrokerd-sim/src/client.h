@@ -1,8 +1,8 @@
 // One connection of a client.
 #pragma once
 
+#include "base/descriptor.h"
 #include "events.h"
-#include "fd.h"
 #include "outbox.h"
 #include "share.h"
 
@@ -45,7 +45,7 @@ struct Client {
         , unread(totals.unread) {}
 
     std::uint64_t id = 0;
-    Fd fd;
+    io::descriptor fd;
     LineReader input;
     Share unanswered; ///< received but not answered
     Outbox output;

@@ -1,5 +1,6 @@
 // The server's connections: taking, reading, sending, closing.
 
+#include "base/descriptor.h"
 #include "server.h"
 
 #include <algorithm>
@@ -24,10 +25,10 @@ bool wants_input(const Client& client) {
     return client.reads && client.output.size() < kReadOnBelow;
 }
 
-Fd accept_client(int listener) {
+io::descriptor accept_client(int listener) {
     for (;;) {
-        Fd fd(::accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-        if (fd.valid() || (errno != EINTR && errno != ECONNABORTED)) {
+        io::descriptor fd(::accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (fd || (errno != EINTR && errno != ECONNABORTED)) {
             return fd;
         }
     }
@@ -39,7 +40,7 @@ void Server::accept_clients() {
     if (!presence_) {
         return;
     }
-    for (Fd fd; (fd = accept_client(presence_->listener())).valid();) {
+    for (io::descriptor fd; (fd = accept_client(presence_->listener()));) {
         add_client(std::move(fd));
     }
     if (errno == EMFILE || errno == ENFILE) {
@@ -53,12 +54,12 @@ void Server::accept_clients() {
 /// Gives up the spare descriptor to accept and close the waiting connections. Sets errno like
 /// accept4().
 void Server::refuse_clients() {
-    spare_ = Fd();
-    while (accept_client(presence_->listener()).valid()) {
+    spare_ = io::descriptor();
+    while (accept_client(presence_->listener())) {
         trace_.client(next_client_++, "refused");
     }
     const int error = errno;
-    spare_ = Fd(::eventfd(0, EFD_CLOEXEC));
+    spare_ = io::descriptor(::eventfd(0, EFD_CLOEXEC));
     errno = error;
 }
 
@@ -74,7 +75,7 @@ void Server::pause_accepting() {
     });
 }
 
-void Server::add_client(Fd fd) {
+void Server::add_client(io::descriptor fd) {
     const std::uint64_t id = next_client_++;
     const Accept* const step = scenario_.connections.next();
     const Accept accept = step != nullptr ? *step : Accept::serve;

@@ -1,37 +1,32 @@
 #include "presence.h"
 
+#include "base/descriptor.h"
+#include "base/install.h"
+#include "base/protocol.h"
 #include "failure.h"
 #include "text.h"
 
 #include <cerrno>
-#include <cstddef>
 #include <cstring>
 #include <fcntl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 
 namespace qx::sim {
 namespace {
-
-constexpr std::string_view kSocketName = ":qxbrokerd-1.3.skt";
 
 std::string reason() {
     return std::strerror(errno);
 }
 
-Fd bind_socket() {
-    Fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path + 1, kSocketName.data(), kSocketName.size());
-    const auto size =
-        static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + kSocketName.size());
-    if (!socket.valid() ||
-        ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), size) != 0) {
+io::descriptor bind_socket() {
+    io::descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    sockaddr_un address;
+    const socklen_t size = qx_broker_address(&address);
+    if (!socket || ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), size) != 0) {
         const bool taken = errno == EADDRINUSE;
-        throw Failure(taken ? concat({"another broker has the socket '@", kSocketName, "' already"})
-                            : concat({"cannot make the socket: ", reason()}));
+        throw Failure(
+            taken ? concat({"another broker has the socket '@" QX_BROKER_SOCKET "' already"})
+                  : concat({"cannot make the socket: ", reason()}));
     }
     return socket;
 }
@@ -76,8 +71,8 @@ void MadeDirectories::remove() {
 
 Presence::Presence(const std::string& install_dir, std::string_view version, bool lock)
     : listener_(bind_socket())
-    , directories_(install_dir + "/var/run")
-    , version_name_(install_dir + "/var/run/qxbrokerd.version") {
+    , directories_(install_dir + QX_RUN_DIRECTORY)
+    , version_name_(install_dir + QX_VERSION_FILE) {
     hold_version_file(version, lock);
     if (::listen(listener_.get(), SOMAXCONN) != 0) {
         const std::string why = reason();
@@ -100,13 +95,13 @@ bool Presence::set_lock(short type) const {
 /// Opens and locks the file; false when it has just been removed by a broker that ended.
 bool Presence::open_version_file() {
     constexpr int flags = O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    version_file_ = Fd(::open(version_name_.c_str(), flags, 0644));
-    const bool is_special = version_file_.valid() ? !is_plain_file(version_file_.get())
-                                                  : errno == ELOOP || errno == EISDIR;
+    version_file_ = io::descriptor(::open(version_name_.c_str(), flags, 0644));
+    const bool is_special =
+        version_file_ ? !is_plain_file(version_file_.get()) : errno == ELOOP || errno == EISDIR;
     if (is_special) {
         throw Failure(concat({"'", version_name_, "' is not a regular file with one link"}));
     }
-    if (!version_file_.valid()) {
+    if (!version_file_) {
         throw Failure(concat({"cannot open '", version_name_, "': ", reason()}));
     }
     if (!set_lock(F_WRLCK)) {

@@ -1,7 +1,7 @@
 // How a broker shows that it is there: the locked version file and the listening socket.
 #pragma once
 
-#include "fd.h"
+#include "base/descriptor.h"
 
 #include <string>
 #include <string_view>
@@ -45,10 +45,10 @@ private:
     [[nodiscard]] bool set_lock(short type) const;
     void remove_version_file() const;
 
-    Fd listener_;
+    io::descriptor listener_;
     MadeDirectories directories_;
     std::string version_name_;
-    Fd version_file_;
+    io::descriptor version_file_;
 };
 
 } // namespace qx::sim

@@ -2,6 +2,7 @@
 // describes the file.
 #pragma once
 
+#include "base/protocol.h"
 #include "events.h"
 #include "json.h"
 #include "outbox.h"
@@ -77,7 +78,7 @@ struct TimedEvent {
 };
 
 struct Scenario {
-    std::string version = "1.3";
+    std::string version = QX_PROTOCOL_VERSION;
     bool lock = true;
     Json state; ///< changes to the state, or null
     Script<Accept> connections;

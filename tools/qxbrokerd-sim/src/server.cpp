@@ -1,5 +1,6 @@
 #include "server.h"
 
+#include "base/descriptor.h"
 #include "failure.h"
 #include "text.h"
 
@@ -15,7 +16,7 @@
 namespace qx::sim {
 namespace {
 
-Fd open_signals() {
+io::descriptor open_signals() {
     struct sigaction hangup {};
     ::sigaction(SIGHUP, nullptr, &hangup);
     sigset_t set;
@@ -31,7 +32,7 @@ Fd open_signals() {
     ::signal(SIGPIPE, SIG_IGN);
     // Started in the background of a terminal, reading it must fail rather than stop the broker.
     ::signal(SIGTTIN, SIG_IGN);
-    return Fd(::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
+    return io::descriptor(::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
 }
 
 void allow_many_clients() {
@@ -52,7 +53,7 @@ Server::Server(const Options& options, Scenario scenario, State state)
     , epoll_(::epoll_create1(EPOLL_CLOEXEC))
     , signals_(open_signals())
     , spare_(::eventfd(0, EFD_CLOEXEC)) {
-    if (!epoll_.valid() || !signals_.valid() || !spare_.valid()) {
+    if (!epoll_ || !signals_ || !spare_) {
         throw Failure(concat({"cannot set up waiting: ", std::strerror(errno)}));
     }
     allow_many_clients();

@@ -1,10 +1,10 @@
 // The broker: one thread, one epoll set, any number of clients.
 #pragma once
 
+#include "base/descriptor.h"
 #include "client.h"
 #include "commands.h"
 #include "console.h"
-#include "fd.h"
 #include "options.h"
 #include "presence.h"
 #include "request.h"
@@ -57,7 +57,7 @@ private:
     void accept_clients();
     void refuse_clients();
     void pause_accepting();
-    void add_client(Fd fd);
+    void add_client(io::descriptor fd);
     void serve(Client& client, unsigned events);
     void receive(Client& client);
     void answer_lines(Client& client);
@@ -97,13 +97,13 @@ private:
     State state_;
     std::uint64_t scan_number_ = 0;
 
-    Fd epoll_;
-    Fd signals_;
+    io::descriptor epoll_;
+    io::descriptor signals_;
     std::optional<Presence> presence_;
     std::uint64_t restarts_ = 0;
     bool ended_ = false;
-    Fd spare_;            ///< freed for a moment to refuse a client
-    bool accepts_ = true; ///< false while the listener is not watched
+    io::descriptor spare_; ///< freed for a moment to refuse a client
+    bool accepts_ = true;  ///< false while the listener is not watched
 
     Totals totals_;
     std::unordered_map<std::uint64_t, std::unique_ptr<Client>> clients_;

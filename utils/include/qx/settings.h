@@ -1,7 +1,7 @@
 // The agent's settings: texts under hierarchical keys, shared with the agent's other programs.
 #pragma once
 
-#include "qx/io.h"
+#include "base/descriptor.h"
 #include "qx/path.h"
 
 #include <string>

@@ -1,0 +1,13 @@
+// Names in the agent's install directory. C and C++.
+#pragma once
+
+/// Where the agent is installed unless the machine says otherwise.
+#define QX_INSTALL_DIRECTORY "/opt/norvane"
+
+// Below the install directory:
+#define QX_RUN_DIRECTORY "/var/run"
+#define QX_VERSION_FILE QX_RUN_DIRECTORY "/qxbrokerd.version"
+#define QX_STATE_DIRECTORY "/var"
+#define QX_LOG_DIRECTORY QX_STATE_DIRECTORY "/log"
+#define QX_PROGRAM_DIRECTORY "/bin"
+#define QX_CONFIGURATION_DIRECTORY "/etc"
