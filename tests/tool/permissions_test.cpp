@@ -89,14 +89,18 @@ TEST_F(Permissions, SecretsNeverReachTheLog) {
     const std::string settings = "{\"/cirrel/registration/token\": \"" + secret + "\"}";
     const std::string damaged =
         "{\"/cirrel/registration/token\": \"" + secret + "\" \"" + secret + "\"}";
+    Outcome last;
     for (const std::string& text : {settings, damaged}) {
         for (const std::vector<std::string>& words : calls) {
             write_file(kSettingsFile, text);
             fs::permissions(kInstallDir / "etc", fs::perms::all);
-            run_tool(words, {{"QXLOG_LEVEL", "debug"}});
+            last = run_tool(words, {{"QXLOG_LEVEL", "debug"}});
         }
     }
-    EXPECT_THAT(read_file(kLogFile), HasSubstr("Cannot read the settings"));
+    const std::string line = "Cannot read the settings: /opt/norvane/etc/settings.json: is not "
+                             "JSON (line 1, column 78)\n";
+    EXPECT_EQ(last.err, line);
+    EXPECT_THAT(read_file(kLogFile), HasSubstr(line));
     EXPECT_THAT(read_file(kLogFile), Not(HasSubstr(secret)));
 }
 

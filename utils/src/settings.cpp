@@ -5,7 +5,6 @@
 #include "qx/error.h"
 #include "qx/json.h"
 #include "qx/log.h"
-#include "qx/println.h"
 #include "store_file.h"
 
 #include <cerrno>
@@ -273,9 +272,7 @@ int open_store() {
 }
 
 int report_failure() {
-    const string_view reason = _get_qxerrno().second.sview();
-    println(stderr, "Cannot read the settings: {:s}", reason);
-    QX_LOG(log::level::error, "Cannot read the settings: {:s}", reason);
+    QX_LOG(log::level::error, "Cannot read the settings: {:s}", _get_qxerrno().second.sview());
     return -1;
 }
 

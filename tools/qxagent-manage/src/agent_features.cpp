@@ -3,19 +3,15 @@
 #include "exit_status.h"
 #include "printers.h"
 #include "qx/log.h"
-#include "qx/println.h"
 #include "qx_plix.h"
 #include "request.h"
-
-#include <cstdio>
 
 namespace qx::manage {
 namespace {
 
-int report(int result, const qx::text_ptr& answer, const char* failure) {
+int finish(int result, const qx::text_ptr& answer, Message failure) {
     if (result == -1) {
-        qx::println(stderr, failure);
-        return kFailure;
+        return report({failure});
     }
     print_output(answer.get());
     return kSuccess;
@@ -24,7 +20,7 @@ int report(int result, const qx::text_ptr& answer, const char* failure) {
 int list_features() {
     qx::text_ptr answer;
     const int result = qx_plix_get_features_list(answer.out());
-    return report(result, answer, "Failed getting the features list");
+    return finish(result, answer, Message::features_are_not_listed);
 }
 
 } // namespace
@@ -41,7 +37,7 @@ int run_get_feature(const std::vector<std::string>& names) {
     }
     qx::text_ptr answer;
     const int result = qx_plix_get_feature(text.get(), answer.out());
-    return report(result, answer, "Failed getting the features");
+    return finish(result, answer, Message::features_are_not_read);
 }
 
 int run_set_feature(const std::vector<std::string>& pairs) {
@@ -66,7 +62,7 @@ int run_set_feature(const std::vector<std::string>& pairs) {
     }
     qx::text_ptr answer;
     const int result = qx_plix_set_feature(text.get(), answer.out());
-    return report(result, answer, "Failed setting the features");
+    return finish(result, answer, Message::features_are_not_set);
 }
 
 int run_feature(const FeatureOptions& options) {

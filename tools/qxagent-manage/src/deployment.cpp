@@ -4,6 +4,7 @@
 #include "base/retry.h"
 #include "exit_status.h"
 #include "held_signals.h"
+#include "printers.h"
 #include "qx/error.h"
 #include "qx/exec.h"
 #include "qx/format.h"
@@ -193,7 +194,7 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
     // Read the store again: another switch may have changed it since the program started.
     const qx::io::descriptor turn = qx::lock_switch();
     if (setMgmt::init() < 0) {
-        return kFailure;
+        return report_unreadable_settings();
     }
     if (setMgmt::getKeyValue(default_entrypoint, std::string()) == entrypoint) {
         return kSuccess;
@@ -207,7 +208,7 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
     std::optional<qx::settings_lock> settings(std::in_place);
     const HeldSignals held;
     if (setMgmt::init() < 0) {
-        return kFailure;
+        return report_unreadable_settings();
     }
     const std::string protection = qx::kProtectionEnabledKey.to_string();
     const bool was_protected = setMgmt::getKeyValue(protection, 0) != 0;

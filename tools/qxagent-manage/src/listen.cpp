@@ -5,7 +5,6 @@
 #include "base/json.h"
 #include "event_output.h"
 #include "exit_status.h"
-#include "qx/println.h"
 #include "qx_plix.h"
 #include "stop_signals.h"
 
@@ -15,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <span>
 #include <string>
 #include <sys/epoll.h>
@@ -52,21 +52,20 @@ void print_event(const char* text, void* user_data) noexcept {
 }
 
 // Applies QX_LISTEN_BACKLOG.
-bool set_backlog_limit() {
+std::optional<Failure> set_backlog_limit() {
     constexpr std::uint64_t most = std::uint64_t{1024} * 1024;
     const char* const text = std::getenv("QX_LISTEN_BACKLOG");
     if (text == nullptr) {
-        return true;
+        return std::nullopt;
     }
     const char* const text_end = text + std::strlen(text);
     std::uint64_t mib = 0;
     const auto [end, error] = std::from_chars(text, text_end, mib);
-    if (error != std::errc() || end != text_end || mib == 0 || mib > most) {
-        qx::println(stderr, "QX_LISTEN_BACKLOG: '{}' is not a number of MiB from 1 to {}", text,
-                    most);
-        return false;
+    if (error != std::errc() || end != text_end || mib > most ||
+        qx_plix_set_backlog_limit(mib * 1024 * 1024) != 0) {
+        return Failure{Message::backlog_is_invalid, text};
     }
-    return qx_plix_set_backlog_limit(mib * 1024 * 1024) == 0;
+    return std::nullopt;
 }
 
 void list_all_events(EventOutput& output, Events& events) {
@@ -76,19 +75,19 @@ void list_all_events(EventOutput& output, Events& events) {
     }
 }
 
-bool list_events(const std::set<std::string>& names, EventOutput& output, Events& events) {
+std::optional<Failure> list_events(const std::set<std::string>& names, EventOutput& output,
+                                   Events& events) {
     for (const std::string& name : names) {
         const qx_plix_event_type type = qx_plix_event_type_from_str(name.c_str());
         if (type == QX_PLIX_EVENT_UNKNOWN) {
-            qx::println(stderr, "Unknown event: {:s}", name);
-            return false;
+            return Failure{Message::event_is_unknown, name};
         }
         events.push_back({type, name, &output});
     }
     if (names.empty()) {
         list_all_events(output, events);
     }
-    return true;
+    return std::nullopt;
 }
 
 class Subscriptions {
@@ -103,16 +102,15 @@ public:
         }
     }
 
-    bool subscribe_all() {
+    std::optional<Failure> subscribe_all() {
         for (Event& event : events_) {
             int fd = -1;
             if (qx_plix_subscribe(event.type, print_event, &event, &fd) != 0) {
-                qx::println(stderr, "Failed to subscribe to event: {:s}", event.name);
-                return false;
+                return Failure{Message::event_is_not_subscribed, event.name};
             }
             fds_.push_back(fd);
         }
-        return true;
+        return std::nullopt;
     }
 
     [[nodiscard]] const std::vector<int>& fds() const { return fds_; }
@@ -121,12 +119,6 @@ private:
     Events& events_;
     std::vector<int> fds_;
 };
-
-int fail(const char* what) {
-    const char* const reason = std::strerror(errno);
-    qx::println(stderr, what, reason);
-    return kFailure;
-}
 
 // Reports nothing but that the reader of standard output has gone. A file has no reader, and cannot
 // be watched.
@@ -147,7 +139,7 @@ bool watch(int epfd, int signal_fd, const std::vector<int>& fds) {
     return true;
 }
 
-enum class Next { wait, stop, fail };
+enum class Next { wait, stop, reader_gone, wait_failed, read_failed, write_failed };
 
 Next print(EventOutput& output) {
     switch (output.print()) {
@@ -158,11 +150,7 @@ Next print(EventOutput& output) {
     case EventOutput::Result::failed:
         break;
     }
-    // No message when the reader has gone.
-    if (errno != EPIPE) {
-        fail("standard output: {}");
-    }
-    return Next::fail;
+    return errno == EPIPE ? Next::reader_gone : Next::write_failed;
 }
 
 Next handle(int fd, int signal_fd, EventOutput& output) {
@@ -170,11 +158,10 @@ Next handle(int fd, int signal_fd, EventOutput& output) {
         return Next::stop;
     }
     if (fd == STDOUT_FILENO) {
-        return Next::fail;
+        return Next::reader_gone;
     }
     if (qx_plix_read_events(fd, output.room()) < 0) {
-        qx::println(stderr, "failed to read qx event");
-        return Next::fail;
+        return Next::read_failed;
     }
     return output.is_full() ? print(output) : Next::wait;
 }
@@ -184,16 +171,17 @@ Next handle_all(std::span<const epoll_event> ready, int signal_fd, EventOutput& 
     for (const epoll_event& event : ready) {
         const Next next = handle(event.data.fd, signal_fd, output);
         if (next == Next::stop) {
-            return print(output) == Next::fail ? Next::fail : Next::stop;
+            const Next last = print(output);
+            return last == Next::wait ? Next::stop : last;
         }
-        if (next == Next::fail) {
+        if (next != Next::wait) {
             return next;
         }
     }
     return print(output);
 }
 
-int print_until_stopped(int epfd, int signal_fd, std::size_t watched, EventOutput& output) {
+Next print_until_stopped(int epfd, int signal_fd, std::size_t watched, EventOutput& output) {
     std::vector<epoll_event> ready(watched);
     for (;;) {
         const int count = ::epoll_wait(epfd, ready.data(), static_cast<int>(ready.size()), -1);
@@ -201,14 +189,32 @@ int print_until_stopped(int epfd, int signal_fd, std::size_t watched, EventOutpu
             continue;
         }
         if (count < 0) {
-            return fail("epoll_wait(): {}");
+            return Next::wait_failed;
         }
         const std::span<const epoll_event> happened(ready.data(), static_cast<std::size_t>(count));
         const Next next = handle_all(happened, signal_fd, output);
         if (next != Next::wait) {
-            return next == Next::stop ? kSuccess : kFailure;
+            return next;
         }
     }
+}
+
+// The exit status for `end`, after the line that says why listening ended, if one is due.
+int finish(Next end) {
+    switch (end) {
+    case Next::wait_failed:
+        return report(system_failure(Message::wait_fails));
+    case Next::read_failed:
+        return report({Message::events_are_unreadable});
+    case Next::write_failed:
+        return report(system_failure(Message::output_is_not_written));
+    case Next::wait:
+    case Next::reader_gone:
+        return kFailure;
+    case Next::stop:
+        break;
+    }
+    return kSuccess;
 }
 
 } // namespace
@@ -216,27 +222,30 @@ int print_until_stopped(int epfd, int signal_fd, std::size_t watched, EventOutpu
 int run_listen(const std::set<std::string>& events) {
     EventOutput output;
     Events wanted;
-    if (!list_events(events, output, wanted) || !set_backlog_limit()) {
-        return kFailure;
+    if (const auto failure = list_events(events, output, wanted)) {
+        return report(*failure);
+    }
+    if (const auto failure = set_backlog_limit()) {
+        return report(*failure);
     }
     Subscriptions subscriptions(wanted);
-    if (!subscriptions.subscribe_all()) {
-        return kFailure;
+    if (const auto failure = subscriptions.subscribe_all()) {
+        return report(*failure);
     }
     const qx::io::descriptor epoll(::epoll_create1(EPOLL_CLOEXEC));
     if (!epoll) {
-        return fail("epoll_create1(): {}");
+        return report(system_failure(Message::epoll_is_not_created));
     }
     const qx::io::descriptor signals(hold_stop_signals());
     if (!signals) {
-        return fail("failed to set up signal handling: {}");
+        return report(system_failure(Message::signals_are_not_set_up));
     }
     if (!watch(epoll.get(), signals.get(), subscriptions.fds())) {
-        return fail("epoll_set_fd_ro: {}");
+        return report(system_failure(Message::descriptor_is_not_watched));
     }
     // The notification descriptors, the signal descriptor and standard output.
     const std::size_t watched = subscriptions.fds().size() + 2;
-    return print_until_stopped(epoll.get(), signals.get(), watched, output);
+    return finish(print_until_stopped(epoll.get(), signals.get(), watched, output));
 }
 
 } // namespace qx::manage

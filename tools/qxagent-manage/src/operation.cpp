@@ -164,10 +164,8 @@ int run(const OperationRow& row, const CommandLine& options) {
         end_at_once_on_stop();
     }
     Services services;
-    if (row.needs != Needs::nothing && !services.start()) {
-        return kFailure;
-    }
-    return do_work(row, options);
+    const int started = row.needs == Needs::nothing ? kSuccess : services.start();
+    return started == kSuccess ? do_work(row, options) : started;
 }
 
 } // namespace qx::manage

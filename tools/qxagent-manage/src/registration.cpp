@@ -4,19 +4,19 @@
 #include "printers.h"
 #include "qx/format.h"
 #include "qx/log.h"
-#include "qx/println.h"
 #include "qx_plix.h"
 #include "registration_params.h"
 #include "request.h"
-
-#include <cstdio>
 
 namespace qx::manage {
 
 int run_register(const std::vector<std::string>& params) {
     const RegistrationParams given(params);
+    if (given.failure()) {
+        return report(*given.failure());
+    }
     const qx::json_ptr record(::json_object());
-    if (!given.complete() || !record) {
+    if (!record) {
         return kFailure;
     }
     for (const auto& pair : given.pairs()) {
@@ -28,15 +28,14 @@ int run_register(const std::vector<std::string>& params) {
             return kFailure;
         }
         if (pair->second.empty()) {
-            QX_LOG(qx::log::level::error, "Empty value not allowed for '{:s}'", pair->first);
-            qx::println(stderr, "Empty value not allowed for '{:s}'", pair->first);
-            return kFailure;
+            const Failure failure{Message::parameter_is_empty, pair->first.to_string()};
+            QX_LOG(qx::log::level::error, "{:s}", to_line(failure));
+            return report(failure);
         }
         if (pair->first == "router_id" && pair->second == "manual") {
-            QX_LOG(qx::log::level::error,
-                   "Invalid router_id: \"manual\" is a mode, not a router_id");
-            qx::println(stderr, "Invalid router_id: \"manual\" is a mode, not a router_id");
-            return kFailure;
+            const Failure failure{Message::router_id_is_a_mode};
+            QX_LOG(qx::log::level::error, "{:s}", to_line(failure));
+            return report(failure);
         }
         if (!set_text(record, *pair)) {
             QX_LOG(qx::log::level::error, "qx::json::object_set() failed");
@@ -58,8 +57,8 @@ int run_register(const std::vector<std::string>& params) {
 
 int run_register_to_cloud(const std::vector<std::string>& params) {
     const RegistrationParams given(params);
-    if (!given.complete()) {
-        return kFailure;
+    if (given.failure()) {
+        return report(*given.failure());
     }
     std::string token;
     std::string mac;
@@ -75,12 +74,11 @@ int run_register_to_cloud(const std::vector<std::string>& params) {
         } else if (pair->first == "redeem") {
             redeem.assign(pair->second.data(), pair->second.size());
         } else {
-            qx::println(stderr, "Unknown key: {:s}", pair->first);
+            report({Message::parameter_is_unknown, pair->first.to_string()});
         }
     }
     if (qx_plix_register_to_cloud(token.c_str(), mac.c_str(), redeem.c_str()) == -1) {
-        std::fputs("failed to register to cloud\n", stderr);
-        return kFailure;
+        return report({Message::cloud_refuses_registration});
     }
     return kSuccess;
 }

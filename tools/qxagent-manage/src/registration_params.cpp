@@ -1,10 +1,7 @@
 #include "registration_params.h"
 
 #include "base/retry.h"
-#include "qx/println.h"
 
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <unistd.h>
 
@@ -13,22 +10,20 @@ namespace {
 
 constexpr std::size_t kMostInput = std::size_t{1024} * 1024;
 
-bool read_standard_input(std::string& input) {
+std::optional<Failure> read_standard_input(std::string& input) {
     char bytes[4096];
     ssize_t got = 0;
     do {
         got = qx::io::uninterrupted([&] { return ::read(STDIN_FILENO, bytes, sizeof bytes); });
         if (got < 0) {
-            qx::println(stderr, "standard input: {:s}", std::strerror(errno));
-            return false;
+            return system_failure(Message::input_is_unreadable);
         }
         input.append(bytes, static_cast<std::size_t>(got));
         if (input.size() > kMostInput) {
-            qx::println(stderr, "standard input: more than 1 MiB of parameters");
-            return false;
+            return Failure{Message::input_is_too_long};
         }
     } while (got > 0);
-    return true;
+    return std::nullopt;
 }
 
 // A zero byte would truncate the value.
@@ -49,7 +44,7 @@ RegistrationParams::RegistrationParams(const std::vector<std::string>& elements)
         }
         return;
     }
-    complete_ = read_standard_input(input_);
+    failure_ = read_standard_input(input_);
     for (const qx::string_view line : qx::string_view(input_).split("\n")) {
         if (!line.empty()) {
             pairs_.push_back(split_line(line));

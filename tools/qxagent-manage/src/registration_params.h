@@ -2,6 +2,7 @@
 #pragma once
 
 #include "pair.h"
+#include "printers.h"
 
 #include <optional>
 #include <string>
@@ -16,9 +17,8 @@ public:
     /// the command line. A line is split at its first "="; empty lines are ignored.
     explicit RegistrationParams(const std::vector<std::string>& elements);
 
-    /// False when standard input could not be read or is longer than 1 MiB; the reason was printed
-    /// on standard error.
-    [[nodiscard]] bool complete() const { return complete_; }
+    /// Set when standard input could not be read or is longer than 1 MiB.
+    [[nodiscard]] const std::optional<Failure>& failure() const { return failure_; }
 
     /// The pairs in order; an element or line that is no pair has no value. They point into this
     /// object or the elements.
@@ -27,7 +27,7 @@ public:
 private:
     std::string input_;
     std::vector<std::optional<Pair>> pairs_;
-    bool complete_ = true;
+    std::optional<Failure> failure_;
 };
 
 } // namespace qx::manage

@@ -2,13 +2,11 @@
 
 #include "exit_status.h"
 #include "printers.h"
-#include "qx/println.h"
 #include "qx_plix.h"
 #include "request.h"
 
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 
 namespace qx::manage {
@@ -50,7 +48,7 @@ int run_va_set_schedule(const ScheduleOptions& options) {
     if (result == 0) {
         return kSuccess;
     }
-    qx::println(stderr, "error_code={} error_message={:s}", result, reason ? reason.get() : "");
+    print_schedule_error(result, reason.get());
     return kFailure;
 }
 

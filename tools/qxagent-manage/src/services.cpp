@@ -1,13 +1,13 @@
 #include "services.h"
 
+#include "exit_status.h"
+#include "printers.h"
 #include "qx/log.h"
-#include "qx/println.h"
 #include "qx/settings.h"
 #include "qx_plix.h"
 
 #include <charconv>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <system_error>
@@ -19,9 +19,8 @@ void log_warning(const char* text, void* /*unused*/) {
     QX_LOG(qx::log::level::warning, "{:s}", text);
 }
 
-// Applies QX_BROKER_UID. Returns false, with a line on standard error, when the value is invalid.
-bool require_broker_user() {
-    const char* const value = std::getenv("QX_BROKER_UID");
+// Applies QX_BROKER_UID. Returns false when the value is invalid.
+bool require_broker_user(const char* value) {
     if (value == nullptr) {
         return true;
     }
@@ -31,31 +30,27 @@ bool require_broker_user() {
     std::uint32_t uid = 0;
     const char* const end = value + std::strlen(value);
     const auto [rest, failure] = std::from_chars(value, end, uid);
-    if (failure != std::errc() || rest != end || qx_plix_require_broker_uid(uid) != 0) {
-        qx::println(stderr, "QX_BROKER_UID: '{}' is neither a user id nor \"any\"", value);
-        return false;
-    }
-    return true;
+    return failure == std::errc() && rest == end && qx_plix_require_broker_uid(uid) == 0;
 }
 
 } // namespace
 
-bool Services::start() {
-    if (!require_broker_user()) {
-        return false;
+int Services::start() {
+    const char* const broker_uid = std::getenv("QX_BROKER_UID");
+    if (!require_broker_user(broker_uid)) {
+        return report({Message::broker_uid_is_invalid, broker_uid});
     }
     log_ = qx::log::start("qxagent-manage", nullptr);
     if (!log_) {
-        qx::println(stderr, "Cannot start qxlog");
-        return false;
+        return report({Message::log_does_not_start});
     }
     settings_ = qx::setMgmt::init() >= 0;
     if (!settings_) {
-        return false;
+        return report_unreadable_settings();
     }
     qx_plix_set_warning_cb(log_warning, nullptr);
     client_ = qx_plix_init() != -1;
-    return client_;
+    return client_ ? kSuccess : kFailure;
 }
 
 Services::~Services() {

@@ -11,10 +11,10 @@ public:
     Services& operator=(const Services&) = delete;
     ~Services();
 
-    /// False when one does not start. The reason stands on standard error where the layer below has
-    /// words for it: the client library has none when there is no install directory, nor when the
-    /// broker takes no connection.
-    [[nodiscard]] bool start();
+    /// Returns 0, or 1 when a service does not start. The reason is printed where the layer below
+    /// gives one: the client library gives none when there is no install directory or when the
+    /// broker accepts no connection.
+    [[nodiscard]] int start();
 
 private:
     bool log_ = false;

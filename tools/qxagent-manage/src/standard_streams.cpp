@@ -1,7 +1,7 @@
 #include "standard_streams.h"
 
 #include "exit_status.h"
-#include "qx/println.h"
+#include "printers.h"
 
 #include <csignal>
 #include <cstdio>
@@ -43,7 +43,7 @@ int check_standard_output(int result) {
     if (std::ferror(stdout) == 0) {
         return result;
     }
-    qx::println(stderr, "standard output: write error");
+    report({Message::output_is_incomplete});
     return result == kSuccess ? kFailure : result;
 }
 

@@ -45,9 +45,9 @@ inline constexpr constant_path kCirrelUuidFileDefault(common_path::configuration
 /// getKeyValue throws when memory is short. Main thread only.
 class setMgmt {
 public:
-    /// Reads the store; where there is none yet, it is empty. Negative, with a line on standard
-    /// error and in the log, when it cannot be read or is damaged; the file is left alone. The last
-    /// value of a duplicate key wins.
+    /// Reads the store; where there is none yet, it is empty. Negative, with a line in the log and
+    /// the last-error record, when it cannot be read or is damaged; the file is left alone. The
+    /// last value of a duplicate key wins.
     static int init();
     static void uninit();
 
