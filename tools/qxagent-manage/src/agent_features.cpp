@@ -9,7 +9,7 @@
 namespace qx::manage {
 namespace {
 
-int finish(int result, const qx::text_ptr& answer, Message failure) {
+int finish(int result, const qx::text_ptr& answer, const char* failure) {
     if (result == -1) {
         return report({failure});
     }
@@ -20,7 +20,7 @@ int finish(int result, const qx::text_ptr& answer, Message failure) {
 int list_features() {
     qx::text_ptr answer;
     const int result = qx_plix_get_features_list(answer.out());
-    return finish(result, answer, Message::features_are_not_listed);
+    return finish(result, answer, message::features_are_not_listed);
 }
 
 } // namespace
@@ -37,7 +37,7 @@ int run_get_feature(const std::vector<std::string>& names) {
     }
     qx::text_ptr answer;
     const int result = qx_plix_get_feature(text.get(), answer.out());
-    return finish(result, answer, Message::features_are_not_read);
+    return finish(result, answer, message::features_are_not_read);
 }
 
 int run_set_feature(const std::vector<std::string>& pairs) {
@@ -62,7 +62,7 @@ int run_set_feature(const std::vector<std::string>& pairs) {
     }
     qx::text_ptr answer;
     const int result = qx_plix_set_feature(text.get(), answer.out());
-    return finish(result, answer, Message::features_are_not_set);
+    return finish(result, answer, message::features_are_not_set);
 }
 
 int run_feature(const FeatureOptions& options) {

@@ -63,7 +63,7 @@ std::optional<Failure> set_backlog_limit() {
     const auto [end, error] = std::from_chars(text, text_end, mib);
     if (error != std::errc() || end != text_end || mib > most ||
         qx_plix_set_backlog_limit(mib * 1024 * 1024) != 0) {
-        return Failure{Message::backlog_is_invalid, text};
+        return Failure{message::backlog_is_invalid, text};
     }
     return std::nullopt;
 }
@@ -80,7 +80,7 @@ std::optional<Failure> list_events(const std::set<std::string>& names, EventOutp
     for (const std::string& name : names) {
         const qx_plix_event_type type = qx_plix_event_type_from_str(name.c_str());
         if (type == QX_PLIX_EVENT_UNKNOWN) {
-            return Failure{Message::event_is_unknown, name};
+            return Failure{message::event_is_unknown, name};
         }
         events.push_back({type, name, &output});
     }
@@ -106,7 +106,7 @@ public:
         for (Event& event : events_) {
             int fd = -1;
             if (qx_plix_subscribe(event.type, print_event, &event, &fd) != 0) {
-                return Failure{Message::event_is_not_subscribed, event.name};
+                return Failure{message::event_is_not_subscribed, event.name};
             }
             fds_.push_back(fd);
         }
@@ -203,11 +203,11 @@ Next print_until_stopped(int epfd, int signal_fd, std::size_t watched, EventOutp
 int finish(Next end) {
     switch (end) {
     case Next::wait_failed:
-        return report(system_failure(Message::wait_fails));
+        return report(system_failure(message::wait_fails));
     case Next::read_failed:
-        return report({Message::events_are_unreadable});
+        return report({message::events_are_unreadable});
     case Next::write_failed:
-        return report(system_failure(Message::output_is_not_written));
+        return report(system_failure(message::output_is_not_written));
     case Next::wait:
     case Next::reader_gone:
         return kFailure;
@@ -234,14 +234,14 @@ int run_listen(const std::set<std::string>& events) {
     }
     const qx::io::descriptor epoll(::epoll_create1(EPOLL_CLOEXEC));
     if (!epoll) {
-        return report(system_failure(Message::epoll_is_not_created));
+        return report(system_failure(message::epoll_is_not_created));
     }
     const qx::io::descriptor signals(hold_stop_signals());
     if (!signals) {
-        return report(system_failure(Message::signals_are_not_set_up));
+        return report(system_failure(message::signals_are_not_set_up));
     }
     if (!watch(epoll.get(), signals.get(), subscriptions.fds())) {
-        return report(system_failure(Message::descriptor_is_not_watched));
+        return report(system_failure(message::descriptor_is_not_watched));
     }
     // The notification descriptors, the signal descriptor and standard output.
     const std::size_t watched = subscriptions.fds().size() + 2;

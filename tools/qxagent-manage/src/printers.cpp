@@ -21,56 +21,6 @@ namespace {
 
 constexpr std::size_t kIndent = 4;
 
-const char* format_of(Message message) {
-    switch (message) {
-    case Message::broker_uid_is_invalid:
-        return "QX_BROKER_UID: '{}' is neither a user id nor \"any\"";
-    case Message::log_does_not_start:
-        return "Cannot start qxlog";
-    case Message::settings_are_unreadable:
-        return "Cannot read the settings: {}";
-    case Message::backlog_is_invalid:
-        return "QX_LISTEN_BACKLOG: '{}' is not a number of MiB from 1 to 1048576";
-    case Message::event_is_unknown:
-        return "Unknown event: {}";
-    case Message::event_is_not_subscribed:
-        return "Failed to subscribe to event: {}";
-    case Message::epoll_is_not_created:
-        return "epoll_create1(): {}";
-    case Message::signals_are_not_set_up:
-        return "failed to set up signal handling: {}";
-    case Message::descriptor_is_not_watched:
-        return "epoll_set_fd_ro: {}";
-    case Message::wait_fails:
-        return "epoll_wait(): {}";
-    case Message::events_are_unreadable:
-        return "failed to read qx event";
-    case Message::output_is_not_written:
-        return "standard output: {}";
-    case Message::output_is_incomplete:
-        return "standard output: write error";
-    case Message::input_is_unreadable:
-        return "standard input: {}";
-    case Message::input_is_too_long:
-        return "standard input: more than 1 MiB of parameters";
-    case Message::parameter_is_empty:
-        return "Empty value not allowed for '{}'";
-    case Message::parameter_is_unknown:
-        return "Unknown key: {}";
-    case Message::router_id_is_a_mode:
-        return "Invalid router_id: \"manual\" is a mode, not a router_id";
-    case Message::cloud_refuses_registration:
-        return "failed to register to cloud";
-    case Message::features_are_not_listed:
-        return "Failed getting the features list";
-    case Message::features_are_not_read:
-        return "Failed getting the features";
-    case Message::features_are_not_set:
-        return "Failed setting the features";
-    }
-    return "{}";
-}
-
 bool output_is_terminal() {
     static const bool terminal = ::isatty(STDOUT_FILENO) == 1;
     return terminal;
@@ -118,22 +68,22 @@ void show_on_terminal(OutputText& text, std::size_t from) {
 
 } // namespace
 
-Failure system_failure(Message message) {
+Failure system_failure(const char* message) {
     return {message, std::strerror(errno)};
 }
 
 std::string to_line(const Failure& failure) {
-    return fmt::format(fmt::runtime(format_of(failure.message)), failure.detail);
+    return fmt::format(fmt::runtime(failure.message), failure.detail);
 }
 
 int report(const Failure& failure) {
-    qx::println(stderr, format_of(failure.message), failure.detail);
+    qx::println(stderr, failure.message, failure.detail);
     return kFailure;
 }
 
 int report_unreadable_settings() {
     return report(
-        {Message::settings_are_unreadable, qx::_get_qxerrno().second.sview().to_string()});
+        {message::settings_are_unreadable, qx::_get_qxerrno().second.sview().to_string()});
 }
 
 void append_json(OutputText& text, const json_t* value, std::size_t expected_size) {

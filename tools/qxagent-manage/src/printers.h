@@ -13,40 +13,45 @@
 
 namespace qx::manage {
 
-/// The lines that say why an operation cannot be done. A line has at most one placeholder.
-enum class Message {
-    broker_uid_is_invalid, ///< takes the value
-    log_does_not_start,
-    settings_are_unreadable,   ///< takes the reason
-    backlog_is_invalid,        ///< takes the value
-    event_is_unknown,          ///< takes the name
-    event_is_not_subscribed,   ///< takes the name
-    epoll_is_not_created,      ///< takes the reason
-    signals_are_not_set_up,    ///< takes the reason
-    descriptor_is_not_watched, ///< takes the reason
-    wait_fails,                ///< takes the reason
-    events_are_unreadable,
-    output_is_not_written, ///< takes the reason
-    output_is_incomplete,
-    input_is_unreadable, ///< takes the reason
-    input_is_too_long,
-    parameter_is_empty,   ///< takes the key
-    parameter_is_unknown, ///< takes the key
-    router_id_is_a_mode,
-    cloud_refuses_registration,
-    features_are_not_listed,
-    features_are_not_read,
-    features_are_not_set,
-};
+/// The lines that say why an operation fails; "{}" stands for the failure's detail.
+namespace message {
+
+inline constexpr char broker_uid_is_invalid[] =
+    "QX_BROKER_UID: '{}' is neither a user id nor \"any\"";
+inline constexpr char log_does_not_start[] = "Cannot start qxlog";
+inline constexpr char settings_are_unreadable[] = "Cannot read the settings: {}";
+inline constexpr char backlog_is_invalid[] =
+    "QX_LISTEN_BACKLOG: '{}' is not a number of MiB from 1 to 1048576";
+inline constexpr char event_is_unknown[] = "Unknown event: {}";
+inline constexpr char event_is_not_subscribed[] = "Failed to subscribe to event: {}";
+inline constexpr char epoll_is_not_created[] = "epoll_create1(): {}";
+inline constexpr char signals_are_not_set_up[] = "failed to set up signal handling: {}";
+inline constexpr char descriptor_is_not_watched[] = "epoll_set_fd_ro: {}";
+inline constexpr char wait_fails[] = "epoll_wait(): {}";
+inline constexpr char events_are_unreadable[] = "failed to read qx event";
+inline constexpr char output_is_not_written[] = "standard output: {}";
+inline constexpr char output_is_incomplete[] = "standard output: write error";
+inline constexpr char input_is_unreadable[] = "standard input: {}";
+inline constexpr char input_is_too_long[] = "standard input: more than 1 MiB of parameters";
+inline constexpr char parameter_is_empty[] = "Empty value not allowed for '{}'";
+inline constexpr char parameter_is_unknown[] = "Unknown key: {}";
+inline constexpr char router_id_is_a_mode[] =
+    "Invalid router_id: \"manual\" is a mode, not a router_id";
+inline constexpr char cloud_refuses_registration[] = "failed to register to cloud";
+inline constexpr char features_are_not_listed[] = "Failed getting the features list";
+inline constexpr char features_are_not_read[] = "Failed getting the features";
+inline constexpr char features_are_not_set[] = "Failed setting the features";
+
+} // namespace message
 
 /// A failure on its way to the user.
 struct Failure {
-    Message message;
-    std::string detail = {}; ///< fills the placeholder
+    const char* message;     ///< from the namespace `message`
+    std::string detail = {}; ///< replaces "{}" in the message
 };
 
 /// A failure whose detail is the text of errno.
-Failure system_failure(Message message);
+Failure system_failure(const char* message);
 
 /// The failure as one line, without line feed.
 std::string to_line(const Failure& failure);

@@ -28,12 +28,12 @@ int run_register(const std::vector<std::string>& params) {
             return kFailure;
         }
         if (pair->second.empty()) {
-            const Failure failure{Message::parameter_is_empty, pair->first.to_string()};
+            const Failure failure{message::parameter_is_empty, pair->first.to_string()};
             QX_LOG(qx::log::level::error, "{:s}", to_line(failure));
             return report(failure);
         }
         if (pair->first == "router_id" && pair->second == "manual") {
-            const Failure failure{Message::router_id_is_a_mode};
+            const Failure failure{message::router_id_is_a_mode};
             QX_LOG(qx::log::level::error, "{:s}", to_line(failure));
             return report(failure);
         }
@@ -74,11 +74,11 @@ int run_register_to_cloud(const std::vector<std::string>& params) {
         } else if (pair->first == "redeem") {
             redeem.assign(pair->second.data(), pair->second.size());
         } else {
-            report({Message::parameter_is_unknown, pair->first.to_string()});
+            report({message::parameter_is_unknown, pair->first.to_string()});
         }
     }
     if (qx_plix_register_to_cloud(token.c_str(), mac.c_str(), redeem.c_str()) == -1) {
-        return report({Message::cloud_refuses_registration});
+        return report({message::cloud_refuses_registration});
     }
     return kSuccess;
 }

@@ -16,11 +16,11 @@ std::optional<Failure> read_standard_input(std::string& input) {
     do {
         got = qx::io::uninterrupted([&] { return ::read(STDIN_FILENO, bytes, sizeof bytes); });
         if (got < 0) {
-            return system_failure(Message::input_is_unreadable);
+            return system_failure(message::input_is_unreadable);
         }
         input.append(bytes, static_cast<std::size_t>(got));
         if (input.size() > kMostInput) {
-            return Failure{Message::input_is_too_long};
+            return Failure{message::input_is_too_long};
         }
     } while (got > 0);
     return std::nullopt;

@@ -38,11 +38,11 @@ bool require_broker_user(const char* value) {
 int Services::start() {
     const char* const broker_uid = std::getenv("QX_BROKER_UID");
     if (!require_broker_user(broker_uid)) {
-        return report({Message::broker_uid_is_invalid, broker_uid});
+        return report({message::broker_uid_is_invalid, broker_uid});
     }
     log_ = qx::log::start("qxagent-manage", nullptr);
     if (!log_) {
-        return report({Message::log_does_not_start});
+        return report({message::log_does_not_start});
     }
     settings_ = qx::setMgmt::init() >= 0;
     if (!settings_) {
