@@ -16,7 +16,7 @@ using namespace qx::test;
 using ::testing::AnyOf;
 using ::testing::MatchesRegex;
 
-const OperationCall kSwitch = {"set_registration_cloud", {"--cloud=staging"}};
+const OperationCall kSwitch = {qx::manage::Operation::set_registration_cloud, {"--cloud=staging"}};
 
 /// The settings on the way to another cloud.
 std::string document(bool is_protected, bool registered, bool switched) {
@@ -142,7 +142,7 @@ TEST_F(Scene, CompletesOrUndoesTheSwitchWhateverHappensAtAnyCall) {
 }
 
 TEST_F(Scene, StopsTheLogAfterEverythingElse) {
-    run({"get_version_info", {}}, "");
+    run({qx::manage::Operation::get_version_info}, "");
     EXPECT_EQ(lines_of(read_file(kJournal)).back(), "close " + kLogFile.string() + " ");
 }
 
@@ -178,7 +178,7 @@ protected:
         check_connector(fault.call);
     }
 
-    [[nodiscard]] static bool is_switch() { return GetParam().name == std::string(kSwitch.name); }
+    [[nodiscard]] static bool is_switch() { return GetParam().operation == kSwitch.operation; }
 
     void check_settings(const Outcome& outcome) {
         if (is_switch()) {
@@ -190,7 +190,7 @@ protected:
     }
 
     void check_output(const Outcome& outcome) {
-        if (outcome.status == 0 && GetParam().name != std::string("get_router_info")) {
+        if (outcome.status == 0 && GetParam().operation != qx::manage::Operation::get_router_info) {
             EXPECT_EQ(outcome.out, untouched_.outcome.out);
         } else if (outcome.status != 0) {
             EXPECT_THAT(outcome.out, AnyOf("", untouched_.outcome.out));
@@ -252,7 +252,7 @@ TEST_P(Faults, UnderEachLimit) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, Faults, ::testing::ValuesIn(kOperationCalls),
+INSTANTIATE_TEST_SUITE_P(Each, Faults, ::testing::ValuesIn(operation_calls()),
                          [](const auto& each) { return each.param.title(); });
 
 } // namespace

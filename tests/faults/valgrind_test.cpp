@@ -37,7 +37,7 @@ TEST_F(Valgrind, FindsNothingInTheTool) {
             "commands": {"va_start": [{"status": 0}], "va_stop": [{"status": 0}],
             "va_self_scan_start": [{"status": 0}], "start_cloud_registration": [{"status": 0}]}})");
     std::size_t number = 0;
-    for (const OperationCall& operation : kOperationCalls) {
+    for (const OperationCall& operation : operation_calls()) {
         if (number++ % fault_step(11) == 0) {
             std::vector<std::string> words = operation.words();
             words.insert(words.begin(), QX_TOOL);

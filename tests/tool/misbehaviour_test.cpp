@@ -92,10 +92,11 @@ std::vector<std::size_t> tried_with(std::size_t number, std::size_t count) {
 
 /// Tries the operations that ask the broker, as far as they go together with `number`.
 void try_operations(std::size_t number, const std::function<void(const OperationCall&)>& attempt) {
-    for (const std::size_t tried : tried_with(number, std::size(kOperationCalls))) {
-        if (kOperationCalls[tried].asks_broker) {
-            SCOPED_TRACE(kOperationCalls[tried].title());
-            attempt(kOperationCalls[tried]);
+    const std::vector<OperationCall> calls = operation_calls();
+    for (const std::size_t tried : tried_with(number, calls.size())) {
+        if (calls[tried].asks_broker) {
+            SCOPED_TRACE(calls[tried].title());
+            attempt(calls[tried]);
         }
     }
 }
@@ -236,9 +237,7 @@ public:
                bend() + "}]}";
     }
 
-    const OperationCall& operation() {
-        return kOperationCalls[random_() % std::size(kOperationCalls)];
-    }
+    const OperationCall& operation() { return calls_[random_() % calls_.size()]; }
 
 private:
     std::string number(long least, long most) {
@@ -298,6 +297,7 @@ private:
     }
 
     std::mt19937 random_;
+    std::vector<OperationCall> calls_ = operation_calls();
 };
 
 // Ends by itself, or when it is told to.
