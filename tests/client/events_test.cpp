@@ -617,11 +617,12 @@ TEST_F(Subscriptions, ReadersWaitWithoutADescriptorUntilWokenOrCancelled) {
     };
     const auto read = [](void* data) -> void* {
         auto& self = *static_cast<Reader*>(data);
-        self.stat = ::open("/proc/thread-self/stat", O_RDONLY | O_CLOEXEC);
+        const int stat = ::open("/proc/thread-self/stat", O_RDONLY | O_CLOEXEC);
         rlimit none{};
         ::getrlimit(RLIMIT_NOFILE, &none);
         none.rlim_cur = 1; // poll needs a limit that is not below its number of descriptors
         EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+        self.stat = stat;
         self.result = qx_plix_read_event_fd(self.fd, 1);
         return nullptr;
     };
