@@ -2,10 +2,14 @@
 #pragma once
 
 #include <cstddef>
+#include <sys/types.h>
 
 namespace qxplix {
 
 inline constexpr std::size_t kPathSize = 4096;
+
+/// The kernel shows this id for users without a mapping in this user namespace.
+inline constexpr uid_t kUnmappedUser = 65534;
 
 /// Replaces the install path. With null, or the path that is set already, the next query works the
 /// default out again. Always 0.

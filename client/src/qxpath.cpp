@@ -10,7 +10,9 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace qxplix {
 namespace {
@@ -111,6 +113,26 @@ std::size_t append(char (&name)[kPathSize], std::size_t length, const char* text
     return length + added;
 }
 
+bool is_agents_user(uid_t uid) {
+    constexpr int uid_field = 3;
+    char line[kPathSize];
+    const char* const field = find_in_passwd(kUser, uid_field, line);
+    if (field == nullptr) {
+        return false;
+    }
+    uid_t agent = 0;
+    const char* const end = field + std::strlen(field);
+    const auto [rest, failure] = std::from_chars(field, end, agent);
+    return failure == std::errc() && rest == end && agent == uid;
+}
+
+bool owns_install_directory(uid_t uid) {
+    char install_path[kPathSize];
+    struct stat directory {};
+    return qxpath_copy_install_path(install_path) == 0 && ::stat(install_path, &directory) == 0 &&
+           directory.st_uid == uid;
+}
+
 } // namespace
 
 void version_file_name(const char* install_path, char (&name)[kPathSize]) {
@@ -169,16 +191,10 @@ const char* qxpath_default_install_path(void) {
     return path.text;
 }
 
-int qxpath_is_agents_user(uid_t uid) {
+int qxpath_is_trusted_user(uid_t uid) {
     using namespace qxplix;
-    constexpr int uid_field = 3;
-    char line[kPathSize];
-    const char* const field = find_in_passwd(kUser, uid_field, line);
-    if (field == nullptr) {
-        return 0;
+    if (uid == 0 || uid == ::geteuid()) {
+        return 1;
     }
-    uid_t agent = 0;
-    const char* const end = field + std::strlen(field);
-    const auto [rest, failure] = std::from_chars(field, end, agent);
-    return failure == std::errc() && rest == end && agent == uid ? 1 : 0;
+    return uid != kUnmappedUser && (owns_install_directory(uid) || is_agents_user(uid)) ? 1 : 0;
 }

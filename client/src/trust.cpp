@@ -10,15 +10,12 @@
 #include <cstdio>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace qxplix {
 namespace {
 
 constexpr std::int64_t kMostUid = INT64_C(0xfffffffe);
 constexpr std::int64_t kNobody = -1;
-// The kernel shows this id for users without a mapping in this user namespace.
-constexpr uid_t kUnmapped = 65534;
 
 struct trust {
     mutex guard;
@@ -28,32 +25,22 @@ struct trust {
 
 constinit trust trusted;
 
-bool owns_version_file(uid_t uid, const char* install_path) {
+bool owns_version_file(uid_t uid) {
+    char install_path[kPathSize];
+    if (uid == kUnmappedUser || qxpath_copy_install_path(install_path) != 0) {
+        return false;
+    }
     char name[kPathSize];
     version_file_name(install_path, name);
     struct stat file {};
     return ::lstat(name, &file) == 0 && S_ISREG(file.st_mode) && file.st_uid == uid;
 }
 
-bool owns_directory(uid_t uid, const char* install_path) {
-    struct stat directory {};
-    return ::stat(install_path, &directory) == 0 && directory.st_uid == uid;
-}
-
-bool owns_agent(uid_t uid) {
-    char install_path[kPathSize];
-    return qxpath_copy_install_path(install_path) == 0 &&
-           (owns_version_file(uid, install_path) || owns_directory(uid, install_path));
-}
-
 bool may_be_broker(uid_t uid, std::int64_t required) {
     if (required != QX_PLIX_BROKER_UID_DEFAULT) {
         return required == QX_PLIX_BROKER_UID_ANY || required == uid;
     }
-    if (uid == 0 || uid == ::geteuid()) {
-        return true;
-    }
-    return uid != kUnmapped && (owns_agent(uid) || qxpath_is_agents_user(uid) != 0);
+    return qxpath_is_trusted_user(uid) != 0 || owns_version_file(uid);
 }
 
 void warn_of(const ucred& peer, std::int64_t required) {

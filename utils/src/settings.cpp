@@ -5,6 +5,7 @@
 #include "qx/error.h"
 #include "qx/json.h"
 #include "qx/log.h"
+#include "qxpath.h"
 #include "store_file.h"
 
 #include <cerrno>
@@ -119,7 +120,7 @@ void warn_of_others(const store::place& where, const store::snapshot& old) {
         QX_LOG(log::level::warning, "Others can write to the settings directory '{:s}'",
                where.directory);
     }
-    if (old.exists && !is_trusted_user(old.owner)) {
+    if (old.exists && qxpath_is_trusted_user(old.owner) == 0) {
         QX_LOG(log::level::warning, "The settings '{:s}' belong to another user ({:d})", where.file,
                old.owner);
     }
