@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
