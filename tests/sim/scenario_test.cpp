@@ -15,23 +15,6 @@ std::string answer_bytes(std::size_t count) {
     return client.read(count);
 }
 
-TEST(Scenario, FixedAnswersAreUsedUpInOrder) {
-    const Simulator simulator(R"({"commands": {
-        "get_router_name": [{"status": 7, "data": {"code": 3, "description": "broken"}, "times": 2},
-                            {"data": "fixed"}, {"status": "text"}, {"body": "no JSON"}, {"body": ""}],
-        "set_router_name": [{"status": 0}],
-        "*": [{"status": 9}]}})");
-    const std::string broken = R"({"status": 7, "data": {"code": 3, "description": "broken"}})";
-    for (const std::string& answer :
-         {broken, broken, std::string(R"({"status": 0, "data": "fixed"})"),
-          std::string(R"({"status": "text"})"), std::string("no JSON"), std::string()}) {
-        EXPECT_EQ(ask("get_router_name"), answer);
-    }
-    EXPECT_EQ(ask("set_router_name", "\"unheard\""), kOk); // answered, but not carried out
-    EXPECT_EQ(ask("get_version_info"), "{\"status\": 9}");
-    EXPECT_EQ(ask("get_router_name"), R"({"status": 0, "data": "Home Router"})");
-}
-
 TEST(Scenario, FramesAreBentOnTheirWay) {
     const Simulator simulator(R"({"commands": {"enable_services": [
         {"length": -5, "then": "close"},
@@ -131,51 +114,6 @@ TEST(Scenario, StartUpFaults) {
     EXPECT_TRUE(other.wait_for_output("listening"));
     simulator.stop();
     EXPECT_EQ(read_file(kVersionFile), "1.3");
-}
-
-TEST(Scenario, ErrorsNameTheFileThePlaceAndTheReason) {
-    const auto rule = [](const std::string& members) {
-        return R"({"commands": {"va_stop": [{}, {)" + members + "}]}}";
-    };
-    const std::pair<std::string, const char*> wrong[] = {
-        {"{", ":1:1: string or '}' expected near end of file"},
-        {"[]", ": an object is needed, not an array"},
-        {R"({"command": {}})", ": command: unknown member"},
-        {R"({"commands": {"jump": []}})", ": commands.jump: unknown command"},
-        {rule(R"("delay_ms": -1)"),
-         ": commands.va_stop[1].delay_ms: an integer from 0 to 86400000 is needed"},
-        {rule(R"("then": "stay")"),
-         ": commands.va_stop[1].then: 'stay' is none of keep, close, restart, exit"},
-        {rule(R"("raw_hex": "0")"),
-         ": commands.va_stop[1].raw_hex: pairs of hexadecimal digits are needed"},
-        {rule(R"("raw": "x", "length": 1)"),
-         ": commands.va_stop[1].length: raw bytes have no length prefix"},
-        {rule(R"("raw": "x", "raw_hex": "00")"),
-         ": commands.va_stop[1].raw_hex: what is sent is given already"},
-        {rule(R"("raw": "x", "status": 1)"),
-         ": commands.va_stop[1].status: what is sent is given already"},
-        {rule(R"("data": 1, "data_size": 2)"),
-         ": commands.va_stop[1].data_size: what is sent is given already"},
-        {R"({"events": [{"after_ms": 1}]})", ": events[0]: the member 'event' is needed"},
-        {R"({"events": [{"event": "x"}]})", ": events[0].event: unknown event 'x'"},
-        {R"({"events": [{"event": "qxagent_started", "body": "", "data": 1}]})",
-         ": events[0].data: what is sent is given already"},
-        {R"({"events": [{"event": "va_status_changed", "times": 0}]})",
-         ": events[0].every_ms: an event that comes for ever needs a time between"},
-        {R"({"lock": "no"})", ": lock: a boolean is needed, not a text"},
-        {R"({"state": {"router": {"nmae": "x"}}})",
-         ": state.router.nmae: the state has no such member"},
-        {R"({"state": {"devices": [{"ip": "x"}]}})",
-         ": state.devices[0].ip: an array is needed, not a text"},
-    };
-    for (const auto& [scenario, reason] : wrong) {
-        EXPECT_EQ(
-            run({QX_SIMULATOR, "--install-dir", kInstallDir, "--scenario",
-                 scenario_file(scenario)}),
-            (Outcome{.status = 1,
-                     .err = std::string("qxbrokerd-sim: /etc/scenario.json") + reason + "\n"}));
-    }
-    EXPECT_FALSE(fs::exists(kInstallDir));
 }
 
 } // namespace

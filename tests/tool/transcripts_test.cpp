@@ -8,9 +8,9 @@
 //   ! LINE              on standard error
 //   = STATUS            the exit status, unless it is 0
 //   log LINE            in the log, from the level on, without numbers of lines of code
-// Lines that begin with "#" are comments.
 
 #include "agent.h"
+#include "transcript.h"
 
 #include <utility>
 
@@ -28,77 +28,18 @@ struct Step {
     std::string log;
 };
 
-/// Splits `text` at its first space.
-std::pair<std::string, std::string> split(const std::string& text) {
-    const std::size_t space = text.find(' ');
-    return {text.substr(0, space), space == std::string::npos ? "" : text.substr(space + 1)};
-}
-
-/// Appends the character at `at`, which may be an escape. Returns the next position.
-std::size_t append_character(std::string& out, const std::string& text, std::size_t at) {
-    if (text[at] != '\\') {
-        out += text[at];
-        return at + 1;
-    }
-    const char kind = text.at(at + 1);
-    if (kind == 'x') {
-        out += static_cast<char>(std::stoi(text.substr(at + 2, 2), nullptr, 16));
-        return at + 4;
-    }
-    out += kind == 'n' ? '\n' : kind == 'r' ? '\r' : kind;
-    return at + 2;
-}
-
-std::string unescaped(const std::string& text) {
-    std::string out;
-    for (std::size_t at = 0; at < text.size();) {
-        at = append_character(out, text, at);
-    }
-    return out;
-}
-
-std::vector<std::string> words_of(const std::string& line) {
-    std::vector<std::string> words;
-    bool quoted = false;
-    bool in_word = false;
-    for (std::size_t at = 0; at < line.size();) {
-        if (line[at] == ' ' && !quoted) {
-            in_word = false;
-            ++at;
-            continue;
-        }
-        if (!in_word) {
-            words.emplace_back();
-            in_word = true;
-        }
-        if (line[at] == '\'') {
-            quoted = !quoted;
-            ++at;
-        } else {
-            at = append_character(words.back(), line, at);
-        }
-    }
-    return words;
-}
-
-std::string request_of(const std::string& text) {
-    const auto [name, data] = split(text);
-    return data == "(no data)" ? command(name, "") : command(name, data.empty() ? "null" : data);
-}
-
-std::vector<Step> read_transcript(const fs::path& file) {
+std::vector<Step> read_steps(const fs::path& file) {
     const std::string usage = run_tool({"help"}).out;
     std::vector<Step> runs;
     Step next;
-    for (const std::string& line : lines_of(read_file(file))) {
-        const auto [kind, text] = split(line);
+    for (const auto& [kind, text] : read_transcript(file)) {
         if (kind == "given") {
-            const auto [name, answer] = split(text);
+            const auto [name, answer] = split_word(text);
             next.answers[name] = answer;
         } else if (kind == "input") {
             next.input = unescaped(text);
         } else if (kind == "$") {
-            next.line = line;
+            next.line = text;
             next.words = words_of(text);
             runs.push_back(std::exchange(next, {}));
         } else if (kind == ">") {
@@ -112,7 +53,7 @@ std::vector<Step> read_transcript(const fs::path& file) {
         } else if (kind == "log") {
             runs.back().log += text + "\n";
         } else {
-            EXPECT_TRUE(line.empty() || kind.starts_with("#")) << line;
+            ADD_FAILURE() << kind << " " << text;
         }
     }
     return runs;
@@ -142,19 +83,15 @@ protected:
 };
 
 TEST_P(Transcripts, AreRepeatedByTheTool) {
-    const std::vector<Step> runs = read_transcript(GetParam());
+    const std::vector<Step> runs = read_steps(GetParam());
     ASSERT_FALSE(runs.empty());
     for (const Step& run : runs) {
         check(run);
     }
 }
 
-std::vector<fs::path> transcripts() {
-    const fs::directory_iterator folder(QX_TRANSCRIPTS);
-    return {begin(folder), end(folder)};
-}
-
-INSTANTIATE_TEST_SUITE_P(Of, Transcripts, ::testing::ValuesIn(transcripts()),
+INSTANTIATE_TEST_SUITE_P(Of, Transcripts,
+                         ::testing::ValuesIn(files_in(QX_TRANSCRIPTS "/tool/transcripts")),
                          [](const auto& file) { return file.param.stem().string(); });
 
 } // namespace
