@@ -381,7 +381,7 @@ int registrar_subscribe_to_event(const char* event_name, qx_plix_event_cb callba
         return -1;
     }
     slot->attempted_at = now();
-    conn.release();
+    (void)conn.release();
     return 0;
 }
 
