@@ -41,8 +41,8 @@ void check_formats(const std::string& text) {
     check(fmt::format("{}", path) == text, "a path is formatted as its text");
 
     const std::string visible = text.c_str(); // up to a zero byte
-    qx::set_qxerrno(1, view, view);
-    check(fmt::format("{}", qx::_get_qxerrno()) == "(" + visible + ") " + visible,
+    qx::set_qxerrno(1, "kind", view);
+    check(fmt::format("{}", qx::_get_qxerrno()) == "(kind) " + visible,
           "a record is formatted as its texts");
     const std::string line =
         qx::log::detail::format_line("[{:s}:{:d}][{:s}()]: {:s}\n", "x.cpp", 1, "f", view);

@@ -54,6 +54,17 @@ TEST_F(Frozen, Symbols) {
     }
 }
 
+// A single stream in the tool would link every locale facet, whose functions the loader looks up at
+// each start.
+TEST(FrozenInterface, ToolLinksNoStreams) {
+    if (kForRouters) {
+        GTEST_SKIP() << "a static tool looks up nothing";
+    }
+    EXPECT_THAT(output_of({"readelf", "--dyn-syms", "-W", fs::path(QX_TOOL)}),
+                testing::AllOf(testing::HasSubstr(" malloc@"),
+                               testing::Not(testing::ContainsRegex("newlocale|wcrtomb"))));
+}
+
 TEST(FrozenInterface, Records) {
     std::ostringstream text;
     const auto member = [&](const char* name, std::size_t offset, std::size_t size) {

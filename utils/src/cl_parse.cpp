@@ -1,6 +1,6 @@
 #include "cl_words.h"
 #include "qx/cl.h"
-#include "qx/error.h"
+#include "qx/last_error.h"
 
 #include <cstring>
 

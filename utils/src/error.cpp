@@ -1,6 +1,8 @@
 #include "qx/error.h"
 
-#include <cstring>
+#include "qx/format.h"
+
+#include <utility>
 
 namespace qx {
 namespace {
@@ -10,6 +12,13 @@ constexpr long kTextCapacity = 128;
 void replace_text(basic_memstream& stream, string_view text) {
     stream.truncate(0);
     stream.write(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+void update_record() {
+    _QXErrorStorage& record = _get_qxerrno();
+    record.number = last_error().number;
+    replace_text(record.first, last_error().kind);
+    replace_text(record.second, last_error().reason);
 }
 
 } // namespace
@@ -24,22 +33,20 @@ _QXErrorStorage::_QXErrorStorage()
 
 _QXErrorStorage& _get_qxerrno() {
     static _QXErrorStorage record;
+    static bool is_following = false;
+    if (!std::exchange(is_following, true)) {
+        detail::follow_last_error(update_record);
+        update_record();
+    }
     return record;
 }
 
-void set_qxerrno(std::int32_t number, string_view first, string_view second) {
-    _QXErrorStorage& record = _get_qxerrno();
-    record.number = number;
-    replace_text(record.first, first);
-    replace_text(record.second, second);
-}
-
-void set_io_error(string_view reason) {
-    set_qxerrno(error_number::input_output, "input/output error", reason);
-}
-
-void set_io_error(const std::string& what, int reason) {
-    set_io_error(what + ": " + std::strerror(reason));
-}
-
 } // namespace qx
+
+fmt::format_context::iterator
+fmt::formatter<qx::_QXErrorStorage>::format(const qx::_QXErrorStorage& record,
+                                            fmt::format_context& context) const {
+    const char* const first = record.first.sview().data();
+    const char* const second = record.second.sview().data();
+    return fmt::vformat_to(context.out(), "({:s}) {:s}", fmt::make_format_args(first, second));
+}

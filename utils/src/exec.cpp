@@ -2,7 +2,7 @@
 
 #include "base/descriptor.h"
 #include "base/retry.h"
-#include "qx/error.h"
+#include "qx/last_error.h"
 #include "qx/io.h"
 
 #include <cerrno>

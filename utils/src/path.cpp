@@ -1,7 +1,6 @@
 #include "qx/path.h"
 
-#include "base/install.h"
-#include "install_directory.h"
+#include "qx/format.h"
 
 namespace qx {
 namespace {
@@ -26,23 +25,8 @@ std::size_t length_without_trailing_slashes(string_view text) {
 
 } // namespace
 
-std::string to_string(common_path directory) {
-    switch (directory) {
-    case common_path::programs:
-        return install_directory() + QX_PROGRAM_DIRECTORY;
-    case common_path::configuration:
-        return install_directory() + QX_CONFIGURATION_DIRECTORY;
-    }
-    return {};
-}
-
 void detail::print_common_path(std::ostream& stream, common_path directory) {
     stream << qx::to_string(directory);
-}
-
-std::string constant_path::to_string() const {
-    const std::string directory = qx::to_string(directory_);
-    return directory.empty() ? text_ : directory + "/" + text_;
 }
 
 path::path()
@@ -83,3 +67,9 @@ std::string path::to_string() const {
 }
 
 } // namespace qx
+
+fmt::format_context::iterator fmt::formatter<qx::path>::format(const qx::path& path,
+                                                               fmt::format_context& context) const {
+    const qx::string_view text = path.sview();
+    return fmt::vformat_to(context.out(), "{:s}", fmt::make_format_args(text));
+}

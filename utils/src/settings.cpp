@@ -2,7 +2,7 @@
 
 #include "base/descriptor.h"
 #include "install_directory.h"
-#include "qx/error.h"
+#include "qx/last_error.h"
 #include "qx/json.h"
 #include "qx/log.h"
 #include "qxpath.h"
@@ -273,7 +273,7 @@ int open_store() {
 }
 
 int report_failure() {
-    QX_LOG(log::level::error, "Cannot read the settings: {:s}", _get_qxerrno().second.sview());
+    QX_LOG(log::level::error, "Cannot read the settings: {:s}", last_error().reason);
     return -1;
 }
 

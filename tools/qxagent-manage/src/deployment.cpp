@@ -5,11 +5,11 @@
 #include "exit_status.h"
 #include "held_signals.h"
 #include "printers.h"
-#include "qx/error.h"
+#include "qx/constant_path.h"
 #include "qx/exec.h"
 #include "qx/format.h"
+#include "qx/last_error.h"
 #include "qx/log.h"
-#include "qx/path.h"
 #include "qx/program_check.h"
 #include "qx/scope_guard.h"
 #include "qx/settings.h"
@@ -28,7 +28,9 @@ namespace {
 
 using qx::setMgmt;
 
-constexpr const char* kConnector = "qxcloudd";
+// The connector's service script and the connector itself.
+constexpr qx::constant_path kScript(qx::common_path::configuration, "init.d/qplix-qxcloudd");
+constexpr qx::constant_path kDaemon(qx::common_path::programs, "qxcloudd");
 
 constexpr int kAttempts = 3;
 
@@ -56,12 +58,7 @@ struct Connector {
 };
 
 Connector find_connector() {
-    qx::path script_path(qx::common_path::configuration);
-    script_path.add_piece(false, "init.d");
-    script_path.add_piece(false, fmt::format("qplix-{}", kConnector).c_str());
-    qx::path daemon_path(qx::common_path::programs);
-    daemon_path.add_piece(false, kConnector);
-    return {script_path.to_string(), daemon_path.to_string()};
+    return {kScript.to_string(), kDaemon.to_string()};
 }
 
 void report(const std::string& program, const char* word, const qx::program_end& end) {
@@ -118,8 +115,7 @@ bool can_be_run(const Connector& connector) {
 
 bool can_begin(const qx::io::descriptor& turn, const Connector& connector) {
     if (!turn) {
-        QX_LOG(qx::log::level::error, "Could not begin the switch: {:s}",
-               qx::_get_qxerrno().second.sview());
+        QX_LOG(qx::log::level::error, "Could not begin the switch: {:s}", qx::last_error().reason);
         return false;
     }
     if (!has_descriptors(turn)) {
@@ -135,7 +131,7 @@ bool reserve_space(std::optional<qx::settings_reserve>& reserve, const std::stri
         return true;
     }
     QX_LOG(qx::log::level::warning, "Could not reserve space to enable the agent again: {:s}",
-           qx::_get_qxerrno().second.sview());
+           qx::last_error().reason);
     return false;
 }
 
@@ -148,9 +144,7 @@ std::string find_entrypoint(const std::string& deployment) {
 }
 
 std::string default_entrypoint_key() {
-    qx::path key(qx::kCirrelEntrypointsKey);
-    key.add_piece(false, "default");
-    return key.to_string();
+    return qx::kCirrelEntrypointsKey.to_string() + "/default";
 }
 
 void delete_previous_registration() {
@@ -158,7 +152,7 @@ void delete_previous_registration() {
         if (setMgmt::deleteKey(key) >= 0) {
             return;
         }
-        const int error = qx::_get_qxerrno().number;
+        const int error = qx::last_error().number;
         if (error != qx::error_number::no_such_key && error != qx::error_number::no_store) {
             QX_LOG(qx::log::level::warning, "Deleting '{}' failed", key);
         }

@@ -2,10 +2,10 @@
 
 #include "exit_status.h"
 #include "qx/cl.h"
-#include "qx/error.h"
 #include "qx/escape.h"
 #include "qx/format.h"
 #include "qx/json.h"
+#include "qx/last_error.h"
 #include "qx/println.h"
 #include "qx/scope_guard.h"
 
@@ -82,8 +82,7 @@ int report(const Failure& failure) {
 }
 
 int report_unreadable_settings() {
-    return report(
-        {message::settings_are_unreadable, qx::_get_qxerrno().second.sview().to_string()});
+    return report({message::settings_are_unreadable, qx::last_error().reason});
 }
 
 void append_json(OutputText& text, const json_t* value, std::size_t expected_size) {
@@ -137,7 +136,8 @@ void print_schedule_error(int result, const char* reason) {
 void print_usage() {
     qx::cl::print_help(stdout);
     std::fflush(stdout);
-    qx::println(stderr, "{}", qx::_get_qxerrno());
+    const qx::error_info& last = qx::last_error();
+    qx::println(stderr, "({:s}) {:s}", last.kind, last.reason);
 }
 
 void print_warning(qx::string_view message) {

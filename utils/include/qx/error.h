@@ -1,11 +1,11 @@
-// The record that operations of the utility layer fill when they fail.
+// The last error as a record of streams. A program that uses last_error() instead does not link the
+// locales of the C++ library.
 #pragma once
 
+#include "qx/last_error.h"
 #include "qx/memstream.h"
-#include "qx/string_view.h"
 
 #include <cstdint>
-#include <string>
 
 namespace qx {
 
@@ -19,26 +19,7 @@ struct _QXErrorStorage {
     basic_memstream second;
 };
 
-/// The record's numbers.
-struct error_number {
-    static constexpr std::int32_t none = 0;
-    static constexpr std::int32_t bad_command_line = 1;
-    static constexpr std::int32_t input_output = 2;
-    static constexpr std::int32_t damaged_store = 3;
-    static constexpr std::int32_t no_such_key = 4;
-    static constexpr std::int32_t no_store = 5;
-};
-
 /// The one record of the process, for the main thread. Only a failure changes it.
 _QXErrorStorage& _get_qxerrno();
-
-/// Fills the record. The texts must not be the record's own.
-void set_qxerrno(std::int32_t number, string_view first, string_view second);
-
-/// Fills it for an input or output that failed; `reason` says how.
-void set_io_error(string_view reason);
-
-/// The same, with the text of `reason`, an errno, behind `what`.
-void set_io_error(const std::string& what, int reason);
 
 } // namespace qx

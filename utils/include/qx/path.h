@@ -1,6 +1,7 @@
-// Paths of files and of settings, built piece by piece.
+// Paths of files and of settings, built piece by piece in a stream.
 #pragma once
 
+#include "qx/constant_path.h"
 #include "qx/memstream.h"
 #include "qx/string_view.h"
 
@@ -10,38 +11,12 @@
 
 namespace qx {
 
-/// The agent's well-known directories.
-enum class common_path {
-    programs = 1,      ///< where the agent's programs are
-    configuration = 2, ///< where its configuration is
-};
-
-/// The path of `directory`; empty for a value that names none.
-std::string to_string(common_path directory);
-
 namespace detail {
 
 /// Writes the same to a stream.
 void print_common_path(std::ostream& stream, common_path directory);
 
 } // namespace detail
-
-/// A constant path: plain text, or text below one of the agent's directories, which are found at
-/// run time.
-class constant_path {
-public:
-    constexpr explicit constant_path(const char* text)
-        : text_(text) {}
-    constexpr constant_path(common_path directory, const char* below)
-        : directory_(directory)
-        , text_(below) {}
-
-    [[nodiscard]] std::string to_string() const;
-
-private:
-    common_path directory_{};
-    const char* text_;
-};
 
 /// A path as text in a memory stream. Copies are independent of each other.
 class path : public basic_memstream {
