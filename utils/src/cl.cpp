@@ -45,6 +45,22 @@ string_view option_parser_base::expected_kind(const option_base& /*option*/) con
     return {};
 }
 
+void view_list::add(string_view view) {
+    if (count_ == 0) {
+        first_ = view;
+    } else {
+        if (several_.empty()) {
+            several_.push_back(first_);
+        }
+        several_.push_back(view);
+    }
+    ++count_;
+}
+
+std::span<const string_view> view_list::all() const {
+    return several_.empty() ? std::span(&first_, count_) : several_;
+}
+
 option_base::option_base(option_parser_base& parser, std::uint32_t kind)
     : flags_(kind)
     , value_parser_(&parser) {}
@@ -57,7 +73,8 @@ option_base::option_base(const option_base& other, option_parser_base& parser)
     , value_description_(other.value_description_)
     , flags_(other.flags_)
     , occurrences_(other.occurrences_)
-    , value_list_(other.value_list_)
+    , own_values_(other.own_values_)
+    , value_table_(other.value_table_)
     , value_parser_(&parser)
     , list_separator_(other.list_separator_)
     , sub_commands_(other.sub_commands_)
@@ -82,14 +99,6 @@ void option_base::set_name(string_view name) {
     is_named_ = 1;
 }
 
-void option_base::add_sub_command(string_view name) {
-    sub_commands_.push_back(name);
-}
-
-void option_base::set_value_list(std::vector<value_entry> entries) {
-    value_list_ = std::move(entries);
-}
-
 void option_base::register_self(std::shared_ptr<command_line_parser> parser) {
     registered_with_ = std::move(parser);
     registered_with_->add(*this);
@@ -101,8 +110,8 @@ bool option_base::has_name(string_view name) const {
 }
 
 bool option_base::belongs_to(string_view sub_command) const {
-    return sub_commands_.empty() || std::find(sub_commands_.begin(), sub_commands_.end(),
-                                              sub_command) != sub_commands_.end();
+    const std::span<const string_view> names = sub_command_names();
+    return names.empty() || std::find(names.begin(), names.end(), sub_command) != names.end();
 }
 
 string_view option_base::list_separator() const {
@@ -110,7 +119,7 @@ string_view option_base::list_separator() const {
 }
 
 const value_entry* option_base::named_value(string_view name) const {
-    for (const value_entry& entry : value_list_) {
+    for (const value_entry& entry : value_list()) {
         if (entry.name == name) {
             return &entry;
         }

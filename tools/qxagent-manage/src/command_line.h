@@ -12,9 +12,6 @@
 
 namespace qx::manage {
 
-/// The operation's word and help text, for the operation selector.
-cl::valuelist_struct<Operation> operation_words();
-
 /// Constructing it registers every option with the parser, in the order of the members; after
 /// `cl::parse` the members hold the values. One object at a time.
 struct CommandLine {

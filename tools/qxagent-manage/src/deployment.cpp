@@ -22,6 +22,7 @@
 #include <iterator>
 #include <new>
 #include <optional>
+#include <span>
 
 namespace qx::manage {
 namespace {
@@ -31,6 +32,18 @@ using qx::setMgmt;
 // The connector's service script and the connector itself.
 constexpr qx::constant_path kScript(qx::common_path::configuration, "init.d/qplix-qxcloudd");
 constexpr qx::constant_path kDaemon(qx::common_path::programs, "qxcloudd");
+
+constexpr cl::detail::value_entry deployment(CloudDeployment value, const char* word,
+                                             const char* help) {
+    return {static_cast<int>(value), word, help};
+}
+
+// An update location is one of the first two.
+constexpr cl::detail::value_entry kDeployments[] = {
+    deployment(CloudDeployment::production, "production", "production environment"),
+    deployment(CloudDeployment::staging, "staging", "staging environment"),
+    deployment(CloudDeployment::development, "development", "development environment"),
+};
 
 constexpr int kAttempts = 3;
 
@@ -165,17 +178,12 @@ void delete_previous_registration() {
 
 } // namespace
 
-cl::valuelist_struct<CloudDeployment> location_words() {
-    return cl::values<CloudDeployment>({
-        {CloudDeployment::production, "production", "production environment"},
-        {CloudDeployment::staging, "staging", "staging environment"},
-    });
+cl::value_table location_words() {
+    return {std::span(kDeployments).first(2)};
 }
 
-cl::valuelist_struct<CloudDeployment> cloud_words() {
-    auto words = location_words();
-    words.add_entry(CloudDeployment::development, "development", "development environment");
-    return words;
+cl::value_table cloud_words() {
+    return {kDeployments};
 }
 
 int run_set_registration_cloud(const std::string& deployment, std::chrono::milliseconds grace) {

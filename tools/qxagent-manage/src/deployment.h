@@ -16,8 +16,8 @@ enum class CloudDeployment : int {
 };
 
 /// The words for the update locations, and those for the clouds, which include the locations.
-cl::valuelist_struct<CloudDeployment> location_words();
-cl::valuelist_struct<CloudDeployment> cloud_words();
+cl::value_table location_words();
+cl::value_table cloud_words();
 
 struct RegistrationCloudOptions {
     Owner owner;

@@ -8,6 +8,7 @@
 #include "services.h"
 #include "stop_signals.h"
 
+#include <array>
 #include <iterator>
 
 namespace qx::manage {
@@ -109,6 +110,15 @@ constexpr bool is_in_order() {
 }
 static_assert(is_in_order(), "the rows follow the order of the enumeration");
 
+constexpr std::array kWords = [] {
+    std::array<cl::detail::value_entry, std::size(kOperations)> words{};
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        words[i] = {static_cast<int>(kOperations[i].operation), kOperations[i].word,
+                    kOperations[i].help};
+    }
+    return words;
+}();
+
 int run_query(Query query) {
     qx::text_ptr answer;
     const int result = query(answer.out());
@@ -144,6 +154,14 @@ int result_of(const OperationRow& row, const CommandLine& options) {
 
 std::span<const OperationRow> operations() {
     return kOperations;
+}
+
+Owner owner(Operation operation) {
+    return cl::subcommandname(row_of(operation).word);
+}
+
+cl::value_table operation_words() {
+    return {kWords};
 }
 
 const OperationRow& row_of(Operation operation) {

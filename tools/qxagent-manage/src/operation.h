@@ -79,6 +79,9 @@ struct OperationRow {
 /// Every operation, in the order of the enumeration.
 std::span<const OperationRow> operations();
 
+/// The word and the help text of every operation, in the order of the enumeration.
+cl::value_table operation_words();
+
 const OperationRow& row_of(Operation operation);
 
 /// Does the row's work; the services that it needs must be running. Returns the exit status, which

@@ -67,6 +67,18 @@ struct value_entry {
     string_view help;
 };
 
+/// A list of views that usually has one element: only a second one takes memory.
+class view_list {
+public:
+    void add(string_view view);
+    [[nodiscard]] std::span<const string_view> all() const;
+
+private:
+    string_view first_;
+    std::size_t count_ = 0;
+    std::vector<string_view> several_;
+};
+
 /// How often an option must and may occur.
 struct count_limits {
     int minimum = 0;
@@ -94,9 +106,11 @@ public:
     [[nodiscard]] string_view description() const { return description_; }
     [[nodiscard]] string_view value_description() const { return value_description_; }
     [[nodiscard]] std::uint32_t flags() const { return flags_; }
-    [[nodiscard]] const std::vector<value_entry>& value_list() const { return value_list_; }
-    [[nodiscard]] const std::vector<string_view>& sub_command_names() const {
-        return sub_commands_;
+    [[nodiscard]] std::span<const value_entry> value_list() const {
+        return own_values_.empty() ? value_table_ : own_values_;
+    }
+    [[nodiscard]] std::span<const string_view> sub_command_names() const {
+        return sub_commands_.all();
     }
     [[nodiscard]] count_limits limits() const { return limits_; }
     [[nodiscard]] bool is_positional() const { return is_named_ == 0; }
@@ -126,10 +140,12 @@ public:
 
     void set_name(string_view name);
     void add_type_flags(std::uint32_t bits) { flags_ |= bits; }
-    void add_sub_command(string_view name);
+    void add_sub_command(string_view name) { sub_commands_.add(name); }
     void set_description(string_view text) { description_ = text; }
     void set_value_description(string_view text) { value_description_ = text; }
-    void set_value_list(std::vector<value_entry> entries);
+    void set_value_list(std::vector<value_entry> entries) { own_values_ = std::move(entries); }
+    /// The same without a copy: `entries` lives as long as the program.
+    void set_value_table(std::span<const value_entry> entries) { value_table_ = entries; }
     void set_count_limits(count_limits limits) { limits_ = limits; }
     /// A null pointer means no separator.
     void set_list_separator(const char* separator) { list_separator_ = string_view(separator); }
@@ -157,10 +173,11 @@ private:
     string_view value_description_;
     std::uint32_t flags_;
     std::uint32_t occurrences_ = 0;
-    std::vector<value_entry> value_list_;
+    std::vector<value_entry> own_values_;
+    std::span<const value_entry> value_table_;
     option_parser_base* value_parser_;
     string_view list_separator_;
-    std::vector<string_view> sub_commands_;
+    view_list sub_commands_;
     count_limits limits_;
 };
 
@@ -241,6 +258,12 @@ struct valuelist_struct {
         add_entry(more...);
     }
     void apply(detail::option_base& option) const { option.set_value_list(entries); }
+};
+
+/// The words that the option accepts, in a table that lives as long as the program.
+struct value_table {
+    std::span<const detail::value_entry> entries;
+    void apply(detail::option_base& option) const { option.set_value_table(entries); }
 };
 
 /// The text that separates the elements of a list.
