@@ -2,6 +2,7 @@
 // The event thread's work is done here, step by step.
 
 #include "fake_broker.h"
+#include "heap.h"
 #include "input.h"
 #include "qx_plix.h"
 #include "registrar.h"
@@ -122,7 +123,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         qxplix::registrar_limit_backlog();
     }
     qxplix::registrar_uninit();
-    qxplix::registrar_give_memory_back();
+    if (qxplix::registrar_was_emptied()) {
+        qxplix::return_free_memory();
+    }
     qxplix::set_initialised(false);
     return 0;
 }

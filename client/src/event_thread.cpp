@@ -2,6 +2,7 @@
 
 #include "base/descriptor.h"
 #include "base/epoll.h"
+#include "heap.h"
 #include "registrar.h"
 #include "state.h"
 
@@ -53,8 +54,8 @@ void* event_thread_main(void* /*unused*/) {
         if (is_stopped()) {
             break;
         }
-        if (count == 0) {
-            registrar_give_memory_back();
+        if (count == 0 && registrar_was_emptied()) {
+            return_free_memory();
         }
         registrar_limit_backlog();
         timeout = registrar_resubscribe_all_pending_subs() ? kRetryTimeout : kIdleTimeout;

@@ -12,9 +12,7 @@
 #include <cstring>
 #include <ctime>
 #include <pthread.h>
-#if defined(__GLIBC__)
-#include <malloc.h>
-#endif
+#include <utility>
 
 namespace qxplix {
 namespace {
@@ -31,10 +29,6 @@ constexpr std::size_t kLargeQueue = std::size_t{64} * 1024;
 constexpr std::size_t kUsualLimit = std::size_t{32} * 1024 * 1024;
 constexpr milliseconds kCalmTime = 1000;  ///< of uninterrupted reading that ends a backlog
 constexpr milliseconds kStallTime = 5000; ///< without progress of the exempt connection
-
-#if defined(__GLIBC__)
-constexpr std::size_t kLargeBlock = std::size_t{100} * 1024;
-#endif
 
 /// Connections and pipes are read and closed under this lock; otherwise a recycled descriptor
 /// number could be mistaken for its previous owner.
@@ -428,21 +422,9 @@ void registrar_process_events_on_conn(int conn_fd) {
     }
 }
 
-void registrar_give_memory_back() {
-    {
-        const mutex_guard lock(table.guard);
-        if (!table.emptied) {
-            return;
-        }
-        table.emptied = false;
-    }
-#if defined(__GLIBC__)
-    // Events are allocated here and freed by their readers. The unused end of this thread's heap
-    // is returned only when the thread itself frees something large, the rest only when asked for.
-    void* volatile large = std::malloc(kLargeBlock);
-    std::free(large);
-    ::malloc_trim(0);
-#endif
+bool registrar_was_emptied() {
+    const mutex_guard lock(table.guard);
+    return std::exchange(table.emptied, false);
 }
 
 void registrar_set_backlog_limit(std::size_t bytes) {

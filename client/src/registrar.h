@@ -53,7 +53,7 @@ void registrar_limit_backlog();
 /// Returns whether another attempt is due soon. Does nothing while reading is paused.
 bool registrar_resubscribe_all_pending_subs();
 
-/// Event thread, when idle: returns to the system what a long queue has left behind.
-void registrar_give_memory_back();
+/// Event thread: whether a long queue has become empty since the last call.
+bool registrar_was_emptied();
 
 } // namespace qxplix
