@@ -1,9 +1,10 @@
 #include "qx/settings.h"
 
 #include "base/descriptor.h"
+#include "base/json.h"
 #include "install_directory.h"
+#include "qx/json_memory.h"
 #include "qx/last_error.h"
-#include "qx/json.h"
 #include "qx/log.h"
 #include "qxpath.h"
 #include "store_file.h"

@@ -2,8 +2,8 @@
 
 #include "base/descriptor.h"
 #include "base/retry.h"
-#include "qx/last_error.h"
 #include "qx/io.h"
+#include "qx/last_error.h"
 #include "qx/scope_guard.h"
 
 #include <algorithm>

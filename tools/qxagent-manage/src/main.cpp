@@ -1,6 +1,7 @@
 #include "command_line.h"
 #include "exit_status.h"
 #include "printers.h"
+#include "qx/json_memory.h"
 #include "standard_streams.h"
 
 namespace {
@@ -23,6 +24,7 @@ int run_chosen(const CommandLine& options, bool accepted) try {
 
 int main(int argc, char** argv) {
     prepare_standard_streams();
+    qx::manage_json_memory();
     const CommandLine options;
     const bool accepted = qx::cl::parse(argc, argv);
     return check_standard_output(run_chosen(options, accepted));

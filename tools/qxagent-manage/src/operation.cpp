@@ -1,9 +1,10 @@
 #include "operation.h"
 
+#include "base/json.h"
 #include "command_line.h"
 #include "exit_status.h"
 #include "printers.h"
-#include "qx/json.h"
+#include "qx/json_memory.h"
 #include "qx_plix.h"
 #include "services.h"
 #include "stop_signals.h"

@@ -1,10 +1,11 @@
 #include "printers.h"
 
+#include "base/json.h"
 #include "exit_status.h"
 #include "qx/cl.h"
 #include "qx/escape.h"
 #include "qx/format.h"
-#include "qx/json.h"
+#include "qx/json_memory.h"
 #include "qx/last_error.h"
 #include "qx/println.h"
 #include "qx/scope_guard.h"

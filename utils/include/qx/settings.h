@@ -47,7 +47,7 @@ class setMgmt {
 public:
     /// Reads the store; where there is none yet, it is empty. Negative, with a line in the log and
     /// the last-error record, when it cannot be read or is damaged; the file is left alone. The
-    /// last value of a duplicate key wins.
+    /// last value of a duplicate key wins. Calls manage_json_memory() for a program that has not.
     static int init();
     static void uninit();
 
