@@ -1,18 +1,22 @@
 #include "qxpath.h"
 #include "install_path.h"
 
+#include "base/descriptor.h"
 #include "base/install.h"
+#include "base/retry.h"
 #include "mutex.h"
 
 #include <algorithm>
 #include <charconv>
 #include <climits>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <memory>
+#include <fcntl.h>
+#include <span>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace qxplix {
 namespace {
@@ -33,8 +37,38 @@ struct install_path {
 
 constinit install_path path;
 
-struct file_release {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+// Reads the user database line by line into `text`. stdio would take a heap block for it.
+class passwd_reader {
+public:
+    explicit passwd_reader(char (&text)[kPathSize])
+        : text_(text) {}
+
+    /// The next line with its line feed, or as much of it as fits. Empty at the end.
+    std::span<char> next() {
+        char* feed = std::find(begin_, end_, '\n');
+        while (feed == end_) {
+            if (!refill()) {
+                return {std::exchange(begin_, end_), end_};
+            }
+            feed = std::find(begin_, end_, '\n');
+        }
+        return {std::exchange(begin_, feed + 1), feed + 1};
+    }
+
+private:
+    bool refill() {
+        end_ = std::copy(begin_, end_, text_);
+        begin_ = text_;
+        const auto room = static_cast<std::size_t>(text_ + kPathSize - 1 - end_);
+        const ssize_t got = qx::io::uninterrupted([&] { return ::read(file_.get(), end_, room); });
+        end_ += std::max<ssize_t>(got, 0);
+        return got > 0;
+    }
+
+    qx::io::descriptor file_{::open(kPasswd, O_RDONLY | O_CLOEXEC)};
+    char* text_;
+    char* begin_ = text_;
+    char* end_ = text_;
 };
 
 int path_exists(const char* name) {
@@ -79,23 +113,23 @@ char* passwd_field(char* rest, int number) {
     return start;
 }
 
-// Finds a field of a user's line in /etc/passwd. The result points into `line`; null when there is
+// Finds a field of a user's line in /etc/passwd. The result points into `text`; null when there is
 // no such line or field.
-const char* find_in_passwd(const char* user, int number, char (&line)[kPathSize]) {
-    const std::unique_ptr<std::FILE, file_release> passwd(std::fopen(kPasswd, "re"));
-    if (!passwd) {
-        return nullptr;
-    }
-    while (std::fgets(line, sizeof line, passwd.get()) != nullptr) {
-        if (line[0] == '#') {
+const char* find_in_passwd(const char* user, int number, char (&text)[kPathSize]) {
+    passwd_reader passwd(text);
+    for (std::span line = passwd.next(); !line.empty(); line = passwd.next()) {
+        if (line.front() == '#') {
             continue;
         }
-        char* const colon = std::strchr(line, ':');
-        if (std::strchr(line, '\n') == nullptr || colon == nullptr) {
+        if (std::exchange(line.back(), '\0') != '\n') {
+            return nullptr;
+        }
+        char* const colon = std::strchr(line.data(), ':');
+        if (colon == nullptr) {
             return nullptr;
         }
         *colon = '\0';
-        if (std::strcmp(line, user) == 0) {
+        if (std::strcmp(line.data(), user) == 0) {
             return passwd_field(colon + 1, number);
         }
     }

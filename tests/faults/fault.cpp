@@ -107,7 +107,6 @@ const std::vector<Call> kCalls = {
     {"timer_create", {EAGAIN, ENOMEM}},
     {"readlink", {EIO, EACCES, ELOOP}},
     {"realpath", {EIO, EACCES, ELOOP, ENOMEM}},
-    {"fopen", {EMFILE, ENFILE, EACCES, ENOMEM}},
     {"pthread_create", {EAGAIN, EPERM}},
     {"pthread_mutex_init", {ENOMEM, EAGAIN}},
 };

@@ -249,7 +249,6 @@ char* __realpath_chk(const char* path, char* resolved, size_t size) {
     return realpath(path, resolved);
 }
 // NOLINTEND(bugprone-reserved-identifier)
-WRAP(FILE*, NULL, fopen, (const char* path, const char* mode), (path, mode))
 WRAP(pid_t, -1, fork, (void), ())
 WRAP(pid_t, -1, waitpid, (pid_t pid, int* how, int options), (pid, how, options))
 WRAP(pid_t, -1, setsid, (void), ())
