@@ -27,32 +27,10 @@ bool output_is_terminal() {
     return terminal;
 }
 
-// jansson hands over most things a few bytes at a time, for which a call of memcpy is a long way.
-void copy_few(char* to, const char* from, std::size_t size) {
-    if (size >= 8) {
-        std::memcpy(to, from, 8);
-        std::memcpy(to + size - 8, from + size - 8, 8);
-    } else if (size >= 4) {
-        std::memcpy(to, from, 4);
-        std::memcpy(to + size - 4, from + size - 4, 4);
-    } else if (size > 0) {
-        to[0] = from[0];
-        to[size / 2] = from[size / 2];
-        to[size - 1] = from[size - 1];
-    }
-}
-
 // Called out of jansson, so nothing may be thrown.
 int append(const char* text, std::size_t size, void* data) noexcept try {
-    constexpr std::size_t few = 16;
     OutputText& line = *static_cast<OutputText*>(data);
-    const std::size_t end = line.size();
-    line.resize(end + size);
-    if (size <= few) {
-        copy_few(line.data() + end, text, size);
-    } else {
-        std::memcpy(line.data() + end, text, size);
-    }
+    line.append(text, text + size);
     return 0;
 } catch (const std::bad_alloc&) {
     return -1;
