@@ -24,10 +24,6 @@ bool is_binary(const std::string& text) {
 
 namespace detail {
 
-void option_parser_base::anchor() {}
-
-void option_parser_base::initialize(option_base& /*option*/) {}
-
 bool option_parser_base::needs_param(option_base& option) {
     return !option.is_positional() && (option.flags() & kSwitch) == 0;
 }
@@ -84,14 +80,6 @@ option_base::~option_base() {
     if (registered_with_ != nullptr) {
         registered_with_->remove(*this);
     }
-}
-
-int option_base::int_val() const {
-    return 0;
-}
-
-bool option_base::storage_allocated() {
-    return true;
 }
 
 void option_base::set_name(string_view name) {

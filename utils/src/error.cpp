@@ -2,8 +2,6 @@
 
 #include "qx/format.h"
 
-#include <utility>
-
 namespace qx {
 namespace {
 
@@ -12,13 +10,6 @@ constexpr long kTextCapacity = 128;
 void replace_text(basic_memstream& stream, string_view text) {
     stream.truncate(0);
     stream.write(text.data(), static_cast<std::streamsize>(text.size()));
-}
-
-void update_record() {
-    _QXErrorStorage& record = _get_qxerrno();
-    record.number = last_error().number;
-    replace_text(record.first, last_error().kind);
-    replace_text(record.second, last_error().reason);
 }
 
 } // namespace
@@ -33,11 +24,9 @@ _QXErrorStorage::_QXErrorStorage()
 
 _QXErrorStorage& _get_qxerrno() {
     static _QXErrorStorage record;
-    static bool is_following = false;
-    if (!std::exchange(is_following, true)) {
-        detail::follow_last_error(update_record);
-        update_record();
-    }
+    record.number = last_error().number;
+    replace_text(record.first, last_error().kind);
+    replace_text(record.second, last_error().reason);
     return record;
 }
 

@@ -5,8 +5,6 @@
 namespace qx {
 namespace {
 
-void (*follower)() = nullptr;
-
 error_info& record() {
     static error_info the_error;
     return the_error;
@@ -18,18 +16,11 @@ const error_info& last_error() {
     return record();
 }
 
-void detail::follow_last_error(void (*follow)()) {
-    follower = follow;
-}
-
 void set_qxerrno(std::int32_t number, string_view kind, string_view reason) {
     error_info& last = record();
     last.number = number;
     last.kind = kind;
     last.reason.assign(reason.data(), reason.size());
-    if (follower != nullptr) {
-        follower();
-    }
 }
 
 void set_io_error(string_view reason) {

@@ -116,11 +116,11 @@ bool start(const char* name, const char* /*second*/) {
     return is_started;
 }
 
-bool can_log(unsigned long /*mask*/, level severity) {
+bool can_log(contract::log_mask /*mask*/, level severity) {
     return static_cast<int>(severity) <= logger().threshold;
 }
 
-void print(unsigned long mask, level severity, std::string&& line) {
+void print(contract::log_mask mask, level severity, std::string&& line) {
     if (!can_log(mask, severity)) {
         return;
     }

@@ -87,7 +87,7 @@ void print_schedule_error(int result, const char* reason);
 /// Prints the usage on standard output and the last-error record on standard error.
 void print_usage();
 
-/// Prints a warning as a block of two lines on standard error.
+/// Prints a warning as a block of two lines on standard error. Only the contract asks for it.
 void print_warning(qx::string_view message);
 
 } // namespace qx::manage

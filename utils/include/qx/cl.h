@@ -2,6 +2,7 @@
 // the results out of the objects. Everything here belongs to one thread.
 #pragma once
 
+#include "qx/contract.h"
 #include "qx/string_view.h"
 
 #include <cstddef>
@@ -40,12 +41,8 @@ inline constexpr std::uint32_t kCutAtSeparator = 8;
 inline constexpr int kNoMaximum = std::numeric_limits<int>::max();
 
 /// What turns the word of an option into its value, one class for each type of value.
-class option_parser_base {
+class option_parser_base : public contract::parser_members {
 public:
-    // Required by the published class layout; nothing here uses them.
-    virtual void anchor();
-    virtual void initialize(option_base& option); ///< called when `option` is registered
-
     option_parser_base() = default;
     option_parser_base(const option_parser_base&) = delete;
     option_parser_base& operator=(const option_parser_base&) = delete;
@@ -87,14 +84,10 @@ struct count_limits {
 
 /// Base of every option: its attributes and what the parser keeps about it. All texts are views of
 /// texts that live as long as the program.
-class option_base {
+class option_base : public contract::option_members {
 public:
     option_base(const option_base&) = delete;
     option_base& operator=(const option_base&) = delete;
-
-    // Required by the published class layout; nothing here uses them.
-    virtual int int_val() const; ///< the value of a sub-command selector, 0 for any other option
-    virtual bool storage_allocated(); ///< true
 
     virtual ~option_base();
     /// Stores one occurrence; false when the word is unusable. A positional argument finds its word
@@ -412,11 +405,12 @@ inline constexpr bool is_number = std::is_arithmetic_v<T> && !std::is_same_v<T, 
 
 /// An option with one value; a later occurrence replaces an earlier one. Without a name it is
 /// positional. The value is the object itself (std::string) or what it converts to.
-template <class T, bool External = false, class Parser = option_parser<T, detail::is_number<T>>,
+template <class T, bool External = contract::external_storage,
+          class Parser = option_parser<T, detail::is_number<T>>,
           class Storage = opt_storage<T, std::is_class_v<T>, !External>>
 class opt : public detail::option_base, public Storage {
 public:
-    static_assert(!External, "an option is its own storage");
+    static_assert(External == contract::external_storage);
 
     template <std::size_t N, detail::modifier... Modifiers>
     explicit opt(const char (&name)[N], const Modifiers&... modifiers)
@@ -439,11 +433,12 @@ private:
 };
 
 /// An option that keeps all its values.
-template <class T, bool External = false, class Parser = option_parser<T, detail::is_number<T>>,
+template <class T, bool External = contract::external_storage,
+          class Parser = option_parser<T, detail::is_number<T>>,
           class Storage = opt_list_storage<T, !External>>
 class list : public detail::option_base, public Storage {
 public:
-    static_assert(!External, "an option is its own storage");
+    static_assert(External == contract::external_storage);
 
     template <std::size_t N, detail::modifier... Modifiers>
     explicit list(const char (&name)[N], const Modifiers&... modifiers)
@@ -470,11 +465,12 @@ private:
 };
 
 /// An option that keeps its distinct values, ordered.
-template <class T, bool External = false, class Parser = option_parser<T, detail::is_number<T>>,
+template <class T, bool External = contract::external_storage,
+          class Parser = option_parser<T, detail::is_number<T>>,
           class Storage = opt_set_storage<T, !External>>
 class set : public detail::option_base, public Storage {
 public:
-    static_assert(!External, "an option is its own storage");
+    static_assert(External == contract::external_storage);
 
     template <std::size_t N, detail::modifier... Modifiers>
     explicit set(const char (&name)[N], const Modifiers&... modifiers)

@@ -19,7 +19,7 @@ struct _QXErrorStorage {
     basic_memstream second;
 };
 
-/// The one record of the process, for the main thread. Only a failure changes it.
+/// The one record of the process, brought up to date. For the main thread.
 _QXErrorStorage& _get_qxerrno();
 
 } // namespace qx

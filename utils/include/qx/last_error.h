@@ -37,11 +37,4 @@ void set_io_error(string_view reason);
 
 /// The same, with the text of `reason`, an errno, behind `what`.
 void set_io_error(const std::string& what, int reason);
-
-namespace detail {
-
-/// Has `follow` called whenever the last error has changed.
-void follow_last_error(void (*follow)());
-
-} // namespace detail
 } // namespace qx

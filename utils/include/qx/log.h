@@ -2,6 +2,7 @@
 // `stop`; call both in the main thread, while no other thread logs.
 #pragma once
 
+#include "qx/contract.h"
 #include "qx/format.h"
 #include "qx/string_view.h"
 
@@ -19,12 +20,12 @@ enum class level { error = 0, warning = 1, info = 2, debug = 3 };
 bool start(const char* name, const char* second);
 
 /// Whether a line of this level would be written. The mask selects nothing.
-bool can_log(unsigned long mask, level severity);
+bool can_log(contract::log_mask mask, level severity);
 
 /// Writes a whole line, line feed included, in one piece. Date, time, process id and level replace
 /// the placeholder that it begins with, if any. All but the final line feed is escaped like text on
 /// a terminal (qx/escape.h). A line that cannot be written is dropped.
-void print(unsigned long mask, level severity, std::string&& line);
+void print(contract::log_mask mask, level severity, std::string&& line);
 
 void stop();
 
