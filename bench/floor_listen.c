@@ -1,8 +1,11 @@
 // The least that printing the broker's events costs: what listening with the tool is measured
-// against. Received in large pieces, each event is parsed once, serialised once and written at
-// once. Ends by a signal, or when the broker has gone.
+// against. Received in large pieces, each event is parsed once and serialised once with jansson.
+// Writes each line at once or, with the argument "collect", up to 64 KiB of lines for as long as
+// more input waits. Ends by a signal, or when the broker has gone.
+// usage: floor_listen [collect]
 #include "broker_socket.h"
 
+#include <errno.h>
 #include <jansson.h>
 #include <stdbool.h>
 #include <stdint.h>
@@ -12,30 +15,49 @@ static const char kRequest[] = "{\"type\": \"subscribe\", \"name\": \"device_dis
 static const char kStart[] = "{\"event_name\": \"QX_PLIX_DEVICE_DISCOVERY\", \"data\": ";
 static const char kEnd[] = "}\n";
 
-enum { kHeader = sizeof(int32_t), kReceived = 64 * 1024, kLine = 64 * 1024 };
+enum { kHeader = sizeof(int32_t), kReceived = 64 * 1024, kPiece = 64 * 1024 };
 
-static bool print_event(const char* text, size_t length) {
-    static char line[kLine];
+struct output {
+    bool collects;
+    size_t size;
+    char lines[2 * kPiece];
+};
+
+// Leaves up to `kept` bytes of lines to be written later.
+static bool write_lines(struct output* output, size_t kept) {
+    while (output->size > kept) {
+        const size_t size = output->size < kPiece ? output->size : kPiece;
+        if (write(STDOUT_FILENO, output->lines, size) != (ssize_t)size) {
+            return false;
+        }
+        output->size -= size;
+        memmove(output->lines, output->lines + size, output->size);
+    }
+    return true;
+}
+
+static bool print_event(struct output* output, const char* text, size_t length) {
     json_t* const event = json_loadb(text, length, 0, NULL);
     if (event == NULL) {
         return false;
     }
-    const size_t start = sizeof kStart - 1;
-    const size_t room = sizeof line - start - (sizeof kEnd - 1);
-    memcpy(line, kStart, start);
-    const size_t size = json_dumpb(event, line + start, room, 0);
+    char* line = output->lines + output->size;
+    memcpy(line, kStart, sizeof kStart - 1);
+    line += sizeof kStart - 1;
+    const size_t room = (size_t)(output->lines + sizeof output->lines - line) - sizeof kEnd;
+    const size_t size = json_dumpb(event, line, room, 0);
     json_decref(event);
     if (size == 0 || size > room) {
         return false;
     }
-    memcpy(line + start + size, kEnd, sizeof kEnd - 1);
-    const size_t whole = start + size + sizeof kEnd - 1;
-    return write(STDOUT_FILENO, line, whole) == (ssize_t)whole;
+    memcpy(line + size, kEnd, sizeof kEnd - 1);
+    output->size += sizeof kStart - 1 + size + sizeof kEnd - 1;
+    return write_lines(output, output->collects ? kPiece - 1 : 0);
 }
 
 // Takes the whole frames off the front of `bytes`; the first is the answer to the request. The
 // number of bytes taken, or -1.
-static ssize_t take_frames(const char* bytes, size_t have, bool* answered) {
+static ssize_t take_frames(struct output* output, const char* bytes, size_t have, bool* answered) {
     size_t taken = 0;
     while (have - taken >= kHeader) {
         int32_t length = 0;
@@ -46,7 +68,7 @@ static ssize_t take_frames(const char* bytes, size_t have, bool* answered) {
         if (have - taken - kHeader < (size_t)length) {
             break;
         }
-        if (*answered && !print_event(bytes + taken + kHeader, (size_t)length)) {
+        if (*answered && !print_event(output, bytes + taken + kHeader, (size_t)length)) {
             return -1;
         }
         *answered = true;
@@ -55,8 +77,19 @@ static ssize_t take_frames(const char* bytes, size_t have, bool* answered) {
     return (ssize_t)taken;
 }
 
-int main(void) {
+// Writes what has been collected before it waits.
+static ssize_t receive(struct output* output, int fd, char* bytes, size_t size) {
+    const ssize_t got = recv(fd, bytes, size, output->collects ? MSG_DONTWAIT : 0);
+    if (got >= 0 || errno != EAGAIN) {
+        return got;
+    }
+    return write_lines(output, 0) ? recv(fd, bytes, size, 0) : -1;
+}
+
+int main(int argc, char** argv) {
     static char received[kReceived];
+    static struct output output;
+    output.collects = argc == 2 && strcmp(argv[1], "collect") == 0;
     size_t have = 0;
     bool answered = false;
     const int fd = connect_to_broker();
@@ -64,12 +97,12 @@ int main(void) {
         return 1;
     }
     for (;;) {
-        const ssize_t got = recv(fd, received + have, sizeof received - have, 0);
+        const ssize_t got = receive(&output, fd, received + have, sizeof received - have);
         if (got <= 0) {
             return 1;
         }
         have += (size_t)got;
-        const ssize_t taken = take_frames(received, have, &answered);
+        const ssize_t taken = take_frames(&output, received, have, &answered);
         if (taken < 0) {
             return 1;
         }

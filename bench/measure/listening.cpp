@@ -22,15 +22,21 @@ struct Flood {
     long events;
     long size;
     const char* name;
+    bool collects; ///< the floor collects lines, too
+    Target rate;
+    Target processor;
 };
 
-enum { kSmaller, kLarger, kLarge, kFloods };
+enum { kSmaller, kLarger, kLarge, kCollecting, kFloods };
 
 constexpr Flood kFlood[kFloods] = {
-    {100'000, 200, "100 000 events of 200 B"},
-    {200'000, 200, "200 000 events of 200 B"},
-    {10'000, 20'000, "10 000 events of 20 kB"},
+    {100'000, 200, "100 000 events of 200 B", false, {false, 0.7}, {true, 2}},
+    {200'000, 200, "200 000 events of 200 B", false, {false, 0.7}, {true, 2}},
+    {10'000, 20'000, "10 000 events of 20 kB", false, {false, 0.7}, {true, 2}},
+    {200'000, 200, "200 000 events of 200 B, collecting floor", true, {false, 0.95}, {true, 1.15}},
 };
+
+constexpr Target kSystemCalls{true, 0.05}; ///< per event
 
 // The library gives memory back when no event has come for a second.
 constexpr std::chrono::milliseconds kQuiet{1500};
@@ -139,10 +145,20 @@ struct Series {
     std::vector<std::vector<double>> kept;      // KiB, some time after the flood
 };
 
+using Words = std::vector<std::string>;
+
+Words command(const Subjects& subjects, std::size_t index, const Flood& flood) {
+    Words words = subjects[index].listen;
+    if (index == 0 && flood.collects) {
+        words.emplace_back("collect");
+    }
+    return words;
+}
+
 void run(const Broker& broker, const Subjects& subjects, std::size_t index, const Flood& flood,
          bool look_at_memory, Series& series) {
     const Subject& subject = subjects[index];
-    Launched program(subject.listen);
+    Launched program(command(subjects, index, flood));
     broker.wait_for_subscription();
     const std::int64_t start = now();
     broker.burst(flood.events, flood.size);
@@ -174,16 +190,15 @@ std::vector<std::vector<double>> growth(const std::vector<std::vector<double>>& 
 }
 
 std::vector<Row> make_rows(const std::vector<Series>& series) {
-    const Target rate{false, 0.7};
-    const Target processor{true, 2.0};
     const Target grown{true, 1.15};
     std::vector<Row> rows;
     for (int i = 0; i < kFloods; ++i) {
         const std::string name = kFlood[i].name;
         const Series& one = series[static_cast<std::size_t>(i)];
-        rows.push_back(make_row("events per second, " + name, "", 0, one.rate, true, {rate, rate}));
+        rows.push_back(make_row("events per second, " + name, "", 0, one.rate, true,
+                                {kFlood[i].rate, kFlood[i].rate}));
         rows.push_back(make_row("processor time per event, " + name, "us", 2, one.processor, true,
-                                {processor, processor}));
+                                {kFlood[i].processor, kFlood[i].processor}));
         rows.push_back(make_row("peak memory, " + name, "KiB", 0, one.peak, true, {}));
     }
     const Series& larger = series[kLarger];
@@ -213,9 +228,31 @@ std::vector<Row> measure_listening(const Broker& broker, const Subjects& subject
     return make_rows(series);
 }
 
+Row count_calls_while_listening(const Broker& broker, const Subjects& subjects,
+                                const std::string& scratch) {
+    const Flood& flood = kFlood[kCollecting];
+    std::vector<std::vector<double>> calls(subjects.size());
+    for (std::size_t subject = 0; subject < subjects.size(); ++subject) {
+        // With -D the tracer is not the parent, so that the signal reaches the program itself.
+        Words words{"/usr/bin/env", "strace", "-D",         "-f", "-qq",
+                    "-c",           "-U",     "calls,name", "-o", scratch};
+        const Words listener = command(subjects, subject, flood);
+        words.insert(words.end(), listener.begin(), listener.end());
+        Launched program(words);
+        broker.wait_for_subscription();
+        broker.burst(flood.events, flood.size);
+        read_flood(program, flood, subjects[subject].name);
+        double milliseconds = 0;
+        stop(program, subjects[subject], milliseconds);
+        calls[subject].push_back(strace_sum(scratch) / static_cast<double>(flood.events));
+    }
+    return make_row(std::string("system calls per event, ") + flood.name, "", 3, calls, false,
+                    {kSystemCalls, kSystemCalls});
+}
+
 Row measure_stop(const Broker& broker, const Subjects& subjects, int runs) {
     const Target target{true, 50};
-    const Flood one{1, kOneEventSize, "one event"};
+    const Flood one{1, kOneEventSize, "one event", false, {}, {}};
     std::vector<std::vector<double>> times(subjects.size());
     for (int i = 0; i < runs; ++i) {
         for (std::size_t subject = 0; subject < subjects.size(); ++subject) {

@@ -126,6 +126,7 @@ int main(int argc, char** argv) {
     append(report.rows, measure_requests(subjects, pairs));
     append(report.rows, count_requests(subjects, pairs, scratch));
     append(report.rows, measure_listening(broker, subjects, pairs));
+    append(report.rows, {count_calls_while_listening(broker, subjects, scratch)});
     append(report.rows, {measure_stop(broker, subjects, pairs)});
     append(report.rows, size_rows);
     const std::string table = to_markdown(report);

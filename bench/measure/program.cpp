@@ -3,6 +3,7 @@
 #include "base/descriptor.h"
 
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <csignal>
 #include <cstdio>
@@ -10,8 +11,11 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <fstream>
 #include <spawn.h>
+#include <sstream>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -95,6 +99,28 @@ void expect_success(pid_t pid, const std::string& name) {
     if (::waitpid(pid, &status, 0) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         fail(name + " failed, wait status " + std::to_string(status));
     }
+}
+
+std::string file_text(const std::string& name) {
+    std::ifstream file(name);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+double strace_sum(const std::string& output) {
+    constexpr int tries = 1000;
+    for (int i = 0; i < tries; ++i) {
+        // The last line is the sum: its number, then "total".
+        const std::string text = file_text(output);
+        const std::size_t total = text.rfind(" total");
+        const std::size_t line = text.rfind('\n', total);
+        if (total != std::string::npos && line != std::string::npos) {
+            return std::stod(text.substr(line + 1));
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    fail("strace printed no sum");
 }
 
 Launched::Launched(const std::vector<std::string>& argv)

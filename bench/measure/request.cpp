@@ -4,8 +4,6 @@
 #include "program.h"
 
 #include <fcntl.h>
-#include <fstream>
-#include <sstream>
 #include <unistd.h>
 
 namespace qx::bench {
@@ -41,13 +39,6 @@ std::string output_of(const Subject& subject) {
     return read_all(program.output());
 }
 
-std::string file_text(const std::string& name) {
-    std::ifstream file(name);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 using Words = std::vector<std::string>;
 
 void run_counter(Words counter, const Subject& subject) {
@@ -58,14 +49,7 @@ void run_counter(Words counter, const Subject& subject) {
 
 double count_system_calls(const Subject& subject, const std::string& scratch) {
     run_counter({"strace", "-f", "-qq", "-c", "-U", "calls,name", "-o", scratch}, subject);
-    // The last line is the sum: its number, then "total".
-    const std::string text = file_text(scratch);
-    const std::size_t total = text.rfind(" total");
-    const std::size_t line = text.rfind('\n', total);
-    if (total == std::string::npos || line == std::string::npos) {
-        fail("strace printed no sum");
-    }
-    return std::stod(text.substr(line + 1));
+    return strace_sum(scratch);
 }
 
 double count_instructions(const Subject& subject, const std::string& scratch) {
