@@ -143,6 +143,17 @@ TEST_F(MainFlow, LaysOutResultsForATerminal) {
     EXPECT_EQ(on_terminal("va_status"), "VA_scan_running: true\n");
 }
 
+TEST_F(MainFlow, PrintsEveryKindOfValue) {
+    broker.answer(
+        "get_version_info",
+        R"({"status":0,"data":[{},[],[[{"a":null}]],true,false,-9223372036854775808,)"
+        R"(-0,1E22,0.1,"\u0001\b\t\n\u000b\f\r\"\\\/\u001f\u007f\u0080",{"\n":"\u00e4"}]})");
+    EXPECT_EQ(run_tool({"get_version_info"}).out,
+              R"([{}, [], [[{"a": null}]], true, false, -9223372036854775808, )"
+              R"(0, 1e22, 0.10000000000000001, "\u0001\b\t\n\u000B\f\r\"\\/\u001F)"
+              "\x7f\u0080\", {\"\\n\": \"\u00e4\"}]\n");
+}
+
 // Text that sets a title, forges a line, erases the display and changes the writing direction.
 TEST_F(MainFlow, EscapesControlCharactersForTerminalsOnly) {
     const std::string sent = R"(t\u001b]0;x\u0007\nerror:\u007f\u009b2J\u00e4\u202e)";

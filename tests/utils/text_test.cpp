@@ -151,22 +151,17 @@ TEST(Println, WritesTheErrorRecord) {
 }
 
 TEST(Escape, EscapesWhatATerminalWouldActOn) {
-    const struct {
-        std::string text;
-        std::string shown;
-        std::string json;
-    } cases[] = {
-        {"", "", ""},
-        {"{\"a ~\": 1}", "{\"a ~\": 1}", "{\"a ~\": 1}"},
-        {"a\n\tb", R"(a\x0a\x09b)", "a\n\tb"},
-        {"\x7f", R"(\x7f)", R"(\u007F)"},
-        {"\xc2\x80\xc2\x9f\xc2\xa0", "\\xc2\\x80\\xc2\\x9f\xc2\xa0", "\\u0080\\u009F\xc2\xa0"},
-        {"\x9b\xff\xc2", R"(\x9b\xff\xc2)", "\x9b\xff\xc2"},
-        {"\xe2\x82\xac", "\xe2\x82\xac", "\xe2\x82\xac"},
+    const std::pair<std::string, std::string> cases[] = {
+        {"", ""},
+        {"{\"a ~\": 1}", "{\"a ~\": 1}"},
+        {"a\n\tb", R"(a\x0a\x09b)"},
+        {"\x7f", R"(\x7f)"},
+        {"\xc2\x80\xc2\x9f\xc2\xa0", "\\xc2\\x80\\xc2\\x9f\xc2\xa0"},
+        {"\x9b\xff\xc2", R"(\x9b\xff\xc2)"},
+        {"\xe2\x82\xac", "\xe2\x82\xac"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(qx::shown(c.text), c.shown);
-        EXPECT_EQ(qx::shown_json(c.text), c.json);
+    for (const auto& [text, shown] : cases) {
+        EXPECT_EQ(qx::shown(text), shown);
     }
 }
 

@@ -50,16 +50,6 @@ bool is_plain(std::uint32_t code) {
     });
 }
 
-void append_byte(std::string& out, const char* notation, const char* digits, std::uint32_t byte) {
-    out += notation;
-    out += digits[byte >> 4 & 0xf];
-    out += digits[byte & 0xf];
-}
-
-bool is_del_or_c1(std::uint32_t code) {
-    return code >= 0x7f && code <= 0x9f;
-}
-
 } // namespace
 
 std::size_t append_shown(std::string& out, string_view text, std::size_t at) {
@@ -69,8 +59,12 @@ std::size_t append_shown(std::string& out, string_view text, std::size_t at) {
         out.append(bytes.data(), bytes.size());
         return bytes.size();
     }
+    constexpr char digits[] = "0123456789abcdef";
     for (const char byte : bytes) {
-        append_byte(out, "\\x", "0123456789abcdef", static_cast<unsigned char>(byte));
+        const auto code = static_cast<unsigned char>(byte);
+        out += "\\x";
+        out += digits[code >> 4U];
+        out += digits[code & 0xfU];
     }
     return bytes.size();
 }
@@ -85,21 +79,6 @@ std::string shown(string_view text) {
 
 bool is_printable_ascii(string_view text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
-}
-
-std::string shown_json(string_view document) {
-    std::string out;
-    out.reserve(document.size());
-    for (std::size_t at = 0; at < document.size();) {
-        const Character character = decode(document, at);
-        if (character.valid && is_del_or_c1(character.code)) {
-            append_byte(out, "\\u00", "0123456789ABCDEF", character.code); // as jansson does
-        } else {
-            out.append(document.data() + at, character.size);
-        }
-        at += character.size;
-    }
-    return out;
 }
 
 } // namespace qx

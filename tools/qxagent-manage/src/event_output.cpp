@@ -82,8 +82,8 @@ bool EventOutput::is_full() const {
     return lines_.size() > kFull / 2;
 }
 
-void EventOutput::add(const json_t* document, std::size_t expected_size) {
-    append_json(lines_, document, expected_size);
+void EventOutput::add(string_view event_name, json_t* data) {
+    append_json(lines_, data, event_name);
 }
 
 EventOutput::Result EventOutput::print() {

@@ -20,8 +20,8 @@ public:
     /// Whether it is time for print() although more events wait.
     [[nodiscard]] bool is_full() const;
 
-    /// Adds a document; for the arguments see append_json. Throws std::bad_alloc.
-    void add(const json_t* document, std::size_t expected_size);
+    /// Adds an event, or nothing for null. Throws std::bad_alloc.
+    void add(string_view event_name, json_t* data);
 
     /// Writes the collected lines; waits for a slow reader without a time limit. Returns `stopped`
     /// once a stop signal has arrived and either everything is written or a second has passed.

@@ -33,22 +33,13 @@ struct Event {
 
 using Events = std::vector<Event>;
 
-// What a line has besides the event itself, about.
-constexpr std::size_t kAroundAnEvent = 100;
-
 // Runs inside the C library's call, so nothing may be thrown: an event that memory is too short for
 // is passed over.
-void print_event(const char* text, void* user_data) noexcept {
+void print_event(const char* text, void* user_data) noexcept try {
     const Event& subscribed = *static_cast<const Event*>(user_data);
-    json_t* const event = ::json_loads(text, 0, nullptr);
-    json_t* const name = ::json_string_nocheck(subscribed.name.c_str());
-    const qx::json_ptr object(::json_object());
-    const bool named = ::json_object_set_new_nocheck(object.get(), "event_name", name) == 0;
-    const bool whole = ::json_object_set_new_nocheck(object.get(), "data", event) == 0 && named;
-    try {
-        subscribed.output->add(whole ? object.get() : nullptr, std::strlen(text) + kAroundAnEvent);
-    } catch (const std::bad_alloc&) {
-    }
+    const qx::json_ptr data(::json_loads(text, 0, nullptr));
+    subscribed.output->add(subscribed.name, data.get());
+} catch (const std::bad_alloc&) {
 }
 
 // Applies QX_LISTEN_BACKLOG.

@@ -65,11 +65,11 @@ int report_unreadable_settings();
 /// A text of results.
 using OutputText = fmt::basic_memory_buffer<char, 500>;
 
-/// Appends a JSON document as it is printed: one line, or several indented by 4 when standard
-/// output is a terminal. Appends nothing for null or for a value that cannot be serialised. The
-/// caller keeps the value, and says how long the text is going to be, as far as it knows, so that
-/// room for it is made once. Throws std::bad_alloc.
-void append_json(OutputText& text, const json_t* value, std::size_t expected_size);
+/// Appends a parsed JSON document as it is printed: one line, or several indented by 4 when
+/// standard output is a terminal. With a name, appends an event object of that name with the
+/// document as its data. Appends nothing for null. The caller keeps the value. Throws
+/// std::bad_alloc, also when memory was too short to parse the value.
+void append_json(OutputText& text, json_t* value, string_view event_name = {});
 
 /// Prints a JSON document (an object or an array). Prints nothing for any other text, or for null.
 void print_output(const char* text);
@@ -88,6 +88,6 @@ void print_schedule_error(int result, const char* reason);
 void print_usage();
 
 /// Prints a warning as a block of two lines on standard error. Only the contract asks for it.
-void print_warning(qx::string_view message);
+void print_warning(string_view message);
 
 } // namespace qx::manage

@@ -19,8 +19,4 @@ std::string shown(string_view text);
 /// Whether the text is printable ASCII only and so needs no escaping.
 bool is_printable_ascii(string_view text);
 
-/// Escapes the control characters that JSON allows unescaped in strings (DEL and C1), as in
-/// "\u009B".
-std::string shown_json(string_view document);
-
 } // namespace qx
