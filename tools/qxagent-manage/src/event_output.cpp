@@ -87,6 +87,9 @@ void EventOutput::add(string_view event_name, json_t* data) {
 }
 
 EventOutput::Result EventOutput::print() {
+    if (lines_.size() == 0) {
+        return Result::printed;
+    }
     const InterruptedByStop by_stop;
     const string_view all(lines_.data(), lines_.size());
     std::size_t done = 0;
@@ -108,16 +111,20 @@ EventOutput::Result EventOutput::print() {
 }
 
 // A full pipe blocks a large write in the middle of a line. Nothing is split when the pipe has room
-// for the whole piece: its capacity if it is empty, else PIPE_BUF bytes.
+// for the whole piece. A pipe consists of pages; two neighbours hold more than one page of text,
+// and the reader may be in the middle of the first. PIPE_BUF bytes are never split.
 std::size_t EventOutput::piece_limit(std::size_t left) const {
     constexpr std::size_t least = PIPE_BUF;
     int unread = 0;
     if (takes_all_ || left <= least) {
         return left;
     }
-    const bool is_empty =
-        pipe_size_ > 0 && ::ioctl(STDOUT_FILENO, FIONREAD, &unread) == 0 && unread == 0;
-    return is_empty ? std::max(pipe_size_, least) : least;
+    if (pipe_size_ == 0 || ::ioctl(STDOUT_FILENO, FIONREAD, &unread) != 0) {
+        return least;
+    }
+    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    const std::size_t used = unread == 0 ? 0 : 2 * (static_cast<std::size_t>(unread) + page);
+    return std::max(pipe_size_ - std::min(used, pipe_size_), least);
 }
 
 // A single long event must not keep its memory for ever.
