@@ -17,7 +17,7 @@ namespace {
 // A longer message stays where it is.
 constexpr std::size_t kLongest = std::size_t{64} * 1024;
 
-// An empty chunk is used again unless more of it than this has been.
+// A drained chunk is reused while at most this much of it was used; otherwise it is freed.
 constexpr std::size_t kKept = kLongest;
 
 char* text_behind(event_node* node) {
@@ -43,99 +43,65 @@ void* take_room(event_chunk*& chunk, std::size_t size) {
 
 } // namespace
 
-int event_queue_create(event_queue* queue) {
-    if (queue->guard.create() != 0) {
-        return -1;
-    }
-    const mutex_guard lock(queue->guard);
-    queue->head = nullptr;
-    queue->tail = nullptr;
-    queue->chunk = nullptr;
-    return 0;
-}
-
-event_node* event_node_create(char* message, std::size_t size, event_queue* queue) {
-    const std::size_t length = std::strlen(message) + 1;
+const event_node* event_queue_enqueue(event_queue& queue, char* message, std::size_t length) {
     const bool moves = length <= kLongest;
-    const mutex_guard lock(queue->guard);
-    void* const room = take_room(queue->chunk, sizeof(event_node) + (moves ? length : 0));
+    void* const room = take_room(queue.chunk, sizeof(event_node) + (moves ? length : 0));
     if (room == nullptr) {
         std::free(message);
         return nullptr;
     }
-    auto* const node =
-        new (room) event_node{message, nullptr, queue->chunk, sizeof(event_node) + size};
+    auto* const node = new (room) event_node{message, length, nullptr, queue.chunk};
     if (moves) {
-        node->size = sizeof(event_node) + length;
         node->message = static_cast<char*>(std::memcpy(text_behind(node), message, length));
         std::free(message);
+    }
+    (queue.head == nullptr ? queue.head : queue.tail->next) = node;
+    queue.tail = node;
+    return node;
+}
+
+event_node* event_queue_dequeue(event_queue& queue) {
+    event_node* const node = queue.head;
+    if (node != nullptr) {
+        queue.head = node->next;
     }
     return node;
 }
 
-void event_node_destroy(event_node* node, event_queue* queue) {
+void event_node_destroy(event_node* node, event_queue& queue) {
     if (node->message != text_behind(node)) {
         std::free(node->message);
     }
     event_chunk* const chunk = node->chunk;
-    const mutex_guard lock(queue->guard);
     if (--chunk->nodes > 0) {
         return;
     }
-    if (chunk == queue->chunk && chunk->used <= kKept) {
+    if (chunk == queue.chunk && chunk->used <= kKept) {
         chunk->used = 0;
         return;
     }
-    if (chunk == queue->chunk) {
-        queue->chunk = nullptr;
+    if (chunk == queue.chunk) {
+        queue.chunk = nullptr;
     }
     std::free(chunk);
 }
 
-void event_queue_enqueue(event_node* node, event_queue* queue) {
-    const mutex_guard lock(queue->guard);
-    if (queue->head == nullptr) {
-        queue->head = node;
-    } else {
-        queue->tail->next = node;
-    }
-    queue->tail = node;
-}
-
-event_node* event_queue_dequeue(event_queue* queue) {
-    const mutex_guard lock(queue->guard);
-    event_node* const node = queue->head;
-    if (node == nullptr) {
-        return nullptr;
-    }
-    queue->head = node->next;
-    if (queue->tail == node) {
-        queue->tail = nullptr;
-    }
-    return node;
-}
-
-std::size_t event_queue_count(event_queue* queue, std::size_t size) {
-    const mutex_guard lock(queue->guard);
+std::size_t event_queue_count(const event_queue& queue, std::size_t most) {
     std::size_t count = 0;
     std::size_t counted = 0;
-    for (const event_node* node = queue->head; node != nullptr && counted < size;
+    for (const event_node* node = queue.head; node != nullptr && counted < most;
          node = node->next) {
-        counted += std::strlen(node->message) + 1;
+        counted += node->length;
         ++count;
     }
     return count;
 }
 
-void event_queue_destroy(event_queue* queue) {
+void event_queue_destroy(event_queue& queue) {
     while (event_node* const node = event_queue_dequeue(queue)) {
         event_node_destroy(node, queue);
     }
-    {
-        const mutex_guard lock(queue->guard);
-        std::free(queue->chunk);
-    }
-    queue->guard.destroy();
+    std::free(queue.chunk);
 }
 
 } // namespace qxplix

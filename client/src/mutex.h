@@ -16,18 +16,10 @@ namespace qxplix {
 /// A default mutex, ready from its construction on.
 class QX_ANNOTATE(capability("mutex")) mutex {
 public:
-    struct later {};
-
     constexpr mutex() = default;
-    /// One that comes and goes with what it guards: between `create` and `destroy`.
-    constexpr explicit mutex(later /*unused*/)
-        : native_{} {}
     mutex(const mutex&) = delete;
     mutex& operator=(const mutex&) = delete;
 
-    /// 0 or -1.
-    int create() { return ::pthread_mutex_init(&native_, nullptr) == 0 ? 0 : -1; }
-    void destroy() { ::pthread_mutex_destroy(&native_); }
     /// Makes the mutex new in a forked child, where its owner may not exist.
     void renew() { ::pthread_mutex_init(&native_, nullptr); }
 

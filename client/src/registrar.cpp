@@ -254,7 +254,7 @@ bool take_notifications(const event_pipe& pipe, std::size_t most, std::size_t& e
     if (slot == nullptr) {
         return false;
     }
-    events = event_queue_count(&slot->queue, most);
+    events = event_queue_count(slot->queue, most);
     const ssize_t taken = event_pipe_take(pipe, events);
     if (taken < 0) {
         return false;

@@ -36,14 +36,13 @@ void deliver_to_callback(subscription& slot, char* message) {
 }
 
 void deliver_to_pipe(subscription& slot, char* message, std::size_t size) {
-    event_node* const node = event_node_create(message, size, &slot.queue);
+    const event_node* const node = event_queue_enqueue(slot.queue, message, size + 1);
     if (node == nullptr) {
         return;
     }
-    event_queue_enqueue(node, &slot.queue);
     ++slot.waiting;
     ++slot.unannounced;
-    slot.queued += node->size;
+    slot.queued += node->size();
     slot.most_queued = slot.most_queued < slot.queued ? slot.queued : slot.most_queued;
 }
 
@@ -123,13 +122,10 @@ bool receive_one(subscription& slot) {
 
 int subscription_open(subscription& slot, const char* event_name, qx_plix_event_cb callback,
                       void* user_data, event_pipe* pipe, int conn_fd) {
-    if (event_queue_create(&slot.queue) != 0) {
-        return -1;
-    }
     if (event_thread_schedule_fd_ro(conn_fd) != 0) {
-        event_queue_destroy(&slot.queue);
         return -1;
     }
+    slot.queue = {};
     slot.state = subscription_state::active;
     slot.ended = false;
     slot.watched = true;
@@ -149,7 +145,7 @@ int subscription_open(subscription& slot, const char* event_name, qx_plix_event_
 }
 
 void subscription_close(subscription& slot) {
-    event_queue_destroy(&slot.queue);
+    event_queue_destroy(slot.queue);
     if (slot.pipe != nullptr) {
         event_pipe_write(*slot.pipe, 1);
         event_pipe_release(slot.pipe);
@@ -213,14 +209,14 @@ void subscription_announce(subscription& slot) {
 }
 
 bool subscription_hand_over(subscription& slot) {
-    event_node* const node = event_queue_dequeue(&slot.queue);
+    event_node* const node = event_queue_dequeue(slot.queue);
     if (node == nullptr) {
         return false;
     }
     --slot.waiting;
-    slot.queued -= node->size;
+    slot.queued -= node->size();
     run_callback(slot, node->message);
-    event_node_destroy(node, &slot.queue);
+    event_node_destroy(node, slot.queue);
     return true;
 }
 
