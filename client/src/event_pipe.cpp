@@ -1,6 +1,7 @@
 #include "event_pipe.h"
 
 #include "base/descriptor.h"
+#include "base/retry.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -46,32 +47,20 @@ std::size_t event_pipe_write(const event_pipe& pipe, std::size_t count) {
     return done;
 }
 
-int event_pipe_read(const event_pipe& pipe, int drain) {
-    char bytes[4096];
-    const std::size_t wanted = drain == 0 ? 1 : sizeof bytes;
-    ssize_t taken = ::read(pipe.read_fd, bytes, wanted);
-    if (taken <= 0) {
-        return -1;
-    }
-    while (drain != 0 && taken == sizeof bytes) {
-        taken = ::read(pipe.read_fd, bytes, wanted);
-    }
-    return 0;
-}
-
-ssize_t event_pipe_take(const event_pipe& pipe, std::size_t count) {
+ssize_t event_pipe_read(const event_pipe& pipe, std::size_t count) {
     char bytes[4096];
     std::size_t done = 0;
     while (done < count) {
         const std::size_t part = count - done < sizeof bytes ? count - done : sizeof bytes;
-        const ssize_t taken = ::read(pipe.read_fd, bytes, part);
-        if (taken < 0 && errno == EINTR) {
-            continue;
-        }
-        if (taken <= 0) {
-            return taken < 0 && errno == EAGAIN ? static_cast<ssize_t>(done) : -1;
+        const ssize_t taken =
+            qx::io::uninterrupted([&] { return ::read(pipe.read_fd, bytes, part); });
+        if (taken < 0) {
+            return errno == EAGAIN ? static_cast<ssize_t>(done) : -1;
         }
         done += static_cast<std::size_t>(taken);
+        if (static_cast<std::size_t>(taken) < part) {
+            break;
+        }
     }
     return static_cast<ssize_t>(done);
 }

@@ -24,12 +24,9 @@ void event_pipe_release(event_pipe* pipe);
 /// Writes up to `count` notification bytes; how many fitted.
 std::size_t event_pipe_write(const event_pipe& pipe, std::size_t count);
 
-/// Takes one notification byte, or every one when `drain` is not 0. 0 when there was one, else -1.
-int event_pipe_read(const event_pipe& pipe, int drain);
-
 /// Reads up to `count` notification bytes without waiting. Returns how many there were, or -1 on an
 /// error.
-ssize_t event_pipe_take(const event_pipe& pipe, std::size_t count);
+ssize_t event_pipe_read(const event_pipe& pipe, std::size_t count);
 
 /// Waits for a notification byte. Returns -1 on an error and when a signal interrupts. A
 /// cancellation point.

@@ -8,6 +8,7 @@
 #include "warning.h"
 #include "wire.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -225,43 +226,25 @@ void release_pipe(void* pipe) {
 
 enum class notification { taken, awaited, ended };
 
-// Stores in `events` how many events the reader gets now.
-notification take_notification(const event_pipe& pipe, int drain, std::size_t& events) {
+// Takes the notifications of the oldest events, until those total `most` bytes of text, and stores
+// the number of these events.
+notification take_notifications(const event_pipe& pipe, std::size_t most, std::size_t& events) {
     const mutex_guard lock(table.guard);
     subscription* const slot = find_pipe(pipe);
     if (slot == nullptr) {
         return notification::ended;
     }
-    if (event_pipe_read(pipe, drain) != 0) {
-        return notification::awaited;
-    }
-    if (drain == 0) {
-        events = 1;
-        subscription_announce(*slot);
-    } else {
-        events = slot->waiting;
-        slot->unannounced = 0;
-    }
-    return notification::taken;
-}
-
-// Takes the notifications of the oldest events, until those total `most` bytes of text, and stores
-// their number in `events`. Returns false when the subscription has ended or the pipe cannot be
-// read.
-bool take_notifications(const event_pipe& pipe, std::size_t most, std::size_t& events) {
-    const mutex_guard lock(table.guard);
-    subscription* const slot = find_pipe(pipe);
-    if (slot == nullptr) {
-        return false;
-    }
     events = event_queue_count(slot->queue, most);
-    const ssize_t taken = event_pipe_take(pipe, events);
+    // Another reader may have delivered the event of a notification, or taken that of an event.
+    const ssize_t taken = event_pipe_read(pipe, events > 0 ? events : 1);
     if (taken < 0) {
-        return false;
+        return notification::ended;
     }
-    slot->unannounced -= events - static_cast<std::size_t>(taken);
+    const auto known = static_cast<std::size_t>(taken);
+    const std::size_t refused = events > known ? events - known : 0;
+    slot->unannounced -= refused < slot->unannounced ? refused : slot->unannounced;
     subscription_announce(*slot);
-    return true;
+    return taken > 0 ? notification::taken : notification::awaited;
 }
 
 // The thread can be cancelled only here, where it holds no lock.
@@ -287,10 +270,10 @@ void deliver_waiting(const event_pipe& pipe, std::size_t count) {
     }
 }
 
-int read_events(event_pipe* pipe, int drain, int cancel_state) {
+int read_events(event_pipe* pipe, std::size_t most, int cancel_state) {
     for (;;) {
         std::size_t events = 0;
-        switch (take_notification(*pipe, drain, events)) {
+        switch (take_notifications(*pipe, most, events)) {
         case notification::taken:
             deliver_waiting(*pipe, events);
             return 0;
@@ -396,15 +379,16 @@ void registrar_unsubscribe_from_event(const char* event_name) {
 }
 
 int registrar_process_events_on_pipe(int read_fd, int drain) {
-    return use_pipe(read_fd, [drain](event_pipe* pipe, int cancel_state) {
-        return read_events(pipe, drain, cancel_state);
+    const std::size_t most = drain == 0 ? 1 : SIZE_MAX;
+    return use_pipe(read_fd, [most](event_pipe* pipe, int cancel_state) {
+        return read_events(pipe, most, cancel_state);
     });
 }
 
 int registrar_process_some_events_on_pipe(int read_fd, std::size_t most) {
     return use_pipe(read_fd, [most](const event_pipe* pipe, int /*cancel_state*/) {
         std::size_t events = 0;
-        if (!take_notifications(*pipe, most, events)) {
+        if (take_notifications(*pipe, most, events) == notification::ended) {
             return -1;
         }
         deliver_waiting(*pipe, events);

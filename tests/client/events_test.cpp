@@ -483,6 +483,29 @@ TEST_F(Subscriptions, GetTheirTurnWhileAnotherIsReadSlowly) {
     EXPECT_TRUE(slow.other_came);
 }
 
+TEST_F(Subscriptions, KeepTheirNotificationsRightForTwoReaders) {
+    constexpr int kEvents = 100;
+    std::atomic<int> calls{0};
+    const auto work = [](const char*, void* data) {
+        ::usleep(1000);
+        ++*static_cast<std::atomic<int>*>(data);
+    };
+    int fd = -1;
+    ASSERT_EQ(qx_plix_subscribe(kStarted, work, &calls, &fd), 0);
+    for (int i = 0; i < kEvents; ++i) {
+        broker.emit(kStartedName, "{}");
+    }
+    wait_until([&] { return bytes_in(fd) == kEvents; });
+    std::thread other([&] {
+        wait_until([&] { return calls > 0; });
+        EXPECT_EQ(qx_plix_read_events(fd, SIZE_MAX), 0);
+    });
+    EXPECT_EQ(qx_plix_read_events(fd, SIZE_MAX), 0);
+    other.join();
+    EXPECT_EQ(calls, kEvents);
+    EXPECT_EQ(bytes_in(fd), 0);
+}
+
 std::size_t count_threads() {
     using fs::directory_iterator;
     return static_cast<std::size_t>(std::distance(directory_iterator("/proc/self/task"), {}));
