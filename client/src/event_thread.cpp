@@ -57,8 +57,7 @@ void* event_thread_main(void* /*unused*/) {
         if (count == 0 && registrar_was_emptied()) {
             return_free_memory();
         }
-        registrar_limit_backlog();
-        timeout = registrar_resubscribe_all_pending_subs() ? kRetryTimeout : kIdleTimeout;
+        timeout = registrar_finish_pass() ? kRetryTimeout : kIdleTimeout;
     }
     return nullptr;
 }

@@ -288,6 +288,49 @@ int read_events(event_pipe* pipe, std::size_t most, int cancel_state) {
     }
 }
 
+enum class backlog_change { none, begins, ends };
+
+// Decides which connections are read.
+backlog_change limit_backlog(std::size_t limit) QX_REQUIRES(table.guard) {
+    const backlog waiting = measure_backlog();
+    if (table.held_back) {
+        table.held_back_at = now();
+    }
+    table.held_back = table.held_back && waiting.total() > limit / 2;
+    choose_exempt(waiting.queued > 0);
+    for (subscription& slot : table.slots) {
+        if (is_connected(slot)) {
+            subscription_watch(slot, may_be_read(slot));
+        }
+    }
+    if (table.held_back && !table.warned) {
+        table.warned = true;
+        return backlog_change::begins;
+    }
+    if (table.warned && now() - table.held_back_at >= kCalmTime) {
+        table.warned = false;
+        return backlog_change::ends;
+    }
+    return backlog_change::none;
+}
+
+// Goes on with every subscription whose connection was lost, without waiting. Returns whether
+// another attempt is due soon. Does nothing while reading is paused.
+bool registrar_resubscribe_all_pending_subs() QX_REQUIRES(table.guard) {
+    if (table.held_back) {
+        return false;
+    }
+    bool unfinished = false;
+    for (subscription& slot : table.slots) {
+        if (slot.state == subscription_state::pending ||
+            slot.state == subscription_state::subscribing) {
+            resubscribe(slot, now());
+            unfinished = true;
+        }
+    }
+    return unfinished;
+}
+
 void warn_of_backlog(std::size_t limit) {
     char text[160];
     std::snprintf(text, sizeof text,
@@ -415,47 +458,19 @@ void registrar_set_backlog_limit(std::size_t bytes) {
     __atomic_store_n(&backlog_limit, bytes, __ATOMIC_RELAXED);
 }
 
-void registrar_limit_backlog() {
-    bool begins = false;
-    bool ends = false;
+bool registrar_finish_pass() {
     const std::size_t limit = current_limit();
+    backlog_change change{};
+    bool unfinished = false;
     {
         const mutex_guard lock(table.guard);
-        const backlog waiting = measure_backlog();
-        if (table.held_back) {
-            table.held_back_at = now();
-        }
-        table.held_back = table.held_back && waiting.total() > limit / 2;
-        choose_exempt(waiting.queued > 0);
-        for (subscription& slot : table.slots) {
-            if (is_connected(slot)) {
-                subscription_watch(slot, may_be_read(slot));
-            }
-        }
-        begins = table.held_back && !table.warned;
-        table.warned = table.warned || begins;
-        ends = table.warned && now() - table.held_back_at >= kCalmTime;
-        table.warned = table.warned && !ends;
+        change = limit_backlog(limit);
+        unfinished = registrar_resubscribe_all_pending_subs();
     }
-    if (begins) {
+    if (change == backlog_change::begins) {
         warn_of_backlog(limit);
-    } else if (ends) {
+    } else if (change == backlog_change::ends) {
         warn("event backlog drained: events are received as usual");
-    }
-}
-
-bool registrar_resubscribe_all_pending_subs() {
-    const mutex_guard lock(table.guard);
-    if (table.held_back) {
-        return false;
-    }
-    bool unfinished = false;
-    for (subscription& slot : table.slots) {
-        if (slot.state == subscription_state::pending ||
-            slot.state == subscription_state::subscribing) {
-            resubscribe(slot, now());
-            unfinished = true;
-        }
     }
     return unfinished;
 }

@@ -45,13 +45,10 @@ void registrar_process_events_on_conn(int conn_fd);
 /// connection is read until half of the backlog is drained. Any thread, also in a callback.
 void registrar_set_backlog_limit(std::size_t bytes);
 
-/// Event thread, after every pass: decides which connections are read, and warns when reading
-/// pauses and when it has resumed. Call it without the lock: the warning callback may be slow.
-void registrar_limit_backlog();
-
-/// Event thread: goes on with every subscription whose connection was lost, without waiting.
-/// Returns whether another attempt is due soon. Does nothing while reading is paused.
-bool registrar_resubscribe_all_pending_subs();
+/// Event thread, after every pass: decides which connections are read and goes on with every
+/// subscription whose connection was lost, without waiting. Warns when reading pauses and when it
+/// has resumed. Returns whether another attempt to subscribe is due soon.
+bool registrar_finish_pass();
 
 /// Event thread: whether a long queue has become empty since the last call.
 bool registrar_was_emptied();
