@@ -5,9 +5,9 @@
 #                         builds both, in build/cross/aarch64 and build/cross/x86_64: everything, or the targets;
 #                         exits with 75 when the compiler or jansson's source is not available
 #   build.sh table        prints what the tool of each build weighs and links; above the router's limit it fails, and
-#                         prints what has grown since the record, aarch64.parts
-#   build.sh record       makes that record from the tool that is built, which is then to be committed: from time to time
-#                         below the limit, and when the limit is changed
+#                         prints the largest symbols
+#   build.sh symbols      prints bytes and name of each symbol of the router's tool, the largest first; compare them with
+#                         those of an older commit to see what has grown
 # Everything lands in build/cross. A folder there is made under another name and renamed when it is whole; its file
 # .key says what it was made from, so that nothing is made twice.
 set -eu
@@ -25,9 +25,6 @@ jansson_sha256=c739578bf6b764aa0752db9a2fdadcfe921c78f1228c7ec0bb47fa804c55d17b
 source_missing=75
 
 tool_limit=$((480 * 1024))
-record=$here/aarch64.parts
-# A part of the tool that has fewer bytes has no line of its own in the record.
-recorded_bytes=512
 
 say() { printf '%s\n' "$*"; }
 fail() { printf 'cross: %s\n' "$*" >&2; exit 1; }
@@ -184,39 +181,17 @@ build() {
     done
 }
 
-# --- what the router's tool is made of -----------------------------------------------------------------------------
+# --- what the router's tool is made of -------------------------------------------------------------------------------
 
-# parts FILE: writes to FILE what the tool is made of. The compiler takes no order for a linker's map, but shows how it
-# calls the linker, which then does it once more with such an order.
-parts() {
-    command=$(ninja -C "$out/aarch64" -t commands qxagent-manage | tail -n 1)
-    (
-        cd "$out/aarch64"
-        linker=$(sh -c "${command%% -o *} -v -o parts.tool ${command#* -o bin/qxagent-manage}" 2>&1 | grep '^ld\.lld ')
-        sh -c "'$out/compiler/zig' $linker -Map=parts.map"
-        awk -f "$here/parts.awk" parts.map >"$1"
-        rm parts.tool parts.map
-    )
-}
-
-make_record() {
-    parts "$out/parts"
-    awk -v least="$recorded_bytes" '
-        $1 >= least { print }
-        $1 < least { rest += $1 }
-        END { print rest, "<smaller>" }' "$out/parts" | LC_ALL=C sort -k 1,1nr -k 2 >"$record"
-    rm "$out/parts"
-}
-
-print_growth() {
-    parts "$out/parts"
-    say "bytes      part of the tool for the router, and how it differs from the record"
-    awk -v least="$recorded_bytes" '
-        NR == FNR { difference[$2] = -$1; next }
-        { difference[$2 in difference || $1 >= least ? $2 : "<smaller>"] += $1 }
-        END { for (part in difference) if (difference[part] != 0) printf "%+-10d %s\n", difference[part], part }
-        ' "$record" "$out/parts" | sort -k 1,1nr | c++filt
-    rm "$out/parts"
+# A build of its own, because -g takes back the toolchain's -s, which would strip the symbols. It also builds the
+# compiler's libraries once more, which takes some minutes.
+symbols() {
+    [ -e "$out/symbols/build.ninja" ] ||
+        cross_cmake aarch64 "$root" "$out/symbols" -DCMAKE_FIND_ROOT_PATH="$out/aarch64-libraries" -DQX_TESTS=OFF \
+            -DCMAKE_EXE_LINKER_FLAGS_MINSIZEREL=-g
+    ninja -C "$out/symbols" qxagent-manage >/dev/null
+    nm --demangle --print-size --size-sort --reverse-sort --radix=d "$out/symbols/bin/qxagent-manage" |
+        sed '/^[0-9]* [0-9]* [bB] /d; s/^[0-9]* 0*\([0-9]*\) . /\1 /'
 }
 
 # --- the table -------------------------------------------------------------------------------------------------------
@@ -240,7 +215,8 @@ table() {
     describe x86_64 "musl, static" "$out/x86_64/bin/qxagent-manage"
     describe aarch64 "musl, static" "$out/aarch64/bin/qxagent-manage"
     [ "$(wc -c <"$out/aarch64/bin/qxagent-manage")" -le "$tool_limit" ] || {
-        print_growth
+        say "the largest symbols of the tool for the router:"
+        symbols | head -n 40
         fail "the tool for the router is above its limit of $tool_limit bytes"
     }
 }
@@ -254,6 +230,6 @@ case ${1:-} in
         build "$@"
         ;;
     table) table ;;
-    record) make_record ;;
-    *) fail "use packages, build JOBS, table or record" ;;
+    symbols) symbols ;;
+    *) fail "use packages, build JOBS, table or symbols" ;;
 esac
