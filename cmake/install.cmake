@@ -48,11 +48,7 @@ cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
   BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE QX_PREFIX_FROM_PKGCONFIG)
 configure_file(cmake/qx_plix.pc.in ${PROJECT_BINARY_DIR}/qx_plix.pc @ONLY)
 
-set(installed_library ${CMAKE_INSTALL_LIBDIR}/$<TARGET_FILE_NAME:qx_plix>)
-install(FILES $<TARGET_FILE:qx_plix> DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
-# What is there for link-time optimisation works with this very compiler only, and differs from build to build.
-install(CODE "execute_process(COMMAND ${CMAKE_OBJCOPY} -D -R .gnu.lto_* -R .gnu.debuglto_* -N __gnu_lto_slim
-  \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${installed_library}\" COMMAND_ERROR_IS_FATAL ANY)" COMPONENT library)
+install(TARGETS qx_plix DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
 install(FILES ${public_header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT library)
 install(FILES ${PROJECT_BINARY_DIR}/qx_plix.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT library)
 install(FILES ${PROJECT_BINARY_DIR}/qx_plix-config.cmake ${PROJECT_BINARY_DIR}/qx_plix-config-version.cmake

@@ -1,6 +1,6 @@
 # qx_options: what every target of the project is compiled with.
 # qx_hardened: what limits the use that an attacker can make of a fault: for the tool, the library and the simulator.
-# qx_product: both, for what is shipped: sections collected, optimised at link time.
+# qx_product: both, for what is shipped: sections collected, and for the router optimised at link time.
 
 find_package(Threads REQUIRED)
 
@@ -39,10 +39,7 @@ target_link_libraries(qx_product INTERFACE qx_options qx_hardened)
 if(NOT QX_SANITIZE)
   target_compile_options(qx_product INTERFACE -ffunction-sections -fdata-sections)
   target_link_options(qx_product INTERFACE -Wl,--gc-sections -Wl,-O1)
-  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # Fat objects: programs that link the library without link-time optimisation can use it too.
-    target_compile_options(qx_product INTERFACE -flto=auto -ffat-lto-objects)
-  elseif(CMAKE_CROSSCOMPILING)
+  if(CMAKE_CROSSCOMPILING)
     # Statics of functions belong to the main thread; that compiler's guards ask the kernel which thread it is.
     target_compile_options(qx_product INTERFACE -flto $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>)
   endif()
@@ -59,9 +56,6 @@ function(qx_ship target)
     if(NOT CMAKE_CROSSCOMPILING)
       # The loader's largest work, and a fifteenth of the file: addresses within the program.
       target_link_options(${target} PRIVATE -Wl,-z,pack-relative-relocs)
-    endif()
-    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-      target_link_options(${target} PRIVATE -flto=auto)
     endif()
   endif()
 endfunction()
