@@ -10,13 +10,6 @@ target_link_libraries(qx_jansson INTERFACE ${JANSSON_LIBRARY})
 find_path(FMT_INCLUDE_DIR fmt/format.h REQUIRED)
 add_library(qx_fmt INTERFACE)
 target_include_directories(qx_fmt SYSTEM INTERFACE ${FMT_INCLUDE_DIR})
-if(QX_SANITIZE)
-  # What is in the headers takes most of the time that a source takes to compile.
-  find_library(FMT_LIBRARY fmt REQUIRED)
-  target_link_libraries(qx_fmt INTERFACE ${FMT_LIBRARY})
-else()
-  # No number with a fraction, none of 128 bits and none with a thousands separator is printed; the code for them is
-  # large.
-  target_compile_definitions(qx_fmt INTERFACE FMT_HEADER_ONLY FMT_USE_FLOAT=0 FMT_USE_DOUBLE=0 FMT_USE_LONG_DOUBLE=0
-    FMT_USE_INT128=0 FMT_STATIC_THOUSANDS_SEPARATOR=46)
-endif()
+# The code for fractions, numbers of 128 bits and thousands separators is large, and nothing prints them.
+target_compile_definitions(qx_fmt INTERFACE FMT_HEADER_ONLY FMT_USE_FLOAT=0 FMT_USE_DOUBLE=0 FMT_USE_LONG_DOUBLE=0
+  FMT_USE_INT128=0 FMT_STATIC_THOUSANDS_SEPARATOR=46)

@@ -18,9 +18,8 @@ elseif(QX_SANITIZE)
   message(FATAL_ERROR "QX_SANITIZE is '${QX_SANITIZE}'; use address, thread or nothing")
 endif()
 if(QX_SANITIZE_FLAGS)
-  # A target that sets QX_QUICKLY_BUILT runs less than it is compiled.
-  target_compile_options(qx_options INTERFACE ${QX_SANITIZE_FLAGS} -g1 $<IF:$<BOOL:$<TARGET_PROPERTY:QX_QUICKLY_BUILT>>,-O0,-O1>)
-  target_link_options(qx_options INTERFACE ${QX_SANITIZE_FLAGS})
+  add_compile_options(${QX_SANITIZE_FLAGS} -g1 -O1)
+  add_link_options(${QX_SANITIZE_FLAGS})
 endif()
 
 # For the router, the toolchain file says the same, so that it also holds for the libraries built there.

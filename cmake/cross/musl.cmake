@@ -25,9 +25,6 @@ set(CMAKE_CXX_FLAGS_INIT "-Os -fno-rtti -fno-asynchronous-unwind-tables ${harden
 set(CMAKE_TRY_COMPILE_CONFIGURATION MinSizeRel)
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-flto -static -pie -s -Wl,--gc-sections -Wl,-z,relro -Wl,-z,now")
 
-# The compiler makes none.
-set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
-
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
