@@ -1,19 +1,14 @@
 #!/bin/sh
 # Compares the tool with programs that make nothing but the system calls, then times its parts. Runs inside private
 # namespaces, as `./dev bench` starts it, so that the machine's own /opt and sockets stay out of it. The tables land in
-# BUILD/bench.
+# BUILD/bench. Without static tools, their columns are left out.
 # usage: run.sh BUILD [STATIC-TOOL [AARCH64-TOOL]]
-# Without static tools, their columns are left out.
 set -eu
 
 build=$1
 shift
 results=$build/bench
 install_dir=/opt/norvane
-
-for program in strace valgrind strip; do
-    command -v "$program" >/dev/null || { echo "bench: $program is missing" >&2; exit 1; }
-done
 
 # An agent that is installed and has been running, and a router's few users.
 mount -t tmpfs tmpfs /opt

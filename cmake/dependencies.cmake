@@ -1,5 +1,6 @@
-# qx_jansson, qx_fmt: the two libraries that reach the router. jansson is linked statically where it can be,
-# fmt is used header-only in what ships, so that the tool starts without loading either.
+# Threads, and the two libraries that reach the router: qx_jansson, static where it can be, and qx_fmt, header-only, so
+# that the tool starts without loading either.
+find_package(Threads REQUIRED)
 
 find_path(JANSSON_INCLUDE_DIR jansson.h REQUIRED)
 find_library(JANSSON_LIBRARY NAMES libjansson.a jansson REQUIRED)

@@ -4,11 +4,7 @@ if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
   set(sources ${CMAKE_CURRENT_LIST_DIR}/..)
   if(EXISTS ${sources}/.git)
     execute_process(COMMAND git log -1 --format=%ct WORKING_DIRECTORY ${sources}
-      OUTPUT_VARIABLE commit_time OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE failed)
-    if(failed)
-      message(FATAL_ERROR "cannot read the time of the commit from git: set SOURCE_DATE_EPOCH to the timestamp for "
-        "packaged files")
-    endif()
+      OUTPUT_VARIABLE commit_time OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
   else()
     file(TIMESTAMP ${sources}/CMakeLists.txt commit_time %s UTC)
   endif()

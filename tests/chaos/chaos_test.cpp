@@ -287,9 +287,9 @@ TEST(Chaos, LosesNothing) {
         written += writer.written();
     }
     EXPECT_EQ(stage.at_end.descriptors, stage.at_start.descriptors);
-#if !QX_SANITIZED // sanitizers keep what is freed
-    EXPECT_LT(stage.at_end.kilobytes, stage.at_start.kilobytes + 1024);
-#endif
+    if (!kSanitized) { // sanitizers keep what is freed
+        EXPECT_LT(stage.at_end.kilobytes, stage.at_start.kilobytes + 1024);
+    }
     EXPECT_GT(stage.sent, 0);
     print_account(stage, statuses, written);
 }

@@ -1,22 +1,5 @@
-# Packages: `cpack` makes a Debian package of each component; a cross build's target `archive` makes a tar archive of
-# the tool, to be unpacked at a router's root. Each has its checksum beside it. Two builds of one commit give the same
+# `cpack` makes a Debian package of each component, with its checksum beside it. Two builds of one commit give the same
 # bytes, wherever they are made.
-
-# No path of the build reaches a binary.
-foreach(target qx_plix qx_utils qxagent_manage_parts qxagent-manage qxbrokerd_sim_parts qxbrokerd-sim)
-  target_compile_options(${target} PRIVATE
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}/=)
-endforeach()
-
-if(CMAKE_CROSSCOMPILING)
-  set(QX_ROUTER_ARCHIVE ${PROJECT_NAME}-${PROJECT_VERSION}-${CMAKE_SYSTEM_PROCESSOR}-linux-musl.tar.gz)
-  add_custom_target(archive
-    COMMAND ${CMAKE_COMMAND} -DTOOL=$<TARGET_FILE:qxagent-manage> -DARCHIVE=${QX_ROUTER_ARCHIVE}
-      -P ${PROJECT_SOURCE_DIR}/cmake/archive.cmake
-    WORKING_DIRECTORY ${PROJECT_BINARY_DIR} DEPENDS qxagent-manage VERBATIM)
-  return()
-endif()
-
 set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL tool library simulator)

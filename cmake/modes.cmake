@@ -1,0 +1,118 @@
+# The modes of a build. No other file asks for the mode: this one sets everything that depends on it.
+#   release   what is shipped, and every test of it
+#   address   address and undefined-behaviour sanitizers, clang's warnings and clang-tidy, so it compiles everything
+#   thread    thread sanitizer, for the parts that have threads
+#   fuzz      fuzz targets for libFuzzer, with the sanitizers of address
+#   coverage  counts the lines of client and utils that tests run
+#   musl      static programs for QX_PROCESSOR: aarch64, the router's, or x86_64; cross/build.sh prepares it
+# It is included before project(), because the mode chooses the compiler.
+set(QX_MODE release CACHE STRING "release, address, thread, fuzz, coverage or musl")
+
+# What targets link to be compiled and linked with the right flags:
+add_library(qx_options INTERFACE)     # all
+add_library(qx_c_linkable INTERFACE)  # code that programs in C link, without the C++ runtime
+add_library(qx_hardened INTERFACE)    # tool, library and simulator: hinders attacks on memory errors
+add_library(qx_product INTERFACE)     # tool and library
+add_library(qx_program INTERFACE)     # the programs tool and simulator
+add_library(qx_tool INTERFACE)        # the tool: libc is the only dynamic library that is left
+add_library(qx_fuzz_target INTERFACE)
+target_compile_options(qx_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CXX_COMPILER_ID:Clang>>:-Wthread-safety>)
+target_link_libraries(qx_options INTERFACE Threads::Threads)
+target_compile_options(qx_c_linkable INTERFACE -fno-exceptions -fno-rtti)
+target_link_libraries(qx_product INTERFACE qx_options qx_hardened)
+target_link_libraries(qx_tool INTERFACE qx_product qx_program)
+
+# What else depends on the mode, as most modes have it:
+set(build_type Debug)
+set(parts tests fuzz)         # default of QX_PARTS
+set(QX_TESTS client utils tool sim chaos faults install)  # folders of tests that are run,
+set(QX_COMPILED_TESTS)        # of tests that are only compiled,
+set(QX_ROUTER_TESTS)          # and sources of tests of the router's archive
+set(QX_TESTS_TIDY)            # clang-tidy for tests
+set(QX_DELIVERY)              # files of cmake/ that install and pack the product
+set(QX_JSON_BLOCKS ${CMAKE_SOURCE_DIR}/utils/src/json_blocks.cpp)
+set(QX_STATIC -static)        # links a program statically
+set(QX_FUZZ_MAIN replay.cpp)  # what gives inputs to a fuzz target
+# Compiled as one source, a part reads its headers once. The musl build proves that each source includes what it uses.
+set(CMAKE_UNITY_BUILD ON)
+set(CMAKE_UNITY_BUILD_BATCH_SIZE 0)
+
+macro(ship type)
+  set(build_type ${type})
+  # No path of the build reaches a binary.
+  target_compile_options(qx_hardened INTERFACE
+    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${CMAKE_BINARY_DIR}/=)
+  target_compile_options(qx_product INTERFACE -ffunction-sections -fdata-sections)
+  target_link_options(qx_product INTERFACE -Wl,--gc-sections -Wl,-O1)
+  target_link_options(qx_tool INTERFACE -static-libstdc++ -static-libgcc)
+endmacro()
+
+macro(sanitize)
+  set(CMAKE_C_COMPILER clang CACHE STRING "")
+  set(CMAKE_CXX_COMPILER clang++ CACHE STRING "")
+  add_compile_options(-g1 -O1 -fno-omit-frame-pointer -fno-sanitize-recover=all ${ARGN})
+  add_link_options(${ARGN})
+  set(QX_STATIC)
+endmacro()
+
+if(QX_MODE STREQUAL "release")
+  ship(Release)
+  set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG")
+  set(CMAKE_CXX_FLAGS_RELEASE ${CMAKE_C_FLAGS_RELEASE})
+  set(QX_DELIVERY install library debian)
+  # The C library warns about _FORTIFY_SOURCE in code that is not optimised. With it, g++ wants results used that the
+  # code casts to void; clang sees to those that must be.
+  target_compile_options(qx_hardened INTERFACE -fPIE -fstack-protector-strong
+    "$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>" $<$<CXX_COMPILER_ID:GNU>:-Wno-unused-result>)
+  target_link_options(qx_hardened INTERFACE -pie -Wl,-z,relro -Wl,-z,now)
+  # The loader's largest work, and a fifteenth of the file: addresses within the program.
+  target_link_options(qx_tool INTERFACE -Wl,-z,pack-relative-relocs)
+elseif(QX_MODE STREQUAL "address")
+  sanitize(-fsanitize=address,undefined)
+  set(parts tests fuzz bench)
+  # Sanitizers wrap the calls that the fault tests wrap, and nobody installs a sanitized program.
+  set(QX_TESTS client utils tool sim chaos)
+  set(QX_COMPILED_TESTS faults install)
+  set(QX_ROUTER_TESTS install/router/archive_test.cpp)
+  set(CMAKE_C_CLANG_TIDY clang-tidy --quiet)
+  set(CMAKE_CXX_CLANG_TIDY ${CMAKE_C_CLANG_TIDY})
+  set(QX_TESTS_TIDY ${CMAKE_C_CLANG_TIDY} --config-file=${CMAKE_SOURCE_DIR}/tests/.clang-tidy)
+elseif(QX_MODE STREQUAL "thread")
+  sanitize(-fsanitize=thread)
+  set(parts tests)
+  set(QX_TESTS client tool chaos)
+elseif(QX_MODE STREQUAL "fuzz")
+  sanitize(-fsanitize=address,undefined,fuzzer-no-link)
+  set(parts fuzz)
+  set(QX_FUZZ_MAIN)
+  target_link_options(qx_fuzz_target INTERFACE -fsanitize=fuzzer)
+elseif(QX_MODE STREQUAL "coverage")
+  set(CMAKE_C_FLAGS_INIT --coverage)
+  set(CMAKE_CXX_FLAGS_INIT --coverage)
+  set(QX_TESTS client utils tool faults)
+elseif(QX_MODE STREQUAL "musl")
+  ship(MinSizeRel)
+  set(CMAKE_TOOLCHAIN_FILE ${CMAKE_CURRENT_LIST_DIR}/cross/toolchain.cmake CACHE FILEPATH "")
+  set(CMAKE_UNITY_BUILD OFF)
+  set(QX_DELIVERY install router)
+  # A static program preloads no faults, and the harness of the fuzz targets captures glibc's streams.
+  set(parts tests)
+  set(QX_TESTS client utils tool sim chaos install)
+  set(QX_ROUTER_TESTS install/router/archive_test.cpp)
+  # Statics of functions belong to the main thread; this compiler's guards would ask the kernel which thread it is.
+  target_compile_options(qx_product INTERFACE -flto $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>)
+  # Unwind tables would take space for exceptions that this code does not throw.
+  target_compile_options(qx_c_linkable INTERFACE -fno-unwind-tables -fno-asynchronous-unwind-tables)
+  target_sources(qx_program INTERFACE ${CMAKE_SOURCE_DIR}/musl/relro.cpp)
+  target_sources(qx_tool INTERFACE ${CMAKE_SOURCE_DIR}/musl/small_runtime.cpp)
+  set(QX_JSON_BLOCKS ${CMAKE_SOURCE_DIR}/musl/json_blocks.cpp)
+else()
+  message(FATAL_ERROR "there is no mode '${QX_MODE}'")
+endif()
+
+set(QX_PARTS "${parts}" CACHE STRING "folders that are built beside the product: tests, fuzz, bench")
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE ${build_type} CACHE STRING "" FORCE)
+endif()
