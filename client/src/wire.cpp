@@ -13,7 +13,7 @@ int open_conn(int flags) {
     if (!conn) {
         return -1;
     }
-    sockaddr_un address;
+    sockaddr_un address{};
     const socklen_t length = qx_broker_address(&address);
     if (::connect(conn.get(), reinterpret_cast<const sockaddr*>(&address), length) != 0 ||
         !is_trusted_broker(conn.get())) {

@@ -44,7 +44,7 @@ std::string framed(std::string_view json) {
 }
 
 int broker_socket(int (*call)(int, const sockaddr*, socklen_t)) {
-    sockaddr_un address;
+    sockaddr_un address{};
     const socklen_t size = qx_broker_address(&address);
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (call(fd, reinterpret_cast<const sockaddr*>(&address), size) == 0) {

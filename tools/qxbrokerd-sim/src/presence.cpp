@@ -20,7 +20,7 @@ std::string reason() {
 
 io::descriptor bind_socket() {
     io::descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    sockaddr_un address;
+    sockaddr_un address{};
     const socklen_t size = qx_broker_address(&address);
     if (!socket || ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), size) != 0) {
         const bool taken = errno == EADDRINUSE;
