@@ -74,7 +74,7 @@ void lose(Scene& scene, std::uint8_t argument) {
 
 void look_after_lost(Scene& scene, std::uint8_t argument) {
     scene.broker.clock_ahead_ms += std::int64_t{argument} * 10;
-    qxplix::registrar_resubscribe_all_pending_subs();
+    qxplix::registrar_finish_pass();
     if (scene.broker.latest() >= 0) {
         scene.connections.push_back(scene.broker.latest());
     }
@@ -120,7 +120,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     qxplix::registrar_set_backlog_limit(100);
     while (!input.empty()) {
         step(scene, input);
-        qxplix::registrar_limit_backlog();
+        qxplix::registrar_finish_pass();
     }
     qxplix::registrar_uninit();
     if (qxplix::registrar_was_emptied()) {

@@ -8,8 +8,8 @@
 extern "C" {
 #endif
 
-/* Whether files and processes of user `uid` are trusted: root, this process's user, the owner of the
- * install directory, or the agent's user by /etc/passwd. Returns 1 or 0. Any thread. */
+/* Whether files and processes of user `uid` are trusted: root, this process's user, the owner of
+ * the install directory, or the agent's user by /etc/passwd. Returns 1 or 0. Any thread. */
 int qxpath_is_trusted_user(uid_t uid);
 
 #if defined(__GNUC__)

@@ -11,7 +11,7 @@ namespace {
 
 int finish(int result, const qx::text_ptr& answer, const char* failure) {
     if (result == -1) {
-        return report({failure});
+        return print_failure({failure});
     }
     print_output(answer.get());
     return kSuccess;

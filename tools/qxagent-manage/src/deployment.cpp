@@ -201,7 +201,7 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
     // Read the store again: another switch may have changed it since the program started.
     const qx::io::descriptor turn = qx::lock_switch();
     if (setMgmt::init() < 0) {
-        return report_unreadable_settings();
+        return print_unreadable_settings();
     }
     if (setMgmt::getKeyValue(default_entrypoint, std::string()) == entrypoint) {
         return kSuccess;
@@ -215,7 +215,7 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
     std::optional<qx::settings_lock> settings(std::in_place);
     const HeldSignals held;
     if (setMgmt::init() < 0) {
-        return report_unreadable_settings();
+        return print_unreadable_settings();
     }
     const std::string protection = qx::kProtectionEnabledKey.to_string();
     const bool was_protected = setMgmt::getKeyValue(protection, 0) != 0;

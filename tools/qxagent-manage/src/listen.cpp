@@ -194,11 +194,11 @@ Next print_until_stopped(int epfd, int signal_fd, std::size_t watched, EventOutp
 int finish(Next end) {
     switch (end) {
     case Next::wait_failed:
-        return report(system_failure(message::wait_fails));
+        return print_failure(system_failure(message::wait_fails));
     case Next::read_failed:
-        return report({message::events_are_unreadable});
+        return print_failure({message::events_are_unreadable});
     case Next::write_failed:
-        return report(system_failure(message::output_is_not_written));
+        return print_failure(system_failure(message::output_is_not_written));
     case Next::wait:
     case Next::reader_gone:
         return kFailure;
@@ -214,25 +214,25 @@ int run_listen(const std::set<std::string>& events) {
     EventOutput output;
     Events wanted;
     if (const auto failure = list_events(events, output, wanted)) {
-        return report(*failure);
+        return print_failure(*failure);
     }
     if (const auto failure = set_backlog_limit()) {
-        return report(*failure);
+        return print_failure(*failure);
     }
     Subscriptions subscriptions(wanted);
     if (const auto failure = subscriptions.subscribe_all()) {
-        return report(*failure);
+        return print_failure(*failure);
     }
     const qx::io::descriptor epoll(::epoll_create1(EPOLL_CLOEXEC));
     if (!epoll) {
-        return report(system_failure(message::epoll_is_not_created));
+        return print_failure(system_failure(message::epoll_is_not_created));
     }
     const qx::io::descriptor signals(hold_stop_signals());
     if (!signals) {
-        return report(system_failure(message::signals_are_not_set_up));
+        return print_failure(system_failure(message::signals_are_not_set_up));
     }
     if (!watch(epoll.get(), signals.get(), subscriptions.fds())) {
-        return report(system_failure(message::descriptor_is_not_watched));
+        return print_failure(system_failure(message::descriptor_is_not_watched));
     }
     // The notification descriptors, the signal descriptor and standard output.
     const std::size_t watched = subscriptions.fds().size() + 2;

@@ -3,11 +3,11 @@
 // only; no call reports a failure of its own.
 #pragma once
 
+#include "json_writer.h"
 #include "qx/string_view.h"
 #include "qx_plix.h"
 
 #include <cstddef>
-#include <fmt/format.h>
 #include <jansson.h>
 #include <string>
 
@@ -57,13 +57,10 @@ Failure system_failure(const char* message);
 std::string to_line(const Failure& failure);
 
 /// Prints the failure's line on standard error. Returns kFailure.
-int report(const Failure& failure);
+int print_failure(const Failure& failure);
 
 /// Reports the settings store's last failure to open.
-int report_unreadable_settings();
-
-/// A text of results.
-using OutputText = fmt::basic_memory_buffer<char, 500>;
+int print_unreadable_settings();
 
 /// Appends a parsed JSON document as it is printed: one line, or several indented by 4 when
 /// standard output is a terminal. With a name, appends an event object of that name with the

@@ -13,7 +13,7 @@ namespace qx::manage {
 int run_register(const std::vector<std::string>& params) {
     const RegistrationParams given(params);
     if (given.failure()) {
-        return report(*given.failure());
+        return print_failure(*given.failure());
     }
     const qx::json_ptr record(::json_object());
     if (!record) {
@@ -30,12 +30,12 @@ int run_register(const std::vector<std::string>& params) {
         if (pair->second.empty()) {
             const Failure failure{message::parameter_is_empty, pair->first.to_string()};
             QX_LOG(qx::log::level::error, "{:s}", to_line(failure));
-            return report(failure);
+            return print_failure(failure);
         }
         if (pair->first == "router_id" && pair->second == "manual") {
             const Failure failure{message::router_id_is_a_mode};
             QX_LOG(qx::log::level::error, "{:s}", to_line(failure));
-            return report(failure);
+            return print_failure(failure);
         }
         if (!set_text(record, *pair)) {
             QX_LOG(qx::log::level::error, "qx::json::object_set() failed");
@@ -58,7 +58,7 @@ int run_register(const std::vector<std::string>& params) {
 int run_register_to_cloud(const std::vector<std::string>& params) {
     const RegistrationParams given(params);
     if (given.failure()) {
-        return report(*given.failure());
+        return print_failure(*given.failure());
     }
     std::string token;
     std::string mac;
@@ -74,11 +74,11 @@ int run_register_to_cloud(const std::vector<std::string>& params) {
         } else if (pair->first == "redeem") {
             redeem.assign(pair->second.data(), pair->second.size());
         } else {
-            report({message::parameter_is_unknown, pair->first.to_string()});
+            print_failure({message::parameter_is_unknown, pair->first.to_string()});
         }
     }
     if (qx_plix_register_to_cloud(token.c_str(), mac.c_str(), redeem.c_str()) == -1) {
-        return report({message::cloud_refuses_registration});
+        return print_failure({message::cloud_refuses_registration});
     }
     return kSuccess;
 }

@@ -38,15 +38,15 @@ bool require_broker_user(const char* value) {
 int Services::start() {
     const char* const broker_uid = std::getenv("QX_BROKER_UID");
     if (!require_broker_user(broker_uid)) {
-        return report({message::broker_uid_is_invalid, broker_uid});
+        return print_failure({message::broker_uid_is_invalid, broker_uid});
     }
     log_ = qx::log::start("qxagent-manage", nullptr);
     if (!log_) {
-        return report({message::log_does_not_start});
+        return print_failure({message::log_does_not_start});
     }
     settings_ = qx::setMgmt::init() >= 0;
     if (!settings_) {
-        return report_unreadable_settings();
+        return print_unreadable_settings();
     }
     qx_plix_set_warning_cb(log_warning, nullptr);
     client_ = qx_plix_init() != -1;

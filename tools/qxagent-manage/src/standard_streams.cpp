@@ -43,7 +43,7 @@ int check_standard_output(int result) {
     if (std::ferror(stdout) == 0) {
         return result;
     }
-    report({message::output_is_incomplete});
+    print_failure({message::output_is_incomplete});
     return result == kSuccess ? kFailure : result;
 }
 
