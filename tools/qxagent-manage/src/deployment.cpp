@@ -74,10 +74,7 @@ Connector find_connector() {
     return {kScript.to_string(), kDaemon.to_string()};
 }
 
-} // namespace
-
-// An overload of the one of printers.h, which it would hide in an unnamed namespace.
-static void report(const std::string& program, const char* word, const qx::program_end& end) {
+void report(const std::string& program, const char* word, const qx::program_end& end) {
     if (end.is_killed) {
         QX_LOG(qx::log::level::warning, "'{} {}' did not end and was killed", program, word);
     } else if (end.status < 0) {
@@ -87,8 +84,6 @@ static void report(const std::string& program, const char* word, const qx::progr
         QX_LOG(qx::log::level::warning, "'{} {}' ended with status {}", program, word, end.status);
     }
 }
-
-namespace {
 
 // Runs one of the connector's programs. Returns false only when the program hung and was killed.
 bool run(const std::string& program, const char* word, std::chrono::milliseconds grace) noexcept {
