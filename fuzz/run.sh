@@ -17,7 +17,7 @@ for seeds in "$here"/corpus/*; do
     log=$work/$target.log
     mkdir -p "$work/corpus/$target"
     result="nothing found"
-    "$build/bin/fuzz_$target" -max_total_time="$seconds" -timeout=60 -print_final_stats=1 -dict="$here/dictionary" \
+    "$build/bin/fuzz_$target" -max_total_time="$seconds" -timeout=60 -print_final_stats=1 -dict="$work/dictionary" \
         -artifact_prefix="$work/found/$target-" "$work/corpus/$target" "$seeds" >"$log" 2>&1 ||
         { result="FOUND SOMETHING, see $log"; bad=1; }
     printf '%-14s%10s executions, %s of %s edges: %s\n' "$target" "$(last 'executed_units:')" \

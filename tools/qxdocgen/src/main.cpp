@@ -61,6 +61,7 @@ Marks all_marks(const std::string& header, const std::string& readme) {
         {"ZSH_OPERATIONS", qx::docgen::zsh_operations(operations)},
         {"ZSH_CASES", qx::docgen::zsh_cases(operations)},
         {"FISH_COMMANDS", qx::docgen::fish_commands(operations)},
+        {"DICTIONARY_WORDS", qx::docgen::dictionary_words(operations)},
     };
 }
 

@@ -3,6 +3,7 @@
 #include "qx_plix.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 namespace qx::docgen {
@@ -92,6 +93,25 @@ std::string words_of(const std::vector<Choice>& choices, const char* separator) 
         words += choice.word;
     }
     return words;
+}
+
+std::string dictionary_words(const std::vector<Operation>& operations) {
+    std::set<std::string> words;
+    for (const Operation& operation : operations) {
+        words.insert(operation.name);
+        for (const Option& option : operation.options) {
+            words.insert(option.name);
+            for (const Choice& choice : option.choices) {
+                words.insert(choice.word);
+            }
+        }
+    }
+    words.erase("");
+    std::string lines;
+    for (const std::string& word : words) {
+        lines += "\"" + word + "\"\n";
+    }
+    return lines;
 }
 
 } // namespace qx::docgen

@@ -38,4 +38,7 @@ std::string short_help(const std::string& help);
 /// The words of the choices, joined.
 std::string words_of(const std::vector<Choice>& choices, const char* separator);
 
+/// Every word of the command line, quoted, one per line: for a fuzzer's dictionary.
+std::string dictionary_words(const std::vector<Operation>& operations);
+
 } // namespace qx::docgen
