@@ -39,8 +39,8 @@ void expect_success(pid_t pid, const std::string& name);
 /// The text of a file.
 std::string file_text(const std::string& name);
 
-/// How many system calls `strace -c -U calls,name -o output` has counted. Waits for the sum: with -D
-/// strace outlives the program.
+/// How many system calls `strace -c -U calls,name -o output` has counted. Waits for the sum: with
+/// -D strace outlives the program.
 double strace_sum(const std::string& output);
 
 /// What one run of a program cost.
