@@ -83,9 +83,9 @@ build_libraries() {
     mkdir "$2/include"
     cp -r /usr/include/fmt "$2/include"
     for source in "$out/jansson-source" /usr/src/googletest; do
-        # Optimised for time, jansson would take 12.6 KB more and the tool would be above its limit.
         quietly cmake -G Ninja -S "$source" -B "$2/build" -DCMAKE_TOOLCHAIN_FILE="$here/toolchain.cmake" \
-            -DQX_PROCESSOR="$1" -DJANSSON_BUILD_DOCS=OFF -DJANSSON_EXAMPLES=OFF -DJANSSON_WITHOUT_TESTS=ON
+            -DQX_PROCESSOR="$1" -DCMAKE_PROJECT_jansson_INCLUDE="$here/jansson.cmake" \
+            -DJANSSON_BUILD_DOCS=OFF -DJANSSON_EXAMPLES=OFF -DJANSSON_WITHOUT_TESTS=ON
         quietly ninja -C "$2/build" -j "$jobs"
         quietly cmake --install "$2/build" --prefix "$2"
         rm -rf "$2/build"
@@ -107,7 +107,7 @@ build() {
     make_once "$out/compiler" "$compiler_sha256 $(cksum <"$here/compiler")" fetch_compiler
     make_once "$out/jansson-source" "$jansson_sha256" fetch_jansson
     versions=$(dpkg-query -W -f='${source:Version} ' libfmt-dev googletest)
-    key=$(say "$compiler_sha256 $jansson_sha256 $versions" | cat - "$here/compiler" "$here/toolchain.cmake" | sha256sum)
+    key=$(say "$compiler_sha256 $jansson_sha256 $versions" | cat - "$here/compiler" "$here"/*.cmake | sha256sum)
     for processor in aarch64 x86_64; do
         make_once "$out/$processor-libraries" "$key" build_libraries "$processor"
         configure "$processor" "$processor"
