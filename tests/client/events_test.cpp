@@ -602,6 +602,7 @@ TEST_F(Subscriptions, CallbacksMayUnsubscribeButNotSubscribeReadOrStop) {
     };
     for (const bool piped : {false, true}) {
         for (const auto ends : {kStarted, kScan}) {
+            settle(0);
             const auto before = open_descriptors();
             Misuse self{ends};
             self.waiting_fd = subscribe(kScan, inbox);
@@ -651,6 +652,7 @@ TEST_F(Subscriptions, ReadersWaitWithoutADescriptorUntilWokenOrCancelled) {
     };
     rlimit limit{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    settle(0);
     const auto before = open_descriptors();
     // What ends the wait, and the result; 7 means that the call did not return.
     const struct {
