@@ -236,15 +236,16 @@ notification take_notifications(const event_pipe& pipe, std::size_t most, std::s
     }
     events = event_queue_count(slot->queue, most);
     // Another reader may have delivered the event of a notification, or taken that of an event.
-    const ssize_t taken = event_pipe_read(pipe, events > 0 ? events : 1);
+    const ssize_t taken = event_pipe_read(pipe, slot->waiting == 0 ? 1 : events);
     if (taken < 0) {
         return notification::ended;
     }
     const auto known = static_cast<std::size_t>(taken);
     const std::size_t refused = events > known ? events - known : 0;
-    slot->unannounced -= refused < slot->unannounced ? refused : slot->unannounced;
+    const std::size_t claimed = refused < slot->unannounced ? refused : slot->unannounced;
+    slot->unannounced -= claimed;
     subscription_announce(*slot);
-    return taken > 0 ? notification::taken : notification::awaited;
+    return known + claimed > 0 ? notification::taken : notification::awaited;
 }
 
 // The thread can be cancelled only here, where it holds no lock.

@@ -103,6 +103,10 @@ TEST_F(Subscriptions, HandEventsToTheirReaderOneByOneInPortionsOrAllAtOnce) {
     EXPECT_EQ(qx_plix_read_events(fd, 3), 0);
     EXPECT_EQ(inbox.events(), (Events{"0", "1", "2"})) << "the terminating zero bytes count too";
     ASSERT_TRUE(is_readable(fd, kPatience));
+    for (int i = 0; i < 9; ++i) {
+        EXPECT_EQ(qx_plix_read_events(fd, 0), 0) << "hands nothing over";
+    }
+    ASSERT_TRUE(is_readable(fd, kPatience));
     EXPECT_EQ(qx_plix_read_event_fd(fd, 1), 0);
     EXPECT_EQ(inbox.events(), (Events{"0", "1", "2", "3", "4"}));
     EXPECT_FALSE(is_readable(fd, std::chrono::milliseconds(0)));
