@@ -273,16 +273,21 @@ int open_store() {
     return values() ? 0 : -1;
 }
 
-int report_failure() {
+// Without memory for the line, the last-error record still has the reason.
+void report_failure() try {
     QX_LOG(log::level::error, "Cannot read the settings: {:s}", last_error().reason);
-    return -1;
+} catch (const std::bad_alloc&) {
 }
 
 } // namespace
 
 int setMgmt::init() {
     manage_json_memory();
-    return attempt(open_store) == 0 ? 0 : attempt(report_failure);
+    if (attempt(open_store) == 0) {
+        return 0;
+    }
+    report_failure();
+    return -1;
 }
 
 void setMgmt::uninit() {

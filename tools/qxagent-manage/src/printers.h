@@ -47,7 +47,7 @@ inline constexpr char features_are_not_set[] = "Failed setting the features";
 /// A failure on its way to the user.
 struct Failure {
     const char* message;     ///< from the namespace `message`
-    std::string detail = {}; ///< replaces "{}" in the message
+    string_view detail = {}; ///< replaces "{}" in the message; its owner keeps the text
 };
 
 /// A failure whose detail is the text of errno.

@@ -28,7 +28,7 @@ int run_register(const std::vector<std::string>& params) {
             return kFailure;
         }
         if (pair->second.empty()) {
-            const Failure failure{message::parameter_is_empty, pair->first.to_string()};
+            const Failure failure{message::parameter_is_empty, pair->first};
             QX_LOG(qx::log::level::error, "{:s}", to_line(failure));
             return print_failure(failure);
         }
@@ -74,7 +74,7 @@ int run_register_to_cloud(const std::vector<std::string>& params) {
         } else if (pair->first == "redeem") {
             redeem.assign(pair->second.data(), pair->second.size());
         } else {
-            print_failure({message::parameter_is_unknown, pair->first.to_string()});
+            print_failure({message::parameter_is_unknown, pair->first});
         }
     }
     if (qx_plix_register_to_cloud(token.c_str(), mac.c_str(), redeem.c_str()) == -1) {
