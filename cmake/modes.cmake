@@ -8,6 +8,11 @@
 # It is included before project(), because the mode chooses the compiler.
 set(QX_MODE release CACHE STRING "release, address, thread, fuzz, coverage or musl")
 
+if(DEFINED QX_CONFIGURED_MODE AND NOT QX_CONFIGURED_MODE STREQUAL QX_MODE)
+  message(FATAL_ERROR "${CMAKE_BINARY_DIR} is a build of the mode ${QX_CONFIGURED_MODE}; use another folder for ${QX_MODE}")
+endif()
+set(QX_CONFIGURED_MODE ${QX_MODE} CACHE INTERNAL "the mode of this build folder")
+
 # What targets link to be compiled and linked with the right flags:
 add_library(qx_options INTERFACE)     # all
 add_library(qx_c_linkable INTERFACE)  # code that programs in C link, without the C++ runtime
