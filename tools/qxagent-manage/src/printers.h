@@ -46,8 +46,8 @@ inline constexpr char features_are_not_set[] = "Failed setting the features";
 
 /// A failure on its way to the user.
 struct Failure {
-    const char* message;     ///< from the namespace `message`
-    string_view detail = {}; ///< replaces "{}" in the message; its owner keeps the text
+    const char* message = ""; ///< from the namespace `message`
+    string_view detail = {};  ///< replaces "{}" in the message; its owner keeps the text
 };
 
 /// A failure whose detail is the text of errno.
