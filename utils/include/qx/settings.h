@@ -2,7 +2,8 @@
 #pragma once
 
 #include "base/descriptor.h"
-#include "qx/path.h"
+#include "qx/constant_path.h"
+#include "qx/string_view.h"
 
 #include <string>
 #include <utility>
