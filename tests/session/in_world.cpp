@@ -1,0 +1,16 @@
+// in_world COMMAND [ARGUMENT...]: runs a command in a private world, as every test runs.
+
+#include "world.h"
+
+#include <cstdio>
+#include <unistd.h>
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        return 2;
+    }
+    qx::test::enter_world(argv);
+    ::execvp(argv[1], argv + 1);
+    std::perror(argv[1]);
+    return 127;
+}
