@@ -65,7 +65,7 @@ class Copy:
     def __init__(self, folder):
         self.source = folder / "source"
         self.build = folder / "build"
-        shutil.rmtree(self.source, ignore_errors=True)
+        shutil.rmtree(folder, ignore_errors=True)
         self.source.mkdir(parents=True)
         files = run(["git", "ls-files"], cwd=ROOT, check=True).stdout.split()
         for name in files:
