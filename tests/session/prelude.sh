@@ -19,9 +19,9 @@ eventually() {
     done
 }
 
-# start COMMAND...: starts a background program, $!, without the shell's habit to have it ignore SIGINT.
+# start COMMAND...: starts a background program, $!, that does not ignore SIGINT, as the shell has it.
 start() {
-    env --default-signal=INT,QUIT "$@" &
+    env --default-signal "$@" &
 }
 
 # broker [SCENARIO]: starts the simulated broker, whose console is descriptor 9, and waits until it
