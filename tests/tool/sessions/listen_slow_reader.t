@@ -15,7 +15,7 @@ Meanwhile a stop signal ends it, with whole lines as far as the pipe can take th
   $ for size in 10 100000; do
   >     n=$((n + 1)); reader; listen; await trace answer $n
   >     echo "burst $((8000000 / (size + 90))) devices_list_updated $(printf '["%0*d"]' $size 0)" >&9
-  >     eventually is_above 4000
+  >     eventually writes; eventually is_above 4000
   >     kill $tool; wait $tool; echo $?
   >     echo >go; wait $reader
   >     tail -c 1 out | od -An -c
