@@ -14,7 +14,7 @@
   >     echo restart 0 >&9
   >     await out hello $((7 * (restart + 1)))
   > done
-  $ [ $(($(date +%s) - begin)) -le 15 ]
+  $ [ $(($(date +%s) - begin)) -le 22 ]
   $ [ "$(descriptors)" = "$before" ]
   $ stop $tool
   $ grep -c . out
