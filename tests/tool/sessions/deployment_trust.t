@@ -56,6 +56,11 @@ to what others can write,
   $ try linked_badly /opt/outside/init.d /opt/outside/init.d
   ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/outside' can be written by others
   [1]
+  $ linked_upwards() { linked /opt/outside/init.d ../../outside/init.d; chmod o+w /opt; }
+  $ try linked_upwards
+  ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt' can be written by others
+  [1]
+  $ chmod o-w /opt
 
 or round and round.
 
