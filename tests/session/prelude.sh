@@ -20,6 +20,7 @@ eventually() {
 }
 
 # start COMMAND...: starts a background program, $!, that does not ignore SIGINT, as the shell has it.
+# A redirection of `start` has been made when it returns; one of `COMMAND &` may come later.
 start() {
     env --default-signal "$@" &
 }

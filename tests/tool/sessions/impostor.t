@@ -5,8 +5,8 @@ Any user can listen on the broker's socket while the broker is down. Nothing is 
   $ mkdir -p $root/var/run; printf 1.3 >$root/var/run/qxbrokerd.version
   $ chmod 666 $root/var/run/qxbrokerd.version
   $ impostor() {
-  >     setpriv --reuid 1234 --inh-caps +dac_override --ambient-caps +dac_override \
-  >         qxbrokerd-sim --install-dir $root --trace >trace &
+  >     start setpriv --reuid 1234 --inh-caps +dac_override --ambient-caps +dac_override \
+  >         qxbrokerd-sim --install-dir $root --trace >trace
   > }
   $ impostor
   $ await trace listening

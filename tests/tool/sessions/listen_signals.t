@@ -59,7 +59,7 @@ The same goes for a broker that accepts no connection. One connection fills its 
   > print("full", flush=True)
   > signal.pause()
   > END
-  $ /usr/bin/python3 full.py >full &
+  $ start /usr/bin/python3 full.py >full
   $ await full full
   $ start_blocked
   $ has_socket() { ls -l /proc/$tool/fd | grep -q socket; }

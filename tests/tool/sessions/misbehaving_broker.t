@@ -25,7 +25,7 @@ what the broker does not tell, and the list of devices is also where its reasons
   >     broker "$scenario"
   >     sed -n "$((number % step + 1))~${step}p" operations >tried
   >     while read -r operation <&3; do
-  >         qxagent-manage $operation >out 2>err; status=$?
+  >         timeout 30 qxagent-manage $operation >out 2>err; status=$?
   >         is_sound && { [ $1 = somehow ] || is_bad; } || complain
   >     done 3<tried
   >     stop $broker
