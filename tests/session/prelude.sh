@@ -3,10 +3,26 @@
 root=/opt/norvane
 settings=$root/etc/settings.json
 log=$root/var/log/qxagent-manage.log
+umask 022
 
-# await FILE TEXT: waits until a line of FILE, to which a program writes, contains TEXT.
+# await FILE TEXT [COUNT]: waits until COUNT lines (1) of FILE, to which a program writes, contain TEXT.
 await() {
-    timeout 30 tail -n +1 -f "$1" | grep -qm 1 -e "$2" || echo "$1 never contained: $2"
+    [ "$(timeout 30 tail -n +1 -f "$1" | grep -cm "${3:-1}" -e "$2")" = "${3:-1}" ] ||
+        echo "$1 never contained: $2"
+}
+
+# eventually COMMAND...: repeats a command until it succeeds.
+eventually() {
+    deadline=$(($(date +%s) + 30))
+    until "$@" 2>/dev/null; do
+        [ "$(date +%s)" -le "$deadline" ] || { echo "never: $*"; return 1; }
+    done
+}
+
+# start COMMAND...: starts a background program, $!, that does not ignore SIGINT, as the shell has it.
+# A redirection of `start` has been made when it returns; one of `COMMAND &` may come later.
+start() {
+    env --default-signal "$@" &
 }
 
 # broker [SCENARIO]: starts the simulated broker, whose console is descriptor 9, and waits until it
@@ -39,5 +55,35 @@ log() {
     rm -f "$log"
 }
 
-# shellcheck disable=SC2046 # a list of words
-trap 'kill $(jobs -p) 2>/dev/null' EXIT
+# connector: installs the two programs of the connector. Each notes in the file `ran` what it is told
+# and whether protection is on; if there is a FIFO of the step's name, the program waits there once.
+connector() {
+    mkdir -p "$root/bin" "$root/etc/init.d"
+    cat >"$root/bin/qxcloudd" <<END
+#!/bin/sh
+cd "$PWD"
+echo "\$1\$(sed -n 's/.*protection_enabled": "\(.\)".*/ protection=\1/p' "$settings" 2>&-)" >>ran
+[ -p "./\$1" ] || exit 0
+echo here >"./\$1"
+read -r _ <"./\$1"
+rm "./\$1"
+END
+    chmod 755 "$root/bin/qxcloudd"
+    cp "$root/bin/qxcloudd" "$root/etc/init.d/qplix-qxcloudd"
+    : >ran
+}
+
+# ran: prints what the connector was told since the last call.
+ran() {
+    xargs -r <ran
+    : >ran
+}
+
+# No program outlives the session. A file, because $(jobs) would list the jobs of a subshell.
+end_jobs() {
+    jobs -p >jobs
+    # shellcheck disable=SC2046 # a list of words
+    kill -KILL $(cat jobs)
+    wait
+} 2>/dev/null
+trap end_jobs EXIT

@@ -9,7 +9,7 @@
 //   = STATUS            the exit status, unless it is 0
 //   log LINE            in the log, from the level on, without numbers of lines of code
 
-#include "agent.h"
+#include "test_broker.h"
 #include "transcript.h"
 
 #include <utility>
@@ -59,7 +59,20 @@ std::vector<Step> read_steps(const fs::path& file) {
     return runs;
 }
 
-class Transcripts : public Agent, public ::testing::WithParamInterface<fs::path> {
+/// The log without what differs from run to run: each line from its level on, without the number of
+/// the line of code.
+std::string log_text() {
+    constexpr std::size_t kLevelColumn = 32;
+    std::string text;
+    for (std::string line : lines_of(fs::exists(kLogFile) ? read_file(kLogFile) : "")) {
+        const std::size_t number = line.find(".cpp:") + 4;
+        line.erase(number, line.find(']', number) - number);
+        text += line.substr(kLevelColumn) + "\n";
+    }
+    return text;
+}
+
+class Transcripts : public ::testing::TestWithParam<fs::path> {
 protected:
     void check(const Step& expected) {
         SCOPED_TRACE(expected.line);
@@ -80,6 +93,9 @@ protected:
             broker.answer(name, kOk);
         }
     }
+
+    TestBroker broker;
+    LockedVersionFile version_file{kInstallDir};
 };
 
 TEST_P(Transcripts, AreRepeatedByTheTool) {

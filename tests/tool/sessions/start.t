@@ -1,5 +1,15 @@
   $ . "$SESSION"
 
+The usage needs no agent, and leaves nothing behind.
+
+  $ qxagent-manage help >usage
+  (ok) no error
+  $ head -n 1 usage
+  usage: qxagent-manage OPERATION [OPTION]...
+  $ qxagent-manage set_router_info --modle=x | cmp - usage
+  (unknown option) set_router_info has no option '--modle'; did you mean '--model'?
+  $ ls /opt
+
 Without an install directory there is no broker to ask, and no word about it.
 
   $ qxagent-manage is_enabled
@@ -24,9 +34,55 @@ A broker of another version:
   [1]
   $ stop $broker
 
+A broker of the right one:
+
   $ broker
   $ qxagent-manage is_enabled
   {"services_status": true}
   $ requests
   {"type": "command", "name": "get_services_status", "data": null}
   $ log
+
+Nothing is asked when the log cannot be written
+
+  $ rm -f $log; mkdir -p $log
+  $ qxagent-manage is_enabled
+  Cannot start qxlog
+  [1]
+  $ rmdir $log
+
+or the settings are damaged. They stay as they are.
+
+  $ mkdir $root/etc; echo '{"/a": 1}' >$settings
+  $ qxagent-manage set_quillet_location staging
+  Cannot read the settings: /opt/norvane/etc/settings.json: the value of "/a" is not a text
+  [1]
+  $ cat $settings; log
+  {"/a": 1}
+  ERROR [settings.cpp][report_failure()]: Cannot read the settings: /opt/norvane/etc/settings.json: the value of "/a" is not a text
+  $ rm $settings
+  $ requests
+
+A broker must belong to root or to the agent, unless `QX_BROKER_UID` names another user.
+
+  $ for user in any 0; do QX_BROKER_UID=$user qxagent-manage enable; done
+  $ requests
+  {"type": "command", "name": "enable_services", "data": null}
+  {"type": "command", "name": "enable_services", "data": null}
+  $ for user in '' root -1 1x ' 0' +0 4294967295 99999999999; do
+  >     QX_BROKER_UID=$user qxagent-manage enable && echo enabled
+  > done
+  QX_BROKER_UID: '' is neither a user id nor "any"
+  QX_BROKER_UID: 'root' is neither a user id nor "any"
+  QX_BROKER_UID: '-1' is neither a user id nor "any"
+  QX_BROKER_UID: '1x' is neither a user id nor "any"
+  QX_BROKER_UID: ' 0' is neither a user id nor "any"
+  QX_BROKER_UID: '+0' is neither a user id nor "any"
+  QX_BROKER_UID: '4294967295' is neither a user id nor "any"
+  QX_BROKER_UID: '99999999999' is neither a user id nor "any"
+  [1]
+  $ log
+  $ QX_BROKER_UID=1234 qxagent-manage enable
+  [1]
+  $ log; requests
+  WARN  [services.cpp][log_warning()]: broker refused: process *, which listens on its socket, has the user id 0, which is not 1234 (glob)

@@ -1,0 +1,18 @@
+// Prints a call of every operation that sends a request to the broker, one to a line.
+
+#include "operations.h"
+
+#include <cstdio>
+
+int main() {
+    for (const qx::test::OperationCall& call : qx::test::operation_calls()) {
+        if (!call.asks_broker) {
+            continue;
+        }
+        for (const std::string& word : call.words()) {
+            std::printf("%s ", word.c_str());
+        }
+        std::puts("");
+    }
+    return 0;
+}

@@ -1,0 +1,69 @@
+The switch runs the connector's programs with its own rights, usually root's. It refuses a program that
+another user could have replaced.
+
+  $ . "$SESSION"
+  $ broker
+  $ init=$root/etc/init.d script=$root/etc/init.d/qplix-qxcloudd daemon=$root/bin/qxcloudd
+  $ try() {
+  > rm -rf $root/etc $root/bin $root/shared /opt/outside; chmod 755 $root
+  >     connector
+  >     "$@"
+  >     qxagent-manage set_registration_cloud --cloud staging; status=$?
+  >     log; ran; return $status
+  > }
+
+What others can write is refused, wherever it lies on the way to a program,
+
+  $ for place in $root $root/etc $init $script $root/bin $daemon; do try chmod o+w $place; done
+  ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane' can be written by others
+  ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane/etc' can be written by others
+  ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane/etc/init.d' can be written by others
+  ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane/etc/init.d/qplix-qxcloudd' can be written by others
+  ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/bin/qxcloudd': '/opt/norvane/bin' can be written by others
+  ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/bin/qxcloudd': '/opt/norvane/bin/qxcloudd' can be written by others
+  [1]
+
+even where the script is missing.
+
+  $ without_script() { rm $script; chmod o+w $init; }
+  $ try without_script
+  ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane/etc/init.d' can be written by others
+  [1]
+
+What a group can write is a warning.
+
+  $ try chmod g+w $root/etc
+  WARN  [deployment.cpp][can_be_run()]: '/opt/norvane/etc' can be written by its group
+  stop -stop start -start
+
+Links are followed, inside the install directory
+
+  $ linked() { mkdir -p "$(dirname "$1")"; mv $init "$1"; ln -s "$2" $init; }
+  $ try linked $root/shared/init.d ../shared/init.d
+  stop -stop start -start
+
+and outside,
+
+  $ try linked /opt/outside/init.d /opt/outside/init.d
+  stop -stop start -start
+
+to what others can write,
+
+  $ linked_badly() { linked "$1" "$2"; chmod o+w "$(dirname "$1")"; }
+  $ try linked_badly $root/shared/init.d ../shared/init.d
+  ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane/shared' can be written by others
+  [1]
+  $ try linked_badly /opt/outside/init.d /opt/outside/init.d
+  ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/outside' can be written by others
+  [1]
+  $ linked_upwards() { linked /opt/outside/init.d ../../outside/init.d; chmod o+w /opt; }
+  $ try linked_upwards
+  ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt' can be written by others
+  [1]
+  $ chmod o-w /opt
+
+or round and round.
+
+  $ try linked $root/shared/init.d init.d
+  ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane/etc/init.d/qplix-qxcloudd' has too many links
+  [1]

@@ -1,0 +1,18 @@
+Any user can listen on the broker's socket while the broker is down. Nothing is sent to a stranger.
+
+  $ . "$SESSION"
+  $ touch stranger; chown 1234 stranger || exit 80 # only root has other users
+  $ mkdir -p $root/var/run; printf 1.3 >$root/var/run/qxbrokerd.version
+  $ chmod 666 $root/var/run/qxbrokerd.version
+  $ impostor() {
+  >     start setpriv --reuid 1234 --inh-caps +dac_override --ambient-caps +dac_override \
+  >         qxbrokerd-sim --install-dir $root --trace >trace
+  > }
+  $ impostor
+  $ await trace listening
+  $ qxagent-manage register_to_cloud --params token=t,redeem=r
+  [1]
+  $ log
+  WARN  [services.cpp][log_warning()]: broker refused: process *, which listens on its socket, has the user id 1234, which is neither root, nor this program's user, nor the agent's (glob)
+  $ grep request trace
+  [1]

@@ -1,0 +1,43 @@
+Others can neither read nor write what the tool leaves on the router, whatever the umask and the files
+that were there.
+
+  $ . "$SESSION"
+  $ broker
+  $ umask 0; mkdir -p $root/etc $root/var/log
+  $ files="$settings $settings.lock $settings.tmp $log $log.1"
+  $ modes() { stat -c '%a %n' $files 2>/dev/null; rm -f $files; }
+  $ chmod 777 $root/etc
+  $ qxagent-manage set_quillet_location staging
+  $ modes
+  600 /opt/norvane/etc/settings.json
+  600 /opt/norvane/etc/settings.json.lock
+  640 /opt/norvane/var/log/qxagent-manage.log
+  $ touch $files; chmod 666 $files; echo '{}' >$settings
+  $ qxagent-manage set_quillet_location staging
+  $ grep -o 'Others can write to.*' $log
+  Others can write to the settings directory '/opt/norvane/etc'
+  $ modes
+  600 /opt/norvane/etc/settings.json
+  600 /opt/norvane/etc/settings.json.lock
+  640 /opt/norvane/var/log/qxagent-manage.log
+  640 /opt/norvane/var/log/qxagent-manage.log.1
+
+A read changes no mode.
+
+  $ echo '{}' >$settings
+  $ qxagent-manage is_enabled
+  {"services_status": true}
+  $ stat -c %a $settings
+  666
+
+The update location is moved without the broker. It stays when the store cannot be written.
+
+  $ requests >before
+  $ qxagent-manage set_quillet_location staging
+  $ cat $settings
+  {"/quillet/update_location": "staging"}
+  $ rm $settings.lock; mkdir $settings.lock
+  $ qxagent-manage set_quillet_location production
+  [255]
+  $ cat $settings; requests
+  {"/quillet/update_location": "staging"}

@@ -1,0 +1,29 @@
+No secret reaches the log or a message, at any level, from damaged settings or from wrong parameters.
+
+  $ . "$SESSION"
+  $ broker
+  $ export QXLOG_LEVEL=debug
+  $ s=correct-horse-battery bytes=$(printf '\377')
+  $ umask 0; mkdir $root/etc
+  $ for settings_text in "{\"/cirrel/registration/token\": \"$s\"}" "{\"/cirrel/registration/token\": \"$s\" \"$s\"}"; do
+  >     for words in "register --params=router_id=$s,token=$s" "register --params=token=$s=$s" \
+  >             "register --params=token=$s$bytes" "register_to_cloud --params=token=$s,mac=$s,redeem=$s" \
+  >             "register_to_cloud --params=token=$s$bytes" "set_registration_cloud --cloud=staging" \
+  >             "set_quillet_location staging"; do
+  >         echo "$settings_text" >$settings
+  >         qxagent-manage $words
+  >     done
+  > done >messages 2>&1
+  [1]
+  $ sort messages | uniq -c
+        7 Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
+        2 failed to register to cloud
+  $ log >log; sort log | uniq -c
+        1 ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane/etc' can be written by others
+        1 ERROR [registration.cpp][run_register()]: qx::json::object_set() failed
+        7 ERROR [settings.cpp][report_failure()]: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
+        1 WARN  [settings.cpp][warn_of_others()]: Others can write to the settings directory '/opt/norvane/etc'
+  $ grep -c $s log messages
+  log:0
+  messages:0
+  [1]
