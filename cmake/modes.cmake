@@ -35,6 +35,7 @@ set(parts tests fuzz)         # default of QX_PARTS
 set(QX_TESTS client utils tool sim chaos faults install)  # folders of tests that are run,
 set(QX_COMPILED_TESTS)        # of tests that are only compiled,
 set(QX_ROUTER_TESTS)          # and sources of tests of the router's archive
+set(QX_SANITIZED)             # whether sanitizers slow programs down
 set(QX_TESTS_TIDY)            # clang-tidy for tests
 set(QX_DELIVERY)              # files of cmake/ that install and pack the product
 set(QX_JSON_BLOCKS ${CMAKE_SOURCE_DIR}/utils/src/json_blocks.cpp)
@@ -60,6 +61,7 @@ macro(sanitize)
   add_compile_options(-g1 -O1 -fno-omit-frame-pointer -fno-sanitize-recover=all ${ARGN})
   add_link_options(${ARGN})
   set(QX_STATIC)
+  set(QX_SANITIZED yes)
 endmacro()
 
 if(QX_MODE STREQUAL "release")

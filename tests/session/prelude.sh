@@ -4,9 +4,23 @@ root=/opt/norvane
 settings=$root/etc/settings.json
 log=$root/var/log/qxagent-manage.log
 
-# await FILE TEXT: waits until a line of FILE, to which a program writes, contains TEXT.
+# await FILE TEXT [COUNT]: waits until COUNT lines (1) of FILE, to which a program writes, contain TEXT.
 await() {
-    timeout 30 tail -n +1 -f "$1" | grep -qm 1 -e "$2" || echo "$1 never contained: $2"
+    [ "$(timeout 30 tail -n +1 -f "$1" | grep -cm "${3:-1}" -e "$2")" = "${3:-1}" ] ||
+        echo "$1 never contained: $2"
+}
+
+# eventually COMMAND...: repeats a command until it succeeds.
+eventually() {
+    deadline=$(($(date +%s) + 30))
+    until "$@"; do
+        [ "$(date +%s)" -le "$deadline" ] || { echo "never: $*"; return 1; }
+    done
+}
+
+# start COMMAND...: starts a background program, $!, without the shell's habit to have it ignore SIGINT.
+start() {
+    env --default-signal=INT,QUIT "$@" &
 }
 
 # broker [SCENARIO]: starts the simulated broker, whose console is descriptor 9, and waits until it
@@ -39,5 +53,11 @@ log() {
     rm -f "$log"
 }
 
-# shellcheck disable=SC2046 # a list of words
-trap 'kill $(jobs -p) 2>/dev/null' EXIT
+# No program outlives the session. A file, because $(jobs) would list the jobs of a subshell.
+end_jobs() {
+    jobs -p >jobs
+    # shellcheck disable=SC2046 # a list of words
+    kill $(cat jobs)
+    wait
+} 2>/dev/null
+trap end_jobs EXIT
