@@ -33,8 +33,7 @@ target_link_libraries(qx_tool INTERFACE qx_product qx_program)
 set(build_type Debug)
 set(parts tests fuzz)         # default of QX_PARTS
 set(QX_TESTS client utils tool sim chaos faults install)  # folders of tests that are run,
-set(QX_COMPILED_TESTS)        # of tests that are only compiled,
-set(QX_ROUTER_TESTS)          # and sources of tests of the router's archive
+set(QX_COMPILED_TESTS)        # and of tests that are only compiled
 set(QX_SANITIZED)             # whether sanitizers slow programs down
 set(QX_TESTS_TIDY)            # clang-tidy for tests
 set(QX_DELIVERY)              # files of cmake/ that install and pack the product
@@ -82,7 +81,6 @@ elseif(QX_MODE STREQUAL "address")
   # Sanitizers wrap the calls that the fault tests wrap, and nobody installs a sanitized program.
   set(QX_TESTS client utils tool sim chaos)
   set(QX_COMPILED_TESTS faults install)
-  set(QX_ROUTER_TESTS install/router/archive_test.cpp)
   set(CMAKE_C_CLANG_TIDY clang-tidy --quiet)
   set(CMAKE_CXX_CLANG_TIDY ${CMAKE_C_CLANG_TIDY})
   set(QX_TESTS_TIDY ${CMAKE_C_CLANG_TIDY} --config-file=${CMAKE_SOURCE_DIR}/tests/.clang-tidy)
@@ -106,8 +104,7 @@ elseif(QX_MODE STREQUAL "musl")
   set(QX_DELIVERY install router)
   # A static program preloads no faults, and the harness of the fuzz targets captures glibc's streams.
   set(parts tests)
-  set(QX_TESTS client utils tool sim chaos install)
-  set(QX_ROUTER_TESTS install/router/archive_test.cpp)
+  set(QX_TESTS client utils tool sim chaos install install/router)
   # Statics of functions belong to the main thread; this compiler's guards would ask the kernel which thread it is.
   target_compile_options(qx_product INTERFACE -flto $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>)
   # Unwind tables would take space for exceptions that this code does not throw.

@@ -4,6 +4,7 @@ root=/opt/norvane
 settings=$root/etc/settings.json
 log=$root/var/log/qxagent-manage.log
 umask 022
+export PYTHONPATH="${SESSION%/*}" PYTHONDONTWRITEBYTECODE=1
 
 # await FILE TEXT [COUNT]: waits until COUNT lines (1) of FILE, to which a program writes, contain TEXT.
 await() {
@@ -77,6 +78,28 @@ END
 ran() {
     xargs -r <ran
     : >ran
+}
+
+# client ORDER: gives client.py, which stays connected, an order and prints what the broker sends.
+client() {
+    if [ ! -p orders ]; then
+        mkfifo orders answers
+        /usr/bin/python3 "${SESSION%/*}/client.py" <orders >answers &
+        exec 8>orders 7<answers
+    fi
+    printf '%s\n' "$*" >&8
+    IFS= read -r answer <&7 && printf '%s\n' "$answer"
+}
+
+# ask NAME [DATA]: prints the broker's answer to a command, whose data is JSON text.
+ask() {
+    client ask "$@"
+}
+
+# skip REASON: ends a session for which this build lacks something.
+skip() {
+    echo "$*" >"$SKIPPED"
+    exit 80
 }
 
 # No program outlives the session. A file, because $(jobs) would list the jobs of a subshell.

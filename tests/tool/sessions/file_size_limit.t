@@ -1,6 +1,6 @@
 A file that may not grow ends the tool with a reason, not with a signal.
 
-  $ [ -z "$SANITIZED" ] || exit 80 # the thread sanitizer writes files of its own
+  $ [ -z "$SANITIZED" ] || skip "the thread sanitizer writes files of its own"
   $ . "$SESSION"
   $ broker '{"events": [{"event": "device_discovery", "when": "subscribe", "times": 600, "every_ms": 0,
   >     "data": ["'"$(printf %0200d 0)"'"]}]}'

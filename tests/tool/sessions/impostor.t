@@ -1,7 +1,7 @@
 Any user can listen on the broker's socket while the broker is down. Nothing is sent to a stranger.
 
   $ . "$SESSION"
-  $ touch stranger; chown 1234 stranger || exit 80 # only root has other users
+  $ touch stranger; chown 1234 stranger || skip "only root has other users"
   $ mkdir -p $root/var/run; printf 1.3 >$root/var/run/qxbrokerd.version
   $ chmod 666 $root/var/run/qxbrokerd.version
   $ impostor() {

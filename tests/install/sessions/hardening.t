@@ -1,0 +1,41 @@
+  $ . "$SESSION"
+
+Programs are position-independent, resolve all symbols before they start, have no executable stack, no writable code and no
+path of their own to libraries.
+
+  $ for program in qxagent-manage qxbrokerd-sim; do
+  >     readelf -hldW "$BUILD/bin/$program" |
+  >         grep -oE 'Type: +DYN|NOW|PIE|GNU_RELRO|GNU_STACK|RWE|RPATH|RUNPATH|TEXTREL' | sort -u
+  > done
+  GNU_RELRO
+  GNU_STACK
+  NOW
+  PIE
+  Type:                              DYN
+  GNU_RELRO
+  GNU_STACK
+  NOW
+  PIE
+  Type:                              DYN
+
+Running programs cannot write their relocations.
+
+  $ cat >relocations.py <<'.'
+  > import re, subprocess, sys
+  > program, pid = sys.argv[1:]
+  > headers = subprocess.run(['readelf', '-lW', program], stdout=subprocess.PIPE, text=True).stdout
+  > relro = re.search(r'GNU_RELRO +\S+ (\S+) \S+ \S+ (\S+)', headers)
+  > offset, size = (int(number, 16) for number in relro.groups())
+  > maps = [line.split() for line in open(f'/proc/{pid}/maps') if line.endswith(f' {program}\n')]
+  > maps = [[int(end, 16) for end in line[0].split('-')] + [line[1]] for line in maps]
+  > start = maps[0][0] + offset
+  > print([rights for begin, end, rights in maps if begin <= start < end and (start + size) // 4096 * 4096 <= end])
+  > .
+  $ broker '{"events": [{"event": "device_discovery", "when": "subscribe"}]}'
+  $ : >out
+  $ qxagent-manage listen >out &
+  $ await out QX_PLIX_DEVICE_DISCOVERY
+  $ python3 relocations.py "$(realpath "$BUILD/bin/qxagent-manage")" $!
+  ['r--p']
+  $ python3 relocations.py "$(realpath "$BUILD/bin/qxbrokerd-sim")" $broker
+  ['r--p']

@@ -1,0 +1,17 @@
+  $ . "$SESSION"
+
+Every build installs the tool and the simulator with their documents and completions. The library is in packages.t.
+
+  $ cmake --install "$BUILD" --prefix "$PWD/prefix" >installed
+  $ cd prefix
+  $ find . -type f | grep -v -e qx_plix -e /scenarios/ | sort
+  ./bin/qxbrokerd-sim
+  ./sbin/qxagent-manage
+  ./share/bash-completion/completions/qxagent-manage
+  ./share/doc/qxagent-manage/scripting.md
+  ./share/doc/qxbrokerd-sim/simulator.md
+  ./share/fish/vendor_completions.d/qxagent-manage.fish
+  ./share/man/man8/qxagent-manage.8
+  ./share/man/man8/qxbrokerd-sim.8
+  ./share/zsh/site-functions/_qxagent-manage
+  $ diff -r "$SOURCES/docs/scenarios" share/doc/qxbrokerd-sim/scenarios

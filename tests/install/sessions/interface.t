@@ -1,0 +1,36 @@
+  $ . "$SESSION"
+
+What scripts rely on is kept in files. A difference is either a mistake or a new version of the interface, which begins with
+an edit of the file.
+
+  $ frozen=$SOURCES/tests/frozen
+  $ qxagent-manage help 2>help.err | diff "$frozen/usage.txt" -
+
+Each line of exit_statuses.txt has the statuses with a broker that answers, with one that refuses, and with none. A signal
+ends listen after its first event.
+
+  $ status() {
+  >     : >out
+  >     if [ "$1" != listen ]; then sh -c "qxagent-manage $1" >out 2>&1 </dev/null; return; fi
+  >     start qxagent-manage listen >out 2>&1
+  >     [ "$2" = none ] || await out QX_PLIX_DEVICE_DISCOVERY
+  >     [ "$2" = none ] || kill $!
+  >     wait $!
+  > }
+  $ statuses() {
+  >     cut -f 4 "$frozen/exit_statuses.txt" | while IFS= read -r words; do status "$words" "$1"; echo $?; done >"$1"
+  > }
+  $ broker '{"events": [{"event": "device_discovery", "when": "subscribe", "data": {}}]}'
+  $ statuses answers
+  $ stop $broker
+  $ broker '{"events": [{"event": "device_discovery", "when": "subscribe", "data": {}}],
+  >     "commands": {"*": [{"status": 1, "times": 0}]}}'
+  $ statuses refuses
+  $ stop $broker
+  $ statuses none
+  $ cut -f 4 "$frozen/exit_statuses.txt" | paste answers refuses none - | diff "$frozen/exit_statuses.txt" -
+
+Every operation is listed.
+
+  $ sed -nE 's/^  ([a-z_]+)( .*)?$/\1/p' "$frozen/usage.txt" | sort >operations
+  $ cut -f 4 "$frozen/exit_statuses.txt" | cut -d ' ' -f 1 | sort -u | comm -13 - operations

@@ -1,0 +1,35 @@
+  $ . "$SESSION"
+
+The commands of the README's tour print what stands below them; of a mistake, what goes to standard error. The tour becomes a
+session of its own, whose differences would be shown here.
+
+  $ broker '{"events": [{"event": "va_status_changed", "when": "subscribe",
+  >     "data": {"status": "started", "scan": "network"}}]}'
+  $ sed -E '/^## A tour/,/^## Installing/!d
+  >     s/^    \$ (.*)/  $ { \1; } >out 2>err; [ -s err ] || cat out; cat err/
+  >     s/^    ([^ $])/  \1/' "$SOURCES/README.md" >tour.t
+  $ grep -c '^  \$' tour.t
+  19
+  $ cram3 --shell=/bin/sh tour.t
+  .
+  # Ran 1 tests, 0 skipped, 0 failed.
+
+The recipes of scripting.md print what the block after them shows, and end with status 0.
+
+  $ stop $broker
+  $ broker '{"state": {"scan_ms": 200}, "events": [{"event": "device_discovery", "when": "subscribe",
+  >     "data": {"mac": "02:11:22:33:44:09"}}]}'
+  $ python3 - "$SOURCES/docs/scripting.md" <<'.'
+  > import re, subprocess, sys
+  > blocks = re.findall(r'^```(\w+)\n(.*?)^```$', open(sys.argv[1]).read(), re.M | re.S)
+  > for (language, script), (_, output) in zip(blocks, blocks[1:]):
+  >     if language == 'sh' and not script.startswith('#!'):
+  >         printed = subprocess.run(['sh', '-c', script], check=True, stdout=subprocess.PIPE, text=True).stdout
+  >         print('as shown' if printed == output else script + printed)
+  > .
+  as shown
+  as shown
+  as shown
+  as shown
+  as shown
+  as shown

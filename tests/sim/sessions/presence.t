@@ -1,0 +1,108 @@
+  $ . "$SESSION"
+  $ version=$root/var/run/qxbrokerd.version
+
+Each signal to end ends the broker. The version file, which is locked meanwhile, goes, and so does the directory that the
+broker made. The end of standard input changes nothing.
+
+  $ mkdir -p $root/var
+  $ for signal in INT TERM HUP QUIT; do
+  >     : >trace
+  >     start qxbrokerd-sim --install-dir $root </dev/null >trace
+  >     await trace listening
+  >     echo "$(cat $version) $(qxagent-manage is_enabled)"
+  >     kill -$signal $!
+  >     wait $!
+  >     echo $signal $? $(ls $root/var)
+  > done
+  1.3 {"services_status": true}
+  INT 0 log
+  1.3 {"services_status": true}
+  TERM 0 log
+  1.3 {"services_status": true}
+  HUP 0 log
+  1.3 {"services_status": true}
+  QUIT 0 log
+
+A version file that a dead broker left is taken over.
+
+  $ broker
+  $ { kill -KILL $broker; wait $broker; } 2>/dev/null
+  [137]
+  $ echo "something longer" >$version
+  $ broker
+  $ cat $version; echo
+  1.3
+
+A second broker leaves the first alone. Where the socket is free, the version file is not, whether or not the second would
+lock it.
+
+  $ qxbrokerd-sim --install-dir $root
+  qxbrokerd-sim: another broker has the socket '@:qxbrokerd-1.3.skt' already
+  [1]
+  $ unshare -n qxbrokerd-sim --install-dir $root
+  qxbrokerd-sim: another broker holds '/opt/norvane/var/run/qxbrokerd.version' already
+  [1]
+  $ echo '{"lock": false}' >unlocked.json
+  $ unshare -n qxbrokerd-sim --install-dir $root --scenario unlocked.json
+  qxbrokerd-sim: another broker holds '/opt/norvane/var/run/qxbrokerd.version' already
+  [1]
+  $ qxagent-manage is_enabled
+  {"services_status": true}
+  $ stop $broker
+
+Anything but a regular file with one link is refused and stays as it is.
+
+  $ echo precious >/opt/victim
+  $ mkdir -p $root/var/run
+  $ refused() { qxbrokerd-sim --install-dir $root; echo "$? $(cat /opt/victim)"; rm -r $version; }
+  $ ln -s /opt/victim $version; refused
+  qxbrokerd-sim: '/opt/norvane/var/run/qxbrokerd.version' is not a regular file with one link
+  1 precious
+  $ ln /opt/victim $version; refused
+  qxbrokerd-sim: '/opt/norvane/var/run/qxbrokerd.version' is not a regular file with one link
+  1 precious
+  $ mkfifo $version; refused
+  qxbrokerd-sim: '/opt/norvane/var/run/qxbrokerd.version' is not a regular file with one link
+  1 precious
+  $ mkdir $version; refused
+  qxbrokerd-sim: '/opt/norvane/var/run/qxbrokerd.version' is not a regular file with one link
+  1 precious
+
+A scenario gives the version file another text, and leaves the file unlocked: another broker can take it over, and keeps it
+when the first ends.
+
+  $ broker '{"version": "1.2\n", "lock": false}'
+  $ cat $version
+  1.2
+  $ : >other
+  $ unshare -n qxbrokerd-sim --install-dir $root >other &
+  $ await other listening
+  $ stop $broker
+  $ cat $version; echo
+  1.3
+
+A wrong command line is named in one line.
+
+  $ qxbrokerd-sim --help | head -n 1
+  usage: qxbrokerd-sim --install-dir DIR [--scenario FILE] [--trace] [--help]
+  $ qxbrokerd-sim
+  qxbrokerd-sim: --install-dir DIR is needed; --help tells more
+  [1]
+  $ qxbrokerd-sim --install-dir
+  qxbrokerd-sim: '--install-dir' needs a value
+  [1]
+  $ qxbrokerd-sim -install-dir /opt/x --trase
+  qxbrokerd-sim: unknown option '--trase'; --help lists them
+  [1]
+  $ qxbrokerd-sim -install /opt/x -trase=1
+  qxbrokerd-sim: unknown option '-trase=1'; --help lists them
+  [1]
+  $ qxbrokerd-sim --trace=1
+  qxbrokerd-sim: '--trace=1': the option takes no value
+  [1]
+  $ qxbrokerd-sim --install-dir /opt/x more
+  qxbrokerd-sim: surplus word 'more'
+  [1]
+  $ qxbrokerd-sim --install-dir /etc/passwd
+  qxbrokerd-sim: cannot make the directory '/etc/passwd/var': Not a directory
+  [1]

@@ -1,0 +1,120 @@
+  $ . "$SESSION"
+
+A command with scripted answers gives them in order and is not carried out. Afterwards the command works normally.
+
+  $ broker '{"commands": {
+  >     "get_router_name": [
+  >         {"status": 7, "data": {"code": 3, "description": "broken"}, "times": 2},
+  >         {"data": "fixed"},
+  >         {"status": "text"},
+  >         {"body": "no JSON"},
+  >         {"body": ""}],
+  >     "set_router_name": [{"status": 0}],
+  >     "*": [{"status": 9}]}}'
+  $ ask get_router_name
+  {"status": 7, "data": {"code": 3, "description": "broken"}}
+  $ ask get_router_name
+  {"status": 7, "data": {"code": 3, "description": "broken"}}
+  $ ask get_router_name
+  {"status": 0, "data": "fixed"}
+  $ ask get_router_name
+  {"status": "text"}
+  $ ask get_router_name
+  no JSON
+  $ echo "($(ask get_router_name))"
+  ()
+  $ ask set_router_name '"unheard"'
+  {"status": 0}
+  $ ask get_version_info
+  {"status": 9}
+  $ ask get_router_name
+  {"status": 0, "data": "Home Router"}
+
+Frames are bent on their way: the length prefix, the number of bytes, the bytes themselves and their pace.
+
+  $ stop $broker
+  $ broker '{"commands": {"enable_services": [
+  >     {"length": -5, "then": "close"},
+  >     {"length": 2147483647, "then": "close"},
+  >     {"send": 0, "then": "close"},
+  >     {"send": 2, "then": "close"},
+  >     {"send": 9, "then": "close"},
+  >     {"raw": "garbage", "then": "close"},
+  >     {"raw_hex": "02000000 7b7d", "then": "close"},
+  >     {"chunk": 1, "pause_ms": 0, "then": "close"}]}}'
+  $ python3 - <<'.'
+  > from client import *
+  > for _ in range(8):
+  >     print(answer('enable_services', 99))
+  > .
+  b'\xfb\xff\xff\xff{"status": 0}'
+  b'\xff\xff\xff\x7f{"status": 0}'
+  b''
+  b'\r\x00'
+  b'\r\x00\x00\x00{"sta'
+  b'garbage'
+  b'\x02\x00\x00\x00{}'
+  b'\r\x00\x00\x00{"status": 0}'
+
+An answer can be huge.
+
+  $ stop $broker
+  $ broker '{"commands": {"enable_services": [{"data_size": 5000000, "then": "close"}]}}'
+  $ python3 - <<'.'
+  > from client import *
+  > print(answer('enable_services', 6000000)[4:] == b'{"status": 0, "data": "' + b'x' * 5000000 + b'"}')
+  > .
+  True
+
+A connection on which an answer stops stays open and silent. Others are served.
+
+  $ stop $broker
+  $ broker '{"commands": {"enable_services": [{"send": 6}]}}'
+  $ python3 - <<'.'
+  > from client import *
+  > client = Client()
+  > client.sendall(command('enable_services'))
+  > print(client.read(6), ask('disable_services'), client.has_input())
+  > .
+  b'\r\x00\x00\x00{"' {"status": 0} False
+
+A delayed answer holds up its own client alone, and comes although the client has ended its side.
+
+  $ stop $broker
+  $ broker '{"commands": {"enable_services": [{"delay_ms": 150}]}}'
+  $ python3 - <<'.'
+  > from client import *
+  > import time
+  > start = time.monotonic()
+  > client = Client()
+  > client.sendall(command('enable_services'))
+  > client.shutdown(socket.SHUT_WR)
+  > print(ask('disable_services'), client.has_input())
+  > print(client.frame(), client.read(1), time.monotonic() - start >= 0.15)
+  > .
+  {"status": 0} False
+  {"status": 0} b'' True
+
+A connection that is never read is closed when its client leaves.
+
+  $ stop $broker
+  $ broker '{"connections": [{"accept": "silent"}]}'
+  $ python3 -c 'from client import *; Client().sendall(command("enable_services"))'
+  $ await trace '#1 closed'
+  $ grep '#1' trace
+  #1 connected
+  #1 closed
+
+The broker restarts before an answer, or dies within one and leaves its version file.
+
+  $ stop $broker
+  $ broker '{"commands": {"enable_services": [{"send": 0, "then": "restart", "down_ms": 0}, {"send": 4, "then": "exit"}]}}'
+  $ python3 -c 'from client import *; print(answer("enable_services", 1))'
+  b''
+  $ await trace 'listening again (restart 1)'
+  $ python3 -c 'from client import *; print(answer("enable_services", 9))'
+  b'\r\x00\x00\x00'
+  $ wait $broker
+  [3]
+  $ cat $root/var/run/qxbrokerd.version; echo
+  1.3
