@@ -4,21 +4,84 @@
 #include "qx_plix.h"
 #include "test_broker.h"
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <cstring>
+#include <fcntl.h>
+#include <functional>
 #include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace qx::test {
+
+inline constexpr auto kStarted = QX_PLIX_QXAGENT_STARTED;
+inline constexpr auto kScan = QX_PLIX_VA_STATUS_CHANGED;
+inline const std::string kStartedName = "qxagent_started";
+inline const std::string kScanName = "va_status_changed";
+
+/// The events that a subscription delivered.
+class Inbox {
+public:
+    /// In each callback does `work`, unless null, once the event is noted.
+    explicit Inbox(std::function<void()> work = nullptr)
+        : work_(std::move(work)) {}
+
+    /// The callback of the subscription, and of warnings. The object is its user data.
+    static void note(const char* text, void* inbox) {
+        auto& self = *static_cast<Inbox*>(inbox);
+        {
+            const std::lock_guard lock(self.mutex_);
+            self.events_.emplace_back(text);
+            self.changed_.notify_all();
+        }
+        if (self.work_) {
+            self.work_();
+        }
+    }
+
+    [[nodiscard]] std::vector<std::string> events() const {
+        const std::lock_guard lock(mutex_);
+        return events_;
+    }
+
+    [[nodiscard]] std::size_t count() const {
+        const std::lock_guard lock(mutex_);
+        return events_.size();
+    }
+
+    /// Waits for so many events from another thread.
+    void wait_for(std::size_t count) const {
+        std::unique_lock lock(mutex_);
+        EXPECT_TRUE(changed_.wait_for(lock, kPatience, [&] { return events_.size() >= count; }))
+            << "only " << events_.size() << " events came";
+    }
+
+private:
+    std::function<void()> work_;
+    mutable std::mutex mutex_;
+    mutable std::condition_variable changed_;
+    std::vector<std::string> events_;
+};
 
 /// A broker that runs in the fallback install directory.
 class Agent : public ::testing::Test {
 protected:
-    // Until the broker has met every earlier connection, and only so many are left.
+    /// Waits until the broker has met every earlier connection, and only so many are left.
     void settle(std::size_t connections) {
         EXPECT_EQ(qx_plix_reapply_firewall_rules(), 0);
         broker.wait_for_connections(connections);
         broker.forget_requests();
+    }
+
+    /// Subscribes with a descriptor, which it returns.
+    static int subscribe(qx_plix_event_type type, Inbox& inbox) {
+        int fd = -1;
+        EXPECT_EQ(qx_plix_subscribe(type, Inbox::note, &inbox, &fd), 0);
+        return fd;
+    }
+
+    /// Subscribes with callbacks on the library's thread.
+    static void listen(qx_plix_event_type type, Inbox& inbox) {
+        EXPECT_EQ(qx_plix_subscribe(type, Inbox::note, &inbox, nullptr), 0);
     }
 
     LockedVersionFile version_file{kInstallDir};
@@ -32,77 +95,42 @@ protected:
     void TearDown() override { qx_plix_uninit(); }
 };
 
-/// A text that a call stored for its caller.
-class Text {
-public:
-    Text() = default;
-    Text(const Text&) = delete;
-    Text& operator=(const Text&) = delete;
-    ~Text() { std::free(text_); }
+/// The state of the calling thread, to be read by sleeps().
+inline int open_own_stat() {
+    return ::open("/proc/thread-self/stat", O_RDONLY | O_CLOEXEC);
+}
 
-    char** out() {
-        std::free(text_);
-        text_ = nullptr;
-        return &text_;
-    }
-    [[nodiscard]] std::string str() const { return text_ == nullptr ? "(none)" : text_; }
+inline bool sleeps(int stat) {
+    char text[128] = {};
+    return ::pread(stat, text, sizeof text - 1, 0) > 0 && std::strstr(text, ") S ") != nullptr;
+}
 
-private:
-    char* text_ = nullptr;
-};
+/// The bytes that wait in a pipe.
+inline int bytes_in(int fd) {
+    int bytes = -1;
+    EXPECT_EQ(::ioctl(fd, FIONREAD, &bytes), 0);
+    return bytes;
+}
 
-/// The events that a subscription delivered. `note` is its callback, the object its user data.
-class Inbox {
-public:
-    static void note(const char* event_json, void* inbox) {
-        auto* const self = static_cast<Inbox*>(inbox);
-        const std::lock_guard lock(self->mutex_);
-        self->events_.emplace_back(event_json);
-        self->changed_.notify_all();
-    }
-
-    [[nodiscard]] std::vector<std::string> events() const {
-        const std::lock_guard lock(mutex_);
-        return events_;
-    }
-
-    /// Waits for so many events from the library's thread.
-    bool wait_for(std::size_t count) const {
-        std::unique_lock lock(mutex_);
-        const bool came =
-            changed_.wait_for(lock, kPatience, [&] { return events_.size() >= count; });
-        EXPECT_TRUE(came) << "only " << events_.size() << " events came";
-        return came;
-    }
-
-private:
-    mutable std::mutex mutex_;
-    mutable std::condition_variable changed_;
-    std::vector<std::string> events_;
-};
-
-inline bool is_readable(int fd, std::chrono::milliseconds patience) {
+inline bool is_readable(int fd, std::chrono::milliseconds patience = kPatience) {
     pollfd polled{fd, POLLIN, 0};
     return ::poll(&polled, 1, static_cast<int>(patience.count())) > 0 &&
            (polled.revents & POLLIN) != 0;
 }
 
-/// A value of `drain` for which read_until() reads portions of 1000 bytes.
-inline constexpr int kPortions = -1;
-
-/// Reads a notification descriptor, as often as it says so, until so many events have been noted.
-inline bool read_until(int fd, int drain, const Inbox& inbox, std::size_t count) {
-    while (inbox.events().size() < count) {
-        const auto read = [&] {
-            return drain == kPortions ? qx_plix_read_events(fd, 1000)
-                                      : qx_plix_read_event_fd(fd, drain);
-        };
-        if (!is_readable(fd, kPatience) || read() != 0) {
-            ADD_FAILURE() << "no notification after " << inbox.events().size() << " events";
-            return false;
-        }
+/// Reads a descriptor with `read`, as often as it says so, until so many events have been noted.
+inline void read_until(int fd, const Inbox& inbox, std::size_t count,
+                       const std::function<int(int)>& read) {
+    while (inbox.count() < count) {
+        ASSERT_TRUE(is_readable(fd) && read(fd) == 0)
+            << "no notification after " << inbox.count() << " events";
     }
-    return true;
+}
+
+/// The same with all that is waiting at a time, or one by one.
+inline void read_until(int fd, int drain, const Inbox& inbox, std::size_t count) {
+    read_until(fd, inbox, count,
+               [drain](int ready) { return qx_plix_read_event_fd(ready, drain); });
 }
 
 } // namespace qx::test

@@ -5,12 +5,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
-#include <ctime>
 #include <fcntl.h>
-#include <functional>
 #include <iterator>
 #include <sched.h>
-#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -18,23 +15,20 @@
 namespace {
 
 using namespace qx::test;
+using ::testing::AllOf;
+using ::testing::AnyOf;
+using ::testing::Contains;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
 using Clock = std::chrono::steady_clock;
 using Events = std::vector<std::string>;
 
-constexpr auto kStarted = QX_PLIX_QXAGENT_STARTED;
-constexpr auto kScan = QX_PLIX_VA_STATUS_CHANGED;
-const std::string kStartedName = "qxagent_started";
-const std::string kScanName = "va_status_changed";
 const std::string kAccepted = framed(kOk);
 
 class Subscriptions : public StartedClient {
 protected:
-    int subscribe(qx_plix_event_type type, Inbox& box) {
-        int fd = -1;
-        EXPECT_EQ(qx_plix_subscribe(type, Inbox::note, &box, &fd), 0);
-        return fd;
-    }
-
     Inbox inbox;
 };
 
@@ -46,91 +40,87 @@ Events numbered(std::size_t count) {
     return events;
 }
 
-TEST(EventNames, AreTranslatedBothWays) {
-    int number = 0;
-    for (const std::string& event : kEvents) {
-        const auto type = static_cast<qx_plix_event_type>(number++);
-        const char* const name = qx_plix_event_type_to_str(type);
-        EXPECT_EQ(qx_plix_event_type_from_str(name), type);
-        char broker_name[qxplix::kBrokerNameSize];
-        EXPECT_EQ(qxplix::to_broker_event_name(name, broker_name), 0);
-        EXPECT_EQ(broker_name, event);
-        EXPECT_EQ(qx_plix_event_type_from_str(broker_name), QX_PLIX_EVENT_UNKNOWN);
+std::string stream_of(const Events& events) {
+    std::string bytes;
+    for (const std::string& event : events) {
+        bytes += framed(event);
     }
-    EXPECT_EQ(qx_plix_event_type_to_str(QX_PLIX_EVENT_UNKNOWN), nullptr);
-    EXPECT_STREQ(qx_plix_event_type_to_str(kStarted), "QX_PLIX_QXAGENT_STARTED");
-    EXPECT_EQ(qx_plix_event_type_from_str(nullptr), QX_PLIX_EVENT_UNKNOWN);
-    EXPECT_EQ(qx_plix_event_type_from_str("qx_plix_device_discovery"), QX_PLIX_EVENT_UNKNOWN);
+    return bytes;
+}
 
-    char name[qxplix::kBrokerNameSize];
-    const std::string longest = "QX_PLIX_" + std::string(55, 'X');
-    EXPECT_EQ(qxplix::to_broker_event_name(longest.c_str(), name), 0);
-    EXPECT_EQ(name, std::string(55, 'x'));
-    EXPECT_EQ(qxplix::to_broker_event_name("QX_PLIX_AB CD", name), 0);
-    EXPECT_STREQ(name, "ab");
-    for (const std::string& bad : Events{longest + "X", "QX_PLIX_", "QX_PLI_X", "", "OTHER"}) {
-        EXPECT_EQ(qxplix::to_broker_event_name(bad.c_str(), name), -1) << bad;
+std::size_t count_threads() {
+    using fs::directory_iterator;
+    return static_cast<std::size_t>(std::distance(directory_iterator("/proc/self/task"), {}));
+}
+
+TEST(EventNames, OfTheBrokerAreShortAndInLowerCase) {
+    EXPECT_EQ(qx_plix_event_type_from_str(nullptr), QX_PLIX_EVENT_UNKNOWN);
+    EXPECT_EQ(qx_plix_event_type_to_str(QX_PLIX_EVENT_UNKNOWN), nullptr);
+    const std::pair<std::string, std::string> broker_names[] = {
+        {"QX_PLIX_" + std::string(55, 'X'), std::string(55, 'x')},
+        {"QX_PLIX_" + std::string(56, 'X'), "(none)"},
+        {"QX_PLIX_AB CD", "ab"},
+        {"QX_PLIX_", "(none)"},
+        {"QX_PLI_X", "(none)"},
+        {"", "(none)"},
+    };
+    for (const auto& [name, broker_name] : broker_names) {
+        char translated[qxplix::kBrokerNameSize];
+        const int result = qxplix::to_broker_event_name(name.c_str(), translated);
+        EXPECT_EQ(result == 0 ? translated : "(none)", broker_name) << name;
     }
 }
 
-TEST_F(Subscriptions, AreAskedForAndMayBeRefused) {
+TEST_F(Subscriptions, LeaveNothingBehindWhenRefused) {
     int fd = -1;
     EXPECT_EQ(qx_plix_subscribe(QX_PLIX_EVENT_UNKNOWN, Inbox::note, nullptr, &fd), -1);
     EXPECT_EQ(qx_plix_subscribe(kStarted, nullptr, nullptr, &fd), -1);
-    EXPECT_TRUE(broker.requests().empty());
+    EXPECT_THAT(broker.requests(), IsEmpty());
     settle(0);
     const auto before = open_descriptors();
-    broker.answer(kStartedName, R"({"status": 1})");
-    EXPECT_EQ(qx_plix_subscribe(kStarted, Inbox::note, nullptr, &fd), -1);
-    EXPECT_EQ(broker.requests(), Events{subscription(kStartedName)});
-    broker.reply(kStartedName, {"\1", true});
-    EXPECT_EQ(qx_plix_subscribe(kStarted, Inbox::note, nullptr, &fd), -1);
+    for (const Reply& refusal : {Reply{framed(R"({"status": 1})")}, Reply{"\1", true}}) {
+        broker.reply(kStartedName, refusal);
+        EXPECT_EQ(qx_plix_subscribe(kStarted, Inbox::note, nullptr, &fd), -1);
+    }
+    EXPECT_THAT(broker.requests(), SizeIs(2));
     broker.wait_for_connections(0);
     EXPECT_EQ(open_descriptors(), before);
     EXPECT_EQ(qx_plix_read_event_fd(fd, 0), -1);
-    ASSERT_EQ(qx_plix_subscribe(kScan, Inbox::note, &inbox, nullptr), 0);
+    listen(kScan, inbox);
     EXPECT_EQ(qx_plix_read_event_fd(-1, 0), -1) << "which stands for no descriptor";
 }
 
 TEST_F(Subscriptions, HandEventsToTheirReaderOneByOneInPortionsOrAllAtOnce) {
     const int fd = subscribe(kStarted, inbox);
     EXPECT_EQ(qx_plix_read_events(fd, 1), 0) << "does not wait";
-    broker.emit_raw(kStartedName,
-                    framed("0") + framed("1") + framed("2") + framed("3") + framed("4"));
+    broker.emit_raw(kStartedName, stream_of({"0", "1", "2", "3", "4"}));
     EXPECT_EQ(qx_plix_read_event_fd(fd, 0), 0) << "waits for the first";
-    EXPECT_EQ(inbox.events(), (Events{"0"}));
-    ASSERT_TRUE(is_readable(fd, kPatience));
+    EXPECT_THAT(inbox.events(), ElementsAre("0"));
+    ASSERT_TRUE(is_readable(fd));
     EXPECT_EQ(qx_plix_read_events(fd, 3), 0);
-    EXPECT_EQ(inbox.events(), (Events{"0", "1", "2"})) << "the terminating zero bytes count too";
-    ASSERT_TRUE(is_readable(fd, kPatience));
+    EXPECT_THAT(inbox.events(), SizeIs(3)) << "the terminating zero bytes count too";
+    ASSERT_TRUE(is_readable(fd));
     for (int i = 0; i < 9; ++i) {
         EXPECT_EQ(qx_plix_read_events(fd, 0), 0) << "hands nothing over";
     }
-    ASSERT_TRUE(is_readable(fd, kPatience));
+    ASSERT_TRUE(is_readable(fd));
     EXPECT_EQ(qx_plix_read_event_fd(fd, 1), 0);
-    EXPECT_EQ(inbox.events(), (Events{"0", "1", "2", "3", "4"}));
-    EXPECT_FALSE(is_readable(fd, std::chrono::milliseconds(0)));
+    EXPECT_THAT(inbox.events(), ElementsAre("0", "1", "2", "3", "4"));
+    EXPECT_EQ(bytes_in(fd), 0);
 }
 
 TEST_F(Subscriptions, AreEightAtMost) {
     for (int i = 0; i < 8; ++i) {
-        ASSERT_EQ(qx_plix_subscribe(kStarted, Inbox::note, &inbox, nullptr), 0);
+        listen(kStarted, inbox);
     }
     const auto before = open_descriptors();
     int fd = -1;
     EXPECT_EQ(qx_plix_subscribe(kScan, Inbox::note, &inbox, &fd), -1);
     broker.wait_for_connections(8);
-    EXPECT_EQ(broker.requests().size(), 9U);
     qx_plix_unsubscribe(kStarted);
     broker.wait_for_connections(7);
-    EXPECT_EQ(qx_plix_subscribe(kScan, Inbox::note, &inbox, nullptr), 0);
+    listen(kScan, inbox);
     EXPECT_LT(open_descriptors().size(), before.size() + 2);
-}
-
-int bytes_in(int fd) {
-    int bytes = -1;
-    EXPECT_EQ(::ioctl(fd, FIONREAD, &bytes), 0);
-    return bytes;
 }
 
 TEST_F(Subscriptions, ToTheSameEventEndOneAtATime) {
@@ -153,66 +143,35 @@ TEST_F(Subscriptions, ToTheSameEventEndOneAtATime) {
     EXPECT_EQ(bytes_in(first_fd), 2);
     broker.emit(kStartedName, "2");
     read_until(second_fd, 1, second, 2);
-    EXPECT_EQ(inbox.events(), Events{"1"});
+    EXPECT_THAT(inbox.events(), ElementsAre("1"));
 }
 
 TEST_F(Subscriptions, LoseNothingToAFullPipe) {
     const Events events = numbered(10000);
-    std::string bytes;
-    for (const std::string& event : events) {
-        bytes += framed(event);
-    }
+    const auto read_portion = [](int fd) { return qx_plix_read_events(fd, 1000); };
+    const auto read_one = [](int fd) { return qx_plix_read_event_fd(fd, 0); };
+    const auto read_all = [](int fd) { return qx_plix_read_event_fd(fd, 1); };
     // In the smaller pipe most notification bytes find no room, nor may the last piece of 512.
-    const struct {
-        int drain;
-        int pipe_size;
-        int held;
-    } cases[] = {{0, 4096, 4096 - 511},
-                 {1, 4096, 4096 - 511},
-                 {kPortions, 4096, 4096 - 511},
-                 {1, 65536, 10000}};
-    for (const auto& c : cases) {
+    const std::tuple<std::function<int(int)>, int, int> cases[] = {
+        {read_one, 4096, 4096 - 511},
+        {read_all, 4096, 4096 - 511},
+        {read_portion, 4096, 4096 - 511},
+        {read_all, 65536, 10000},
+    };
+    for (const auto& [read, pipe_size, held] : cases) {
         Inbox all;
         const int fd = subscribe(kStarted, all);
-        ASSERT_EQ(::fcntl(fd, F_SETPIPE_SZ, c.pipe_size), c.pipe_size);
-        broker.emit_raw(kStartedName, bytes);
-        wait_until([&] { return bytes_in(fd) >= c.held; });
-        read_until(fd, c.drain, all, events.size());
+        ASSERT_EQ(::fcntl(fd, F_SETPIPE_SZ, pipe_size), pipe_size);
+        broker.emit_raw(kStartedName, stream_of(events));
+        wait_until([fd, least = held] { return bytes_in(fd) >= least; });
+        read_until(fd, all, events.size(), read);
         EXPECT_TRUE(all.events() == events);
-        EXPECT_FALSE(is_readable(fd, std::chrono::milliseconds(0)));
+        EXPECT_EQ(bytes_in(fd), 0);
         qx_plix_unsubscribe(kStarted);
     }
 }
 
-void count(const char* /*event*/, void* counter) {
-    ++*static_cast<std::atomic<int>*>(counter);
-}
-
-TEST_F(Subscriptions, GiveTheMemoryOfALongQueueBack) {
-    if (kSanitized) {
-        GTEST_SKIP() << "a sanitizer keeps what is freed";
-    }
-    std::atomic<int> seen{0};
-    int fd = -1;
-    ASSERT_EQ(qx_plix_subscribe(kStarted, count, &seen, &fd), 0);
-    std::string bytes;
-    for (int i = 0; i < 1000; ++i) {
-        bytes += framed('"' + std::string(198, 'x') + '"');
-    }
-    constexpr long kMib = 1024;
-    const long before = resident_kib();
-    for (int i = 0; i < 100; ++i) {
-        broker.emit_raw(kStartedName, bytes);
-    }
-    wait_until([&] { return resident_kib() >= before + 15 * kMib; });
-    while (seen < 100'000) {
-        ASSERT_TRUE(is_readable(fd, kPatience));
-        ASSERT_EQ(qx_plix_read_event_fd(fd, 1), 0);
-    }
-    wait_until([&] { return resident_kib() <= before + 2 * kMib; });
-}
-
-// Small limits, and the warnings that they cause.
+/// Small limits, and the warnings that they cause.
 class Backlog : public Subscriptions {
 protected:
     void SetUp() override {
@@ -225,34 +184,29 @@ protected:
         qx_plix_set_warning_cb(nullptr, nullptr);
     }
 
-    Inbox warnings;
+    std::atomic<int> event_thread{-1}; ///< its state, once it has warned
+    Inbox warnings{[this] { event_thread = event_thread < 0 ? open_own_stat() : +event_thread; }};
 };
 
 TEST_F(Backlog, IsBoundedAndLosesNothing) {
     constexpr std::size_t kLimit = std::size_t{1} << 20;
     EXPECT_EQ(qx_plix_set_backlog_limit(kLimit), 0);
     const Events events = numbered(200'000);
-    std::string bytes;
-    for (const std::string& event : events) {
-        bytes += framed(event);
-    }
     for (const bool reads : {true, false}) {
         Inbox all;
         Inbox other;
         const int fd = subscribe(kStarted, all);
         const int other_fd = subscribe(kScan, other);
         ASSERT_EQ(::fcntl(fd, F_SETPIPE_SZ, 1 << 20), 1 << 20);
-        const std::size_t told = warnings.events().size();
+        const std::size_t told = warnings.count();
         std::thread emitter([&] {
-            broker.emit_raw(kStartedName, bytes);
+            broker.emit_raw(kStartedName, stream_of(events));
             broker.emit(kScanName, "1");
         });
         warnings.wait_for(told + 1);
         const int held = bytes_in(fd);
         EXPECT_LT(static_cast<std::size_t>(held) * 32, 2 * kLimit);
-        const std::clock_t before = std::clock();
-        ::usleep(300'000); // a spinning thread would use as much processor time
-        EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 10);
+        wait_until([&] { return event_thread >= 0 && sleeps(event_thread); });
         EXPECT_EQ(bytes_in(fd), held);
         if (reads) {
             read_until(fd, 1, all, events.size());
@@ -263,27 +217,24 @@ TEST_F(Backlog, IsBoundedAndLosesNothing) {
         read_until(other_fd, 1, other, 1);
         emitter.join();
         warnings.wait_for(told + 2);
-        EXPECT_EQ(warnings.events().size(), told + 2);
+        EXPECT_EQ(warnings.count(), told + 2);
         qx_plix_unsubscribe(kStarted);
         qx_plix_unsubscribe(kScan);
     }
 }
 
 TEST_F(Backlog, IsOvercomeAfterASecondOfReading) {
-    using std::chrono::milliseconds;
     EXPECT_EQ(qx_plix_set_backlog_limit(1000), 0);
     const int fd = subscribe(kStarted, inbox);
     broker.emit(kStartedName, '"' + std::string(2000, 'x') + '"');
     warnings.wait_for(1);
     const auto relieved = Clock::now();
     read_until(fd, 1, inbox, 1);
-    while (warnings.events().size() < 2 && Clock::now() - relieved < kPatience) {
+    wait_until([&] {
         broker.emit(kStartedName, "1");
-        ASSERT_TRUE(is_readable(fd, kPatience));
-        EXPECT_EQ(qx_plix_read_event_fd(fd, 1), 0);
-    }
-    EXPECT_EQ(warnings.events().size(), 2U);
-    EXPECT_GE(Clock::now() - relieved, milliseconds(990));
+        return is_readable(fd) && qx_plix_read_event_fd(fd, 1) == 0 && warnings.count() == 2;
+    });
+    EXPECT_GE(since(relieved).count(), 990);
 }
 
 TEST_F(Backlog, AdmitsFramesAboveTheLimitOneByOne) {
@@ -292,7 +243,7 @@ TEST_F(Backlog, AdmitsFramesAboveTheLimitOneByOne) {
     Inbox called;
     const int fd = subscribe(kStarted, inbox);
     const int other_fd = subscribe(kScan, other);
-    ASSERT_EQ(qx_plix_subscribe(QX_PLIX_DEVICE_DISCOVERY, Inbox::note, &called, nullptr), 0);
+    listen(QX_PLIX_DEVICE_DISCOVERY, called);
     const std::string event = '"' + std::string(100'000, 'x') + '"';
     const std::string frame = framed(event);
     const std::size_t half = frame.size() / 2;
@@ -309,7 +260,7 @@ TEST_F(Backlog, AdmitsFramesAboveTheLimitOneByOne) {
     for (const Inbox* const box : {&inbox, &other, &called}) {
         EXPECT_TRUE(box->events().front() == event);
     }
-    EXPECT_EQ(broker.requests().size(), 3U);
+    EXPECT_THAT(broker.requests(), SizeIs(3));
 }
 
 TEST_F(Backlog, IsNotExceededByFramesThatNeverEnd) {
@@ -321,12 +272,12 @@ TEST_F(Backlog, IsNotExceededByFramesThatNeverEnd) {
     const int fd = subscribe(kStarted, inbox);
     const int other_fd = subscribe(kScan, inbox);
     const auto announced = static_cast<std::int32_t>(21 * kMib);
-    std::string frame(20 * kMib, 'x');
-    std::memcpy(frame.data(), &announced, sizeof announced);
+    std::string part(20 * kMib, 'x');
+    std::memcpy(part.data(), &announced, sizeof announced);
     const long before = resident_kib();
     std::thread emitter([&] {
-        broker.emit_raw(kStartedName, frame);
-        broker.emit_raw(kScanName, frame);
+        broker.emit_raw(kStartedName, part);
+        broker.emit_raw(kScanName, part);
     });
     long most = 0;
     // Each stalled subscription is given up in turn and subscribed again.
@@ -344,68 +295,36 @@ TEST_F(Backlog, IsNotExceededByFramesThatNeverEnd) {
     read_until(other_fd, 1, inbox, 2);
 }
 
-TEST_F(Subscriptions, OutliveTheBroker) {
-    Inbox called;
-    const int fd = subscribe(kStarted, inbox);
-    ASSERT_EQ(qx_plix_subscribe(kScan, Inbox::note, &called, nullptr), 0);
-    broker.wait_for_requests(2);
-    settle(2);
-    const auto before = open_descriptors();
-    for (std::size_t round = 1; round <= 5; ++round) {
-        broker.stop();
-        broker.start();
-        const auto back = Clock::now();
-        broker.wait_for_subscribers(2);
-        EXPECT_LT(since(back).count(), 1500);
-        broker.emit(kStartedName, std::to_string(round));
-        broker.emit(kScanName, std::to_string(round));
-        read_until(fd, 1, inbox, round);
-        called.wait_for(round);
-    }
-    EXPECT_EQ(inbox.events(), (Events{"1", "2", "3", "4", "5"}));
-    EXPECT_EQ(called.events(), inbox.events());
-    EXPECT_EQ(open_descriptors(), before);
-    EXPECT_EQ(broker.requests().size(), 10U);
-}
-
 TEST_F(Subscriptions, BeginAnewWhenTheirStreamBreaks) {
-    ASSERT_EQ(qx_plix_subscribe(kStarted, Inbox::note, &inbox, nullptr), 0);
+    broker.reply(kStartedName, {kAccepted + framed("1")});
+    listen(kStarted, inbox);
+    inbox.wait_for(1);
     const std::string half = framed(R"({"never": "whole"})").substr(0, 9);
-    std::size_t count = 0;
-    for (const std::string& broken :
-         {std::string("\x05"), half, std::string(4, '\0'), std::string(4, '\xff'),
-          std::string("\x01\x00\x00\x7f", 4), framed("0") + half}) {
-        broker.forget_requests();
+    for (const std::string& broken : {std::string("\x05"), half, std::string(4, '\0')}) {
+        const std::size_t before = inbox.count();
         broker.emit_raw(kStartedName, broken);
         broker.drop_subscribers(kStartedName);
-        broker.wait_for_requests(1);
-        broker.wait_for_subscribers(1);
-        broker.emit(kStartedName, std::to_string(count));
-        inbox.wait_for(++count);
+        inbox.wait_for(before + 1);
     }
-}
-
-TEST_F(Subscriptions, TakeBigEventsAndSlowOnes) {
-    ASSERT_EQ(qx_plix_subscribe(kStarted, Inbox::note, &inbox, nullptr), 0);
-    const std::string big = '"' + std::string(5'000'000, 'x') + '"';
-    broker.emit_raw(kStartedName, framed("1") + framed(big) + framed("2"));
-    for (const char byte : framed("3")) {
-        broker.emit_raw(kStartedName, {&byte, 1});
-    }
-    inbox.wait_for(4);
-    EXPECT_TRUE(inbox.events() == (Events{"1", big, "2", "3"}));
+    const std::size_t before = inbox.count();
+    broker.emit_raw(kStartedName, framed("0") + half);
+    broker.drop_subscribers(kStartedName);
+    inbox.wait_for(before + 2);
+    EXPECT_THAT(inbox.events(), AllOf(Contains("0"), Each(AnyOf("0", "1"))));
 }
 
 TEST_F(Subscriptions, GetEventsThatFollowTheAnswerDirectly) {
-    broker.reply(kStartedName, {kAccepted + framed("1") + framed("2")});
-    ASSERT_EQ(qx_plix_subscribe(kStarted, Inbox::note, &inbox, nullptr), 0);
+    broker.reply(kStartedName, {kAccepted + stream_of({"1", "2"})});
+    listen(kStarted, inbox);
     inbox.wait_for(2);
     broker.reply(kStartedName, {kAccepted + framed("3") + framed("4").substr(0, 2)});
     broker.drop_subscribers(kStartedName);
     inbox.wait_for(3);
-    broker.emit_raw(kStartedName, framed("4").substr(2));
+    for (const char byte : framed("4").substr(2)) {
+        broker.emit_raw(kStartedName, {&byte, 1});
+    }
     inbox.wait_for(4);
-    EXPECT_EQ(inbox.events(), (Events{"1", "2", "3", "4"}));
+    EXPECT_THAT(inbox.events(), ElementsAre("1", "2", "3", "4"));
 }
 
 TEST_F(Subscriptions, AreNotHeldUpByASilentBroker) {
@@ -413,35 +332,30 @@ TEST_F(Subscriptions, AreNotHeldUpByASilentBroker) {
     subscribe(kStarted, inbox);
     const int other_fd = subscribe(kScan, other);
     for (const std::string& silence : {std::string(), kAccepted.substr(0, 7)}) {
-        broker.forget_requests();
         broker.reply(kStartedName, {silence});
+        broker.forget_requests();
+        const auto dropped = Clock::now();
         broker.drop_subscribers(kStartedName);
-        broker.wait_for_requests(1);
-        const auto start = Clock::now();
-        const std::size_t before = other.events().size();
-        broker.emit(kScanName, "1");
-        read_until(other_fd, 1, other, before + 1);
-        EXPECT_LT(since(start).count(), 500);
-        // Given up and asked again, a second later.
-        broker.wait_for_requests(2);
-        EXPECT_GE(since(start).count(), 900);
+        broker.wait_for_requests(4);
+        EXPECT_GE(since(dropped).count(), 1990) << "given up before a second had passed";
+        // An event of the other subscription arrives within the second that the answer may take.
+        // On a busy machine that may need another attempt.
+        wait_until([&] {
+            broker.forget_requests();
+            broker.wait_for_requests(1);
+            const auto asked = Clock::now();
+            broker.emit(kScanName, "1");
+            read_until(other_fd, 1, other, other.count() + 1);
+            return since(asked).count() < 500;
+        });
     }
-    // In the middle of an event.
+    // A waiting answer and an incomplete event delay no end.
     broker.emit_raw(kScanName, framed("[1, 2, 3]").substr(0, 8));
-    const auto unsubscribing = Clock::now();
     qx_plix_unsubscribe(kStarted);
     qx_plix_unsubscribe(kScan);
     EXPECT_EQ(qx_plix_uninit(), 0);
-    EXPECT_LT(since(unsubscribing).count(), 500);
     broker.wait_for_connections(0);
 }
-
-// What a slow callback sees and what it waits for.
-struct Slow {
-    TestBroker& broker;
-    std::atomic<int> calls{0};
-    std::atomic<bool> other_came{false};
-};
 
 // From now on the other threads run only while this one waits, as on a busy router.
 void outrank_other_threads() {
@@ -452,288 +366,236 @@ void outrank_other_threads() {
     for (const auto& task : fs::directory_iterator("/proc/self/task")) {
         const pid_t id = std::stoi(task.path().filename());
         EXPECT_EQ(::sched_setaffinity(id, sizeof one, &one), 0);
-        if (id != ::gettid()) {
-            EXPECT_EQ(::syscall(SYS_sched_setscheduler, id, SCHED_IDLE, &none), 0);
-        }
+        EXPECT_TRUE(id == ::gettid() ||
+                    ::syscall(SYS_sched_setscheduler, id, SCHED_IDLE, &none) == 0);
     }
 }
 
 TEST_F(Subscriptions, GetTheirTurnWhileAnotherIsReadSlowly) {
-    constexpr int kEvents = 500;
-    Slow slow{broker};
-    int fd = -1;
-    const auto work = [](const char*, void* data) {
-        auto& self = *static_cast<Slow*>(data);
-        if (self.calls++ == 0) {
-            self.broker.emit(kScanName, "1");
+    constexpr int kCount = 500;
+    std::atomic<int> event_thread{-1};
+    std::size_t before_other = 0;
+    Inbox other([&] { event_thread = event_thread < 0 ? open_own_stat() : +event_thread; });
+    Inbox slow([&] {
+        if (slow.count() == 1) {
+            broker.emit(kScanName, "2");
+            // The event thread waits for the lock as soon as it has been able to run.
+            wait_until([&] { return ::usleep(1000) == 0 && sleeps(event_thread); });
         }
-        if (!self.other_came) {
-            ::usleep(1000);
-        }
-    };
-    const auto note = [](const char*, void* data) {
-        auto& self = *static_cast<Slow*>(data);
-        self.other_came = true;
-    };
-    ASSERT_EQ(qx_plix_subscribe(kStarted, work, &slow, &fd), 0);
-    ASSERT_EQ(qx_plix_subscribe(kScan, note, &slow, nullptr), 0);
-    for (int i = 0; i < kEvents; ++i) {
-        broker.emit(kStartedName, "{}");
-    }
-    wait_until([&] { return bytes_in(fd) == kEvents; });
+        before_other = other.count() < 2 ? slow.count() : before_other;
+    });
+    const int fd = subscribe(kStarted, slow);
+    listen(kScan, other);
+    broker.emit(kScanName, "1");
+    broker.emit_raw(kStartedName, stream_of(numbered(kCount)));
+    wait_until([&] { return event_thread >= 0 && bytes_in(fd) == kCount; });
     outrank_other_threads();
     EXPECT_EQ(qx_plix_read_event_fd(fd, 1), 0);
-    EXPECT_EQ(slow.calls, kEvents);
-    EXPECT_TRUE(slow.other_came);
+    EXPECT_EQ(slow.count(), kCount);
+    EXPECT_LE(before_other, 64);
 }
 
 TEST_F(Subscriptions, KeepTheirNotificationsRightForTwoReaders) {
-    constexpr int kEvents = 100;
-    std::atomic<int> calls{0};
-    const auto work = [](const char*, void* data) {
-        ::usleep(1000);
-        ++*static_cast<std::atomic<int>*>(data);
-    };
-    int fd = -1;
-    ASSERT_EQ(qx_plix_subscribe(kStarted, work, &calls, &fd), 0);
-    for (int i = 0; i < kEvents; ++i) {
-        broker.emit(kStartedName, "{}");
-    }
-    wait_until([&] { return bytes_in(fd) == kEvents; });
+    constexpr int kCount = 100;
+    Inbox slow([] { ::usleep(1000); });
+    const int fd = subscribe(kStarted, slow);
+    broker.emit_raw(kStartedName, stream_of(numbered(kCount)));
+    wait_until([&] { return bytes_in(fd) == kCount; });
     std::thread other([&] {
-        wait_until([&] { return calls > 0; });
+        slow.wait_for(1);
         EXPECT_EQ(qx_plix_read_events(fd, SIZE_MAX), 0);
     });
     EXPECT_EQ(qx_plix_read_events(fd, SIZE_MAX), 0);
     other.join();
-    EXPECT_EQ(calls, kEvents);
+    EXPECT_EQ(slow.count(), kCount);
     EXPECT_EQ(bytes_in(fd), 0);
 }
 
-std::size_t count_threads() {
-    using fs::directory_iterator;
-    return static_cast<std::size_t>(std::distance(directory_iterator("/proc/self/task"), {}));
-}
-
 TEST_F(Subscriptions, ShareTheEventThreadEventByEvent) {
-    struct Turns {
-        TestBroker& broker;
-        int calls = 0;
-        int calls_before_other = -1;
-    } turns{broker};
-    const auto work = [](const char*, void* data) {
-        auto& self = *static_cast<Turns*>(data);
-        if (self.calls++ == 0) {
-            self.broker.emit(kScanName, "1");
+    const std::size_t threads = count_threads();
+    std::size_t before_other = 0;
+    Inbox busy([&] {
+        if (busy.count() == 1) {
+            broker.emit(kScanName, "1");
         }
-    };
-    const auto stop = [](const char*, void* data) {
-        auto& self = *static_cast<Turns*>(data);
-        self.calls_before_other = self.calls;
+    });
+    Inbox other([&] {
+        before_other = busy.count();
         __atomic_store_n(&stopped, 1, __ATOMIC_RELEASE);
-    };
-    const std::size_t before = count_threads();
-    ASSERT_EQ(qx_plix_subscribe(kStarted, work, &turns, nullptr), 0);
-    ASSERT_EQ(qx_plix_subscribe(kScan, stop, &turns, nullptr), 0);
-    std::string burst;
-    for (const std::string& event : numbered(300)) {
-        burst += framed(event);
-    }
-    broker.emit_raw(kStartedName, burst);
-    wait_until([&] { return count_threads() < before; });
+    });
+    listen(kStarted, busy);
+    listen(kScan, other);
+    broker.emit_raw(kStartedName, stream_of(numbered(300)));
+    wait_until([&] { return count_threads() < threads; });
     qx_plix_uninit();
-    EXPECT_LE(turns.calls_before_other, 8);
-    EXPECT_LE(turns.calls, turns.calls_before_other + 8);
+    EXPECT_EQ(other.count(), 1);
+    EXPECT_LE(before_other, 8);
+    EXPECT_LE(busy.count(), before_other + 8);
 }
 
 TEST_F(Subscriptions, AreNotGivenUpForTheTimeOfASlowCallback) {
-    Slow slow{broker};
-    const int fd = subscribe(kStarted, inbox);
-    const auto answer_and_work = [](const char*, void* data) {
-        auto& self = *static_cast<Slow*>(data);
-        self.broker.emit_raw(kStartedName, kAccepted + framed("1"));
+    std::size_t asked = 0;
+    Inbox slow([&] {
+        asked = broker.requests().size();
+        broker.emit_raw(kStartedName, kAccepted + framed("1"));
         ::usleep(1'100'000);
-        ++self.calls;
-    };
-    ASSERT_EQ(qx_plix_subscribe(kScan, answer_and_work, &slow, nullptr), 0);
+    });
+    const int fd = subscribe(kStarted, inbox);
+    listen(kScan, slow);
     broker.reply(kStartedName, {""});
-    broker.forget_requests();
-    broker.drop_subscribers(kStartedName);
-    broker.wait_for_requests(1);
-    broker.emit(kScanName, "1");
-    read_until(fd, 1, inbox, 1);
-    EXPECT_EQ(slow.calls, 1);
-    EXPECT_EQ(broker.requests().size(), 1U);
+    // On a busy machine the time may have passed before the callback.
+    wait_until([&] {
+        broker.forget_requests();
+        broker.drop_subscribers(kStartedName);
+        broker.wait_for_requests(1);
+        broker.emit(kScanName, "1");
+        read_until(fd, 1, inbox, inbox.count() + 1);
+        return asked == 1;
+    });
+    EXPECT_THAT(broker.requests(), SizeIs(1));
 }
 
 TEST_F(Subscriptions, AreAskedForAgainCalmly) {
-    ASSERT_EQ(qx_plix_subscribe(kStarted, Inbox::note, &inbox, nullptr), 0);
+    listen(kStarted, inbox);
     broker.answer(kStartedName, R"({"status": 1})");
     broker.forget_requests();
     const auto start = Clock::now();
     broker.drop_subscribers(kStartedName);
     broker.wait_for_requests(5);
     EXPECT_GE(since(start).count(), 4 * 190);
-    const std::string deep = "{\"status\": 0, \"x\": " + std::string(2000, '[');
-    broker.answer(kStartedName, deep + std::string(2000, ']') + '}');
-    broker.forget_requests();
-    broker.wait_for_requests(1);
-    broker.emit(kStartedName, "1");
+    const std::string deep = std::string(2000, '[') + std::string(2000, ']');
+    broker.reply(kStartedName, {framed(success(deep)) + framed("1")});
     inbox.wait_for(1);
 }
 
 // Callbacks run under the registrar's lock, on which these calls would deadlock.
 TEST_F(Subscriptions, CallbacksMayUnsubscribeButNotSubscribeReadOrStop) {
-    struct Misuse {
-        qx_plix_event_type ends;
+    for (const auto& [piped, ends] : {std::pair(false, kStarted), std::pair(false, kScan),
+                                      std::pair(true, kStarted), std::pair(true, kScan)}) {
+        settle(0);
+        const auto before = open_descriptors();
+        const int waiting = subscribe(kScan, inbox);
+        Inbox misuse([this, waiting, ended = ends] {
+            int fd = -7;
+            EXPECT_EQ(qx_plix_subscribe(kScan, Inbox::note, &inbox, &fd), -1);
+            EXPECT_EQ(fd, -7);
+            EXPECT_EQ(qx_plix_read_event_fd(waiting, 0), -1);
+            EXPECT_EQ(qx_plix_read_events(waiting, 1), -1);
+            EXPECT_EQ(qx_plix_uninit(), -1);
+            EXPECT_EQ(qx_plix_init(), -1);
+            EXPECT_EQ(stopped, 0);
+            qx_plix_unsubscribe(ended);
+            EXPECT_EQ(qx_plix_reapply_firewall_rules(), 0);
+        });
+        broker.emit(kScanName, "1");
+        ASSERT_TRUE(is_readable(waiting));
         int fd = -1;
-        int waiting_fd = -1;
-        std::atomic<int> calls{0};
-    };
-    const auto misuse = [](const char*, void* data) {
-        auto& self = *static_cast<Misuse*>(data);
-        int fd = -7;
-        EXPECT_EQ(qx_plix_subscribe(kScan, count, nullptr, &fd), -1);
-        EXPECT_EQ(fd, -7);
-        EXPECT_EQ(qx_plix_read_event_fd(self.waiting_fd, 0), -1);
-        EXPECT_EQ(qx_plix_read_events(self.waiting_fd, 1), -1);
-        EXPECT_EQ(qx_plix_uninit(), -1);
-        EXPECT_EQ(qx_plix_init(), -1);
-        EXPECT_EQ(stopped, 0);
-        qx_plix_unsubscribe(self.ends);
-        EXPECT_EQ(qx_plix_reapply_firewall_rules(), 0);
-        ++self.calls;
-    };
-    for (const bool piped : {false, true}) {
-        for (const auto ends : {kStarted, kScan}) {
-            settle(0);
-            const auto before = open_descriptors();
-            Misuse self{ends};
-            self.waiting_fd = subscribe(kScan, inbox);
-            broker.emit(kScanName, "1");
-            ASSERT_TRUE(is_readable(self.waiting_fd, kPatience));
-            ASSERT_EQ(qx_plix_subscribe(kStarted, misuse, &self, piped ? &self.fd : nullptr), 0);
-            broker.emit_raw(kStartedName, framed("1") + framed("2"));
-            if (piped) {
-                wait_until([&] { return bytes_in(self.fd) == 2; });
-                EXPECT_EQ(qx_plix_read_event_fd(self.fd, 1), 0);
-            }
-            const int calls = ends == kStarted ? 1 : 2;
-            wait_until([&] { return self.calls == calls; });
-            broker.wait_for_subscribers(1);
-            qx_plix_unsubscribe(ends == kStarted ? kScan : kStarted);
-            EXPECT_EQ(self.calls, calls);
-            EXPECT_TRUE(inbox.events().empty());
-            settle(0);
-            EXPECT_EQ(open_descriptors(), before);
+        ASSERT_EQ(qx_plix_subscribe(kStarted, Inbox::note, &misuse, piped ? &fd : nullptr), 0);
+        broker.emit_raw(kStartedName, stream_of({"1", "2"}));
+        if (piped) {
+            wait_until([&] { return bytes_in(fd) == 2; });
+            EXPECT_EQ(qx_plix_read_event_fd(fd, 1), 0);
         }
+        const std::size_t calls = ends == kStarted ? 1 : 2;
+        misuse.wait_for(calls);
+        broker.wait_for_subscribers(1);
+        qx_plix_unsubscribe(ends == kStarted ? kScan : kStarted);
+        EXPECT_EQ(misuse.count(), calls);
+        EXPECT_THAT(inbox.events(), IsEmpty());
+        settle(0);
+        EXPECT_EQ(open_descriptors(), before);
     }
 }
 
-bool sleeps(int thread_stat) {
-    char text[128];
-    const ssize_t size = ::pread(thread_stat, text, sizeof text, 0);
-    return size > 0 &&
-           std::string(text, static_cast<std::size_t>(size)).find(") S ") != std::string::npos;
-}
-
 TEST_F(Subscriptions, ReadersWaitWithoutADescriptorUntilWokenOrCancelled) {
-    struct Reader {
-        int fd;
-        std::atomic<int> stat{-1};
-        std::atomic<int> result{7};
-    };
-    const auto read = [](void* data) -> void* {
-        auto& self = *static_cast<Reader*>(data);
-        const int stat = ::open("/proc/thread-self/stat", O_RDONLY | O_CLOEXEC);
-        rlimit none{};
-        ::getrlimit(RLIMIT_NOFILE, &none);
-        none.rlim_cur = 1; // poll needs a limit that is not below its number of descriptors
-        EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-        self.stat = stat;
-        self.result = qx_plix_read_event_fd(self.fd, 1);
-        return nullptr;
-    };
     rlimit limit{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    // poll needs a limit that is not below its number of descriptors.
+    const rlimit none{1, limit.rlim_max};
     settle(0);
     const auto before = open_descriptors();
     // What ends the wait, and the result; 7 means that the call did not return.
-    const struct {
-        std::function<void(pthread_t)> act;
-        int result;
-    } cases[] = {
+    const std::pair<std::function<void(pthread_t)>, int> cases[] = {
         {[&](pthread_t) { broker.emit(kStartedName, "1"); }, 0},
         {[](pthread_t) { qx_plix_unsubscribe(kStarted); }, -1},
         {[](pthread_t thread) { ::pthread_cancel(thread); }, 7},
         {[](pthread_t) { qx_plix_uninit(); }, -1},
     };
-    for (const auto& c : cases) {
-        Reader reader{subscribe(kStarted, inbox)};
-        pthread_t thread{};
-        ASSERT_EQ(::pthread_create(&thread, nullptr, read, &reader), 0);
-        wait_until([&] { return reader.stat >= 0 && sleeps(reader.stat); });
+    for (const auto& [act, expected] : cases) {
+        const int fd = subscribe(kStarted, inbox);
+        std::atomic<int> stat{-1};
+        std::atomic<int> result{7};
+        std::thread reader([&] {
+            const int own = open_own_stat();
+            EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+            stat = own;
+            result = qx_plix_read_event_fd(fd, 1);
+        });
+        wait_until([&] { return stat >= 0 && sleeps(stat); });
         ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
-        c.act(thread);
-        ::pthread_join(thread, nullptr);
-        ::close(reader.stat);
-        EXPECT_EQ(reader.result, c.result);
+        act(reader.native_handle());
+        reader.join();
+        ::close(stat);
+        EXPECT_EQ(result, expected);
         qx_plix_unsubscribe(kStarted);
     }
     broker.wait_for_connections(0);
     EXPECT_EQ(open_descriptors().size(), before.size() - 2) << "the thread's own";
 }
 
-TEST_F(Subscriptions, LeaveNothingOpen) {
+TEST_F(Subscriptions, LeaveNothingOpenNorToOtherPrograms) {
     qx_plix_uninit();
     settle(0);
     const auto before = open_descriptors();
-    for (int round = 0; round < 2; ++round) {
-        ASSERT_EQ(qx_plix_init(), 0);
-        const int fd = subscribe(kStarted, inbox);
-        subscribe(kStarted, inbox);
-        ASSERT_EQ(qx_plix_subscribe(kScan, Inbox::note, &inbox, nullptr), 0);
-        broker.emit_raw(kStartedName, framed("1") + framed("2").substr(0, 3));
-        is_readable(fd, kPatience);
-        broker.reply(kScanName, {""});
-        broker.forget_requests();
-        broker.drop_subscribers(kScanName);
-        broker.wait_for_requests(1);
-        for (const int open : open_descriptors()) {
-            const bool inherited = std::count(before.begin(), before.end(), open) > 0;
-            EXPECT_TRUE(inherited || (::fcntl(open, F_GETFD) & FD_CLOEXEC) != 0) << open;
-        }
-        EXPECT_EQ(qx_plix_uninit(), 0);
-        settle(0);
-        EXPECT_EQ(open_descriptors(), before);
-        broker.answer(kScanName, kOk);
+    ASSERT_EQ(qx_plix_init(), 0);
+    const int fd = subscribe(kStarted, inbox);
+    listen(kScan, inbox);
+    broker.emit_raw(kStartedName, framed("1") + framed("2").substr(0, 3));
+    ASSERT_TRUE(is_readable(fd));
+    broker.reply(kScanName, {""});
+    broker.forget_requests();
+    broker.drop_subscribers(kScanName);
+    broker.wait_for_requests(1);
+    for (const int open : open_descriptors()) {
+        const bool inherited = std::count(before.begin(), before.end(), open) > 0;
+        EXPECT_TRUE(inherited || (::fcntl(open, F_GETFD) & FD_CLOEXEC) != 0) << open;
     }
+    EXPECT_EQ(qx_plix_uninit(), 0);
+    settle(0);
+    EXPECT_EQ(open_descriptors(), before);
 }
 
 TEST_F(Subscriptions, ProgramsMayStopTheThreadByTheFlagAlone) {
     const std::size_t before = count_threads();
-    const auto start = Clock::now();
     __atomic_store_n(&stopped, 1, __ATOMIC_RELEASE);
     wait_until([&] { return count_threads() < before; });
-    EXPECT_LT(since(start).count(), 1500);
     EXPECT_EQ(qx_plix_uninit(), 0);
+}
+
+/// Does `work` again and again for as long as the object lives.
+std::jthread repeat(std::function<void()> work) {
+    return std::jthread([work = std::move(work)](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            work();
+        }
+    });
 }
 
 // Subscribing, unsubscribing, reading, commands and a broker that restarts, all at once.
 TEST_F(Subscriptions, FromManyThreads) {
-    std::atomic<bool> over{false};
-    std::atomic<bool> silent{false};
     std::atomic<int> events{0};
-    std::vector<std::thread> threads;
-    const auto until = [](const std::atomic<bool>& end, const std::function<void()>& work) {
-        return std::thread([&end, work] {
-            while (!end) {
-                work();
-            }
-        });
+    const auto count = [](const char*, void* counter) {
+        ++*static_cast<std::atomic<int>*>(counter);
     };
+    // Readers take notifications from each other, and go on waiting; so this one ends last.
+    const std::jthread emitter = repeat([&] {
+        broker.emit(kStartedName, "1");
+        broker.emit(kScanName, "[1, 2]");
+        broker.emit_raw("device_discovery", stream_of({"{}", "[]"}));
+    });
+    std::vector<std::jthread> threads;
     for (const auto type : {kStarted, kScan, QX_PLIX_DEVICE_DISCOVERY}) {
-        threads.push_back(until(over, [&, type] {
+        threads.push_back(repeat([&, type] {
             int fd = -1;
             if (qx_plix_subscribe(type, count, &events, &fd) == 0) {
                 for (int i = 0; i < 10 && is_readable(fd, std::chrono::milliseconds(5)); ++i) {
@@ -742,38 +604,26 @@ TEST_F(Subscriptions, FromManyThreads) {
                 qx_plix_unsubscribe(type);
             }
         }));
-        threads.push_back(until(over, [&, type] {
+        threads.push_back(repeat([&, type] {
             if (qx_plix_subscribe(type, count, &events, nullptr) == 0) {
                 ::sched_yield();
                 qx_plix_unsubscribe(type);
             }
         }));
     }
-    threads.push_back(until(over, [] {
+    threads.push_back(repeat([] {
         int status = 0;
         qx_plix_is_enabled(&status);
         // These are other threads' subscriptions, if anybody's.
         qx_plix_read_event_fd(10, 1);
         qx_plix_unsubscribe(kScan);
     }));
-    // Readers take notifications from each other, and go on waiting; so this one ends last.
-    std::thread emitter = until(silent, [&] {
-        broker.emit(kStartedName, "1");
-        broker.emit(kScanName, "[1, 2]");
-        broker.emit_raw("device_discovery", framed("{}") + framed("[]"));
-    });
     for (int round = 0; round < 10; ++round) {
         const int seen = events;
         wait_until([&] { return events >= seen + 100; });
         broker.stop();
         broker.start();
     }
-    over = true;
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    silent = true;
-    emitter.join();
 }
 
 } // namespace

@@ -2,9 +2,6 @@
 
 #include "agent_fixture.h"
 
-#include <cstdint>
-#include <functional>
-
 namespace {
 
 using namespace qx::test;
@@ -49,34 +46,22 @@ TEST_F(Trust, AcceptsRootTheOwnUserAndTheAgentsUsersOnly) {
     if (!restart_as(kStranger)) {
         GTEST_SKIP() << "only root can act as another user";
     }
-    const fs::path moved = kInstallDir / "moved";
-    const struct {
-        const char* what;
-        std::function<void(unsigned)> prepare;
-        bool accepted;
-    } cases[] = {
-        {"no other user", [](unsigned) {}, false},
-        {"the owner of the version file", [](unsigned uid) { give(kVersionFile, uid); }, true},
-        {"the owner of the install directory", [](unsigned uid) { give(kInstallDir, uid); }, true},
-        {"the agent's user",
-         [](unsigned uid) {
-             write_file("/etc/passwd", "norvane-plix:x:" + std::to_string(uid) +
-                                           ":7::" + kInstallDir.string() + ":/bin/false\n");
-         },
-         true},
-        {"the owner of a link to the version file",
-         [&](unsigned uid) {
-             fs::rename(kVersionFile, moved);
-             fs::create_symlink(moved, kVersionFile);
-             give(kVersionFile, uid);
-         },
-         false},
-    };
-    for (const auto& c : cases) {
-        c.prepare(kStranger);
-        EXPECT_EQ(is_accepted(), c.accepted) << c.what;
-        c.prepare(0);
+    EXPECT_FALSE(is_accepted());
+    for (const fs::path& file : {kVersionFile, kInstallDir}) {
+        give(file, kStranger);
+        EXPECT_TRUE(is_accepted()) << file;
+        give(file, 0);
     }
+    const std::string root = read_file("/etc/passwd");
+    write_file("/etc/passwd", "norvane-plix:x:1234:7::" + kInstallDir.string() + ":/bin/false\n");
+    EXPECT_TRUE(is_accepted()) << "the agent's user";
+    write_file("/etc/passwd", root);
+    give(kVersionFile, kStranger);
+    const fs::path moved = kInstallDir / "moved";
+    fs::rename(kVersionFile, moved);
+    fs::create_symlink(moved, kVersionFile);
+    give(kVersionFile, kStranger);
+    EXPECT_FALSE(is_accepted()) << "the owner of a link and of the file that it leads to";
 }
 
 TEST_F(Trust, RefusesUsersWithoutAMapping) {
@@ -92,11 +77,7 @@ TEST_F(Trust, RefusesUsersWithoutAMapping) {
 
 TEST_F(Trust, CanBeSetToOneUserOrToAll) {
     const unsigned uid = restart_as(kStranger) ? kStranger : 0;
-    const struct {
-        std::int64_t required;
-        int result;
-        bool accepted;
-    } cases[] = {
+    const std::tuple<std::int64_t, int, bool> cases[] = {
         {QX_PLIX_BROKER_UID_ANY, 0, true},
         {uid, 0, true},
         {uid + 1, 0, false},
@@ -105,26 +86,25 @@ TEST_F(Trust, CanBeSetToOneUserOrToAll) {
         {-3, -1, false},
         {QX_PLIX_BROKER_UID_DEFAULT, 0, uid == 0},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(qx_plix_require_broker_uid(c.required), c.result) << c.required;
-        EXPECT_EQ(is_accepted(), c.accepted) << c.required;
+    for (const auto& [required, result, accepted] : cases) {
+        EXPECT_EQ(qx_plix_require_broker_uid(required), result) << required;
+        EXPECT_EQ(is_accepted(), accepted) << required;
     }
 }
 
 TEST_F(Trust, WarnsOfARefusedUserOnceUntilAnotherListens) {
-    ASSERT_EQ(qx_plix_init(), 0);
     Inbox events;
-    ASSERT_EQ(qx_plix_subscribe(QX_PLIX_QXAGENT_STARTED, Inbox::note, &events, nullptr), 0);
+    ASSERT_EQ(qx_plix_init(), 0);
+    listen(kStarted, events);
     EXPECT_THAT(warnings.events(), IsEmpty());
     broker.forget_requests();
     qx_plix_require_broker_uid(kStranger);
-    broker.drop_subscribers("qxagent_started");
+    broker.drop_subscribers(kStartedName);
     warnings.wait_for(1);
     // The retries go on meanwhile, and nothing is sent.
     EXPECT_EQ(qx_plix_enable(), -1);
     EXPECT_THAT(broker.requests(), IsEmpty());
-    EXPECT_THAT(warnings.events(), ElementsAre(HasSubstr("has the user id 0, which is not " +
-                                                         std::to_string(kStranger))));
+    EXPECT_THAT(warnings.events(), ElementsAre(HasSubstr("has the user id 0, which is not 1234")));
     qx_plix_require_broker_uid(QX_PLIX_BROKER_UID_DEFAULT);
     broker.wait_for_subscribers(1);
     if (restart_as(kStranger)) {

@@ -1,7 +1,10 @@
 // Work that a test does in a child process.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <csignal>
+#include <cstdio>
 #include <functional>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -40,5 +43,15 @@ public:
 private:
     pid_t pid_;
 };
+
+/// Forks a child that does `work` and exits. Returns whether every expectation in it has held.
+inline bool succeeds_in_child(const std::function<void()>& work) {
+    Forked child([&work] {
+        work();
+        std::fflush(stdout);
+        return ::testing::Test::HasFailure() ? 1 : 0;
+    });
+    return child.wait() == 0;
+}
 
 } // namespace qx::test

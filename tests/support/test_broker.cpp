@@ -6,26 +6,11 @@
 #include <fcntl.h>
 #include <jansson.h>
 #include <poll.h>
-#include <sched.h>
 #include <sys/eventfd.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace qx::test {
 namespace {
-
-bool send_byte_by_byte(int fd, std::string_view bytes) {
-    for (const char byte : bytes) {
-        if (!send_all(fd, {&byte, 1})) {
-            return false;
-        }
-        int untaken = 1;
-        while (untaken > 0 && ::ioctl(fd, TIOCOUTQ, &untaken) == 0) {
-            ::sched_yield();
-        }
-    }
-    return true;
-}
 
 std::string text_member(const json_t* object, const char* key) {
     const char* const text = json_string_value(json_object_get(object, key));
@@ -202,8 +187,7 @@ bool TestBroker::handle(Connection& connection, const std::string& line) {
     requests_.push_back(line);
     const auto found = replies_.find(name);
     const Reply reply = found == replies_.end() ? Reply{framed(kOk)} : found->second;
-    const bool sent = reply.byte_by_byte ? send_byte_by_byte(connection.fd, reply.bytes)
-                                         : send_all(connection.fd, reply.bytes);
+    const bool sent = send_all(connection.fd, reply.bytes);
     if (subscribes) {
         connection.event = name;
     }

@@ -17,8 +17,7 @@ namespace qx::test {
 /// What the broker does with a request.
 struct Reply {
     std::string bytes;
-    bool hang_up = false;      ///< closes the connection afterwards
-    bool byte_by_byte = false; ///< sends each byte after the one before has been taken
+    bool hang_up = false; ///< closes the connection afterwards
 };
 
 /// Listens on the broker's socket from its construction on. Unless told otherwise it answers

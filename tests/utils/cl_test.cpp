@@ -1,22 +1,18 @@
 #include "qx/cl.h"
 
+#include "answers.h"
+#include "qx/format.h"
 #include "words.h"
-
-#include <gmock/gmock.h>
-
-#include <optional>
 
 namespace {
 
 namespace cl = qx::cl;
+using namespace qx::test;
 using cl::countlimits;
 using cl::desc;
 using cl::listseparator;
 using cl::subcommandname;
-using cl::type_flags;
 using cl::valuedesc;
-using qx::test::parse_words;
-using qx::test::usage_text;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -39,163 +35,92 @@ struct Household {
     cl::flag dry_run{"n", desc("say what would be done"), countlimits(0, 2)};
 };
 
-TEST(OptionValue, IntegersAreReadAsStrtollReadsThem) {
-    const std::pair<const char*, std::optional<int>> cases[] = {
-        {"0b10", {}}, {" -0B1", {}},     {"0", 0},
-        {"0x10", 16}, {"0XfF", 255},     {"010", 8},
-        {"-3", -3},   {" 7", 7},         {"+5", 5},
-        {"", 0},      {"4294967297", 1}, {"2147483648", std::numeric_limits<int>::min()},
-        {"7 ", {}},   {"12abc", {}},     {"0x", {}},
-        {"08", {}},   {" ", {}},         {"--1", {}},
-        {"1.5", {}},
-    };
-    for (const auto& [text, expected] : cases) {
-        cl::opt<int> option("number");
-        EXPECT_EQ(option.handle("number", text), expected.has_value()) << text;
-        if (expected) {
-            EXPECT_EQ(option.value(), *expected) << text;
-        }
+/// More options of the household, which are read in several notations.
+struct Bedroom {
+    static cl::valuelist_struct<int> sizes() {
+        cl::valuelist_struct<int> words;
+        words.add_entry(0, "none", "", 38, "large", "", 7, "large", "");
+        return words;
     }
-}
 
-TEST(OptionValue, BooleansHaveSevenWordsAndSwitchesNone) {
-    const std::pair<const char*, std::optional<bool>> cases[] = {
-        {"", true},   {"true", true}, {"yes", true}, {"1", true}, {"false", false}, {"no", false},
-        {"0", false}, {"TRUE", {}},   {"Yes", {}},   {"on", {}},  {"2", {}},        {"true ", {}},
-    };
-    for (const auto& [text, expected] : cases) {
-        for (const bool before : {false, true}) {
-            bool value = before;
-            const bool known = cl::option_parser<bool, false>::parse_bool(text, value);
-            EXPECT_EQ(known, expected.has_value()) << text;
-            EXPECT_EQ(value, expected.value_or(before)) << text;
-        }
+    cl::opt<int> hours{"hours", subcommandname("rest")};
+    cl::opt<bool> quiet{"quiet", subcommandname("rest")};
+    cl::opt<int> bed{"bed", sizes(), subcommandname("rest")};
+    cl::opt<bool> blanket{"blanket", sizes(), subcommandname("rest")};
+    cl::list<int> naps{"naps", cl::cut_at_separator, subcommandname("rest")};
+    cl::set<int> pillows{"pillows", sizes(), subcommandname("rest")};
+};
+
+std::string options_of(const std::vector<std::string>& words) {
+    const Household home;
+    const Bedroom room;
+    std::string text = parse_words(words);
+    if (!text.empty()) {
+        return text;
     }
-    cl::opt<bool> inverted("inverted", type_flags{0x40000});
-    EXPECT_FALSE(inverted.needs_param());
-    EXPECT_TRUE(inverted.handle("inverted", "nonsense"));
-    EXPECT_TRUE(inverted);
-    EXPECT_TRUE(inverted.handle("inverted", "true"));
-    EXPECT_FALSE(inverted);
-}
-
-TEST(OptionValue, WordsOfAValueListReplaceTheOwnNotation) {
-    cl::valuelist_struct<int> sizes;
-    sizes.add_entry(0, "none", "", 38, "large", "", 7, "large",
-                    "the second of a name is never meant");
-    cl::opt<int> size("size", sizes);
-    EXPECT_TRUE(size.handle("size", "large"));
-    EXPECT_EQ(size.value(), 38);
-    EXPECT_FALSE(size.handle("size", "38"));
-    EXPECT_FALSE(size.handle("size", "Large"));
-    EXPECT_FALSE(size.handle("size", "larg"));
-    cl::opt<bool> any("any", sizes);
-    EXPECT_TRUE(any.handle("any", "large") && any.value());
-    EXPECT_TRUE(any.handle("any", "none") && !any.value());
-    EXPECT_FALSE(any.handle("any", "true"));
-
-    cl::sub_commands<Chore> chore(cl::values<Chore>({{Chore::rest, "rest", ""}}));
-    EXPECT_FALSE(chore.handle("sleep", "rest"));
-    EXPECT_EQ(chore.int_val(), 0);
-    EXPECT_TRUE(chore.handle("rest", "sleep"));
-    EXPECT_EQ(chore.int_val(), 2);
-}
-
-TEST(OptionValue, ListsAreCutAtEverySeparator) {
-    const std::pair<const char*, std::vector<std::string>> cases[] = {
-        {"", {}},          {"a", {"a"}},    {"a,b,a", {"a", "b", "a"}}, {"a,,b", {"a", "", "b"}},
-        {"a,", {"a", ""}}, {",", {"", ""}}, {" a, b", {" a", " b"}},
+    const auto add = [&text](const char* name, const auto& option, const auto& value) {
+        text += option.given() ? fmt::format("{}{}={}", text.empty() ? "" : " ", name, value) : "";
     };
-    for (const auto& [text, expected] : cases) {
-        Household home;
-        EXPECT_EQ(parse_words({"paint", "--colour=red", "--rooms", text}), "");
-        EXPECT_EQ(home.rooms, expected) << text;
-        EXPECT_TRUE(home.rooms.given());
-    }
-    cl::list<std::string> whole("whole");
-    cl::list<std::string> flagged("flagged", cl::cut_at_separator);
-    EXPECT_EQ(parse_words({"--whole", "a,b", "--flagged", "a,b"}), "");
-    EXPECT_THAT(whole, ElementsAre("a,b"));
-    EXPECT_THAT(flagged, ElementsAre("a", "b"));
+    const auto joined = [](const auto& list) { return fmt::format("{}", fmt::join(list, "|")); };
+    add("chore", home.chore, static_cast<int>(home.chore.value()));
+    add("colour_of_walls", home.wall_colour, home.wall_colour.c_str());
+    add("coats", home.coats, home.coats.value());
+    add("glossy", home.glossy, home.glossy.value());
+    add("rooms", home.rooms, joined(home.rooms));
+    add("tools", home.tools, joined(home.tools));
+    add("colour_of_clothes", home.clothes_colour, home.clothes_colour.c_str());
+    add("spin", home.spin, 1);
+    add("clothes", home.clothes, home.clothes.c_str());
+    add("n", home.dry_run, 1);
+    add("hours", room.hours, room.hours.value());
+    add("quiet", room.quiet, room.quiet.value());
+    add("bed", room.bed, room.bed.value());
+    add("blanket", room.blanket, room.blanket.value());
+    add("naps", room.naps, joined(room.naps));
+    add("pillows", room.pillows, joined(room.pillows));
+    return text;
 }
 
-TEST(OptionValue, ListsConvertTheirElementsLikeSingleValues) {
-    cl::list<int> numbers("numbers", cl::cut_at_separator);
-    cl::set<int> sizes("sizes", cl::values<int>({{38, "small", ""}, {42, "large", ""}}));
-    EXPECT_EQ(parse_words({"--numbers=7,010,7", "--sizes", "large", "--sizes", "small"}), "");
-    EXPECT_THAT(numbers, ElementsAre(7, 8, 7));
-    EXPECT_THAT(sizes, ElementsAre(38, 42));
-    EXPECT_FALSE(numbers.handle("numbers", "x"));
-    EXPECT_FALSE(sizes.handle("sizes", "40"));
-    EXPECT_THAT(numbers, ElementsAre(7, 8, 7));
+TEST(CommandLine, IsReadAsInTheTranscript) {
+    expect_answers("command_lines", options_of);
 }
 
-TEST(CommandLine, SubCommandDecidesWhichOfTwoOptionsOfOneNameIsMeant) {
-    Household home;
-    EXPECT_EQ(parse_words({"--colour", "white", "-n", "wash", "-", "--", "--spin"}), "");
-    EXPECT_EQ(home.chore.value(), Chore::wash);
-    EXPECT_EQ(home.clothes_colour, "white");
-    EXPECT_FALSE(home.wall_colour.given());
-    EXPECT_FALSE(home.spin);
-    EXPECT_TRUE(home.dry_run);
-    EXPECT_EQ(home.clothes, "--spin");
-    EXPECT_EQ(home.clothes.occurrences(), 2U);
-}
-
-TEST(CommandLine, RepeatedScalarsKeepTheLastValueAndListsGrow) {
-    Household home;
-    EXPECT_EQ(parse_words({"paint", "-colour=a=b", "--coats", "-2", "--coats=5", "--rooms", "x,y",
-                           "-rooms=x", "--tools=b--a--b", "--tools", "c", "-glossy="}),
-              "");
-    EXPECT_EQ(home.wall_colour, "a=b");
-    EXPECT_EQ(home.coats.value(), 5);
-    EXPECT_EQ(home.coats.occurrences(), 2U);
-    EXPECT_THAT(home.rooms, ElementsAre("x", "y", "x"));
-    EXPECT_THAT(home.tools, ElementsAre("a", "b", "c"));
-    EXPECT_TRUE(home.glossy);
-}
-
-TEST(CommandLine, LimitsAndKindsAreEnforced) {
-    const std::pair<std::vector<std::string>, const char*> cases[] = {
-        {{"wash", "-n", "-n", "-n"},
-         "(repeated option) option '--n' of wash may be given only 2 times"},
-        {{"wash", "a", "b", "c"}, "(surplus word) wash takes no further word: 'c'"},
-        {{"paint", "--glossy=ye"},
-         "(bad value) option '--glossy' of paint cannot be 'ye'; did you mean 'yes'?"},
-    };
-    for (const auto& [words, reason] : cases) {
-        const Household home;
-        EXPECT_EQ(parse_words(words), reason);
-        EXPECT_EQ(qx::_get_qxerrno().number, 1);
-    }
+TEST(CommandLine, ReasonsQuoteSixtyCharacters) {
+    const Household home;
+    EXPECT_THAT(parse_words({std::string(100000, 'x')}),
+                HasSubstr("'" + std::string(60, 'x') + "...'"));
+    EXPECT_THAT(parse_words({"\xe2\x82\xac\n"}), HasSubstr("'\xe2\x82\xac\\x0a'"));
+    EXPECT_EQ(qx::_get_qxerrno().number, 1);
+    EXPECT_FALSE(cl::parse(0, nullptr));
 }
 
 TEST(CommandLine, AProgramWithoutSubCommandsIsTheSubjectItself) {
-    const std::pair<std::vector<std::string>, const char*> cases[] = {
-        {{"--numbers", "1", "--numbers=2,3"}, ""},
-        {{"--numbers", "1,x"},
+    const std::pair<const char*, const char*> cases[] = {
+        {"--whole a,b --numbers 1 --numbers=2,3", ""},
+        {"--whole a,b --numbers 1,x",
          "(bad value) option '--numbers' of program cannot be 'x'; expected an integer"},
-        {{"--numbers=1"}, "(missing option) program needs option '--numbers' 2 times"},
+        {"--whole a,b --numbers=1", "(missing option) program needs option '--numbers' 2 times"},
     };
     for (const auto& [words, reason] : cases) {
         const cl::opt<int> numbers("numbers", valuedesc("count"), listseparator(","),
                                    countlimits(2, 3));
-        EXPECT_EQ(parse_words(words), reason);
+        const cl::list<std::string> whole("whole");
+        EXPECT_EQ(parse_words(words_of(words)), reason);
+        EXPECT_THAT(whole, ElementsAre("a,b"));
     }
 }
 
-TEST(CommandLine, ReasonsAreFitForOneLineOfATerminal) {
-    const Household home;
-    EXPECT_FALSE(cl::parse(0, nullptr));
-    EXPECT_THAT(
-        parse_words(
-            {"a\nb\x1b[31m\x7f\xff\xc3\xa9\xe2\x80\xae\xed\xa0\x80\xc2\x9b\xe0\x80\x80\xf0\x9f"}),
-        HasSubstr("'a\\x0ab\\x1b[31m\\x7f\\xff\xc3\xa9\\xe2\\x80\\xae\\xed\\xa0\\x80"
-                  "\\xc2\\x9b\\xe0\\x80\\x80\\xf0\\x9f'"));
-    EXPECT_THAT(parse_words({"\xe2(\xa1\xf0\x80\x80\x80\xf4\x90\x80\x80"}),
-                HasSubstr("'\\xe2(\\xa1\\xf0\\x80\\x80\\x80\\xf4\\x90\\x80\\x80'"));
-    EXPECT_THAT(parse_words({std::string(100000, 'x')}),
-                HasSubstr("'" + std::string(60, 'x') + "...'"));
+TEST(OptionValue, IsLeftAloneByAWordThatItDoesNotKnow) {
+    bool value = true;
+    EXPECT_FALSE((cl::option_parser<bool, false>::parse_bool("nonsense", value)));
+    EXPECT_TRUE(value);
+    cl::sub_commands<Chore> chore(cl::values<Chore>({{Chore::rest, "rest", ""}}));
+    EXPECT_FALSE(chore.handle("sleep", "rest"));
+    EXPECT_EQ(chore.int_val(), 0);
+    cl::opt<bool> inverted("inverted", cl::type_flags{0x40000});
+    EXPECT_FALSE(inverted.needs_param());
+    EXPECT_TRUE(inverted.handle("inverted", "nonsense") && inverted);
+    EXPECT_TRUE(inverted.handle("inverted", "true") && !inverted);
 }
 
 TEST(Registry, HoldsLivingOptionsInOrderAndNoCopies) {
@@ -210,15 +135,12 @@ TEST(Registry, HoldsLivingOptionsInOrderAndNoCopies) {
             EXPECT_TRUE(option->storage_allocated());
         }
         home.rooms.push_back("hall");
-        {
-            cl::list<std::string> copy(home.rooms);
-            EXPECT_EQ(registered(), 10U);
-            EXPECT_TRUE(copy.handle("rooms", "attic"));
-            EXPECT_TRUE(copy.needs_param());
-            EXPECT_THAT(copy, ElementsAre("hall", "attic"));
-            EXPECT_THAT(home.rooms, ElementsAre("hall"));
-        }
+        cl::list<std::string> copy(home.rooms);
         EXPECT_EQ(registered(), 10U);
+        EXPECT_TRUE(copy.handle("rooms", "attic"));
+        EXPECT_TRUE(copy.needs_param());
+        EXPECT_THAT(copy, ElementsAre("hall", "attic"));
+        EXPECT_THAT(home.rooms, ElementsAre("hall"));
     }
     EXPECT_EQ(registered(), 0U);
 }

@@ -1,3 +1,4 @@
+#include "answers.h"
 #include "base/descriptor.h"
 #include "forked.h"
 #include "process.h"
@@ -5,13 +6,8 @@
 #include "qx/io.h"
 #include "qx/log.h"
 #include "qx/settings.h"
-#include "world.h"
 
-#include <gmock/gmock.h>
-
-#include <climits>
 #include <fcntl.h>
-#include <filesystem>
 #include <functional>
 #include <regex>
 #include <sys/file.h>
@@ -23,12 +19,16 @@ namespace {
 
 using qx::setMgmt;
 using namespace qx::test;
+using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
-using Names = std::vector<std::string>;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
 
 const fs::path kSettingsDirectory = kInstallDir / "etc";
 const fs::path kLock = kSettingsFile.string() + ".lock";
-const fs::path kTemporary = kSettingsFile.string() + ".tmp";
 
 int last_error() {
     return qx::_get_qxerrno().number;
@@ -38,17 +38,12 @@ std::string last_reason() {
     return qx::_get_qxerrno().second.sview().to_string();
 }
 
-Names names_in_directory() {
-    Names names;
+std::vector<std::string> names_in_directory() {
+    std::vector<std::string> names;
     for (const auto& entry : fs::directory_iterator(kSettingsDirectory)) {
         names.push_back(entry.path().filename());
     }
-    std::sort(names.begin(), names.end());
     return names;
-}
-
-std::string read_log() {
-    return read_file(kInstallDir / "var/log/tool.log");
 }
 
 class Settings : public testing::Test {
@@ -56,97 +51,67 @@ protected:
     void SetUp() override {
         ::umask(0);
         fs::create_directory(kInstallDir);
+        ASSERT_TRUE(qx::log::start("tool", nullptr));
+    }
+
+    static std::vector<std::string> log() {
+        return lines_of(read_file(kInstallDir / "var/log/tool.log"));
+    }
+
+    static void mount_disk(const char* type = "tmpfs", const char* options = "size=32k,mode=0755") {
+        fs::create_directory(kSettingsDirectory);
+        require(::mount(type, kSettingsDirectory.c_str(), type, 0, options) == 0, "mount");
     }
 };
 
-TEST_F(Settings, NoFileIsAnEmptyStoreAndReadingMakesNone) {
+std::string answer_to(const std::vector<std::string>& words) {
+    const std::string& call = words[0];
+    if (call == "file") {
+        write_file(kSettingsFile, words[1]);
+        return "written";
+    }
+    if (call == "show") {
+        return fs::exists(kSettingsFile) ? read_file(kSettingsFile) : "(no file)";
+    }
+    if (call == "get") {
+        return setMgmt::getKeyValue(words[1], std::string("(none)"));
+    }
+    if (call == "number") {
+        return std::to_string(setMgmt::getKeyValue(words[1], 99));
+    }
+    const int result = call == "init"     ? setMgmt::init()
+                       : call == "delete" ? setMgmt::deleteKey(words[1])
+                       : call == "set"    ? setMgmt::setKey(words[1], words[2])
+                                          : (setMgmt::uninit(), 0);
+    return result == 0 ? "0" : fmt::format("{} {}", result, last_error());
+}
+
+TEST_F(Settings, AnswerAsInTheTranscript) {
+    expect_answers("settings", answer_to);
+}
+
+TEST_F(Settings, AreStoredInAnInstallDirectoryOnly) {
     EXPECT_EQ(qx::kCirrelEntrypointsKey.to_string(), "/cirrel/entrypoints");
     EXPECT_EQ(qx::kCirrelCaFileDefault.to_string(), "/opt/norvane/etc/certs/ca-certificates.crt");
     ASSERT_EQ(setMgmt::init(), 0);
-    EXPECT_EQ(setMgmt::getKeyValue("/a", "default"), "default");
-    EXPECT_EQ(setMgmt::getKeyValue("/a", 7), 7);
-    EXPECT_EQ(setMgmt::deleteKey("/a"), -1);
-    EXPECT_EQ(last_error(), 5);
+    EXPECT_EQ(setMgmt::getKeyValue("a", 7), 7);
     EXPECT_FALSE(fs::exists(kSettingsDirectory));
-    fs::remove(kInstallDir);
-    ASSERT_EQ(setMgmt::init(), 0);
-    EXPECT_EQ(setMgmt::setKey("a", "1"), -1);
+    EXPECT_EQ(setMgmt::setKey("a", "1"), 0);
+    EXPECT_THAT(names_in_directory(), UnorderedElementsAre("settings.json", "settings.json.lock"));
+    fs::remove_all(kInstallDir);
+    EXPECT_EQ(setMgmt::setKey("a", "2"), -1);
     EXPECT_EQ(last_error(), 2);
     EXPECT_FALSE(fs::exists(kInstallDir));
 }
 
-TEST_F(Settings, WritesAFlatObjectForTheOwnerOnly) {
-    ASSERT_EQ(setMgmt::init(), 0);
-    EXPECT_EQ(setMgmt::setKey("/quillet/update_location", "staging"), 0);
-    EXPECT_EQ(read_file(kSettingsFile), "{\"/quillet/update_location\": \"staging\"}\n");
-    EXPECT_EQ(mode(kSettingsDirectory), fs::perms(0755));
-    EXPECT_EQ(names_in_directory(), (Names{"settings.json", "settings.json.lock"}));
-
-    EXPECT_EQ(setMgmt::setKey("/b", ""), 0);
-    EXPECT_EQ(setMgmt::setKey("/a", std::string("\0\"\n\xc3\xa9", 5)), 0);
-    EXPECT_EQ(setMgmt::setKey("/b", "2"), 0);
-    setMgmt::uninit();
-    EXPECT_EQ(setMgmt::getKeyValue("/b", "closed"), "closed");
-    EXPECT_EQ(setMgmt::setKey("/b", "3"), -1);
-    ASSERT_EQ(setMgmt::init(), 0);
-    EXPECT_EQ(setMgmt::getKeyValue("/a", ""), std::string("\0\"\n\xc3\xa9", 5));
-    EXPECT_EQ(setMgmt::getKeyValue("/b", 0), 2);
-    EXPECT_EQ(setMgmt::deleteKey("/a"), 0);
-    EXPECT_EQ(read_file(kSettingsFile),
-              "{\"/quillet/update_location\": \"staging\", \"/b\": \"2\"}\n");
-}
-
-TEST_F(Settings, ReadsOnlyWholeIntegersAsIntegers) {
-    const std::pair<const char*, int> cases[] = {
-        {"0", 0},   {"-3", -3}, {"+3", 3},  {"007", 7},   {"2147483647", INT_MAX},
-        {"", 99},   {"+", 99},  {"-", 99},  {"+-3", 99},  {"-2147483648", INT_MIN},
-        {" 1", 99}, {"1 ", 99}, {"1x", 99}, {"0x10", 99}, {"2147483648", 99}};
-    ASSERT_EQ(setMgmt::init(), 0);
-    for (const auto& [text, value] : cases) {
-        ASSERT_EQ(setMgmt::setKey("/n", text), 0);
-        EXPECT_EQ(setMgmt::getKeyValue("/n", 99), value) << text;
-    }
-}
-
-TEST_F(Settings, DeletesAndRefuses) {
-    ASSERT_EQ(setMgmt::init(), 0);
-    ASSERT_EQ(setMgmt::setKey("/a", "1"), 0);
-    EXPECT_EQ(setMgmt::deleteKey("/b"), -1);
-    EXPECT_EQ(last_error(), 4);
-    EXPECT_EQ(setMgmt::deleteKey(std::string("/a\0b", 4)), -1);
-    EXPECT_EQ(last_error(), 4);
-    for (const auto& [key, value] : {std::pair<std::string, std::string>{"/x", "\xff"},
-                                     {"\xff", "x"},
-                                     {std::string("/a\0b", 4), "x"}}) {
-        EXPECT_EQ(setMgmt::setKey(key, value), -1);
-        EXPECT_EQ(last_error(), 2);
-    }
-    EXPECT_EQ(read_file(kSettingsFile), "{\"/a\": \"1\"}\n");
-    EXPECT_EQ(setMgmt::getKeyValue(std::string("/a\0b", 4), "none"), "none");
-    EXPECT_EQ(setMgmt::deleteKey("/a"), 0);
-    EXPECT_EQ(setMgmt::getKeyValue("/a", "gone"), "gone");
-    EXPECT_EQ(read_file(kSettingsFile), "{}\n");
-    EXPECT_EQ(setMgmt::deleteKey("/a"), -1);
-    EXPECT_EQ(last_error(), 4);
-}
-
-TEST_F(Settings, TheLastOfDuplicateKeysWins) {
-    write_file(kSettingsFile, R"({"a": 1, "b": "2", "a": "3"})");
-    ASSERT_EQ(setMgmt::init(), 0);
-    EXPECT_EQ(setMgmt::getKeyValue("a", 0), 3);
-    EXPECT_EQ(setMgmt::setKey("b", "4"), 0);
-    EXPECT_EQ(read_file(kSettingsFile), "{\"a\": \"3\", \"b\": \"4\"}\n");
-}
-
-TEST_F(Settings, OnlyAWriteNarrowsTheModeAndWarnsOfOthersOnce) {
-    ASSERT_TRUE(qx::log::start("tool", nullptr));
+TEST_F(Settings, HaveTheirModesWhateverTheUmask) {
     write_file(kSettingsFile, "{\"a\": \"1\"}");
     fs::permissions(kSettingsFile, fs::perms(0664));
     fs::permissions(kSettingsDirectory, fs::perms(0777));
     ASSERT_EQ(setMgmt::init(), 0);
     EXPECT_EQ(setMgmt::deleteKey("b"), -1);
-    EXPECT_EQ(mode(kSettingsFile), fs::perms(0664));
-    EXPECT_EQ(read_log(), "");
+    EXPECT_EQ(mode(kSettingsFile), fs::perms(0664)) << "only a write narrows it";
+    EXPECT_THAT(log(), IsEmpty());
     for (const mode_t umask : {0U, 0777U}) {
         ::umask(umask);
         fs::remove(kLock);
@@ -154,157 +119,132 @@ TEST_F(Settings, OnlyAWriteNarrowsTheModeAndWarnsOfOthersOnce) {
         EXPECT_EQ(mode(kSettingsFile), fs::perms(0600));
         EXPECT_EQ(mode(kLock), fs::perms(0600));
     }
-    EXPECT_THAT(lines_of(read_log()),
-                testing::ElementsAre(HasSubstr("Others can write to the settings directory")));
+    EXPECT_THAT(log(), ElementsAre(HasSubstr("Others can write to the settings directory")));
     fs::remove_all(kSettingsDirectory);
     EXPECT_EQ(setMgmt::setKey("a", "2"), 0);
-    EXPECT_EQ(mode(kSettingsDirectory), fs::perms(0755)) << "made under umask 0777";
+    EXPECT_EQ(mode(kSettingsDirectory), fs::perms(0755));
 }
 
-TEST_F(Settings, AStoreOfAnotherUserIsUsedWithAWarning) {
+TEST_F(Settings, OfAnotherUserAreUsedWithAWarning) {
+    const auto give = [](const fs::path& file, uid_t uid) {
+        return ::chown(file.c_str(), uid, 0) == 0;
+    };
+    const auto write = [] {
+        ASSERT_EQ(setMgmt::init(), 0);
+        EXPECT_EQ(setMgmt::setKey("a", "1"), 0);
+    };
     write_file(kSettingsFile, "{}");
-    if (::chown(kSettingsFile.c_str(), 1234, 0) != 0) {
+    if (!give(kSettingsFile, 1234)) {
         GTEST_SKIP() << "there are other users only where root runs the tests";
     }
     fs::permissions(kSettingsDirectory, fs::perms(0755));
-    ASSERT_TRUE(qx::log::start("tool", nullptr));
-    ASSERT_EQ(setMgmt::init(), 0);
-    EXPECT_EQ(read_log(), "");
-    EXPECT_EQ(setMgmt::setKey("a", "1"), 0);
-    EXPECT_THAT(read_log(), HasSubstr("settings.json' belong to another user (1234)\n"));
-    ASSERT_EQ(::chown(kInstallDir.c_str(), 1234, 0), 0);
-    ASSERT_EQ(setMgmt::init(), 0);
-    EXPECT_EQ(setMgmt::setKey("a", "2"), 0);
-    EXPECT_EQ(lines_of(read_log()).size(), 1) << "the owner of the install directory";
-    ASSERT_EQ(::chown(kInstallDir.c_str(), 0, 0), 0);
+    write();
+    EXPECT_THAT(log(), ElementsAre(EndsWith("settings.json' belong to another user (1234)")));
+    ASSERT_TRUE(give(kInstallDir, 1234));
+    write();
+    EXPECT_EQ(log().size(), 1) << "the owner of the install directory";
+    ASSERT_TRUE(give(kInstallDir, 0));
     write_file("/etc/passwd", "norvane-plix:x:1234:1234::/opt/norvane:/bin/false\n");
-    ASSERT_EQ(setMgmt::init(), 0);
-    EXPECT_EQ(setMgmt::setKey("a", "3"), 0);
-    EXPECT_EQ(lines_of(read_log()).size(), 1) << "the agent's user";
+    write();
+    EXPECT_EQ(log().size(), 1) << "the agent's user";
 }
 
-TEST_F(Settings, ADamagedStoreIsNamedAndLeftAlone) {
-    ASSERT_TRUE(qx::log::start("tool", nullptr));
-    for (const char* const text :
-         {"", "\n", "{", "[]", "42", "{\"a\\n\":1}", "{\"a\":{}}", "{\"a\":\"1\"} x",
-          "{\"a\":\"\xff\"}", "{\"a\\u0000\":\"1\"}", "{\"token\": \"secret\" secret}"}) {
+TEST_F(Settings, AreNamedAndLeftAloneWhenDamaged) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"", "is empty"},
+        {"\n", "is not JSON (line "},
+        {"{", "is not JSON (line 1, column 1)"},
+        {"[]", "is not an object"},
+        {"{\"a\\n\":1}", "the value of \"a\\n\" is not a text"},
+        {"{\"a\":{}}", "the value of \"a\" is not a text"},
+        {"{\"a\":\"1\"} x", "is not JSON (line 1, "},
+        {"{\"a\":\"\xff\"}", "is not JSON (line 1, "},
+        {"{\"a\\u0000\":\"1\"}", "is not JSON (line 1, "},
+        {"{\"token\": \"secret\" secret}", "is not JSON (line 1, "},
+    };
+    for (const auto& [text, reason] : cases) {
         write_file(kSettingsFile, "{\"a\": \"1\"}");
         ASSERT_EQ(setMgmt::init(), 0);
         write_file(kSettingsFile, text); // meanwhile
         fs::permissions(kSettingsFile, fs::perms(0664));
-        EXPECT_EQ(setMgmt::setKey("/b", "2"), -1) << text;
-        EXPECT_EQ(last_error(), 3);
-        EXPECT_EQ(setMgmt::deleteKey("a"), -1);
-        EXPECT_EQ(last_error(), 3);
+        EXPECT_EQ(answer_to({"set", "/b", "2"}), "-1 3") << text;
+        EXPECT_EQ(answer_to({"delete", "a"}), "-1 3");
         EXPECT_EQ(setMgmt::getKeyValue("a", 0), 1);
-        setMgmt::uninit();
-
-        EXPECT_LT(setMgmt::init(), 0) << text;
-        EXPECT_THAT(last_reason(), testing::StartsWith("/opt/norvane/etc/settings.json: "));
-        EXPECT_THAT(last_reason(), testing::Not(HasSubstr("secret")));
-        EXPECT_EQ(last_error(), 3);
+        EXPECT_EQ(answer_to({"init"}), "-1 3") << text;
+        EXPECT_THAT(last_reason(), StartsWith("/opt/norvane/etc/settings.json: " + reason));
+        EXPECT_THAT(last_reason(), Not(HasSubstr("secret")));
+        EXPECT_THAT(log().back(), EndsWith("Cannot read the settings: " + last_reason()));
         EXPECT_EQ(setMgmt::setKey("/b", "2"), -1);
         EXPECT_EQ(read_file(kSettingsFile), text);
         EXPECT_EQ(mode(kSettingsFile), fs::perms(0664));
     }
-    const std::string log = read_log();
-    EXPECT_THAT(log, HasSubstr("Cannot read the settings: /opt/norvane/etc/settings.json: is not "
-                               "JSON (line 1, column 1)\n"));
-    EXPECT_THAT(log, HasSubstr("settings.json: is empty\n"));
-    EXPECT_THAT(log, HasSubstr("settings.json: the value of \"a\\n\" is not a text\n"));
-    EXPECT_THAT(log, testing::Not(HasSubstr("secret")));
 }
 
-TEST_F(Settings, AStoreThatCannotBeReadIsNotAnEmptyOne) {
-    const fs::path elsewhere = kInstallDir / "elsewhere";
+TEST_F(Settings, AreNotEmptyWhenTheyCannotBeRead) {
     const std::pair<std::function<void()>, const char*> obstacles[] = {
-        {[&] { fs::create_symlink(elsewhere, kSettingsFile); }, "settings.json: is a link"},
+        {[] { fs::create_symlink("/opt/other", kSettingsFile); }, "settings.json: is a link"},
         {[] { fs::create_directory(kSettingsFile); }, "settings.json: is not a regular file"},
-        {[] { ASSERT_EQ(::mkfifo(kSettingsFile.c_str(), 0600), 0); },
-         "settings.json: is not a regular file"},
-        {[] {
-             write_file(kSettingsFile, "");
-             fs::resize_file(kSettingsFile, 1UL << 40);
-         },
+        {[] { ::mkfifo(kSettingsFile.c_str(), 0600); }, "settings.json: is not a regular file"},
+        {[] { write_file(kSettingsFile, std::string((16 << 20) + 1, ' ')); },
          "settings.json: is larger than 16 MiB"},
-        {[] {
-             fs::remove_all(kSettingsDirectory);
-             write_file(kSettingsDirectory, "a file");
-         },
-         "settings.json: cannot be opened: Not a directory"},
     };
-    write_file(elsewhere, "{}");
+    write_file("/opt/other", "{}");
     fs::create_directory(kSettingsDirectory);
     for (const auto& [put_obstacle, reason] : obstacles) {
         fs::remove(kSettingsFile);
         ASSERT_EQ(setMgmt::init(), 0);
         put_obstacle();
         const fs::file_type type = fs::symlink_status(kSettingsFile).type();
-        EXPECT_EQ(setMgmt::setKey("a", "1"), -1);
-        EXPECT_EQ(last_error(), 2);
+        EXPECT_EQ(answer_to({"set", "a", "1"}), "-1 2");
         EXPECT_LT(setMgmt::init(), 0);
-        EXPECT_THAT(last_reason(), testing::EndsWith(reason));
+        EXPECT_THAT(last_reason(), EndsWith(reason));
         EXPECT_EQ(fs::symlink_status(kSettingsFile).type(), type);
     }
-    EXPECT_EQ(read_file(elsewhere), "{}");
+    EXPECT_EQ(read_file("/opt/other"), "{}");
 }
 
-TEST_F(Settings, AStoreThatCannotBeWrittenStaysAsItIs) {
-    write_file(kSettingsFile, "{\"a\": \"1\"}");
-    ASSERT_EQ(setMgmt::init(), 0);
-    fs::create_symlink("/opt/outside", kLock);
-    EXPECT_EQ(setMgmt::setKey("a", "2"), -1);
-    EXPECT_THAT(last_reason(), HasSubstr("settings.json.lock: is a link"));
-    fs::remove(kLock);
-    fs::create_directory(kTemporary);
-    EXPECT_EQ(setMgmt::setKey("a", "2"), -1);
-    EXPECT_EQ(last_error(), 2);
-    EXPECT_EQ(read_file(kSettingsFile), "{\"a\": \"1\"}");
-}
-
-TEST_F(Settings, AFullDiskLeavesTheOldStore) {
-    fs::create_directory(kSettingsDirectory);
-    ASSERT_EQ(::mount("tmpfs", kSettingsDirectory.c_str(), "tmpfs", 0, "size=32k,mode=0755"), 0);
+TEST_F(Settings, StayAsTheyAreWhenTheyCannotBeWritten) {
+    mount_disk();
     ASSERT_EQ(setMgmt::init(), 0);
     ASSERT_EQ(setMgmt::setKey("a", "1"), 0);
     const auto descriptors = open_descriptors();
-    EXPECT_EQ(setMgmt::setKey("b", std::string(100000, 'x')), -1);
-    EXPECT_EQ(last_error(), 2);
-    EXPECT_THAT(last_reason(), HasSubstr("No space left on device"));
-    EXPECT_EQ(setMgmt::setKey("b", std::string(std::size_t{16} * 1024 * 1024, 'x')), -1);
-    EXPECT_THAT(last_reason(), HasSubstr("settings.json: would be larger than 16 MiB"));
-    EXPECT_EQ(setMgmt::getKeyValue("b", "none"), "none");
-    EXPECT_EQ(read_file(kSettingsFile), "{\"a\": \"1\"}\n");
-    EXPECT_EQ(names_in_directory(), (Names{"settings.json", "settings.json.lock"}));
-    EXPECT_EQ(open_descriptors(), descriptors);
-    EXPECT_EQ(setMgmt::setKey("a", "2"), 0);
-
+    const auto expect_refused = [&](std::size_t size, const std::string& reason) {
+        EXPECT_EQ(answer_to({"set", "a", std::string(size, 'x')}), "-1 2");
+        EXPECT_THAT(last_reason(), HasSubstr(reason));
+        EXPECT_EQ(read_file(kSettingsFile), "{\"a\": \"1\"}\n");
+        EXPECT_EQ(setMgmt::getKeyValue("a", 0), 1);
+        EXPECT_EQ(open_descriptors(), descriptors);
+    };
+    expect_refused(100'000, "No space left on device");
+    expect_refused(std::size_t{16} << 20, "settings.json: would be larger than 16 MiB");
+    EXPECT_THAT(names_in_directory(), UnorderedElementsAre("settings.json", "settings.json.lock"));
+    fs::create_directory(kSettingsFile.string() + ".tmp");
+    expect_refused(1, "settings.json.tmp: cannot be written");
+    fs::remove(kLock);
+    fs::create_symlink("/opt/outside", kLock);
+    expect_refused(1, "settings.json.lock: is a link");
+    fs::remove(kLock);
     ASSERT_EQ(::mount("tmpfs", kSettingsDirectory.c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, ""), 0);
-    EXPECT_EQ(setMgmt::setKey("a", "3"), -1);
-    EXPECT_THAT(last_reason(), HasSubstr("Read-only file system"));
-    EXPECT_EQ(read_file(kSettingsFile), "{\"a\": \"2\"}\n");
+    expect_refused(1, "Read-only file system");
 }
 
-constexpr int kPunchHole = FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE;
+const fs::path kFill = kSettingsDirectory / "fill";
 
 // Takes all the space that is left in the settings directory.
 void fill_disk() {
-    const qx::io::descriptor fd(
-        ::open((kSettingsDirectory / "fill").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    const qx::io::descriptor fd(::open(kFill.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
     while (qx::io::write_all(fd.get(), std::string(512, 'x'))) {
     }
     EXPECT_EQ(errno, ENOSPC);
 }
 
-TEST_F(Settings, AReservedChangeSucceedsOnAFullDisk) {
-    const Names names = {"settings.json", "settings.json.lock"};
+TEST_F(Settings, SucceedInAReservedChangeOnAFullDisk) {
     const fs::path space = kSettingsFile.string() + ".reserve";
     const std::size_t size = std::string("{\"on\": \"1\"}\n").size() + 4096;
+    constexpr int punch = FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE;
     // A hole in the reserve stands for a file system that never overwrites in place.
     for (const bool overwrites : {true, false}) {
-        fs::create_directory(kSettingsDirectory);
-        ASSERT_EQ(::mount("tmpfs", kSettingsDirectory.c_str(), "tmpfs", 0, "size=32k,mode=0755"),
-                  0);
+        mount_disk();
         write_file(space, "left by a killed process");
         ASSERT_EQ(setMgmt::init(), 0);
         ASSERT_EQ(setMgmt::setKey("on", "0"), 0);
@@ -315,7 +255,7 @@ TEST_F(Settings, AReservedChangeSucceedsOnAFullDisk) {
             EXPECT_EQ(fs::file_size(space), size);
             EXPECT_EQ(setMgmt::setKey("other", "1"), 0);
             qx::io::descriptor file(::open(space.c_str(), O_WRONLY | O_CLOEXEC));
-            ASSERT_TRUE(overwrites || ::fallocate(file.get(), kPunchHole, 0, 4096) == 0);
+            ASSERT_TRUE(overwrites || ::fallocate(file.get(), punch, 0, 4096) == 0);
             file.reset();
             fill_disk();
             EXPECT_EQ(setMgmt::setKey("other", "2"), -1);
@@ -326,25 +266,25 @@ TEST_F(Settings, AReservedChangeSucceedsOnAFullDisk) {
             EXPECT_EQ(mode(kSettingsFile), fs::perms(0600));
             EXPECT_FALSE(reserve);
         }
-        fs::remove(kSettingsDirectory / "fill");
+        fs::remove(kFill);
         EXPECT_TRUE(qx::settings_reserve("on", "1")) << "and not used";
         fill_disk();
         EXPECT_FALSE(qx::settings_reserve("on", "1"));
         EXPECT_THAT(last_reason(), HasSubstr("settings.json.reserve: cannot be allocated: No"));
-        fs::remove(kSettingsDirectory / "fill");
-        EXPECT_EQ(names_in_directory(), names);
+        fs::remove(kFill);
+        EXPECT_THAT(names_in_directory(),
+                    UnorderedElementsAre("settings.json", "settings.json.lock"));
         EXPECT_EQ(open_descriptors(), descriptors);
         ASSERT_EQ(::umount(kSettingsDirectory.c_str()), 0);
     }
-    // A file system without preallocation.
-    ASSERT_EQ(::mount("ramfs", kSettingsDirectory.c_str(), "ramfs", 0, "mode=0755"), 0);
+    mount_disk("ramfs", "mode=0755"); // a file system without preallocation
     const qx::settings_reserve reserve("on", "1");
     EXPECT_TRUE(reserve);
     EXPECT_EQ(fs::file_size(space), size);
 }
 
 // The lock file is unlinked while a writer waits for it, and a new one is locked in its place.
-TEST_F(Settings, AWriterWhoseLockFileIsGoneWaitsForTheNewOne) {
+TEST_F(Settings, WaitForTheNewLockFileWhenTheirsIsGone) {
     const auto lock = [] {
         qx::io::descriptor fd(::open(kLock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
         EXPECT_EQ(::flock(fd.get(), LOCK_EX), 0);

@@ -1,9 +1,8 @@
 // Texts: views, streams, paths and what formats them.
+#include "answers.h"
 #include "qx/escape.h"
 #include "qx/format.h"
 #include "qx/println.h"
-
-#include <gtest/gtest.h>
 
 #include <cstdio>
 
@@ -13,38 +12,29 @@ using qx::basic_membuf;
 using qx::basic_memstream;
 using qx::path;
 using qx::string_view;
-using Texts = std::vector<std::string>;
+using testing::ElementsAre;
 
-TEST(StringView, SplitsAtEverySeparator) {
-    const struct {
-        const char* text;
-        const char* separator;
-        Texts pieces;
-        unsigned long max = string_view::unlimited;
-    } cases[] = {
-        {"", ",", {}},
-        {"a,,b", ",", {"a", "", "b"}},
-        {",b", ",", {"", "b"}},
-        {"a,", ",", {"a", ""}},
-        {"=", "=", {"", ""}},
-        {"a=b=c", "=", {"a", "b", "c"}},
-        {"a--b-c-", "--", {"a", "b-c-"}},
-        {"a---b", "--", {"a", "-b"}},
-        {"aab", "ab", {"a", ""}},
-        {"-", "--", {"-"}},
-        {"ab", "", {"ab"}},
-        {"a,b,c", ",", {"a", "b,c"}, 2},
-        {"a,", ",", {"a", ""}, 2},
-        {"a,b,c", ",", {"a", "b,c"}, 1},
-        {"a,b,c", ",", {"a", "b", "c"}, 0},
-    };
-    for (const auto& each : cases) {
-        Texts pieces;
-        for (const string_view& piece : string_view(each.text).split(each.separator, each.max)) {
-            pieces.push_back(piece.to_string());
+std::string changed_text(const std::vector<std::string>& words) {
+    std::string answer;
+    if (words[0] == "split") {
+        const unsigned long max = words.size() > 3 ? std::stoul(words[3]) : string_view::unlimited;
+        for (const string_view piece : string_view(words[1]).split(words[2], max)) {
+            answer += "[" + piece.to_string() + "]";
         }
-        EXPECT_EQ(pieces, each.pieces) << each.text << " at most " << each.max;
+        return answer;
     }
+    if (words[0] == "show") {
+        return qx::shown(words[1]);
+    }
+    path joined;
+    for (std::size_t i = 1; i < words.size(); ++i) {
+        joined.add_piece(i == 1, words[i]);
+    }
+    return joined.to_string();
+}
+
+TEST(Texts, AreChangedAsInTheTranscript) {
+    qx::test::expect_answers("texts", changed_text);
 }
 
 TEST(StringView, ComparesLengthAndBytes) {
@@ -61,6 +51,7 @@ TEST(Memstream, ViewIsZeroTerminatedWhateverTheCapacity) {
     for (const long capacity : {-1L, 0L, 1L, 3L, 128L}) {
         basic_memstream stream(capacity);
         std::string expected;
+        EXPECT_EQ(stream.sview().data() == nullptr, capacity == -1) << "before anything is written";
         for (int i = 0; i < 300; ++i) {
             stream << i << '.';
             stream.put('x');
@@ -68,38 +59,11 @@ TEST(Memstream, ViewIsZeroTerminatedWhateverTheCapacity) {
             ASSERT_EQ(stream.sview().to_string(), expected) << capacity;
             ASSERT_STREQ(stream.sview().data(), expected.c_str());
         }
+        stream.truncate(3);
+        stream << "ab";
+        EXPECT_STREQ(stream.sview().data(), "0.xab");
+        EXPECT_EQ(basic_membuf(capacity).requested_capacity(), capacity);
     }
-}
-
-TEST(Memstream, StartsEmptyAndWithoutDataOnlyAtCapacityMinusOne) {
-    EXPECT_EQ(basic_memstream(-1).sview().data(), nullptr);
-    EXPECT_STREQ(basic_memstream(0).sview().data(), "");
-    basic_memstream stream(4);
-    stream << "0123456789";
-    stream.truncate(3);
-    stream << "ab";
-    EXPECT_STREQ(stream.sview().data(), "012ab");
-    EXPECT_EQ(basic_membuf(-1).requested_capacity(), -1);
-    EXPECT_EQ(basic_membuf(7).requested_capacity(), 7);
-}
-
-std::string joined(const std::vector<std::string>& pieces, bool first) {
-    path built;
-    for (const std::string& piece : pieces) {
-        built.add_piece(first, piece);
-        first = false;
-    }
-    return built.to_string();
-}
-
-TEST(Path, JoinsPiecesWithOneSlash) {
-    EXPECT_EQ(joined({"/cirrel/qxnc_ini"}, true), "/cirrel/qxnc_ini");
-    EXPECT_EQ(joined({"/a", "b", "c"}, true), "/a/b/c");
-    EXPECT_EQ(joined({"/a//", "//b/"}, true), "/a/b/");
-    EXPECT_EQ(joined({"a", "", "/", "b"}, true), "a/b");
-    EXPECT_EQ(joined({"/", "b"}, true), "/b");
-    EXPECT_EQ(joined({"", "b"}, true), "b");
-    EXPECT_EQ(joined({"//b"}, false), "b");
 }
 
 TEST(Path, TakesEveryKindOfPiece) {
@@ -107,76 +71,45 @@ TEST(Path, TakesEveryKindOfPiece) {
     const char* const name = "certs";
     built.add_piece(true, "init.d");
     built.add_piece(false, name);
-    built.add_piece(false, qx::string_view("file.txt", 4));
+    built.add_piece(false, string_view("file.txt", 4));
     EXPECT_EQ(built.to_string(), "/opt/norvane/etc/init.d/certs/file");
-
+    path relative;
+    relative.add_piece(false, "//b");
+    EXPECT_EQ(relative.to_string(), "b");
     path programs;
-    qx::common_path directory = qx::common_path::programs;
+    const qx::common_path directory = qx::common_path::programs;
     programs.add_piece(true, directory);
     EXPECT_EQ(programs.to_string(), "/opt/norvane/bin");
 }
 
-// What `print` hands to an unbuffered stream, write by write.
-template <typename Print>
-Texts writes_of(const Print& print) {
-    Texts writes;
+TEST(Println, WritesEachLineAtOnce) {
+    std::vector<std::string> writes;
     cookie_io_functions_t functions{};
     functions.write = [](void* cookie, const char* text, std::size_t size) {
-        static_cast<Texts*>(cookie)->emplace_back(text, size);
+        static_cast<std::vector<std::string>*>(cookie)->emplace_back(text, size);
         return static_cast<ssize_t>(size);
     };
     std::FILE* const stream = ::fopencookie(&writes, "w", functions);
     std::setvbuf(stream, nullptr, _IONBF, 0);
-    print(stream);
-    std::fclose(stream);
-    return writes;
-}
-
-TEST(Println, WritesEachLineAtOnce) {
     const std::string longer(5000, 'x');
-    EXPECT_EQ(writes_of([&](std::FILE* stream) {
-                  qx::println(stream, "a {{literal}} line");
-                  qx::println(stream, "{:s}: {}", longer, true);
-                  qx::println(stream, "");
-              }),
-              (Texts{"a {literal} line\n", longer + ": true\n", "\n"}));
-}
-
-TEST(Println, WritesTheErrorRecord) {
-    const auto print = [](std::FILE* stream) { qx::println(stream, "{}", qx::_get_qxerrno()); };
-    EXPECT_EQ(writes_of(print), Texts{"(ok) no error\n"});
-    qx::set_qxerrno(3, "a longer class than the next one", std::string(500, 'x'));
+    qx::println(stream, "a {{literal}} line");
+    qx::println(stream, "{:s}: {}", longer, true);
+    qx::println(stream, "");
+    qx::println(stream, "{}", qx::_get_qxerrno());
+    qx::set_qxerrno(3, "a longer class than the next one", longer);
     qx::set_qxerrno(1, "A", "B");
-    EXPECT_EQ(writes_of(print), Texts{"(A) B\n"});
-}
-
-TEST(Escape, EscapesWhatATerminalWouldActOn) {
-    const std::pair<std::string, std::string> cases[] = {
-        {"", ""},
-        {"{\"a ~\": 1}", "{\"a ~\": 1}"},
-        {"a\n\tb", R"(a\x0a\x09b)"},
-        {"\x7f", R"(\x7f)"},
-        {"\xc2\x80\xc2\x9f\xc2\xa0", "\\xc2\\x80\\xc2\\x9f\xc2\xa0"},
-        {"\x9b\xff\xc2", R"(\x9b\xff\xc2)"},
-        {"\xe2\x82\xac", "\xe2\x82\xac"},
-    };
-    for (const auto& [text, shown] : cases) {
-        EXPECT_EQ(qx::shown(text), shown);
-    }
+    qx::println(stream, "{}", qx::_get_qxerrno());
+    std::fclose(stream);
+    EXPECT_THAT(writes, ElementsAre("a {literal} line\n", longer + ": true\n", "\n",
+                                    "(ok) no error\n", "(A) B\n"));
 }
 
 TEST(Format, ViewTakesStringSpecifications) {
-    const qx::string_view text("abcdef", 5);
-    const auto formatted = [&](const char* format, int number) {
-        return fmt::format(fmt::runtime(format), text, number);
-    };
-    EXPECT_EQ(formatted("{}", 0), "abcde");
-    EXPECT_EQ(formatted("{:*^9s}", 0), "**abcde**");
-    EXPECT_EQ(formatted("[{:>6.2}]", 0), "[    ab]");
-    EXPECT_EQ(formatted("[{:<{}}]", 7), "[abcde  ]");
-    EXPECT_EQ(formatted("{:.{}}", 3), "abc");
-    EXPECT_THROW(formatted("{:d}", 0), fmt::format_error);
-    EXPECT_EQ(fmt::format("[{:s}]", qx::string_view()), "[]");
+    const string_view text("abcdef", 5);
+    EXPECT_EQ(fmt::format("{} {:*^9s} [{:>6.2}]", text, text, text), "abcde **abcde** [    ab]");
+    EXPECT_EQ(fmt::format("[{:<{}}] {:.{}}", text, 7, text, 3), "[abcde  ] abc");
+    EXPECT_EQ(fmt::format("[{:s}]", string_view()), "[]");
+    EXPECT_THROW(static_cast<void>(fmt::format(fmt::runtime("{:d}"), text)), fmt::format_error);
 }
 
 } // namespace
