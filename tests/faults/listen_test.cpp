@@ -105,7 +105,7 @@ TEST_F(FaultsOfListen, AreTriedForEachCallThatTheToolMakes) {
     const FaultyRun written =
         run_with_fault({QX_CALL_rename, 1, QX_FAIL, EIO}, {"set_quillet_location", "staging"});
     const FaultyRun listened = listen(kNoFault);
-    for (int call = 0; call < QX_CALL_COUNT; ++call) {
+    for (std::size_t call = 0; call < QX_CALL_COUNT; ++call) {
         const bool made = switched.calls[call] + written.calls[call] + listened.calls[call] > 0;
         EXPECT_TRUE(made || (call == QX_CALL_fchown && !is_others)) << name_of(qx_call(call));
     }

@@ -42,7 +42,7 @@ protected:
             write_program(kInstallDir / program, "echo \"$1\" >>" + kRan.string() + "\n");
         }
     }
-    ~Scene() override { ::umount(kSettingsDirectory.c_str()); }
+    void TearDown() override { ::umount(kSettingsDirectory.c_str()); }
 
     static void prepare(const OperationCall& operation, const std::string& settings = kSettings) {
         fs::remove(kFill);

@@ -102,10 +102,11 @@ public:
     }
 
     void apply(const Change& change) {
-        const auto& [call, path, detail] = change;
+        const std::string& call = change.call;
+        const std::string& path = change.path;
         const File file = seen_.contains(path) ? seen_.at(path) : new_file();
         if (call == "write") {
-            file->text += detail;
+            file->text += change.detail;
         } else if (call == "fsync") {
             file->flushed = file->text;
             flush_names(path);
@@ -114,7 +115,7 @@ public:
         } else if (call == "rename") {
             enter(path, [=](Names& names) {
                 names.erase(path);
-                names[detail] = file;
+                names[change.detail] = file;
             });
         } else if ((call == "open" || call == "mkdir") && !seen_.contains(path)) {
             enter(path, [=](Names& names) { names[path] = file; });
