@@ -33,15 +33,10 @@ constexpr const char* kAnswers[] = {
     "no JSON",
 };
 
-/// The agent's directories, and a log in which everything is noted.
-const std::string& settings_file() {
-    static const std::string file = [] {
-        std::filesystem::create_directories(qx::test::kInstallDir / "etc");
-        ::setenv("QXLOG_LEVEL", "debug", 1);
-        qx::log::start("fuzz", nullptr);
-        return (qx::test::kInstallDir / "etc/settings.json").string();
-    }();
-    return file;
+bool start_log() {
+    ::setenv("QXLOG_LEVEL", "debug", 1);
+    std::filesystem::create_directories(qx::test::kSettingsFile.parent_path());
+    return qx::log::start("fuzz", nullptr);
 }
 
 bool parse(std::vector<std::string>& words) {
@@ -63,18 +58,19 @@ void check_rejection() {
 }
 
 void print_usage() {
-    const qx::fuzz::CapturedStreams streams;
+    const qx::fuzz::Capture out(stdout);
     qx::cl::print_help(stdout);
-    check(streams.out().find("usage: ") == 0, "the usage is printed");
+    check(out.text().starts_with("usage: "), "the usage is printed");
 }
 
 void run(const qx::manage::CommandLine& options) {
-    const qx::fuzz::CapturedStreams streams;
+    const qx::fuzz::Capture out(stdout);
+    const qx::fuzz::Capture err(stderr);
     check(qx::setMgmt::init() == 0, "the settings can be read");
     const int status = qx::manage::do_work(qx::manage::row_of(options.operation.value()), options);
     qx::setMgmt::uninit();
     check(status >= -1 && status <= 1, "the status is 0, 1 or -1");
-    std::istringstream printed(streams.out());
+    std::istringstream printed(out.text());
     for (std::string line; std::getline(printed, line);) {
         check(qx::fuzz::is_json(line.c_str()), "results are JSON");
     }
@@ -84,11 +80,13 @@ void run(const qx::manage::CommandLine& options) {
 
 /// The answer's number, then words up to zero bytes.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    ::unlink(settings_file().c_str());
+    static const bool logs = start_log();
+    check(logs, "everything is logged");
+    ::unlink(qx::test::kSettingsFile.c_str());
     const qx::fuzz::DescriptorCheck descriptors;
     qx::fuzz::Input input(data, size);
-    qx::fuzz::FakeBroker broker(0);
-    broker.answer(qx::fuzz::framed(kAnswers[input.byte() % std::size(kAnswers)]));
+    qx::fuzz::FakeBroker broker;
+    broker.answer = qx::fuzz::framed(kAnswers[input.byte() % std::size(kAnswers)]);
     std::vector<std::string> words{"qxagent-manage"};
     while (!input.empty()) {
         words.push_back(input.until('\0'));

@@ -26,14 +26,14 @@ void note(const char* event_json, void* user_data) {
 
 /// What the steps act on.
 struct Scene {
-    qx::fuzz::FakeBroker& broker;
+    qx::fuzz::FakeBroker broker;
     std::vector<int> connections;
     std::vector<int> pipes;
-
-    int pick(const std::vector<int>& from, std::uint8_t choice) {
-        return from.empty() ? -1 : from[choice % from.size()];
-    }
 };
+
+int pick(const std::vector<int>& from, std::uint8_t choice) {
+    return from.empty() ? -1 : from[choice % from.size()];
+}
 
 void subscribe(Scene& scene, std::uint8_t argument) {
     int fd = -1;
@@ -42,32 +42,27 @@ void subscribe(Scene& scene, std::uint8_t argument) {
     if (qx_plix_subscribe(type, note, &noted, piped ? &fd : nullptr) != 0) {
         return;
     }
-    scene.connections.push_back(scene.broker.latest());
+    scene.connections.push_back(scene.broker.latest);
     if (piped) {
         scene.pipes.push_back(fd);
     }
 }
 
-void read_pipe(Scene& scene, std::uint8_t argument) {
-    const int fd = scene.pick(scene.pipes, argument);
+void read_pipe(const Scene& scene, std::uint8_t argument) {
+    const int fd = pick(scene.pipes, argument);
     pollfd polled{fd, POLLIN, 0};
     if (::poll(&polled, 1, 0) > 0 && (polled.revents & POLLIN) != 0) {
         qx_plix_read_event_fd(fd, argument % 2);
     }
 }
 
-void deliver(Scene& scene, std::uint8_t argument, const std::string& bytes) {
-    const int fd = scene.pick(scene.connections, argument);
+/// Sends `bytes` on a connection, or hangs up.
+void deliver(Scene& scene, std::uint8_t argument, const std::string& bytes, bool hang_up = false) {
+    const int fd = pick(scene.connections, argument);
     if (fd >= 0) {
-        scene.broker.send_more(fd, bytes);
-        qxplix::registrar_process_events_on_conn(fd);
-    }
-}
-
-void lose(Scene& scene, std::uint8_t argument) {
-    const int fd = scene.pick(scene.connections, argument);
-    if (fd >= 0) {
-        scene.broker.hang_up(fd);
+        qx::fuzz::FakeBroker::Connection& connection = scene.broker.connections[fd];
+        connection.to_client += bytes;
+        connection.stays_open = connection.stays_open && !hang_up;
         qxplix::registrar_process_events_on_conn(fd);
     }
 }
@@ -75,8 +70,8 @@ void lose(Scene& scene, std::uint8_t argument) {
 void look_after_lost(Scene& scene, std::uint8_t argument) {
     scene.broker.clock_ahead_ms += std::int64_t{argument} * 10;
     qxplix::registrar_finish_pass();
-    if (scene.broker.latest() >= 0) {
-        scene.connections.push_back(scene.broker.latest());
+    if (scene.broker.latest >= 0) {
+        scene.connections.push_back(scene.broker.latest);
     }
 }
 
@@ -91,7 +86,7 @@ void step(Scene& scene, qx::fuzz::Input& input) {
     case 2:
         return deliver(scene, argument, input.text(argument / 8U));
     case 3:
-        return lose(scene, argument);
+        return deliver(scene, argument, "", true);
     case 4:
         return look_after_lost(scene, argument);
     case 5:
@@ -99,9 +94,10 @@ void step(Scene& scene, qx::fuzz::Input& input) {
     case 6:
         return qx_plix_unsubscribe(static_cast<qx_plix_event_type>(argument % 8U));
     case 7:
-        return scene.broker.answer(framed(input.until('\n')));
+        scene.broker.answer = framed(input.until('\n'));
+        return;
     default:
-        return scene.broker.refuse((argument & 1U) != 0);
+        scene.broker.refuses = (argument & 1U) != 0;
     }
 }
 
@@ -111,10 +107,10 @@ void step(Scene& scene, qx::fuzz::Input& input) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const qx::fuzz::DescriptorCheck descriptors;
     qx::fuzz::Input input(data, size);
-    qx::fuzz::FakeBroker broker(input.byte());
-    broker.stay_open();
-    broker.answer(framed(R"({"status": 0})"));
-    Scene scene{broker, {}, {}};
+    Scene scene;
+    scene.broker.piece = input.byte();
+    scene.broker.stays_open = true;
+    scene.broker.answer = framed(R"({"status": 0})");
     qxplix::registrar_init();
     qxplix::set_initialised(true);
     qxplix::registrar_set_backlog_limit(100);

@@ -61,29 +61,31 @@ Result read_all(const std::string& stream, std::size_t piece, bool in_place) {
 Result expected(std::string& stream) {
     constexpr std::int32_t kLarge = 1 << 16;
     Result result;
-    std::size_t at = 0;
-    for (std::int32_t length = 0; stream.size() - at >= sizeof length;) {
-        stream.copy(reinterpret_cast<char*>(&length), sizeof length, at);
-        result.broken = qx_is_message_length(length) == 0;
-        if (!result.broken && length > kLarge) {
-            stream.resize(at);
+    for (std::size_t at = 0;;) {
+        std::int32_t length = 0;
+        const std::size_t left = stream.size() - at;
+        if (left < sizeof length) {
+            result.missing = sizeof length - left;
+            return result;
         }
-        if (result.broken || stream.size() == at) {
-            break;
+        stream.copy(reinterpret_cast<char*>(&length), sizeof length, at);
+        if (qx_is_message_length(length) == 0) {
+            result.broken = true;
+            return result;
+        }
+        if (length > kLarge) {
+            stream.resize(at);
+            continue;
         }
         at += sizeof length;
         const auto size = static_cast<std::size_t>(length);
         if (stream.size() - at < size) {
             result.missing = size - (stream.size() - at);
-            break;
+            return result;
         }
         result.messages.emplace_back(stream.substr(at, size).c_str());
         at += size;
     }
-    if (!result.broken && result.missing == 0) {
-        result.missing = sizeof(std::int32_t) - (stream.size() - at);
-    }
-    return result;
 }
 
 } // namespace

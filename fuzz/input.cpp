@@ -3,22 +3,12 @@
 #include "world.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <jansson.h>
 #include <unistd.h>
 
 namespace qx::fuzz {
-namespace {
-
-int lowest_free_descriptor() {
-    const int fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-    ::close(fd);
-    return fd;
-}
-
-} // namespace
 
 std::uint8_t Input::byte() {
     const std::string one = text(1);
@@ -51,42 +41,32 @@ bool is_json(const char* text) {
     return value != nullptr;
 }
 
-DescriptorCheck::DescriptorCheck()
-    : lowest_free_(lowest_free_descriptor()) {}
-
 DescriptorCheck::~DescriptorCheck() {
-    check(lowest_free_descriptor() == lowest_free_, "every descriptor is closed again");
+    check(lowest_free() == before_, "every descriptor is closed again");
 }
 
-CapturedStreams::Stream::Stream(std::FILE*& stream)
-    : replaced(stream)
-    , before(stream) {
-    stream = ::open_memstream(&data, &size);
+int DescriptorCheck::lowest_free() {
+    const int fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ::close(fd);
+    return fd;
+}
+
+Capture::Capture(std::FILE*& stream)
+    : stream_(stream)
+    , before_(stream) {
+    stream = ::open_memstream(&data_, &size_);
     check(stream != nullptr, "there is memory for a stream");
 }
 
-CapturedStreams::Stream::~Stream() {
-    std::fclose(replaced);
-    replaced = before;
-    std::free(data);
+Capture::~Capture() {
+    std::fclose(stream_);
+    stream_ = before_;
+    std::free(data_);
 }
 
-std::string CapturedStreams::Stream::text() const {
-    std::fflush(replaced);
-    return {data, size};
-}
-
-CapturedStreams::CapturedStreams()
-    : out_(stdout)
-    , err_(stderr) {}
-
-CapturedStreams::~CapturedStreams() = default;
-
-void replace_file(const char* file, std::string_view bytes) {
-    const int fd = ::open(file, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    check(fd >= 0 && ::write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
-          "the file can be written");
-    ::close(fd);
+std::string Capture::text() const {
+    std::fflush(stream_);
+    return {data_, size_};
 }
 
 } // namespace qx::fuzz

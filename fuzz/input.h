@@ -30,52 +30,39 @@ private:
 /// Says what does not hold and ends the process as a crash does.
 void check(bool holds, const char* what);
 
-/// Whether `text` is a JSON document, or any JSON value.
+/// Whether `text` is any JSON value.
 bool is_json(const char* text);
 
 /// Checks, when it goes, that every descriptor opened meanwhile is closed again.
 class DescriptorCheck {
 public:
-    DescriptorCheck();
+    DescriptorCheck() = default;
     DescriptorCheck(const DescriptorCheck&) = delete;
     DescriptorCheck& operator=(const DescriptorCheck&) = delete;
     ~DescriptorCheck();
 
 private:
-    int lowest_free_;
+    static int lowest_free();
+
+    int before_ = lowest_free();
 };
 
-/// Collects what is printed on standard output and standard error while it lives.
-class CapturedStreams {
+/// Collects what is printed on `stdout` or `stderr` while it lives.
+class Capture {
 public:
-    CapturedStreams();
-    CapturedStreams(const CapturedStreams&) = delete;
-    CapturedStreams& operator=(const CapturedStreams&) = delete;
-    ~CapturedStreams();
+    explicit Capture(std::FILE*& stream);
+    Capture(const Capture&) = delete;
+    Capture& operator=(const Capture&) = delete;
+    ~Capture();
 
-    [[nodiscard]] std::string out() const { return out_.text(); }
-    [[nodiscard]] std::string err() const { return err_.text(); }
+    [[nodiscard]] std::string text() const;
 
 private:
-    struct Stream {
-        explicit Stream(std::FILE*& replaced);
-        Stream(const Stream&) = delete;
-        Stream& operator=(const Stream&) = delete;
-        ~Stream();
-        [[nodiscard]] std::string text() const;
-
-        std::FILE*& replaced;
-        std::FILE* before;
-        char* data = nullptr;
-        std::size_t size = 0;
-    };
-
-    Stream out_;
-    Stream err_;
+    std::FILE*& stream_;
+    std::FILE* before_;
+    char* data_ = nullptr;
+    std::size_t size_ = 0;
 };
-
-/// Writes `bytes` to `file`, whose directory exists.
-void replace_file(const char* file, std::string_view bytes);
 
 } // namespace qx::fuzz
 

@@ -5,7 +5,6 @@
 #include "input.h"
 #include "world.h"
 
-#include <filesystem>
 #include <string>
 
 namespace {
@@ -14,14 +13,6 @@ using qx::setMgmt;
 using qx::fuzz::check;
 
 constexpr const char* kDefault = "\xff not UTF-8, so no value";
-
-const std::string& settings_file() {
-    static const std::string file = [] {
-        std::filesystem::create_directories(qx::test::kInstallDir / "etc");
-        return (qx::test::kInstallDir / "etc/settings.json").string();
-    }();
-    return file;
-}
 
 std::string value_of(const std::string& key) {
     return setMgmt::getKeyValue(key, kDefault);
@@ -52,12 +43,12 @@ void change(const std::string& key, const std::string& value) {
 /// A key and a value, each up to a line end, and the store's file.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const qx::fuzz::DescriptorCheck descriptors;
-    const qx::fuzz::CapturedStreams streams;
+    const qx::fuzz::Capture err(stderr);
     qx::fuzz::Input input(data, size);
     const std::string key = input.until('\n');
     const std::string value = input.until('\n');
     const std::string content = input.rest();
-    qx::fuzz::replace_file(settings_file().c_str(), content);
+    qx::test::write_file(qx::test::kSettingsFile, content);
     if (setMgmt::init() == 0) {
         const int number = setMgmt::getKeyValue(key, 7);
         const std::string text = value_of(key);
@@ -67,9 +58,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         setMgmt::uninit();
         return 0;
     }
-    const std::string line = streams.err();
+    const std::string line = err.text();
     check(line.find('\n') == line.size() - 1, "a damaged store is reported in one line");
     check(setMgmt::setKey(key, value) < 0, "a damaged store takes nothing");
-    check(qx::test::read_file(settings_file()) == content, "a damaged store stays as it is");
+    check(qx::test::read_file(qx::test::kSettingsFile) == content,
+          "a damaged store stays as it is");
     return 0;
 }

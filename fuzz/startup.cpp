@@ -1,5 +1,6 @@
 // The library's start: where the agent is installed, and whether its broker is the right one.
 
+#include "fake_broker.h"
 #include "input.h"
 #include "install_path.h"
 #include "qx_plix.h"
@@ -7,7 +8,7 @@
 #include "world.h"
 
 #include <cstring>
-#include <filesystem>
+#include <fcntl.h>
 #include <string>
 #include <unistd.h>
 
@@ -24,26 +25,35 @@ void stop_if_started(int result) {
     }
 }
 
+/// Locks the version file for ever, as a running broker does.
+int lock_version_file() {
+    qx::test::write_file(qx::test::kVersionFile, "");
+    const int fd = ::open(qx::test::kVersionFile.c_str(), O_RDWR | O_CLOEXEC);
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    check(::fcntl(fd, F_OFD_SETLK, &whole) == 0, "the version file can be locked");
+    return fd;
+}
+
 } // namespace
 
 /// A link's target and a passwd file, each up to a zero byte, and a version file.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const std::string version_file = [] {
-        const auto file = qx::test::kVersionFile;
-        std::filesystem::create_directories(file.parent_path());
-        return file.string();
-    }();
+    static const int lock = lock_version_file();
+    check(lock >= 0, "the version file is locked");
     const qx::fuzz::DescriptorCheck descriptors;
+    const qx::fuzz::FakeBroker broker;
     qx::fuzz::Input input(data, size);
     const std::string target = input.until('\0');
     ::unlink(kLink);
     check(target.empty() || target.size() > 4095 || ::symlink(target.c_str(), kLink) == 0,
           "the link can be made");
-    qx::fuzz::replace_file("/etc/passwd", input.until('\0'));
+    qx::test::write_file("/etc/passwd", input.until('\0'));
     const std::string version = input.rest();
-    qx::fuzz::replace_file(version_file.c_str(), version);
+    qx::test::write_file(qx::test::kVersionFile, version);
 
-    const qx::fuzz::CapturedStreams streams;
+    const qx::fuzz::Capture out(stdout);
+    const qx::fuzz::Capture err(stderr);
     qxplix::qxpath_set_install_path(nullptr);
     const char* const found = qxpath_default_install_path();
     check(found != nullptr && ::strnlen(found, qxplix::kPathSize) < qxplix::kPathSize,
@@ -54,6 +64,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     stop_if_started(result);
     check((result == 0) == (std::strcmp(version.substr(0, 32).c_str(), "1.3") == 0),
           "the version 1.3, and no other, is right");
-    check(streams.out().empty(), "nothing is printed on standard output");
+    check(out.text().empty(), "nothing is printed on standard output");
     return 0;
 }

@@ -50,10 +50,10 @@ void check_formats(const std::string& text) {
 }
 
 void check_println(const std::string& text) {
-    const qx::fuzz::CapturedStreams streams;
+    const qx::fuzz::Capture out(stdout);
     const string_view view(text);
     qx::println(stdout, "{:s}", view);
-    check(streams.out() == text + "\n", "a line is the text and a line feed");
+    check(out.text() == text + "\n", "a line is the text and a line feed");
 }
 
 void check_path(const std::vector<string_view>& pieces) {

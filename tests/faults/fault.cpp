@@ -4,13 +4,17 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <iterator>
-#include <sstream>
+#include <fmt/format.h>
+#include <fstream>
+#include <memory>
+#include <regex>
 
 namespace qx::test {
 namespace {
 
-const fs::path kReport = "/opt/report";
+using namespace ::testing;
+
+const fs::path kRun = "/opt/run";
 
 // The texts with which a failure may be told.
 const char* const kTexts =
@@ -32,95 +36,102 @@ const char* const kTexts =
     "|terminate called without an active exception\n|terminate called recursively\n"
     "|  what\\(\\):  std::bad_alloc\n)*";
 
-std::vector<std::string> actions_of(const Call& call) {
-    std::vector<std::string> actions;
-    for (const int error : call.errors) {
-        actions.push_back(std::to_string(error));
-    }
-    if (call.can_be_short) {
-        actions.emplace_back("short");
-    }
-    return actions;
+/// How a function fails.
+struct Failures {
+    qx_call call;
+    const char* name;
+    std::vector<int> errors;
+};
+
+const Failures kFailures[] = {
+    {QX_CALL_any, "any", {}},
+    {QX_CALL_alloc, "alloc", {ENOMEM}},
+#define CALL(name, ...) {QX_CALL_##name, #name, {__VA_ARGS__}},
+#include "preload/calls.def"
+};
+
+bool can_be_short(qx_call call) {
+    return call == QX_CALL_send || call == QX_CALL_recv || call == QX_CALL_read ||
+           call == QX_CALL_write;
 }
 
-long& failed(bool allocations) {
-    static long counts[2];
-    return counts[allocations ? 1 : 0];
-}
+/// Prints, when the program ends, how many calls failed.
+struct Account {
+    long allocations = 0;
+    long system_calls = 0;
 
-class PrintAccount : public ::testing::Environment {
-    void TearDown() override {
-        std::printf("%ld allocations and %ld system calls failed once each\n", failed(true),
-                    failed(false));
+    ~Account() {
+        std::printf("%ld allocations and %ld system calls failed once each\n", allocations,
+                    system_calls);
     }
 };
 
-const ::testing::Environment* const kPrintAccount =
-    ::testing::AddGlobalTestEnvironment(new PrintAccount);
+void count(const Fault& fault) {
+    static Account account;
+    ++(fault.call == QX_CALL_alloc ? account.allocations : account.system_calls);
+}
+
+FaultyRun read_run(const Outcome& outcome) {
+    const auto run = std::make_unique<qx_run>();
+    std::ifstream(kRun).read(reinterpret_cast<char*>(run.get()), sizeof *run);
+    EXPECT_EQ(run->ended != 0, outcome.signal == 0);
+    FaultyRun result{.outcome = outcome, .fired = run->fired != 0, .left_open = run->left_open};
+    std::copy(std::begin(run->calls), std::end(run->calls), result.calls.begin());
+    for (const auto& [block, size] : run->live) {
+        if (block != nullptr) {
+            result.live.insert(size);
+        }
+    }
+    return result;
+}
 
 } // namespace
 
-bool Fault::is_made_up_for() const {
-    return action == "short" ||
-           (action == std::to_string(EINTR) && call != "send" && call != "recv");
+std::string name_of(qx_call call) {
+    return kFailures[call].name;
 }
 
-const std::vector<Call> kCalls = {
-    {"alloc", {ENOMEM}},
-    {"socket", {EMFILE, ENFILE, ENOMEM, ENOBUFS, EACCES}},
-    {"connect", {ECONNREFUSED, EAGAIN, EACCES}},
-    {"getsockopt", {ENOBUFS, ENOMEM}},
-    {"send", {EPIPE, ECONNRESET, ENOBUFS, ENOMEM, EINTR}, true},
-    {"recv", {ECONNRESET, ENOMEM, EINTR}, true},
-    {"open", {EMFILE, ENFILE, EACCES, EROFS, ENOSPC, ENOMEM, EINTR}},
-    {"read", {EIO, EISDIR, EINTR}, true},
-    {"pread", {EIO, EISDIR, EINTR}},
-    {"write", {ENOSPC, EIO, EDQUOT, EFBIG, EINTR}, true},
-    {"fsync", {EIO, ENOSPC, EDQUOT, EINVAL, EINTR}},
-    {"rename", {EIO, ENOSPC, EACCES, EROFS, EXDEV}},
-    {"unlink", {EIO, EACCES, EROFS}},
-    {"mkdir", {ENOSPC, EACCES, EROFS, EMLINK}},
-    {"fcntl", {ENOLCK, EMFILE, EINTR}},
-    {"ioctl", {ENOTTY}},
-    {"flock", {ENOLCK, EINTR}},
-    {"close", {EIO, ENOSPC, EINTR}},
-    {"epoll_create1", {EMFILE, ENFILE, ENOMEM}},
-    {"epoll_ctl", {ENOMEM, ENOSPC, EPERM}},
-    {"epoll_wait", {EBADF, EINTR}},
-    {"eventfd", {EMFILE, ENFILE, ENOMEM}},
-    {"pipe2", {EMFILE, ENFILE}},
-    {"signalfd", {EMFILE, ENFILE, ENOMEM, ENODEV}},
-    {"poll", {ENOMEM, EINTR}},
-    {"shutdown", {ENOTCONN}},
-    {"fstat", {EIO, ENOMEM, EOVERFLOW}},
-    {"stat", {EIO, EACCES, ELOOP, ENOMEM}},
-    {"lstat", {EIO, EACCES, ENOMEM}},
-    {"fchmod", {EPERM, EIO, EROFS}},
-    {"dup2", {EMFILE, EBUSY}},
-    {"chdir", {EIO, EACCES}},
-    {"fallocate", {ENOSPC, EOPNOTSUPP, EFBIG, EIO, EINTR}},
-    {"execve", {ENOMEM, EACCES, E2BIG, ENOEXEC, ETXTBSY}},
-    {"fork", {EAGAIN, ENOMEM}},
-    {"waitpid", {ECHILD, EINTR}},
-    {"setsid", {EPERM}},
-    {"sigprocmask", {EINVAL}},
-    {"timer_create", {EAGAIN, ENOMEM}},
-    {"readlink", {EIO, EACCES, ELOOP}},
-    {"realpath", {EIO, EACCES, ELOOP, ENOMEM}},
-    {"pthread_create", {EAGAIN, EPERM}},
-    {"pthread_mutex_init", {ENOMEM, EAGAIN}},
-};
+std::string text_of(const Fault& fault) {
+    static const char* const actions[] = {"nothing", "fail", "short",   "tear",
+                                          "signal",  "full", "no files"};
+    return fmt::format("{} {}: {} {}", name_of(fault.call), fault.at, actions[fault.action],
+                       fault.detail);
+}
+
+bool is_made_up_for(const Fault& fault) {
+    return fault.action == QX_SHORT || (fault.action == QX_FAIL && fault.detail == EINTR &&
+                                        fault.call != QX_CALL_send && fault.call != QX_CALL_recv);
+}
+
+FaultyRun run_with_fault(const Fault& fault,
+                         const std::function<Outcome(const Variables&)>& start_and_wait) {
+    fs::remove(kRun);
+    write_file(kRun, {reinterpret_cast<const char*>(&fault), sizeof fault});
+    fs::resize_file(kRun, sizeof(qx_run));
+    return read_run(
+        start_and_wait({{"LD_PRELOAD", QX_FAULTS}, {"QX_RUN", kRun}, {"QX_FILL", kFill}}));
+}
+
+FaultyRun run_with_fault(const Fault& fault, const std::vector<std::string>& words) {
+    return run_with_fault(
+        fault, [&](const Variables& environment) { return run_tool(words, environment); });
+}
 
 std::vector<Fault> list_faults(const FaultyRun& untouched, unsigned quick, std::size_t phase) {
     std::vector<Fault> faults;
     std::size_t number = phase;
-    for (const Call& call : kCalls) {
-        const auto made = untouched.calls.find(call.name);
-        for (long at = 1; made != untouched.calls.end() && at <= made->second; ++at) {
-            for (const std::string& action : actions_of(call)) {
-                if (number++ % fault_step(quick) == 0) {
-                    faults.push_back({call.name, at, action});
-                }
+    const auto add = [&](const Fault& fault) {
+        if (number++ % fault_step(quick) == 0) {
+            faults.push_back(fault);
+        }
+    };
+    for (const Failures& failures : kFailures) {
+        for (long at = 1; at <= untouched.calls[failures.call]; ++at) {
+            for (const int error : failures.errors) {
+                add({failures.call, at, QX_FAIL, error});
+            }
+            if (can_be_short(failures.call)) {
+                add({failures.call, at, QX_SHORT, 0});
             }
         }
     }
@@ -128,57 +139,40 @@ std::vector<Fault> list_faults(const FaultyRun& untouched, unsigned quick, std::
     return faults;
 }
 
-std::map<std::string, std::string> fault_environment(const std::string& fault) {
-    fs::remove(kReport);
-    fs::remove(kJournal);
-    return {{"LD_PRELOAD", QX_FAULTS},
-            {"QX_FAULT", fault},
-            {"QX_FAULT_FILL", kFill},
-            {"QX_FAULT_REPORT", kReport},
-            {"QX_FAULT_JOURNAL", kJournal}};
-}
-
-FaultyRun read_report(const Outcome& outcome) {
-    FaultyRun run;
-    run.outcome = outcome;
-    std::istringstream words(fs::exists(kReport) ? read_file(kReport) : "");
-    bool ended = false;
-    for (std::string word, value; words >> word;) {
-        if (word == "fired") {
-            run.fired = true;
-        } else if (word == "ended") {
-            ended = true;
-        } else if (words >> value; word == "call") {
-            words >> run.calls[value];
-        } else if (word == "live") {
-            ++run.live[value];
-        } else {
-            run.open.push_back(value);
-        }
-    }
-    EXPECT_EQ(ended, outcome.signal == 0);
-    return run;
-}
-
-FaultyRun run_tool_with_fault(const std::vector<std::string>& words, const std::string& fault) {
-    const auto environment = fault_environment(fault);
-    return read_report(run_tool(words, environment));
-}
-
 void check_end(const Fault& fault, const FaultyRun& run, const FaultyRun& untouched) {
-    failed(fault.call == "alloc") += run.fired ? 1 : 0;
+    if (run.fired) {
+        count(fault);
+    }
     if (run.outcome.signal != 0) {
         EXPECT_EQ(run.outcome.signal, SIGABRT);
-        EXPECT_EQ(fault.call, "alloc") << "only a lack of memory may end the tool like this";
+        EXPECT_EQ(fault.call, QX_CALL_alloc) << "only a lack of memory may end the tool like this";
     } else {
-        EXPECT_THAT(run.outcome.status, ::testing::AnyOf(0, 1, 255));
+        EXPECT_THAT(run.outcome.status, AnyOf(0, 1, 255));
     }
-    EXPECT_THAT(run.outcome.err, ::testing::MatchesRegex(kTexts));
-    EXPECT_EQ(run.open, std::vector<std::string>());
-    for (const auto& [size, count] : run.live) {
-        const auto before = untouched.live.find(size);
-        EXPECT_LE(count, before == untouched.live.end() ? 0 : before->second) << "leaked " << size;
+    EXPECT_THAT(run.outcome.err, MatchesRegex(kTexts));
+    EXPECT_EQ(run.left_open, 0);
+    EXPECT_THAT(run.live, IsSubsetOf(untouched.live)) << "something is leaked";
+}
+
+std::vector<Change> changes_of_tool(const std::vector<std::string>& words) {
+    std::vector<std::string> command = {
+        "sh", "-c", "exec strace -qq -y -s 4096 -o /opt/trace \"$@\"", "sh", QX_TOOL};
+    command.insert(command.end(), words.begin(), words.end());
+    output_of(command);
+    // A descriptor is printed as NUMBER<PATH>, and so is the working directory before a path.
+    const std::regex success(
+        R"re((mkdir|rename|unlink|write|fsync|close|open(?=.*O_CREAT))\w*\((?:AT_FDCWD<.*?>, )?)re"
+        R"re((?:\d+<|")(.*?)[">](?:, "(.*)")?.* = \d.*)re");
+    std::vector<Change> changes;
+    for (const std::string& line : lines_of(read_file("/opt/trace"))) {
+        if (std::smatch parts; std::regex_match(line, parts, success)) {
+            const std::string detail =
+                std::regex_replace(parts[3].str(), std::regex(R"(\\n)"), "\n");
+            changes.push_back(
+                {parts[1], parts[2], std::regex_replace(detail, std::regex(R"(\\(.))"), "$1")});
+        }
     }
+    return changes;
 }
 
 } // namespace qx::test

@@ -5,41 +5,44 @@
 #include "fault.h"
 #include "operations.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <functional>
+#include <fmt/format.h>
 #include <sys/mount.h>
 
 namespace {
 
 using namespace qx::test;
-using ::testing::AnyOf;
-using ::testing::MatchesRegex;
+using namespace ::testing;
 
 const OperationCall kSwitch = {qx::manage::Operation::set_registration_cloud, {"--cloud=staging"}};
+const fs::path kRan = "/opt/ran";
 
 /// The settings on the way to another cloud.
 std::string document(bool is_protected, bool registered, bool switched) {
-    return std::string(R"({"/agent/protection_enabled": ")") + (is_protected ? "1" : "0") +
-           (registered ? R"(", "/cirrel/registration/token": "t)" : "") +
-           (switched ? R"(", "/cirrel/entrypoints/default": "stage)" : "") + "\"}\n";
+    return fmt::format(R"({{"/agent/protection_enabled": "{:d}"{}{}}})"
+                       "\n",
+                       is_protected, registered ? R"(, "/cirrel/registration/token": "t")" : "",
+                       switched ? R"(, "/cirrel/entrypoints/default": "stage")" : "");
 }
 
 const std::string kSettings = document(true, true, false);
+const std::string kSwitched = document(true, false, true);
 
-/// An agent whose connector notes what it is told.
-class Scene : public ::testing::Test {
+std::string log() {
+    return fs::exists(kLogFile) ? read_file(kLogFile) : "";
+}
+
+/// An agent whose connector notes what it is told, with the settings on a small disk.
+class Scene : public Test {
 protected:
     Scene() {
-        // A file system of its own, which the tests can fill.
-        fs::create_directories(kSettingsFile.parent_path());
-        require(::mount("tmpfs", kSettingsFile.parent_path().c_str(), "tmpfs", 0,
-                        "size=64k,mode=755") == 0,
+        fs::create_directories(kSettingsDirectory);
+        require(::mount("tmpfs", kSettingsDirectory.c_str(), "tmpfs", 0, "size=64k,mode=755") == 0,
                 "mount");
         for (const char* const program : {"etc/init.d/qplix-qxcloudd", "bin/qxcloudd"}) {
             write_program(kInstallDir / program, "echo \"$1\" >>" + kRan.string() + "\n");
         }
     }
+    void TearDown() override { ::umount(kSettingsDirectory.c_str()); }
 
     static void prepare(const OperationCall& operation, const std::string& settings = kSettings) {
         fs::remove(kFill);
@@ -47,29 +50,26 @@ protected:
         write_file(kSettingsFile, settings);
         fs::permissions(kSettingsFile, fs::perms(0644));
         // Where everybody may write, a line is logged.
-        fs::permissions(kSettingsFile.parent_path(),
+        fs::permissions(kSettingsDirectory,
                         fs::perms(operation.title() == "set_quillet_location" ? 0777 : 0755));
         write_file(kRan, "");
         fs::remove(kLogFile);
     }
 
-    static FaultyRun run(const OperationCall& operation, const std::string& fault,
+    static FaultyRun run(const OperationCall& operation, const Fault& fault,
                          const std::string& settings = kSettings) {
         prepare(operation, settings);
-        return run_tool_with_fault(operation.words(), fault);
+        return run_with_fault(fault, operation.words());
     }
 
-    static std::string log() { return fs::exists(kLogFile) ? read_file(kLogFile) : ""; }
-
     // The reserve file stays when it cannot be removed.
-    static void check_directory(const std::string& call = "") {
-        for (const auto& entry : fs::directory_iterator(kSettingsFile.parent_path())) {
-            const std::string name = entry.path().filename();
-            const bool may_stay =
-                call == "unlink" || call == "lstat" || call == "fstat" || call == "alloc";
-            EXPECT_TRUE((may_stay && name == "settings.json.reserve") ||
-                        std::find(std::begin(kNames), std::end(kNames), name) != std::end(kNames))
-                << name;
+    static void check_directory(qx_call failed = QX_CALL_any) {
+        const bool may_stay = failed == QX_CALL_unlink || failed == QX_CALL_lstat ||
+                              failed == QX_CALL_fstat || failed == QX_CALL_alloc;
+        for (const auto& entry : fs::directory_iterator(kSettingsDirectory)) {
+            EXPECT_THAT(entry.path().filename(),
+                        AnyOf("settings.json", "settings.json.lock", "settings.json.switch",
+                              "init.d", "fill", may_stay ? "settings.json.reserve" : "fill"));
         }
     }
 
@@ -79,84 +79,75 @@ protected:
         EXPECT_THAT(text, AnyOf(document(on, true, false), document(on, true, true),
                                 document(on, false, true)));
         if (outcome.status == 0 && log().empty()) {
-            EXPECT_EQ(text, document(true, false, true));
+            EXPECT_EQ(text, kSwitched);
         }
     }
 
     // If the exit status of a program cannot be determined, the program is run again. Programs that
     // could not be run or that failed are in the log.
-    static void check_connector(const std::string& call) {
-        const std::string again = call == "waitpid" || call == "read" ? "+" : "";
+    static void check_connector(qx_call failed = QX_CALL_any) {
         const bool some_failed = log().find("[report()]") != std::string::npos;
-        std::string whole;
-        for (const char* const line : {"stop", "-stop", "start", "-start"}) {
-            whole += "(" + std::string(line) + "\n)" + (some_failed ? "*" : again);
-        }
-        EXPECT_THAT(read_file(kRan), MatchesRegex("(" + whole + ")?"));
+        const bool again = failed == QX_CALL_waitpid || failed == QX_CALL_read;
+        EXPECT_THAT(read_file(kRan),
+                    MatchesRegex(fmt::format("((stop\n){0}(-stop\n){0}(start\n){0}(-start\n){0})?",
+                                             some_failed ? "*"
+                                             : again     ? "+"
+                                                         : "")));
     }
-
-    static inline const std::string kNames[] = {"settings.json", "settings.json.lock",
-                                                "settings.json.switch", "init.d", "fill"};
-    static inline const fs::path kRan = "/opt/ran";
 
     Simulator simulator_{R"({"commands": {"va_start": [{"status": 0, "times": 0}],
         "va_stop": [{"status": 0, "times": 0}], "va_self_scan_start": [{"status": 0, "times": 0}],
         "start_cloud_registration": [{"status": 0, "times": 0}]}})"};
 };
 
-/// What can happen at any call: a fatal signal, a full disk, or the loss of all further
-/// descriptors.
-std::vector<std::string> events() {
-    std::vector<std::string> all = {"full", "files"};
+/// What can happen at any call: a full disk, the loss of all further descriptors, or a fatal
+/// signal.
+std::vector<Fault> events_at(long call) {
+    std::vector<Fault> all = {{QX_CALL_any, call, QX_FULL, 0}, {QX_CALL_any, call, QX_FILES, 0}};
     for (const int signal : ending_signals()) {
-        all.push_back("signal" + std::to_string(signal));
+        all.push_back({QX_CALL_any, call, QX_SIGNAL, signal});
     }
     return all;
 }
 
 TEST_F(Scene, CompletesOrUndoesTheSwitchWhateverHappensAtAnyCall) {
-    const long calls = run(kSwitch, "").calls.at("any");
+    const long calls = run(kSwitch, kNoFault).calls[QX_CALL_any];
     EXPECT_GT(calls, 50);
     std::size_t number = 0;
     for (long at = 1; at <= calls; ++at) {
-        for (const std::string& event : events()) {
+        for (const Fault& event : events_at(at)) {
             if (number++ % fault_step(61) != 0) {
                 continue;
             }
-            const Fault fault = {"any", at, event};
-            SCOPED_TRACE(fault.text());
-            const FaultyRun ended = run(kSwitch, fault.text());
+            SCOPED_TRACE(text_of(event));
+            const FaultyRun ended = run(kSwitch, event);
             check_directory();
-            check_connector("any");
+            check_connector();
             check_switch(ended.outcome);
-            if (event.starts_with("signal")) {
-                EXPECT_EQ(ended.outcome.signal, ended.fired ? std::stoi(event.substr(6)) : 0);
-                EXPECT_THAT(read_file(kSettingsFile),
-                            AnyOf(kSettings, document(true, false, true)));
+            if (event.action == QX_SIGNAL) {
+                EXPECT_EQ(ended.outcome.signal, ended.fired ? event.detail : 0);
+                EXPECT_THAT(read_file(kSettingsFile), AnyOf(kSettings, kSwitched));
                 EXPECT_EQ(log(), "");
             }
-            EXPECT_TRUE(event == "files" ||
+            EXPECT_TRUE(event.action == QX_FILES ||
                         read_file(kSettingsFile).find(R"(enabled": "1")") != std::string::npos);
         }
     }
 }
 
 TEST_F(Scene, StopsTheLogAfterEverythingElse) {
-    run({qx::manage::Operation::get_version_info}, "");
-    EXPECT_EQ(lines_of(read_file(kJournal)).back(), "close " + kLogFile.string() + " ");
+    const Change last = changes_of_tool({"get_version_info"}).back();
+    EXPECT_EQ(last.call + " " + last.path, "close " + kLogFile.string());
 }
 
 TEST_F(Scene, TellsOfWhatIsLeftOfARegistration) {
     const std::string keys[] = {"/agent/default_settings/next_query_ts",
                                 "/cirrel/registration/router_id", "/cirrel/registration/token",
                                 "/cirrel/registration/timestamp"};
-    std::string settings = R"({"/agent/protection_enabled": "1")";
-    for (const std::string& key : keys) {
-        settings += ", \"" + key + R"(": "1")";
-    }
+    const std::string settings = fmt::format(R"({{"/agent/protection_enabled": "1", "{}": "1"}})",
+                                             fmt::join(keys, R"(": "1", ")"));
     for (long i = 0; i < 4; ++i) {
-        const FaultyRun left =
-            run(kSwitch, Fault{"rename", 3 + i, std::to_string(EIO)}.text(), settings + "}\n");
+        const FaultyRun left = run(kSwitch, {QX_CALL_rename, 3 + i, QX_FAIL, EIO}, settings);
         EXPECT_EQ(left.outcome.status, 0);
         EXPECT_THAT(log(), MatchesRegex("[^\n]*WARN[^\n]*Deleting '" + keys[i] + "' failed\n"));
         EXPECT_EQ(read_file(kSettingsFile),
@@ -165,53 +156,48 @@ TEST_F(Scene, TellsOfWhatIsLeftOfARegistration) {
     }
 }
 
-class Faults : public Scene, public ::testing::WithParamInterface<OperationCall> {
+class Faults : public Scene, public WithParamInterface<OperationCall> {
 protected:
-    void check(const Fault& fault, const FaultyRun& run) {
-        check_end(fault, run, untouched_);
-        if (!run.fired || fault.is_made_up_for()) {
-            EXPECT_EQ(run.outcome.status, 0);
-        }
-        check_output(run.outcome);
-        check_settings(run.outcome);
-        check_directory(fault.call);
-        check_connector(fault.call);
+    void SetUp() override {
+        untouched_ = run(operation_, kNoFault);
+        after_ = read_file(kSettingsFile);
     }
 
-    [[nodiscard]] static bool is_switch() { return GetParam().operation == kSwitch.operation; }
-
-    void check_settings(const Outcome& outcome) {
-        if (is_switch()) {
+    void check(const Outcome& outcome, qx_call failed = QX_CALL_any) const {
+        if (outcome.status != 0) {
+            EXPECT_THAT(outcome.out, AnyOf("", untouched_.outcome.out));
+        } else if (operation_.operation != qx::manage::Operation::get_router_info) {
+            EXPECT_EQ(outcome.out, untouched_.outcome.out);
+        }
+        if (operation_.operation == kSwitch.operation) {
             check_switch(outcome);
         } else {
             // Short of memory, jansson may read a key with a character missing and tell nobody.
             EXPECT_EQ(read_file(kSettingsFile), outcome.status == 0 ? after_ : kSettings);
         }
+        check_directory(failed);
+        check_connector(failed);
     }
 
-    void check_output(const Outcome& outcome) {
-        if (outcome.status == 0 && GetParam().operation != qx::manage::Operation::get_router_info) {
-            EXPECT_EQ(outcome.out, untouched_.outcome.out);
-        } else if (outcome.status != 0) {
-            EXPECT_THAT(outcome.out, AnyOf("", untouched_.outcome.out));
-        }
-    }
-
+    const OperationCall operation_ = GetParam();
+    const std::size_t phase_ = std::hash<std::string>()(operation_.title()) % 1000;
     FaultyRun untouched_;
     std::string after_;
 };
 
 TEST_P(Faults, OfEachCall) {
-    const FaultyRun first = run(GetParam(), "");
-    untouched_ = run(GetParam(), "");
-    EXPECT_EQ(untouched_.outcome.status, 0) << untouched_.outcome.err;
-    EXPECT_EQ(untouched_.outcome.out, first.outcome.out);
-    EXPECT_EQ(untouched_.live, first.live);
-    after_ = read_file(kSettingsFile);
-    const std::size_t phase = std::hash<std::string>()(GetParam().title()) % 1000;
-    for (const Fault& fault : list_faults(untouched_, 23, phase)) {
-        SCOPED_TRACE(fault.text());
-        check(fault, run(GetParam(), fault.text()));
+    const FaultyRun again = run(operation_, kNoFault);
+    EXPECT_EQ(again.outcome.status, 0) << again.outcome.err;
+    EXPECT_EQ(again.outcome.out, untouched_.outcome.out);
+    EXPECT_EQ(again.live, untouched_.live);
+    for (const Fault& fault : list_faults(again, 23, phase_)) {
+        SCOPED_TRACE(text_of(fault));
+        const FaultyRun ended = run(operation_, fault);
+        check_end(fault, ended, again);
+        if (!ended.fired || is_made_up_for(fault)) {
+            EXPECT_EQ(ended.outcome.status, 0);
+        }
+        check(ended.outcome, fault.call);
     }
 }
 
@@ -231,28 +217,23 @@ std::vector<std::vector<std::string>> limits() {
 }
 
 TEST_P(Faults, UnderEachLimit) {
-    untouched_ = run(GetParam(), "");
-    after_ = read_file(kSettingsFile);
-    std::size_t number = std::hash<std::string>()(GetParam().title()) % 1000;
+    const std::vector<std::string> operation = operation_.words();
+    std::size_t number = phase_;
     for (std::vector<std::string> words : limits()) {
-        if (number++ % fault_step(is_switch() ? 1 : 7) != 0) {
+        if (number++ % fault_step(operation_.operation == kSwitch.operation ? 1 : 7) != 0) {
             continue;
         }
-        SCOPED_TRACE(::testing::PrintToString(words));
-        const std::vector<std::string> operation = GetParam().words();
+        SCOPED_TRACE(PrintToString(words));
         words.insert(words.end(), operation.begin(), operation.end());
-        prepare(GetParam());
+        prepare(operation_);
         const Outcome outcome = qx::test::run(words);
         // 127 is the loader's.
         EXPECT_THAT(outcome.status, AnyOf(0, 1, 255, 127)) << outcome.signal;
-        check_output(outcome);
-        check_settings(outcome);
-        check_directory();
-        check_connector("");
+        check(outcome);
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, Faults, ::testing::ValuesIn(operation_calls()),
+INSTANTIATE_TEST_SUITE_P(Each, Faults, ValuesIn(operation_calls()),
                          [](const auto& each) { return each.param.title(); });
 
 } // namespace

@@ -5,21 +5,27 @@
 #include "operations.h"
 #include "settings_writer.h"
 
+#include <memory>
 #include <random>
-#include <set>
-#include <sstream>
 
 namespace {
 
 using namespace qx::test;
-using ::testing::AnyOf;
+using namespace ::testing;
 
-const fs::path kDirectory = kInstallDir / "etc";
 const std::string kStore = kSettingsFile;
 const std::string kOld = "{\"/quillet/update_location\": \"production\", \"/other\": \"o\"}\n";
-const std::string kNew = "{\"/quillet/update_location\": \"staging\", \"/other\": \"o\"}\n";
-const std::string kFirst = "{\"/quillet/update_location\": \"staging\"}\n";
 const std::vector<std::string> kWrite = {"set_quillet_location", "staging"};
+
+/// A store, or none, and what `kWrite` makes of it.
+struct Write {
+    std::string before;
+    std::string after;
+};
+const Write kWrites[] = {
+    {kOld, "{\"/quillet/update_location\": \"staging\", \"/other\": \"o\"}\n"},
+    {"", "{\"/quillet/update_location\": \"staging\"}\n"},
+};
 
 /// The store's text; nothing when there is none.
 std::string store() {
@@ -27,42 +33,38 @@ std::string store() {
 }
 
 void begin_with(const std::string& text) {
-    fs::remove_all(kDirectory);
+    fs::remove_all(kSettingsDirectory);
     if (!text.empty()) {
         write_file(kStore, text);
     }
 }
 
 // Tries the kill at each call in turn, until one run is not reached by it. How many were.
-long kill_at_each(const std::string& call, const std::string& action, const std::string& before,
-                  const std::string& after) {
-    for (long n = 1;; ++n) {
-        SCOPED_TRACE(call + ":" + std::to_string(n));
-        begin_with(before);
-        const FaultyRun run =
-            run_tool_with_fault(kWrite, call + ":" + std::to_string(n) + ":" + action);
+long kill_at_each(Fault fault, const Write& write) {
+    for (fault.at = 1;; ++fault.at) {
+        SCOPED_TRACE(text_of(fault));
+        begin_with(write.before);
+        const FaultyRun run = run_with_fault(fault, kWrite);
         if (!run.fired) {
             EXPECT_EQ(run.outcome.status, 0);
-            EXPECT_EQ(store(), after);
-            return n - 1;
+            EXPECT_EQ(store(), write.after);
+            return fault.at - 1;
         }
         EXPECT_EQ(run.outcome.signal, SIGKILL);
-        EXPECT_THAT(store(), AnyOf(before, after));
+        EXPECT_THAT(store(), AnyOf(write.before, write.after));
         EXPECT_EQ(run_tool(kWrite).status, 0) << "the next writer is not stopped by what was left";
-        EXPECT_EQ(store(), after);
+        EXPECT_EQ(store(), write.after);
         EXPECT_FALSE(fs::exists(kStore + ".tmp"));
     }
 }
 
 TEST(StoreCrash, AKillAtAnyCallLeavesTheOldOrTheNewStore) {
     const Simulator simulator;
-    for (const auto& [before, after] : {std::pair(kOld, kNew), std::pair(std::string(), kFirst)}) {
-        EXPECT_GT(kill_at_each("any", "kill", before, after), 20);
-        EXPECT_GT(kill_at_each("write", "tear", before, after), 0);
+    for (const Write& write : kWrites) {
+        EXPECT_GT(kill_at_each({QX_CALL_any, 0, QX_SIGNAL, SIGKILL}, write), 20);
+        EXPECT_GT(kill_at_each({QX_CALL_write, 0, QX_TEAR, 0}, write), 0);
     }
 }
-
-// --- kills at random -----------------------------------------------------------------------------
 
 TEST(StoreCrash, KilledWritersLoseNoUpdateAndTearNoFile) {
     const unsigned kills = 10000 / fault_step(20);
@@ -73,7 +75,7 @@ TEST(StoreCrash, KilledWritersLoseNoUpdateAndTearNoFile) {
     begin_with(kOld);
     SettingsWriter writers[] = {SettingsWriter(0), SettingsWriter(1), SettingsWriter(2),
                                 SettingsWriter(3)};
-    for (unsigned i = 0; i < kills && !::testing::Test::HasFailure(); ++i) {
+    for (unsigned i = 0; i < kills && !Test::HasFailure(); ++i) {
         ::usleep(pause(random)); // the moment of the kill
         SettingsWriter& writer = writers[random() % std::size(writers)];
         writer.kill_and_check();
@@ -88,46 +90,35 @@ TEST(StoreCrash, KilledWritersLoseNoUpdateAndTearNoFile) {
     std::printf("%u kills of 4 writers, %ld updates, none lost, no torn file\n", kills, written);
 }
 
-// --- power cuts ----------------------------------------------------------------------------------
-
-struct Change {
-    std::string what;
-    std::string first;
-    std::string second;
-};
-
-std::string from_hex(const std::string& digits) {
-    std::string bytes;
-    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-        bytes.push_back(static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
-}
-
-/// What of the file system survives a cut: what was flushed for certain, everything else perhaps.
+/// The settings directory under a power cut: what was flushed survives for certain, everything else
+/// perhaps.
 class Disk {
 public:
     explicit Disk(const std::string& store_text) {
         if (!store_text.empty()) {
-            flushed_ = {{kDirectory, kNoFile}, {kStore, add_file(store_text)}};
-            files_[flushed_[kStore]].flushed = store_text;
+            flushed_ = {{kSettingsDirectory, new_file()}, {kStore, new_file(store_text)}};
         }
         seen_ = flushed_;
     }
 
     void apply(const Change& change) {
-        if (change.what == "create") {
-            enter({change.first, "", add_file("")});
-        } else if (change.what == "mkdir") {
-            enter({change.first, "", kNoFile});
-        } else if (change.what == "unlink") {
-            enter({"", change.first, kNoFile});
-        } else if (change.what == "rename") {
-            enter({change.second, change.first, seen_.at(change.first)});
-        } else if (change.what == "write" && seen_.contains(change.first)) {
-            files_[seen_.at(change.first)].text += from_hex(change.second);
-        } else if (change.what == "fsync") {
-            flush(change.first);
+        const std::string& call = change.call;
+        const std::string& path = change.path;
+        const File file = seen_.contains(path) ? seen_.at(path) : new_file();
+        if (call == "write") {
+            file->text += change.detail;
+        } else if (call == "fsync") {
+            file->flushed = file->text;
+            flush_names(path);
+        } else if (call == "unlink") {
+            enter(path, [=](Names& names) { names.erase(path); });
+        } else if (call == "rename") {
+            enter(path, [=](Names& names) {
+                names.erase(path);
+                names[change.detail] = file;
+            });
+        } else if ((call == "open" || call == "mkdir") && !seen_.contains(path)) {
+            enter(path, [=](Names& names) { names[path] = file; });
         }
     }
 
@@ -138,122 +129,95 @@ public:
             Names names = flushed_;
             for (std::size_t i = 0; i < pending_.size(); ++i) {
                 if ((survivors >> i & 1U) != 0) {
-                    change_names(names, pending_[i]);
+                    pending_[i].make(names);
                 }
             }
-            if (!names.contains(kStore) || !names.contains(kDirectory)) {
+            if (!names.contains(kStore) || !names.contains(kSettingsDirectory)) {
                 texts.insert("");
                 continue;
             }
-            const File& file = files_[names.at(kStore)];
-            // A torn text must show as such, not as "no store".
-            for (const std::string& text :
-                 {file.flushed, file.text, file.text.substr(0, file.text.size() / 2)}) {
-                texts.insert(file.flushed == file.text ? file.text
-                                                       : text + (text.empty() ? "empty" : ""));
+            const auto& [text, flushed] = *names.at(kStore);
+            texts.insert(shown(flushed));
+            if (text != flushed) {
+                texts.insert({shown(text), shown(text.substr(0, text.size() / 2))});
             }
         }
         return texts;
     }
 
 private:
-    static constexpr std::size_t kNoFile = ~std::size_t{0};
-    using Names = std::map<std::string, std::size_t>;
-
-    struct File {
+    struct Content {
         std::string text;
         std::string flushed;
     };
+    using File = std::shared_ptr<Content>; // a directory is one without a text
+    using Names = std::map<std::string, File>;
 
-    struct Entry {
-        std::string added;
-        std::string removed;
-        std::size_t file;
+    struct NameChange {
+        fs::path directory;
+        std::function<void(Names&)> make;
     };
 
-    std::size_t add_file(const std::string& text) {
-        files_.push_back({text, ""});
-        return files_.size() - 1;
+    static File new_file(const std::string& text = "") {
+        return std::make_shared<Content>(Content{text, text});
     }
 
-    static void change_names(Names& names, const Entry& entry) {
-        names.erase(entry.removed);
-        if (!entry.added.empty()) {
-            names[entry.added] = entry.file;
-        }
+    /// An empty store is not the same as none.
+    static std::string shown(const std::string& text) { return text.empty() ? "empty" : text; }
+
+    void enter(const fs::path& path, const std::function<void(Names&)>& change) {
+        change(seen_);
+        pending_.push_back({path.parent_path(), change});
     }
 
-    void enter(const Entry& entry) {
-        change_names(seen_, entry);
-        pending_.push_back(entry);
-    }
-
-    void flush(const std::string& path) {
-        const auto found = seen_.find(path);
-        if (found != seen_.end() && found->second != kNoFile) {
-            files_[found->second].flushed = files_[found->second].text;
-            return;
-        }
-        std::vector<Entry> left;
-        for (const Entry& entry : pending_) {
-            const fs::path name = entry.added.empty() ? entry.removed : entry.added;
-            if (name.parent_path() == path) {
-                change_names(flushed_, entry);
-            } else {
-                left.push_back(entry);
+    void flush_names(const fs::path& directory) {
+        const auto is_inside = [&](const NameChange& change) {
+            return change.directory == directory;
+        };
+        for (const NameChange& change : pending_) {
+            if (is_inside(change)) {
+                change.make(flushed_);
             }
         }
-        pending_ = left;
+        std::erase_if(pending_, is_inside);
     }
 
-    std::vector<File> files_;
     Names flushed_;
-    Names seen_;
-    std::vector<Entry> pending_;
+    Names seen_; // what the writer sees
+    std::vector<NameChange> pending_;
 };
 
-std::vector<Change> journal_of_a_write(const std::string& before) {
+std::vector<Change> changes_of_a_write(const std::string& before) {
     begin_with(before);
-    EXPECT_EQ(run_tool_with_fault(kWrite, "").outcome.status, 0);
-    std::vector<Change> changes;
-    for (const std::string& line : lines_of(read_file(kJournal))) {
-        std::istringstream words(line);
-        Change change;
-        words >> change.what >> change.first >> change.second;
-        if (change.first.starts_with(kDirectory.string()) || change.first == kInstallDir) {
-            changes.push_back(change);
-        }
-    }
+    std::vector<Change> changes = changes_of_tool(kWrite);
+    std::erase_if(changes, [](const Change& change) {
+        return !change.path.starts_with(kSettingsDirectory.string()) && change.path != kInstallDir;
+    });
     return changes;
 }
 
-/// True when each cut during the changes leaves the old or the new store, and each later one the
-/// new.
-bool survives_cuts(const std::vector<Change>& changes, const std::string& before,
-                   const std::string& after) {
-    Disk disk(before);
+/// Whether each cut during the changes leaves the old or the new store, and each later one the new.
+bool survives_cuts(const std::vector<Change>& changes, const Write& write) {
+    Disk disk(write.before);
     for (const Change& change : changes) {
         disk.apply(change);
-        for (const std::string& text : disk.texts_after_cut()) {
-            if (text != before && text != after) {
-                return false;
-            }
+        if (!Matches(IsSubsetOf({write.before, write.after}))(disk.texts_after_cut())) {
+            return false;
         }
     }
-    return disk.texts_after_cut() == std::set<std::string>{after};
+    return disk.texts_after_cut() == std::set<std::string>{write.after};
 }
 
 TEST(StoreCrash, APowerCutLeavesTheOldOrTheNewStore) {
     const Simulator simulator;
-    for (const auto& [before, after] : {std::pair(kOld, kNew), std::pair(std::string(), kFirst)}) {
-        const std::vector<Change> changes = journal_of_a_write(before);
-        EXPECT_TRUE(survives_cuts(changes, before, after));
+    for (const Write& write : kWrites) {
+        const std::vector<Change> changes = changes_of_a_write(write.before);
+        EXPECT_TRUE(survives_cuts(changes, write));
         // No flush is there in vain.
-        for (std::size_t i = 0; i < changes.size(); ++i) {
-            std::vector<Change> without = changes;
-            without.erase(without.begin() + static_cast<std::ptrdiff_t>(i));
-            EXPECT_FALSE(changes[i].what == "fsync" && survives_cuts(without, before, after))
-                << changes[i].first;
+        for (auto change = changes.begin(); change != changes.end(); ++change) {
+            std::vector<Change> without(changes.begin(), change);
+            without.insert(without.end(), change + 1, changes.end());
+            EXPECT_FALSE(change->call == "fsync" && survives_cuts(without, write)) << change->path;
         }
     }
 }
