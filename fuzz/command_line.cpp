@@ -33,6 +33,8 @@ constexpr const char* kAnswers[] = {
     "no JSON",
 };
 
+const std::filesystem::path kLog = qx::test::kInstallDir / "var/log/fuzz.log";
+
 bool start_log() {
     ::setenv("QXLOG_LEVEL", "debug", 1);
     std::filesystem::create_directories(qx::test::kSettingsFile.parent_path());
@@ -82,6 +84,8 @@ void run(const qx::manage::CommandLine& options) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const bool logs = start_log();
     check(logs, "everything is logged");
+    // A log that grew until its rotation would change its descriptor.
+    std::filesystem::resize_file(kLog, 0);
     ::unlink(qx::test::kSettingsFile.c_str());
     const qx::fuzz::DescriptorCheck descriptors;
     qx::fuzz::Input input(data, size);
