@@ -20,8 +20,8 @@ def command(name, data='null'):
 class Client(socket.socket):
     def __init__(self):
         super().__init__(socket.AF_UNIX)
-        self.settimeout(30)
         self.connect('\0:qxbrokerd-1.3.skt')
+        self.settimeout(30)  # Earlier, connect() would fail at once while the backlog is full.
 
     def read(self, count):
         """Returns the next count bytes, or fewer if the broker closes the connection."""
