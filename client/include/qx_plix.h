@@ -10,7 +10,8 @@
  *   Set the pointer to null before the call: it is left alone when the broker sends no data. A null
  *   `out` fails without a request. Where a command fails, the text holds the broker's details.
  * - A command opens a connection of its own, works on any thread, also before qx_plix_init, and
- *   blocks for as long as the broker takes to answer. There is no time-out.
+ *   blocks until the broker replies or the time given to qx_plix_set_timeout is over.
+ * - qx_plix_last_failure tells why a call failed.
  * - No call raises SIGPIPE.
  */
 #ifndef QX_PLIX_H
@@ -37,6 +38,32 @@ typedef struct qx_plix_error_t {
     char description[188]; /* zero-terminated UTF-8 */
 } qx_plix_error_t;
 
+/* Where a call failed. */
+typedef enum qx_plix_stage {
+    QX_PLIX_STAGE_NONE = 0,        /* the call succeeded */
+    QX_PLIX_STAGE_ARGUMENT = 1,    /* an argument is invalid; nothing was sent */
+    QX_PLIX_STAGE_NOT_RUNNING = 2, /* no agent, no running broker, or the library is not started */
+    QX_PLIX_STAGE_WRONG_VERSION = 3, /* the broker speaks another version of the protocol */
+    QX_PLIX_STAGE_CONNECTION = 4,    /* no connection, or the broker closed it */
+    QX_PLIX_STAGE_REFUSED = 5,       /* the broker refused the command */
+    QX_PLIX_STAGE_BAD_REPLY = 6,     /* the reply cannot be understood */
+    QX_PLIX_STAGE_TIMED_OUT = 7,     /* the time of qx_plix_set_timeout is over */
+    QX_PLIX_STAGE_INTERRUPTED = 8,   /* by a signal handler */
+    QX_PLIX_STAGE_MEMORY = 9,        /* out of memory */
+    QX_PLIX_STAGE_LIMIT = 10         /* of the library or of the system: too many of something */
+} qx_plix_stage;
+
+/* Why a call failed. The size of the record is fixed; later versions use the reserved bytes. */
+typedef struct qx_plix_failure_t {
+    int32_t stage;         /* a qx_plix_stage */
+    int32_t system_error;  /* errno, or 0 when no system call failed */
+    int32_t has_code;      /* 1 when the broker sent a code, else 0 */
+    int32_t code;          /* the broker's code, or 0 */
+    char description[256]; /* the broker's reason: zero-terminated UTF-8, cut to fit, or empty */
+    char message[512];     /* the failure as one English sentence: zero-terminated UTF-8 */
+    char reserved[240];    /* zero */
+} qx_plix_failure_t;
+
 typedef enum qx_plix_event_type {
     QX_PLIX_DEVICE_DISCOVERY = 0,
     QX_PLIX_SUBSCRIPTION_CHANGED = 1,
@@ -56,6 +83,12 @@ typedef void (*qx_plix_event_cb)(const char* event_json, void* user_data);
  * the pointer given to qx_plix_set_warning_cb. Runs on the thread that detects the condition: a
  * calling thread or the library's event thread. Must neither throw nor call the library. */
 typedef void (*qx_plix_warning_cb)(const char* text, void* user_data);
+
+/* Receives a change of the connection to the broker and the pointer given to
+ * qx_plix_set_connection_cb. `connected` is 0 when subscriptions have lost the broker and 1 when
+ * all of them are back; `missed_ms` is the time in between in milliseconds, 0 for a loss. Runs on
+ * the library's event thread. Must neither throw nor call the library. */
+typedef void (*qx_plix_connection_cb)(int connected, int64_t missed_ms, void* user_data);
 
 /* NOLINTEND(modernize-use-using) */
 
@@ -101,6 +134,24 @@ int qx_plix_require_broker_uid(int64_t uid);
  * the previous callback. Works at any time, also before qx_plix_init. Any thread. */
 void qx_plix_set_warning_cb(qx_plix_warning_cb callback, void* user_data);
 
+/* Installs the callback for lost and regained connections. It is called once when the first
+ * subscription loses the broker and once when all subscriptions are back; events that the broker
+ * sent in between are lost. Null, the initial value, disables it. Works at any time, also before
+ * qx_plix_init. Any thread. */
+void qx_plix_set_connection_cb(qx_plix_connection_cb callback, void* user_data);
+
+/* Bounds each command and each qx_plix_subscribe, from connecting to the last byte of the reply,
+ * and the connection that qx_plix_init opens as a probe. A call that is not through after
+ * `milliseconds` fails. 0, the initial value, means no limit. The time is measured on the monotonic
+ * clock. Applies to calls that begin afterwards; works at any time, also before qx_plix_init. Any
+ * thread. */
+void qx_plix_set_timeout(uint64_t milliseconds);
+
+/* Stores in `failure` why the last call on this thread that returns 0 or -1 failed. After a
+ * successful call, and before the first one, all its members are 0. Returns 0, or -1 when `failure`
+ * is null. Does not change the record itself. Any thread. */
+int qx_plix_last_failure(qx_plix_failure_t* failure);
+
 /* --- callbacks, fork and signals ---------------------------------------------------------------
  */
 
@@ -120,7 +171,8 @@ void qx_plix_set_warning_cb(qx_plix_warning_cb callback, void* user_data);
  *
  * The event thread blocks all signals, and programs that a callback starts there inherit this. A
  * signal handler makes a qx_plix_read_event_fd that waits on the same thread return -1. A command
- * that waits for the broker returns -1 too unless the handler was installed with SA_RESTART. */
+ * that waits for the broker returns -1 too unless the handler was installed with SA_RESTART. With a
+ * time set by qx_plix_set_timeout, no handler interrupts a command. */
 
 /* --- events ------------------------------------------------------------------------------------
  */
@@ -166,6 +218,15 @@ int qx_plix_read_events(int event_fd, uint64_t most);
  * the library receives them one at a time and resubscribes a connection that makes no progress for
  * five seconds. Fails for 0. Works at any time, also before qx_plix_init. Any thread. */
 int qx_plix_set_backlog_limit(uint64_t bytes);
+
+/* --- any command -------------------------------------------------------------------------------
+ */
+
+/* Sends the broker command `name` with the JSON value `data_json`, which may be of any type; null
+ * stands for the JSON value null. The broker's data goes out through `out`, which may be null, also
+ * when the broker refuses the command. Fails without a request for a null or empty `name` and for a
+ * text that is not JSON. Any thread. */
+int qx_plix_call(const char* name, const char* data_json, char** out);
 
 /* --- services ----------------------------------------------------------------------------------
  */

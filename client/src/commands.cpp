@@ -1,8 +1,11 @@
 #include "base/json.h"
+#include "failure.h"
+#include "notices.h"
 #include "qx_plix.h"
 #include "state.h"
 #include "wire.h"
 
+#include <cstdio>
 #include <cstring>
 #include <limits>
 
@@ -33,21 +36,53 @@ qx::json_ptr parse(const char* text) {
     return qx::json_ptr(json_loads(text, 0, nullptr));
 }
 
-int fail(qx_plix_error_t* err, std::int32_t code, const char* description) {
+int reject(const char* sentence, const char* detail = nullptr) {
+    return fail(QX_PLIX_STAGE_ARGUMENT, sentence, detail);
+}
+
+int reject_null_out() {
+    return reject("the output pointer is null");
+}
+
+int fail_to_parse(const json_error_t& error) {
+    return json_error_code(&error) == json_error_out_of_memory
+               ? fail_for_memory()
+               : reject("the document is not JSON", error.text);
+}
+
+// Parses a caller's document; null when that is not one, which is recorded.
+qx::json_ptr parse_argument(const char* text, std::size_t flags = 0) {
+    json_error_t error;
+    qx::json_ptr document(json_loads(text, flags, &error));
+    if (!document) {
+        fail_to_parse(error);
+    }
+    return document;
+}
+
+int fail_with(qx_plix_error_t* err, std::int32_t code, const char* description) {
     set_error(err, code, description);
-    return -1;
+    return fail(code == kInvalidParams ? QX_PLIX_STAGE_ARGUMENT : QX_PLIX_STAGE_BAD_REPLY,
+                description);
 }
 
 int send_plain(const char* name) {
+    clear_failure();
     return send_command(name, json_null(), nullptr);
 }
 
 int fetch(const char* name, json_t* data, char** out) {
-    return out == nullptr ? -1 : send_command(name, data, out);
+    return out == nullptr ? reject_null_out() : send_command(name, data, out);
+}
+
+int fetch_plain(const char* name, json_t* data, char** out) {
+    clear_failure();
+    return fetch(name, data, out);
 }
 
 int fetch_for_document(const char* name, const char* text, char** out) {
-    const qx::json_ptr document(parse(text));
+    clear_failure();
+    const qx::json_ptr document = parse_argument(text);
     return document ? fetch(name, document.get(), out) : -1;
 }
 
@@ -56,15 +91,16 @@ int retrieve_services_status(const char* text, int* status) {
     const json_t* const value = json_object_get(data.get(), "status");
     const auto number = static_cast<std::int32_t>(json_integer_value(value));
     if (value == nullptr || number == -1) {
-        return -1;
+        return fail(QX_PLIX_STAGE_BAD_REPLY, "the broker's reply holds no status");
     }
     *status = number;
     return 0;
 }
 
 int query_status(const char* name, int* status) {
+    clear_failure();
     if (status == nullptr) {
-        return -1;
+        return reject_null_out();
     }
     qx::text_ptr data;
     int value = 0;
@@ -90,11 +126,11 @@ qx::json_ptr build_registration_data(const char* token, const char* mac, const c
 // What the broker said about a registration that it refused.
 int report_refusal(const char* data, qx_plix_error_t* err) {
     if (data == nullptr) {
-        return fail(err, kInternalError, "no response from daemon");
+        return fail_with(err, kInternalError, "no response from daemon");
     }
     const qx::json_ptr details(parse(data));
     if (!details) {
-        return fail(err, kInternalError, "failed to parse error");
+        return fail_with(err, kInternalError, "failed to parse error");
     }
     const json_t* const number = json_object_get(details.get(), "code");
     const json_t* const description = json_object_get(details.get(), "description");
@@ -102,9 +138,9 @@ int report_refusal(const char* data, qx_plix_error_t* err) {
     using int32_limits = std::numeric_limits<std::int32_t>;
     if (!json_is_integer(number) || !json_is_string(description) || code < int32_limits::min() ||
         code > int32_limits::max()) {
-        return fail(err, kInternalError, "failed to process error");
+        return fail_with(err, kInternalError, "failed to process error");
     }
-    return fail(err, static_cast<std::int32_t>(code), json_string_value(description));
+    return fail_with(err, static_cast<std::int32_t>(code), json_string_value(description));
 }
 
 int fetch_router_field(json_t* result, const router_field& field) {
@@ -113,8 +149,39 @@ int fetch_router_field(json_t* result, const router_field& field) {
         return -1;
     }
     json_t* const value = json_loads(text.get(), JSON_DECODE_ANY, nullptr);
-    return value == nullptr ? -1 : json_object_set_new(result, field.key, value);
+    if (value == nullptr || json_object_set_new(result, field.key, value) != 0) {
+        return fail(QX_PLIX_STAGE_BAD_REPLY, "the broker's reply holds no data");
+    }
+    return 0;
 }
+
+/// What the broker did not tell of the router, and why the first member is missing.
+class missing_fields {
+public:
+    void add(const router_field& field) {
+        if (length_ == 0) {
+            qx_plix_last_failure(&first_);
+        }
+        length_ +=
+            static_cast<std::size_t>(std::snprintf(names_ + length_, sizeof names_ - length_,
+                                                   "%s%s", length_ == 0 ? "" : ", ", field.key));
+        clear_failure();
+    }
+
+    void report() const {
+        if (length_ > 0) {
+            char text[sizeof names_ + sizeof first_.message + 64];
+            std::snprintf(text, sizeof text, "the router information lacks %s: %s", names_,
+                          first_.message);
+            warn(text);
+        }
+    }
+
+private:
+    char names_[256] = ""; ///< has room for the names of all members
+    std::size_t length_ = 0;
+    qx_plix_failure_t first_{};
+};
 
 // Sends one property of a device, if the document has it.
 int send_device_property(const char* name, const json_t* document, const char* key) {
@@ -126,7 +193,7 @@ int send_device_property(const char* name, const json_t* document, const char* k
     const qx::json_ptr data(json_object());
     if (json_object_set(data.get(), "device_id", id) != 0 ||
         json_object_set(data.get(), key, value) != 0) {
-        return -1;
+        return fail_for_memory();
     }
     return send_command(name, data.get(), nullptr);
 }
@@ -135,10 +202,15 @@ bool validate_online_status_entry(const json_t* entry) {
     const json_t* const online = json_object_get(entry, "is_online");
     if (!json_is_string(json_object_get(entry, "mac")) ||
         !json_is_string(json_object_get(entry, "interface")) || !json_is_boolean(online)) {
+        reject("a report needs the texts \"mac\" and \"interface\" and the boolean \"is_online\"");
         return false;
     }
     const json_t* const ip = json_object_get(entry, "ip");
-    return json_is_false(online) || json_is_string(ip) || json_is_array(ip);
+    if (json_is_true(online) && !json_is_string(ip) && !json_is_array(ip)) {
+        reject("the report of an online device needs \"ip\", a text or an array");
+        return false;
+    }
+    return true;
 }
 
 bool validate_online_status(const json_t* document) {
@@ -218,27 +290,27 @@ int qx_plix_reapply_firewall_rules(void) {
 }
 
 int qx_plix_get_version_info(char** out) {
-    return fetch("get_version_info", json_null(), out);
+    return fetch_plain("get_version_info", json_null(), out);
 }
 
 int qx_plix_get_subscription_status(char** out) {
-    return fetch("get_subscription_status", json_null(), out);
+    return fetch_plain("get_subscription_status", json_null(), out);
 }
 
 int qx_plix_update_subscription_status(char** out) {
-    return fetch("update_subscription_status", json_null(), out);
+    return fetch_plain("update_subscription_status", json_null(), out);
 }
 
 int qx_plix_get_diagnosis_report(char** out) {
-    return fetch("get_diagnosis_report", json_null(), out);
+    return fetch_plain("get_diagnosis_report", json_null(), out);
 }
 
 int qx_plix_get_status_report(char** out) {
-    return fetch("get_status_report", json_null(), out);
+    return fetch_plain("get_status_report", json_null(), out);
 }
 
 int qx_plix_get_features_list(char** out) {
-    return fetch("list_all_features", nullptr, out);
+    return fetch_plain("list_all_features", nullptr, out);
 }
 
 int qx_plix_get_feature(const char* query_json, char** out) {
@@ -250,7 +322,7 @@ int qx_plix_set_feature(const char* settings_json, char** out) {
 }
 
 int qx_plix_get_devices(const char* filter_json, char** out) {
-    return filter_json == nullptr ? fetch("get_devices", json_null(), out)
+    return filter_json == nullptr ? fetch_plain("get_devices", json_null(), out)
                                   : fetch_for_document("get_devices", filter_json, out);
 }
 
@@ -266,24 +338,40 @@ int qx_plix_va_status(int* status) {
     return query_status("va_status", status);
 }
 
+int qx_plix_call(const char* name, const char* data_json, char** out) {
+    clear_failure();
+    if (name == nullptr || *name == '\0') {
+        return reject("the command has no name");
+    }
+    const qx::json_ptr data =
+        parse_argument(data_json == nullptr ? "null" : data_json, JSON_DECODE_ANY);
+    return data ? send_command(name, data.get(), out) : -1;
+}
+
 // --- commands with steps of their own ------------------------------------------------------------
 
 int qx_plix_register_to_cloud(const char* token, const char* mac, const char* redeem_code) {
-    if (!is_initialised() || token == nullptr || mac == nullptr) {
-        return -1;
+    clear_failure();
+    if (!is_initialised()) {
+        return fail_not_started();
+    }
+    if (token == nullptr || mac == nullptr) {
+        return reject("the token or the MAC address is null");
     }
     const qx::json_ptr data =
         build_registration_data(token, mac, redeem_code == nullptr ? mac : redeem_code);
-    return data ? send_command("start_cloud_registration", data.get(), nullptr) : -1;
+    return data ? send_command("start_cloud_registration", data.get(), nullptr)
+                : reject("the registration values are not UTF-8");
 }
 
 int qx_plix_register(const char* registration_info_json, qx_plix_error_t* err) {
+    clear_failure();
     if (registration_info_json == nullptr) {
-        return fail(err, kInvalidParams, "registration_info missing");
+        return fail_with(err, kInvalidParams, "registration_info missing");
     }
-    const qx::json_ptr info = parse(registration_info_json);
+    const qx::json_ptr info = parse_argument(registration_info_json);
     if (!info) {
-        return fail(err, kInvalidParams, "invalid JSON format");
+        return fail_with(err, kInvalidParams, "invalid JSON format");
     }
     qx::text_ptr data;
     if (send_command("start_registration", info.get(), data.out()) == 0) {
@@ -293,7 +381,8 @@ int qx_plix_register(const char* registration_info_json, qx_plix_error_t* err) {
 }
 
 int qx_plix_set_router_info(const char* router_info_json) {
-    const qx::json_ptr info = parse(router_info_json);
+    clear_failure();
+    const qx::json_ptr info = parse_argument(router_info_json);
     if (!info) {
         return -1;
     }
@@ -308,25 +397,34 @@ int qx_plix_set_router_info(const char* router_info_json) {
 }
 
 int qx_plix_get_router_info(char** out) {
-    const qx::json_ptr info(out == nullptr ? nullptr : json_object());
+    clear_failure();
+    if (out == nullptr) {
+        return reject_null_out();
+    }
+    const qx::json_ptr info(json_object());
     if (!info) {
-        return -1;
+        return fail_for_memory();
     }
+    missing_fields missing;
     for (const router_field& field : kRouterFields) {
-        fetch_router_field(info.get(), field);
+        if (fetch_router_field(info.get(), field) != 0) {
+            missing.add(field);
+        }
     }
+    missing.report();
     char* const text = json_dumps(info.get(), 0);
     if (text == nullptr) {
-        return -1;
+        return fail_for_memory();
     }
     *out = text;
     return 0;
 }
 
 int qx_plix_set_device_info(const char* device_info_json) {
-    const qx::json_ptr info = parse(device_info_json);
+    clear_failure();
+    const qx::json_ptr info = parse_argument(device_info_json);
     if (json_object_get(info.get(), "device_id") == nullptr) {
-        return -1;
+        return reject("the document has no \"device_id\"");
     }
     const int name = send_device_property("set_device_name", info.get(), "name");
     const int blocked =
@@ -335,7 +433,8 @@ int qx_plix_set_device_info(const char* device_info_json) {
 }
 
 int qx_plix_set_device_online_status(const char* online_status_json) {
-    const qx::json_ptr document = parse(online_status_json);
+    clear_failure();
+    const qx::json_ptr document = parse_argument(online_status_json);
     if (!validate_online_status(document.get())) {
         return -1;
     }
@@ -343,9 +442,10 @@ int qx_plix_set_device_online_status(const char* online_status_json) {
 }
 
 int qx_plix_remove_satellite(const char* satellite_json) {
-    const qx::json_ptr satellite = parse(satellite_json);
+    clear_failure();
+    const qx::json_ptr satellite = parse_argument(satellite_json);
     if (!json_is_string(json_object_get(satellite.get(), "mac"))) {
-        return -1;
+        return reject("the document has no text \"mac\"");
     }
     qx::text_ptr data;
     if (send_command("remove_satellite", satellite.get(), data.out()) == 0) {
@@ -355,12 +455,15 @@ int qx_plix_remove_satellite(const char* satellite_json) {
 }
 
 int qx_plix_va_set_schedule(const char* schedule_json, char** err_text) {
+    clear_failure();
     if (schedule_json == nullptr) {
+        reject("the schedule is null");
         return fail_schedule(err_text, "wrong arguments");
     }
     json_error_t error;
     const qx::json_ptr schedule(json_loads(schedule_json, 0, &error));
     if (!schedule) {
+        fail_to_parse(error);
         return fail_schedule(err_text, error.text);
     }
     qx::text_ptr data;
@@ -376,29 +479,32 @@ int qx_plix_va_set_schedule(const char* schedule_json, char** err_text) {
 }
 
 int qx_plix_va_set_exclusions(const char* exclusions_json, qx_plix_error_t* err) {
+    clear_failure();
     json_error_t error;
     const qx::json_ptr exclusions(json_loads(exclusions_json, 0, &error));
     if (!exclusions) {
-        return fail(err, kInvalidParams, error.text);
+        fail_to_parse(error);
+        return fail_with(err, kInvalidParams, error.text);
     }
     if (!json_is_array(exclusions.get())) {
-        return fail(err, kInvalidParams, "input is not a JSON array");
+        return fail_with(err, kInvalidParams, "input is not a JSON array");
     }
     qx::text_ptr data;
     if (send_command("va_set_exclusions", exclusions.get(), data.out()) == 0) {
         return 0;
     }
-    return data.get() != nullptr ? fail(err, kInvalidParams, data.get())
-                                 : fail(err, kInternalError, "failed to set the value");
+    return data.get() != nullptr ? fail_with(err, kInvalidParams, data.get())
+                                 : fail_with(err, kInternalError, "failed to set the value");
 }
 
 int qx_plix_va_get_exclusions(char** out, qx_plix_error_t* err) {
+    clear_failure();
     if (out == nullptr) {
-        return fail(err, kInvalidParams, "output pointer is null");
+        return fail_with(err, kInvalidParams, "output pointer is null");
     }
     qx::text_ptr data;
     if (send_command("va_get_exclusions", json_null(), data.out()) != 0 || data.get() == nullptr) {
-        return fail(err, kInternalError, "failed to get the value");
+        return fail_with(err, kInternalError, "failed to get the value");
     }
     *out = data.release();
     return 0;

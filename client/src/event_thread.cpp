@@ -80,6 +80,7 @@ int create_without_signals(pthread_t* handle) {
     const int result = ::pthread_create(handle, &attributes, event_thread_main, nullptr);
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
     ::pthread_attr_destroy(&attributes);
+    errno = result;
     return result == 0 ? 0 : -1;
 }
 

@@ -1,6 +1,7 @@
 #include "events.h"
 
 #include "event_pipe.h"
+#include "failure.h"
 #include "qx_plix.h"
 #include "registrar.h"
 #include "state.h"
@@ -39,6 +40,13 @@ char lower_case(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
+int check_usable() {
+    if (!is_initialised()) {
+        return fail_not_started();
+    }
+    return is_in_callback() ? fail_in_callback() : 0;
+}
+
 } // namespace
 
 int to_broker_event_name(const char* name, char (&broker_name)[kBrokerNameSize]) {
@@ -74,16 +82,19 @@ const char* qx_plix_event_type_to_str(qx_plix_event_type type) {
 
 int qx_plix_subscribe(qx_plix_event_type type, qx_plix_event_cb callback, void* user_data,
                       int* event_fd) {
-    char name[kBrokerNameSize];
-    if (!is_initialised() || is_in_callback() || callback == nullptr ||
-        to_broker_event_name(qx_plix_event_type_to_str(type), name) != 0) {
+    clear_failure();
+    if (check_usable() != 0) {
         return -1;
+    }
+    char name[kBrokerNameSize];
+    if (callback == nullptr || to_broker_event_name(qx_plix_event_type_to_str(type), name) != 0) {
+        return fail(QX_PLIX_STAGE_ARGUMENT, "the callback is null or the event type is unknown");
     }
     event_pipe* pipe = nullptr;
     if (event_fd != nullptr) {
         pipe = event_pipe_create();
         if (pipe == nullptr) {
-            return -1;
+            return fail_with_errno(QX_PLIX_STAGE_LIMIT, "cannot create a pipe");
         }
         *event_fd = pipe->read_fd;
     }
@@ -102,23 +113,21 @@ void qx_plix_unsubscribe(qx_plix_event_type type) {
 }
 
 int qx_plix_read_event_fd(int event_fd, int drain) {
-    if (!is_initialised() || is_in_callback()) {
-        return -1;
-    }
-    return registrar_process_events_on_pipe(event_fd, drain);
+    clear_failure();
+    return check_usable() == 0 ? registrar_process_events_on_pipe(event_fd, drain) : -1;
 }
 
 int qx_plix_set_backlog_limit(uint64_t bytes) {
+    clear_failure();
     if (bytes == 0) {
-        return -1;
+        return fail(QX_PLIX_STAGE_ARGUMENT, "the backlog limit is 0");
     }
     registrar_set_backlog_limit(to_size(bytes));
     return 0;
 }
 
 int qx_plix_read_events(int event_fd, uint64_t most) {
-    if (!is_initialised() || is_in_callback()) {
-        return -1;
-    }
-    return registrar_process_some_events_on_pipe(event_fd, to_size(most));
+    clear_failure();
+    const bool usable = check_usable() == 0;
+    return usable ? registrar_process_some_events_on_pipe(event_fd, to_size(most)) : -1;
 }

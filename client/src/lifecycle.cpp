@@ -3,14 +3,16 @@
 #include "base/protocol.h"
 #include "base/retry.h"
 #include "event_thread.h"
+#include "exchange.h"
+#include "failure.h"
 #include "install_path.h"
+#include "notices.h"
 #include "qx_plix.h"
 #include "qxpath.h"
 #include "registrar.h"
 #include "state.h"
 #include "subscription.h"
 #include "trust.h"
-#include "warning.h"
 #include "wire.h"
 
 #include <cstdio>
@@ -75,16 +77,22 @@ void print_wrong_version(const char* version) {
 bool is_right_version(int fd) {
     char version[kVersionSize];
     if (read_line(fd, version) != 0) {
+        fail(QX_PLIX_STAGE_WRONG_VERSION, "the broker's version file holds no version");
         return false;
     }
     if (std::strcmp(version, QX_PROTOCOL_VERSION) != 0) {
         print_wrong_version(version);
+        version[std::strcspn(version, "\n")] = '\0';
+        fail(QX_PLIX_STAGE_WRONG_VERSION,
+             "the broker speaks another version of the protocol than " QX_PROTOCOL_VERSION,
+             version);
         return false;
     }
     return true;
 }
 
 bool accepts_connections() {
+    const exchange probe;
     const qx::io::descriptor conn(open_conn());
     return static_cast<bool>(conn);
 }
@@ -95,7 +103,7 @@ bool holds_parents_descriptors = false; // in a forked child
 void become_uninitialised_child() {
     qxpath_renew_lock();
     trust_renew_lock();
-    warning_renew_lock();
+    notices_renew_lock();
     if (is_initialised()) {
         set_initialised(false);
         set_stopped(true);
@@ -121,11 +129,12 @@ void close_parents_descriptors() {
 
 int start_receiving() {
     if (install_fork_handler() != 0) {
-        return -1;
+        return fail_for_memory();
     }
     registrar_init();
     set_stopped(false);
     if (event_thread_create() != 0) {
+        fail_with_errno(QX_PLIX_STAGE_LIMIT, "cannot start the event thread");
         set_stopped(true);
         registrar_uninit();
         return -1;
@@ -144,8 +153,16 @@ int qx_plix_init(void) {
 }
 
 int qx_plix_init2(const char* install_path) {
-    if (install_path == nullptr || is_initialised() || is_in_callback()) {
-        return -1;
+    clear_failure();
+    if (install_path == nullptr) {
+        return fail(QX_PLIX_STAGE_NOT_RUNNING,
+                    "no agent is installed: there is no directory " QX_INSTALL_DIRECTORY);
+    }
+    if (is_initialised()) {
+        return fail(QX_PLIX_STAGE_ARGUMENT, "the library is started already");
+    }
+    if (is_in_callback()) {
+        return fail_in_callback();
     }
     close_parents_descriptors();
     qxpath_set_install_path(install_path);
@@ -153,11 +170,12 @@ int qx_plix_init2(const char* install_path) {
     const qx::io::descriptor version_file(open_version_file(install_path));
     if (!version_file) {
         std::fputs("Daemon is down or you are running an older version of it\n", stderr);
-        return -1;
+        return fail_with_errno(QX_PLIX_STAGE_NOT_RUNNING,
+                               "no broker runs: its version file cannot be opened");
     }
     if (!is_locked(version_file.get())) {
         std::fputs("Daemon is down or you need to try again later\n", stderr);
-        return -1;
+        return fail(QX_PLIX_STAGE_NOT_RUNNING, "no broker runs: its version file is not locked");
     }
     if (!is_right_version(version_file.get()) || !accepts_connections()) {
         return -1;
@@ -166,8 +184,9 @@ int qx_plix_init2(const char* install_path) {
 }
 
 int qx_plix_uninit(void) {
+    clear_failure();
     if (is_in_callback()) {
-        return -1;
+        return fail_in_callback();
     }
     close_parents_descriptors();
     if (!is_initialised()) {

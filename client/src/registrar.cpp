@@ -2,16 +2,16 @@
 
 #include "base/descriptor.h"
 #include "event_thread.h"
+#include "failure.h"
 #include "mutex.h"
+#include "notices.h"
 #include "state.h"
 #include "subscription.h"
-#include "warning.h"
 #include "wire.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <pthread.h>
 #include <utility>
 
@@ -47,6 +47,8 @@ struct registrar_table {
     /// then, so its frame has to complete. Its subscription may have ended.
     subscription* exempt QX_GUARDED_BY(guard);
     milliseconds progressed_at QX_GUARDED_BY(guard); ///< when the exempt connection was read
+
+    milliseconds lost_at QX_GUARDED_BY(guard); ///< when the broker was lost; 0 while it is there
 };
 
 /// Memory of events that wait.
@@ -60,12 +62,6 @@ struct backlog {
 std::size_t backlog_limit = kUsualLimit;
 
 constinit registrar_table table{};
-
-milliseconds now() {
-    timespec time{};
-    ::clock_gettime(CLOCK_MONOTONIC, &time);
-    return milliseconds{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
-}
 
 template <typename Predicate>
 subscription* find_slot(Predicate fits) QX_REQUIRES(table.guard) {
@@ -224,6 +220,10 @@ void release_pipe(void* pipe) {
     event_pipe_release(static_cast<event_pipe*>(pipe));
 }
 
+int fail_no_subscription() {
+    return fail(QX_PLIX_STAGE_ARGUMENT, "the descriptor belongs to no subscription");
+}
+
 enum class notification { taken, awaited, ended };
 
 // Takes the notifications of the oldest events, until those total `most` bytes of text, and stores
@@ -280,11 +280,11 @@ int read_events(event_pipe* pipe, std::size_t most, int cancel_state) {
             return 0;
         case notification::awaited:
             if (wait_for_notification(pipe, cancel_state) != 0) {
-                return -1;
+                return fail_with_errno(QX_PLIX_STAGE_LIMIT, "cannot wait for events");
             }
             break;
         case notification::ended:
-            return -1;
+            return fail_no_subscription();
         }
     }
 }
@@ -332,6 +332,30 @@ bool registrar_resubscribe_all_pending_subs() QX_REQUIRES(table.guard) {
     return unfinished;
 }
 
+enum class connection_change { none, lost, regained };
+
+// Compares the connections with what the application was told last. `missed` receives the time
+// without the broker.
+connection_change note_connection(milliseconds& missed) QX_REQUIRES(table.guard) {
+    bool any_lost = false;
+    bool any_there = false;
+    for (const subscription& slot : table.slots) {
+        any_lost = any_lost || slot.state == subscription_state::pending ||
+                   slot.state == subscription_state::subscribing;
+        any_there = any_there || slot.state == subscription_state::active;
+    }
+    if (any_lost == (table.lost_at != 0)) {
+        return connection_change::none;
+    }
+    missed = any_lost ? 0 : now() - table.lost_at;
+    table.lost_at = any_lost ? now() : 0;
+    if (any_lost) {
+        return connection_change::lost;
+    }
+    // The last subscription may have ended without the broker.
+    return any_there ? connection_change::regained : connection_change::none;
+}
+
 void warn_of_backlog(std::size_t limit) {
     char text[160];
     std::snprintf(text, sizeof text,
@@ -347,7 +371,7 @@ template <typename Read>
 int use_pipe(int read_fd, const Read& read) {
     event_pipe* const pipe = acquire_pipe(read_fd);
     if (pipe == nullptr) {
-        return -1;
+        return fail_no_subscription();
     }
     int cancel_state = 0;
     ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
@@ -368,6 +392,7 @@ void registrar_init() {
     table.held_back = false;
     table.warned = false;
     table.exempt = nullptr;
+    table.lost_at = 0;
 }
 
 void registrar_uninit() {
@@ -389,17 +414,18 @@ void registrar_disown() {
 
 int registrar_subscribe_to_event(const char* event_name, qx_plix_event_cb callback, void* user_data,
                                  event_pipe* pipe) {
-    qx::io::descriptor conn(open_conn());
-    if (!conn || send_request(conn.get(), "subscribe", event_name, nullptr) != 0 ||
-        recv_response(conn.get(), nullptr) != 0) {
+    qx::io::descriptor conn;
+    if (converse(conn, "subscribe", event_name, nullptr, nullptr) != 0) {
         return -1;
     }
     const mutex_guard lock(table.guard);
     subscription* const slot = find_slot(
         [](const subscription& candidate) { return candidate.state == subscription_state::free; });
-    if (slot == nullptr ||
-        subscription_open(*slot, event_name, callback, user_data, pipe, conn.get()) != 0) {
-        return -1;
+    if (slot == nullptr) {
+        return fail(QX_PLIX_STAGE_LIMIT, "there are eight subscriptions already");
+    }
+    if (subscription_open(*slot, event_name, callback, user_data, pipe, conn.get()) != 0) {
+        return fail_with_errno(QX_PLIX_STAGE_LIMIT, "cannot watch the connection");
     }
     slot->attempted_at = now();
     (void)conn.release();
@@ -433,7 +459,7 @@ int registrar_process_some_events_on_pipe(int read_fd, std::size_t most) {
     return use_pipe(read_fd, [most](const event_pipe* pipe, int /*cancel_state*/) {
         std::size_t events = 0;
         if (take_notifications(*pipe, most, events) == notification::ended) {
-            return -1;
+            return fail_no_subscription();
         }
         deliver_waiting(*pipe, events);
         return 0;
@@ -462,11 +488,17 @@ void registrar_set_backlog_limit(std::size_t bytes) {
 bool registrar_finish_pass() {
     const std::size_t limit = current_limit();
     backlog_change change{};
+    connection_change connection{};
+    milliseconds missed = 0;
     bool unfinished = false;
     {
         const mutex_guard lock(table.guard);
         change = limit_backlog(limit);
+        connection = note_connection(missed);
         unfinished = registrar_resubscribe_all_pending_subs();
+    }
+    if (connection != connection_change::none) {
+        tell_connection(connection == connection_change::regained, missed);
     }
     if (change == backlog_change::begins) {
         warn_of_backlog(limit);

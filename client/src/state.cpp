@@ -1,5 +1,7 @@
 #include "state.h"
 
+#include "failure.h"
+
 #include <cstring>
 
 int stopped = 1;
@@ -12,22 +14,6 @@ int initialised = 0;
 constexpr const char* kErrorNames[] = {"none", "invalid params", "invalid JSON schema",
                                        "internal error"};
 constexpr std::int32_t kErrorCount = sizeof kErrorNames / sizeof *kErrorNames;
-
-bool continues_character(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
-}
-
-std::size_t length_that_fits(const char* text, std::size_t room) {
-    std::size_t length = ::strnlen(text, room);
-    if (length < room) {
-        return length;
-    }
-    --length;
-    while (length > 0 && continues_character(text[length])) {
-        --length;
-    }
-    return length;
-}
 
 } // namespace
 
@@ -56,8 +42,7 @@ void set_error(qx_plix_error_t* err, std::int32_t code, const char* description)
     if (code >= 0 && code < kErrorCount) {
         std::memcpy(err->message, kErrorNames[code], std::strlen(kErrorNames[code]));
     }
-    const std::size_t length = length_that_fits(description, sizeof err->description);
-    std::memcpy(err->description, description, length);
+    copy_text(err->description, sizeof err->description, description);
 }
 
 } // namespace qxplix

@@ -2,6 +2,7 @@
 // registrar's lock guards every use.
 #pragma once
 
+#include "clock.h"
 #include "event_pipe.h"
 #include "event_queue.h"
 #include "frame_reader.h"
@@ -11,8 +12,6 @@
 #include <cstdint>
 
 namespace qxplix {
-
-using milliseconds = std::int64_t;
 
 enum class subscription_state : std::int32_t {
     free = 0,

@@ -1,10 +1,11 @@
 #include "trust.h"
 
+#include "failure.h"
 #include "install_path.h"
 #include "mutex.h"
+#include "notices.h"
 #include "qx_plix.h"
 #include "qxpath.h"
-#include "warning.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -96,8 +97,9 @@ void trust_renew_lock() {
 using namespace qxplix;
 
 int qx_plix_require_broker_uid(int64_t uid) {
+    clear_failure();
     if (uid < QX_PLIX_BROKER_UID_DEFAULT || uid > kMostUid) {
-        return -1;
+        return fail(QX_PLIX_STAGE_ARGUMENT, "the broker's user id is out of range");
     }
     const mutex_guard lock(trusted.guard);
     trusted.required = uid;

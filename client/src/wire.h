@@ -1,7 +1,10 @@
 // The broker's wire protocol: a request is a line of JSON, a message of the broker is a length and
 // as many bytes of JSON.
+//
+// Every function that returns -1 or null has recorded the failure (failure.h).
 #pragma once
 
+#include "base/descriptor.h"
 #include "base/json.h"
 
 #include <cstddef>
@@ -31,6 +34,12 @@ int read_response(const char* text, char** data_out);
 
 /// Receives one response and reads it.
 int recv_response(int fd, char** data_out);
+
+/// Connects `conn` to the broker, sends one request and receives the response, all before the
+/// deadline of qx_plix_set_timeout. `type` is "command" or "subscribe"; the rest is as for
+/// send_request and read_response. 0 or -1.
+int converse(qx::io::descriptor& conn, const char* type, const char* name, json_t* data,
+             char** data_out);
 
 /// One command on a connection of its own: `data` as for send_request, `data_out` as for
 /// read_response. 0 or -1.

@@ -1,4 +1,4 @@
-// The layout of the library's record and the numbers of its events, which compiled programs
+// The layout of the library's records and the numbers of its events, which compiled programs
 // contain. A difference from tests/frozen/records.txt is a mistake or a new version of the
 // interface.
 
@@ -27,6 +27,15 @@ TEST(Records, KeepTheirLayout) {
              << "\n";
     }
     text << "QX_PLIX_EVENT_UNKNOWN " << QX_PLIX_EVENT_UNKNOWN << "\n";
+    using Failure = qx_plix_failure_t;
+    member("qx_plix_failure_t", 0, sizeof(Failure));
+    member("stage", offsetof(Failure, stage), sizeof(Failure::stage));
+    member("system_error", offsetof(Failure, system_error), sizeof(Failure::system_error));
+    member("has_code", offsetof(Failure, has_code), sizeof(Failure::has_code));
+    member("code", offsetof(Failure, code), sizeof(Failure::code));
+    member("description", offsetof(Failure, description), sizeof(Failure::description));
+    member("message", offsetof(Failure, message), sizeof(Failure::message));
+    text << "QX_PLIX_STAGE_LIMIT " << QX_PLIX_STAGE_LIMIT << "\n";
     EXPECT_EQ(text.str(), qx::test::read_file(QX_SOURCE_DIR "/tests/frozen/records.txt"));
 }
 

@@ -1,0 +1,42 @@
+// One exchange with the broker on the calling thread: the time it may take and the bytes that it
+// moves.
+#pragma once
+
+#include "clock.h"
+
+#include <cstddef>
+#include <sys/types.h>
+
+namespace qxplix {
+
+/// While the object lives, the functions below on the same thread obey its deadline, which
+/// qx_plix_set_timeout sets, and count bytes. Outside an exchange they wait without limit.
+class exchange {
+public:
+    exchange();
+    exchange(const exchange&) = delete;
+    exchange& operator=(const exchange&) = delete;
+    ~exchange();
+
+    [[nodiscard]] milliseconds deadline() const { return deadline_; } ///< 0 means none
+    [[nodiscard]] std::size_t sent() const { return sent_; }
+    [[nodiscard]] std::size_t received() const { return received_; }
+
+    void count(ssize_t sent, ssize_t received);
+
+private:
+    milliseconds deadline_;
+    std::size_t sent_ = 0;
+    std::size_t received_ = 0;
+};
+
+/// Connects to the broker like connect(2). Returns 0, or -1 with errno, which is ETIMEDOUT when the
+/// deadline has passed.
+int exchange_connect(int fd);
+
+/// Sends or receives a part like send(2) and recv(2). An exchange with a deadline goes on after a
+/// signal handler. Returns -1 with errno, which is ETIMEDOUT when the deadline has passed.
+ssize_t exchange_send(int fd, const void* bytes, std::size_t size);
+ssize_t exchange_receive(int fd, void* bytes, std::size_t size);
+
+} // namespace qxplix
