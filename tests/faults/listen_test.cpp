@@ -29,7 +29,9 @@ class FaultsOfListen : public Test {
 protected:
     /// Listens until three events have come, or none can.
     FaultyRun listen(const Fault& fault) {
-        return run_with_fault(fault, [&](const Variables& environment) {
+        return run_with_fault(fault, [&](Variables environment) {
+            environment["QX_TIMEOUT"] = "30";
+            environment["NOTIFY_SOCKET"] = "@nobody";
             Process tool(
                 {QX_TOOL, "listen", "--events=QX_PLIX_VA_STATUS_CHANGED,QX_PLIX_QXAGENT_STARTED"},
                 environment);

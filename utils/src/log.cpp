@@ -5,6 +5,7 @@
 #include "log_file.h"
 #include "qx/escape.h"
 #include "qx/io.h"
+#include "qx/last_error.h"
 #include "qx/scope_guard.h"
 
 #include <algorithm>
@@ -112,6 +113,9 @@ bool open(log_file& log, const char* name) {
 bool start(const char* name, const char* /*second*/) {
     Logger& self = logger();
     const bool is_started = open(self.file, name);
+    if (!is_started) {
+        set_io_error(install_directory() + QX_LOG_DIRECTORY + "/" + name + ".log", errno);
+    }
     self.threshold = self.file.is_open() ? wanted_threshold() : kNothing;
     return is_started;
 }

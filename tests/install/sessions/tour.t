@@ -9,7 +9,7 @@ session of its own, whose differences would be shown here.
   >     s/^    \$ (.*)/  $ { \1; } >out 2>err; [ -s err ] || cat out; cat err/
   >     s/^    ([^ $])/  \1/' "$SOURCES/README.md" >tour.t
   $ grep -c '^  \$' tour.t
-  19
+  20
   $ cram3 --shell=/bin/sh tour.t
   .
   # Ran 1 tests, 0 skipped, 0 failed.

@@ -18,10 +18,21 @@ No secret reaches the log or a message, at any level, from damaged settings or f
   $ sort messages | uniq -c
         7 Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
         2 failed to register to cloud
-  $ log >log; sort log | uniq -c
+  $ log | sed -E 's, [0-9]+ us,,' >log; sort log | uniq -c
+        1 DEBUG [services.cpp][log_request()]: start_cloud_registration: 214 bytes sent, 100 received,, result -1
+        1 DEBUG [services.cpp][log_request()]: start_registration: 132 bytes sent, 17 received,, result 0
         1 ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane/etc' can be written by others
         1 ERROR [registration.cpp][run_register()]: qx::json::object_set() failed
         7 ERROR [settings.cpp][report_failure()]: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
+        3 INFO  [operation.cpp][log_reason()]: register: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
+        1 INFO  [operation.cpp][log_reason()]: register: parameter 1 is not KEY=VALUE
+        1 INFO  [operation.cpp][log_reason()]: register: the value of '--params' is not UTF-8
+        2 INFO  [operation.cpp][log_reason()]: register_to_cloud: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
+        1 INFO  [operation.cpp][log_reason()]: register_to_cloud: refused by the broker: 'register_mac_address' is not a MAC address (code 1)
+        1 INFO  [operation.cpp][log_reason()]: register_to_cloud: the registration values are not UTF-8
+        1 INFO  [operation.cpp][log_reason()]: set_quillet_location: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
+        1 INFO  [operation.cpp][log_reason()]: set_registration_cloud: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
+        1 INFO  [operation.cpp][log_reason()]: set_registration_cloud: the connector is not run: '/opt/norvane/etc' can be written by others
         1 WARN  [settings.cpp][warn_of_others()]: Others can write to the settings directory '/opt/norvane/etc'
   $ grep -c $s log messages
   log:0

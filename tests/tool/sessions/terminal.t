@@ -63,6 +63,7 @@ writing direction. A terminal gets them escaped, a file gets them as they are.
   $ both "qxagent-manage register_to_cloud --params '$raw=x'"
   Unknown key: t\\x1b]0;x\\x07\\x0aerror:\\x7f\\xc2\\x9b2J\xc3\xa4\\xe2\\x80\\xae (esc)
   failed to register to cloud
+  qxagent-manage: register_to_cloud: refused by the broker: 'token' is missing (code 1)
   Unknown key: t\x1b]0;x\x07 (esc)
   error:\x7f\xc2\x9b2J\xc3\xa4\xe2\x80\xae (esc)
   failed to register to cloud

@@ -74,14 +74,23 @@ Connector find_connector() {
     return {kScript.to_string(), kDaemon.to_string()};
 }
 
-void report(const std::string& program, const char* word, const qx::program_end& end) {
+// What went wrong with a program, or "".
+std::string describe(const std::string& program, const char* word, const qx::program_end& end) {
     if (end.is_killed) {
-        QX_LOG(qx::log::level::warning, "'{} {}' did not end and was killed", program, word);
-    } else if (end.status < 0) {
-        QX_LOG(qx::log::level::warning, "'{} {}' could not be run: {}", program, word,
-               std::strerror(end.error));
-    } else if (end.status > 0) {
-        QX_LOG(qx::log::level::warning, "'{} {}' ended with status {}", program, word, end.status);
+        return fmt::format("'{} {}' did not end and was killed", program, word);
+    }
+    if (end.status < 0) {
+        return fmt::format("'{} {}' could not be run: {}", program, word, std::strerror(end.error));
+    }
+    return end.status == 0 ? ""
+                           : fmt::format("'{} {}' ended with status {}", program, word, end.status);
+}
+
+void report(const std::string& program, const char* word, const qx::program_end& end) {
+    const std::string text = describe(program, word, end);
+    if (!text.empty()) {
+        QX_LOG(qx::log::level::warning, "{}", text);
+        print_notice(text);
     }
 }
 
@@ -117,6 +126,7 @@ bool can_be_run(const Connector& connector) {
     for (const std::string& program : {connector.script, connector.daemon}) {
         if (!check.accepts(program)) {
             QX_LOG(qx::log::level::error, "Will not run '{}': {}", program, check.reason());
+            note_failure({message::connector_is_refused, check.reason()});
             return false;
         }
     }
@@ -129,10 +139,13 @@ bool can_be_run(const Connector& connector) {
 bool can_begin(const qx::io::descriptor& turn, const Connector& connector) {
     if (!turn) {
         QX_LOG(qx::log::level::error, "Could not begin the switch: {:s}", qx::last_error().reason);
+        note_failure({message::switch_does_not_begin, qx::last_error().reason});
         return false;
     }
     if (!has_descriptors(turn)) {
-        QX_LOG(qx::log::level::error, "Could not begin the switch: {}", std::strerror(errno));
+        const Failure failure = system_failure(message::switch_does_not_begin);
+        QX_LOG(qx::log::level::error, "Could not begin the switch: {:s}", failure.detail);
+        note_failure(failure);
         return false;
     }
     return can_be_run(connector);
@@ -146,6 +159,10 @@ bool reserve_space(std::optional<qx::settings_reserve>& reserve, const std::stri
     QX_LOG(qx::log::level::warning, "Could not reserve space to enable the agent again: {:s}",
            qx::last_error().reason);
     return false;
+}
+
+int note_unwritten_settings() {
+    return note_failure({message::settings_are_not_written, qx::last_error().reason});
 }
 
 // Empty when the deployment is unknown.
@@ -218,7 +235,7 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
     if (was_protected &&
         (!reserve_space(reserve, protection) || setMgmt::setKey(protection, "0") < 0)) {
         QX_LOG(qx::log::level::error, "Could not disable the agent");
-        return kFailure;
+        return note_unwritten_settings();
     }
     settings.reset();
     const qx::scope_guard enable_again([&] {
@@ -237,18 +254,22 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
         run(connector.daemon, "-start", grace);
     });
     if (!is_stopped) {
-        return kFailure;
+        return note_failure({message::connector_hangs});
     }
     if (setMgmt::setKey(default_entrypoint, entrypoint) < 0) {
         QX_LOG(qx::log::level::error, "Could not set default entrypoint to '{}'", entrypoint);
-        return kFailure;
+        return note_unwritten_settings();
     }
     delete_previous_registration();
     return kSuccess;
 }
 
 int run_set_quillet_location(const std::string& deployment) {
-    return setMgmt::setKey(qx::kQuilletUpdateLocationKey.to_string(), deployment);
+    const int result = setMgmt::setKey(qx::kQuilletUpdateLocationKey.to_string(), deployment);
+    if (result < 0) {
+        note_unwritten_settings();
+    }
+    return result;
 }
 
 } // namespace qx::manage

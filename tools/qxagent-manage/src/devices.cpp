@@ -21,16 +21,16 @@ int run_set_device_online_status(const OnlineStatusOptions& options) {
     request.add("interface", options.interface);
     request.add("is_online", options.is_online);
     if (!options.ip.empty()) {
-        request.add("ip", array_of_valid(options.ip));
+        request.add("ip", array_of_valid("--ip", options.ip));
     }
     request.add("hostname", options.hostname);
     return request.send(qx_plix_set_device_online_status);
 }
 
 int run_get_devices(const DeviceQueryOptions& options) {
-    const qx::json_ptr query = array_of_valid(options.ids);
+    const qx::json_ptr query = array_of_valid("--ids", options.ids);
     if (!query) {
-        return kFailure;
+        return note_failure({message::memory_is_short});
     }
     qx::text_ptr answer;
     const int result = qx_plix_get_devices(serialise(query).get(), answer.out());

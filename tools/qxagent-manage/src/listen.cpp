@@ -6,6 +6,7 @@
 #include "event_output.h"
 #include "exit_status.h"
 #include "qx_plix.h"
+#include "readiness.h"
 #include "stop_signals.h"
 
 #include <cerrno>
@@ -201,7 +202,7 @@ int finish(Next end) {
         return print_failure(system_failure(message::output_is_not_written));
     case Next::wait:
     case Next::reader_gone:
-        return kFailure;
+        return note_failure({message::output_has_no_reader});
     case Next::stop:
         break;
     }
@@ -219,6 +220,7 @@ int run_listen(const std::set<std::string>& events) {
     if (const auto failure = set_backlog_limit()) {
         return print_failure(*failure);
     }
+    Readiness readiness;
     Subscriptions subscriptions(wanted);
     if (const auto failure = subscriptions.subscribe_all()) {
         return print_failure(*failure);
@@ -234,6 +236,7 @@ int run_listen(const std::set<std::string>& events) {
     if (!watch(epoll.get(), signals.get(), subscriptions.fds())) {
         return print_failure(system_failure(message::descriptor_is_not_watched));
     }
+    readiness.announce();
     // The notification descriptors, the signal descriptor and standard output.
     const std::size_t watched = subscriptions.fds().size() + 2;
     return finish(print_until_stopped(epoll.get(), signals.get(), watched, output));

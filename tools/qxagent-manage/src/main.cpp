@@ -27,5 +27,7 @@ int main(int argc, char** argv) {
     qx::manage_json_memory();
     const CommandLine options;
     const bool accepted = qx::cl::parse(argc, argv);
-    return check_standard_output(run_chosen(options, accepted));
+    const int status = check_standard_output(run_chosen(options, accepted));
+    print_reason(status);
+    return status;
 }

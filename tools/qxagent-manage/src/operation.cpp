@@ -5,7 +5,10 @@
 #include "exit_status.h"
 #include "printers.h"
 #include "qx/json_memory.h"
+#include "qx/log.h"
 #include "qx_plix.h"
+#include "readiness.h"
+#include "reason.h"
 #include "services.h"
 #include "stop_signals.h"
 
@@ -151,6 +154,11 @@ int result_of(const OperationRow& row, const CommandLine& options) {
     return (*std::get_if<Handler>(&row.work))(options);
 }
 
+// While the log is open.
+void log_reason(const char* operation) {
+    QX_LOG(qx::log::level::info, "{}: {}", operation, reason().failure.message);
+}
+
 } // namespace
 
 std::span<const OperationRow> operations() {
@@ -179,12 +187,21 @@ int do_work(const OperationRow& row, const CommandLine& options) {
 }
 
 int run(const OperationRow& row, const CommandLine& options) {
+    speak_for(row.word);
     if (row.needs == Needs::stoppable_services) {
         end_at_once_on_stop();
+        if (const auto failure = check_ready_fd()) {
+            return print_failure(*failure);
+        }
     }
     Services services;
     const int started = row.needs == Needs::nothing ? kSuccess : services.start();
-    return started == kSuccess ? do_work(row, options) : started;
+    const int status = started == kSuccess ? do_work(row, options) : started;
+    if (status != kSuccess) {
+        note_library_reason(false);
+        log_reason(row.word);
+    }
+    return status;
 }
 
 } // namespace qx::manage

@@ -3,15 +3,20 @@
 #include "base/json.h"
 #include "exit_status.h"
 #include "qx/cl.h"
+#include "qx/escape.h"
 #include "qx/format.h"
 #include "qx/json_memory.h"
 #include "qx/last_error.h"
 #include "qx/println.h"
 #include "qx/scope_guard.h"
+#include "reason.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <string>
 #include <unistd.h>
@@ -24,19 +29,141 @@ bool output_is_terminal() {
     return terminal;
 }
 
+enum class Voice { none, text, json };
+
+struct VoiceName {
+    const char* name;
+    Voice voice;
+};
+
+constexpr VoiceName kVoices[] = {
+    {"none", Voice::none}, {"text", Voice::text}, {"json", Voice::json}};
+
+const char* speaker = "";
+
+const VoiceName* find_voice(const char* wanted) {
+    const auto* const found =
+        std::find_if(std::begin(kVoices), std::end(kVoices), [wanted](const VoiceName& candidate) {
+            return std::strcmp(candidate.name, wanted) == 0;
+        });
+    return found == std::end(kVoices) ? nullptr : found;
+}
+
+Voice choose_voice() {
+    const char* const wanted = std::getenv("QX_ERRORS");
+    if (const VoiceName* const found = wanted == nullptr ? nullptr : find_voice(wanted)) {
+        return found->voice;
+    }
+    return ::isatty(STDERR_FILENO) == 1 ? Voice::text : Voice::none;
+}
+
+Voice voice() {
+    static const Voice chosen = choose_voice();
+    return chosen;
+}
+
+void note(const Failure& failure, bool is_told) {
+    if (failure.message.stage == stage::broker) {
+        note_library_reason(false);
+    }
+    fmt::basic_memory_buffer<char, sizeof(qx_plix_failure_t::message)> line;
+    fmt::vformat_to(fmt::appender(line), failure.message.text,
+                    fmt::make_format_args(failure.detail));
+    note_reason(failure.message.stage, {line.data(), line.size()}, is_told);
+}
+
+// Whether `text`, which has been printed, is the reason that the client library gives.
+bool is_told_by(const char* text) {
+    qx_plix_failure_t failure;
+    qx_plix_last_failure(&failure);
+    return failure.stage == QX_PLIX_STAGE_REFUSED && failure.description[0] != '\0' &&
+           text != nullptr && std::strstr(text, failure.description) != nullptr;
+}
+
+// A reason is one line, whatever characters the broker's text holds.
+void print_line(const char* kind, string_view text) {
+    const std::string line = shown(text);
+    const char* const separator = *speaker == '\0' ? "" : ": ";
+    qx::println(stderr, "qxagent-manage: {}{}{}{}", speaker, separator, kind, line);
+}
+
+// The text as JSON; one that is not UTF-8 is escaped first.
+json_t* to_json(string_view text) {
+    json_t* const value = ::json_stringn(text.data(), text.size());
+    return value != nullptr ? value : ::json_string(shown(text).c_str());
+}
+
+void print_record(const char* stage, int status, const qx_plix_failure_t& failure,
+                  string_view message) {
+    const bool has_description = failure.description[0] != '\0';
+    const qx::json_ptr record(::json_pack(
+        "{s:s, s:i, s:s, s:o, s:o, s:o}", "operation", speaker, "status", status & 0xff, "stage",
+        stage, "code", failure.has_code != 0 ? ::json_integer(failure.code) : ::json_null(),
+        "description", has_description ? to_json(failure.description) : ::json_null(), "message",
+        to_json(message)));
+    const qx::text_ptr line(::json_dumps(record.get(), 0));
+    if (line) {
+        std::fputs(line.get(), stderr);
+        std::fputc('\n', stderr);
+    }
+}
+
 } // namespace
 
-Failure system_failure(const char* message) {
+Failure system_failure(Message message) {
     return {message, std::strerror(errno)};
 }
 
 std::string to_line(const Failure& failure) {
-    return fmt::format(fmt::runtime(failure.message), failure.detail);
+    return fmt::format(fmt::runtime(failure.message.text), failure.detail);
+}
+
+int note_failure(const Failure& failure) {
+    note(failure, false);
+    return kFailure;
+}
+
+void print_passed_over(const Failure& failure) {
+    qx::println(stderr, failure.message.text, failure.detail);
 }
 
 int print_failure(const Failure& failure) {
-    qx::println(stderr, failure.message, failure.detail);
+    print_passed_over(failure);
+    note(failure, true);
     return kFailure;
+}
+
+bool errors_setting_is_valid() {
+    const char* const wanted = std::getenv("QX_ERRORS");
+    return wanted == nullptr || find_voice(wanted) != nullptr;
+}
+
+void speak_for(const char* operation) {
+    speaker = operation;
+}
+
+void print_notice(string_view text) {
+    switch (voice()) {
+    case Voice::none:
+        return;
+    case Voice::text:
+        print_line("warning: ", text);
+        return;
+    case Voice::json:
+        print_record("warning", kSuccess, {}, text);
+    }
+}
+
+void print_reason(int status) {
+    const Reason& why = reason();
+    if (status == kSuccess || why.stage == nullptr) {
+        return;
+    }
+    if (voice() == Voice::text && !why.is_told) {
+        print_line("", why.failure.message);
+    } else if (voice() == Voice::json) {
+        print_record(why.stage, status, why.failure, why.failure.message);
+    }
 }
 
 int print_unreadable_settings() {
@@ -67,6 +194,9 @@ void print_output(const char* text) {
         return;
     }
     const qx::json_ptr value(::json_loads(text, 0, nullptr));
+    if (!value) {
+        print_notice("the broker's answer is neither an object nor an array and is not printed");
+    }
     OutputText output;
     append_json(output, value.get());
     std::fwrite(output.data(), 1, output.size(), stdout);
@@ -85,10 +215,12 @@ void print_error(const qx_plix_error_t& err) {
     qx::println(stderr, "  code:        {}", err.code);
     qx::println(stderr, "  message:     {}", message);
     qx::println(stderr, "  description: {}", description);
+    note_library_reason(is_told_by(description));
 }
 
 void print_schedule_error(int result, const char* reason) {
     qx::println(stderr, "error_code={} error_message={}", result, reason == nullptr ? "" : reason);
+    note_library_reason(is_told_by(reason));
 }
 
 void print_usage() {
@@ -96,6 +228,7 @@ void print_usage() {
     std::fflush(stdout);
     const qx::error_info& last = qx::last_error();
     qx::println(stderr, "({:s}) {:s}", last.kind, last.reason);
+    note_reason(stage::argument, last.reason, true);
 }
 
 void print_warning(qx::string_view message) {

@@ -13,54 +13,115 @@
 
 namespace qx::manage {
 
-/// The lines that say why an operation fails; "{}" stands for the failure's detail.
+/// What a failure is about, as scripts see it in the member "stage"; the client library's failures
+/// have the stages of qx_plix_stage.
+namespace stage {
+
+inline constexpr char argument[] = "argument"; ///< the command line, the environment or the input
+inline constexpr char system[] = "system";     ///< a file, a descriptor or a program
+inline constexpr char memory[] = "memory";
+inline constexpr char broker[] = "broker"; ///< the client library knows the reason
+
+} // namespace stage
+
+/// A line that says why an operation fails; "{}" stands for the failure's detail.
+struct Message {
+    const char* stage;
+    const char* text;
+};
+
 namespace message {
 
-inline constexpr char broker_uid_is_invalid[] =
-    "QX_BROKER_UID: '{}' is neither a user id nor \"any\"";
-inline constexpr char log_does_not_start[] = "Cannot start qxlog";
-inline constexpr char settings_are_unreadable[] = "Cannot read the settings: {}";
-inline constexpr char backlog_is_invalid[] =
-    "QX_LISTEN_BACKLOG: '{}' is not a number of MiB from 1 to 1048576";
-inline constexpr char event_is_unknown[] = "Unknown event: {}";
-inline constexpr char event_is_not_subscribed[] = "Failed to subscribe to event: {}";
-inline constexpr char epoll_is_not_created[] = "epoll_create1(): {}";
-inline constexpr char signals_are_not_set_up[] = "failed to set up signal handling: {}";
-inline constexpr char descriptor_is_not_watched[] = "epoll_set_fd_ro: {}";
-inline constexpr char wait_fails[] = "epoll_wait(): {}";
-inline constexpr char events_are_unreadable[] = "failed to read qx event";
-inline constexpr char output_is_not_written[] = "standard output: {}";
-inline constexpr char output_is_incomplete[] = "standard output: write error";
-inline constexpr char input_is_unreadable[] = "standard input: {}";
-inline constexpr char input_is_too_long[] = "standard input: more than 1 MiB of parameters";
-inline constexpr char parameter_is_empty[] = "Empty value not allowed for '{}'";
-inline constexpr char parameter_is_unknown[] = "Unknown key: {}";
-inline constexpr char router_id_is_a_mode[] =
-    "Invalid router_id: \"manual\" is a mode, not a router_id";
-inline constexpr char cloud_refuses_registration[] = "failed to register to cloud";
-inline constexpr char features_are_not_listed[] = "Failed getting the features list";
-inline constexpr char features_are_not_read[] = "Failed getting the features";
-inline constexpr char features_are_not_set[] = "Failed setting the features";
+inline constexpr Message errors_is_invalid{stage::argument,
+                                           "QX_ERRORS: '{}' is none of text, json and none"};
+inline constexpr Message timeout_is_invalid{
+    stage::argument, "QX_TIMEOUT: '{}' is not a number of seconds up to 1000000"};
+inline constexpr Message ready_fd_is_invalid{stage::argument,
+                                             "QX_READY_FD: '{}' is not an open descriptor above 2"};
+inline constexpr Message broker_uid_is_invalid{
+    stage::argument, "QX_BROKER_UID: '{}' is neither a user id nor \"any\""};
+inline constexpr Message backlog_is_invalid{
+    stage::argument, "QX_LISTEN_BACKLOG: '{}' is not a number of MiB from 1 to 1048576"};
+inline constexpr Message log_does_not_start{stage::system, "Cannot start qxlog"};
+inline constexpr Message log_is_not_opened{stage::system, "cannot open the log: {}"};
+inline constexpr Message settings_are_unreadable{stage::system, "Cannot read the settings: {}"};
+inline constexpr Message settings_are_not_written{stage::system, "cannot write the settings: {}"};
+inline constexpr Message switch_does_not_begin{stage::system, "cannot begin the switch: {}"};
+inline constexpr Message connector_is_refused{stage::system, "the connector is not run: {}"};
+inline constexpr Message connector_hangs{stage::system,
+                                         "the connector did not stop and was killed"};
+inline constexpr Message event_is_unknown{stage::argument, "Unknown event: {}"};
+inline constexpr Message event_is_not_subscribed{stage::broker, "Failed to subscribe to event: {}"};
+inline constexpr Message epoll_is_not_created{stage::system, "epoll_create1(): {}"};
+inline constexpr Message signals_are_not_set_up{stage::system,
+                                                "failed to set up signal handling: {}"};
+inline constexpr Message descriptor_is_not_watched{stage::system, "epoll_set_fd_ro: {}"};
+inline constexpr Message wait_fails{stage::system, "epoll_wait(): {}"};
+inline constexpr Message events_are_unreadable{stage::broker, "failed to read qx event"};
+inline constexpr Message output_is_not_written{stage::system, "standard output: {}"};
+inline constexpr Message output_is_incomplete{stage::system, "standard output: write error"};
+inline constexpr Message output_has_no_reader{stage::system, "standard output has no reader"};
+inline constexpr Message input_is_unreadable{stage::system, "standard input: {}"};
+inline constexpr Message input_is_too_long{stage::argument,
+                                           "standard input: more than 1 MiB of parameters"};
+inline constexpr Message parameter_is_no_pair{stage::argument, "parameter {} is not KEY=VALUE"};
+inline constexpr Message parameter_has_no_key{stage::argument, "parameter {} has no key"};
+inline constexpr Message parameter_is_empty{stage::argument, "Empty value not allowed for '{}'"};
+inline constexpr Message parameter_is_unknown{stage::argument, "Unknown key: {}"};
+inline constexpr Message router_id_is_a_mode{
+    stage::argument, "Invalid router_id: \"manual\" is a mode, not a router_id"};
+inline constexpr Message value_is_not_utf8{stage::argument, "the value of '{}' is not UTF-8"};
+inline constexpr Message interface_is_no_pair{stage::argument, "'{}' is not NAME:TYPE"};
+inline constexpr Message feature_is_no_pair{stage::argument, "'{}' is not FEATURE=STATUS"};
+inline constexpr Message feature_has_no_option{stage::argument,
+                                               "one of --set, --get and --list is needed"};
+inline constexpr Message cloud_refuses_registration{stage::broker, "failed to register to cloud"};
+inline constexpr Message features_are_not_listed{stage::broker, "Failed getting the features list"};
+inline constexpr Message features_are_not_read{stage::broker, "Failed getting the features"};
+inline constexpr Message features_are_not_set{stage::broker, "Failed setting the features"};
+inline constexpr Message memory_is_short{stage::memory, "out of memory"};
 
 } // namespace message
 
 /// A failure on its way to the user.
 struct Failure {
-    const char* message = ""; ///< from the namespace `message`
-    string_view detail = {};  ///< replaces "{}" in the message; its owner keeps the text
+    Message message{};
+    string_view detail = {}; ///< replaces "{}" in the message; its owner keeps the text
 };
 
 /// A failure whose detail is the text of errno.
-Failure system_failure(const char* message);
+Failure system_failure(Message message);
 
 /// The failure as one line, without line feed.
 std::string to_line(const Failure& failure);
 
-/// Prints the failure's line on standard error. Returns kFailure.
+/// Notes the failure as the run's reason. Returns kFailure.
+int note_failure(const Failure& failure);
+
+/// Prints the failure's line on standard error and notes it as the run's reason; for a failure of
+/// stage::broker, the client library's last failure is the reason. Returns kFailure.
 int print_failure(const Failure& failure);
+
+/// Prints the line of a failure that does not end the operation.
+void print_passed_over(const Failure& failure);
 
 /// Reports the settings store's last failure to open.
 int print_unreadable_settings();
+
+/// Whether QX_ERRORS is unset or has one of its values.
+bool errors_setting_is_valid();
+
+/// Says which operation the lines of print_notice and print_reason name; a constant. Call it before
+/// any other thread runs.
+void speak_for(const char* operation);
+
+/// Prints a line about something that went wrong in a run that may still end with 0, if QX_ERRORS
+/// asks for reasons. Any thread.
+void print_notice(string_view text);
+
+/// Prints, as the last line of a run that ends with `status`, why it does not end with 0, if
+/// QX_ERRORS asks for reasons and, as text, if no line says so already.
+void print_reason(int status);
 
 /// Appends a parsed JSON document as it is printed: one line, or several indented by 4 when
 /// standard output is a terminal. With a name, appends an event object of that name with the
@@ -74,7 +135,8 @@ void print_output(const char* text);
 /// Prints a one-member object with `key`, or "key: value" when standard output is a terminal.
 void print_bool_output(bool value, const char* key);
 
-/// Prints the record as a block of four lines on standard error.
+/// Prints the record, filled by the client library's last call, as a block of four lines on
+/// standard error.
 void print_error(const qx_plix_error_t& err);
 
 /// Prints on standard error why a schedule was refused: the library's result, and its reason, which

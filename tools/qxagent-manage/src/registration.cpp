@@ -17,15 +17,17 @@ int run_register(const std::vector<std::string>& params) {
     }
     const qx::json_ptr record(::json_object());
     if (!record) {
-        return kFailure;
+        return note_failure({message::memory_is_short});
     }
+    int number = 0;
     for (const auto& pair : given.pairs()) {
+        const fmt::format_int position(++number);
         if (!pair) {
-            return kFailure;
+            return note_failure({message::parameter_is_no_pair, position.c_str()});
         }
         if (pair->first.empty()) {
             QX_LOG(qx::log::level::error, "[BUG] Empty key");
-            return kFailure;
+            return note_failure({message::parameter_has_no_key, position.c_str()});
         }
         if (pair->second.empty()) {
             const Failure failure{message::parameter_is_empty, pair->first};
@@ -39,13 +41,13 @@ int run_register(const std::vector<std::string>& params) {
         }
         if (!set_text(record, *pair)) {
             QX_LOG(qx::log::level::error, "qx::json::object_set() failed");
-            return kFailure;
+            return note_failure({message::value_is_not_utf8, "--params"});
         }
     }
     const qx::text_ptr text = serialise(record);
     if (!text) {
         QX_LOG(qx::log::level::error, "qx::json::dumps() failed");
-        return kFailure;
+        return note_failure({message::memory_is_short});
     }
     qx_plix_error_t err{};
     if (qx_plix_register(text.get(), &err) == -1) {
@@ -63,9 +65,11 @@ int run_register_to_cloud(const std::vector<std::string>& params) {
     std::string token;
     std::string mac;
     std::string redeem;
+    int number = 0;
     for (const auto& pair : given.pairs()) {
+        ++number;
         if (!pair) {
-            return kFailure;
+            return note_failure({message::parameter_is_no_pair, fmt::format_int(number).c_str()});
         }
         if (pair->first == "token") {
             token.assign(pair->second.data(), pair->second.size());
@@ -74,7 +78,7 @@ int run_register_to_cloud(const std::vector<std::string>& params) {
         } else if (pair->first == "redeem") {
             redeem.assign(pair->second.data(), pair->second.size());
         } else {
-            print_failure({message::parameter_is_unknown, pair->first});
+            print_passed_over({message::parameter_is_unknown, pair->first});
         }
     }
     if (qx_plix_register_to_cloud(token.c_str(), mac.c_str(), redeem.c_str()) == -1) {

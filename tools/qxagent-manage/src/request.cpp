@@ -1,6 +1,7 @@
 #include "request.h"
 
 #include "exit_status.h"
+#include "printers.h"
 
 #include <algorithm>
 #include <utility>
@@ -26,7 +27,10 @@ void Request::add(const char* key, const Boolean& truth) {
 }
 
 void Request::add(const char* key, qx::json_ptr value) {
-    is_whole_ = ::json_object_set_new(object_.get(), key, value.release()) == 0 && is_whole_;
+    if (::json_object_set_new(object_.get(), key, value.release()) != 0) {
+        note_failure({message::value_is_not_utf8, key});
+        is_whole_ = false;
+    }
 }
 
 qx::json_ptr Request::take() {
@@ -41,17 +45,26 @@ qx::json_ptr text_value(qx::string_view text) {
     return qx::json_ptr(::json_stringn(text.data(), text.size()));
 }
 
-qx::json_ptr array_of_valid(const std::vector<std::string>& texts) {
+qx::json_ptr array_of_valid(const char* option, const std::vector<std::string>& texts) {
     qx::json_ptr array(::json_array());
     for (const std::string& text : texts) {
         ::json_array_append_new(array.get(), ::json_string(text.c_str()));
     }
+    if (::json_array_size(array.get()) != texts.size()) {
+        print_notice(fmt::format("what is not UTF-8 in the value of '{}' is left out", option));
+    }
     return array;
 }
 
-qx::json_ptr text_array(const std::vector<std::string>& texts) {
-    qx::json_ptr array = array_of_valid(texts);
-    return ::json_array_size(array.get()) == texts.size() ? std::move(array) : nullptr;
+qx::json_ptr text_array(const char* option, const std::vector<std::string>& texts) {
+    qx::json_ptr array(::json_array());
+    for (const std::string& text : texts) {
+        if (::json_array_append_new(array.get(), ::json_string(text.c_str())) != 0) {
+            note_failure({message::value_is_not_utf8, option});
+            return nullptr;
+        }
+    }
+    return array;
 }
 
 bool set_text(const qx::json_ptr& object, const Pair& pair) {

@@ -35,11 +35,12 @@ private:
 /// A text as JSON, also an empty one; null when it is not UTF-8.
 qx::json_ptr text_value(qx::string_view text);
 
-/// An array of the texts that are UTF-8, in order.
-qx::json_ptr array_of_valid(const std::vector<std::string>& texts);
+/// An array of the texts that are UTF-8, in order; a notice that names the option tells of others.
+qx::json_ptr array_of_valid(const char* option, const std::vector<std::string>& texts);
 
-/// An array of the texts, in order; null when one of them is not UTF-8 or memory is short.
-qx::json_ptr text_array(const std::vector<std::string>& texts);
+/// An array of the texts, in order; null, with the failure noted for the option, when one of them
+/// is not UTF-8.
+qx::json_ptr text_array(const char* option, const std::vector<std::string>& texts);
 
 /// Sets the member that the pair names to its value, a text; false when one of them is not UTF-8.
 bool set_text(const qx::json_ptr& object, const Pair& pair);

@@ -1,6 +1,7 @@
 #include "router.h"
 
 #include "pair.h"
+#include "printers.h"
 #include "qx/json.h"
 #include "qx_plix.h"
 #include "request.h"
@@ -13,6 +14,7 @@ qx::json_ptr interface_array(const std::vector<std::string>& interfaces) {
     for (const std::string& element : interfaces) {
         const auto pair = split_pair(element, ":");
         if (!pair) {
+            note_failure({message::interface_is_no_pair, element});
             return nullptr;
         }
         Request interface;

@@ -41,7 +41,7 @@ int run_va_set_schedule(const ScheduleOptions& options) {
     const qx::json_ptr document = request.take();
     const qx::text_ptr text = document ? serialise(document) : nullptr;
     if (!text) {
-        return kFailure;
+        return note_failure({message::memory_is_short});
     }
     qx::text_ptr reason;
     const int result = qx_plix_va_set_schedule(text.get(), reason.out());
@@ -53,7 +53,7 @@ int run_va_set_schedule(const ScheduleOptions& options) {
 }
 
 int run_va_set_exclusions(const ExclusionOptions& options) {
-    const qx::text_ptr text = serialise(text_array(options.addresses));
+    const qx::text_ptr text = serialise(text_array("--addresses", options.addresses));
     if (!text) {
         return kFailure;
     }

@@ -1,56 +1,73 @@
 #include "services.h"
 
+#include "environment.h"
 #include "exit_status.h"
 #include "printers.h"
+#include "qx/last_error.h"
 #include "qx/log.h"
 #include "qx/settings.h"
 #include "qx_plix.h"
+#include "qx_plix_trace.h"
+#include "qxpath.h"
+#include "reason.h"
 
-#include <charconv>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <system_error>
 
 namespace qx::manage {
 namespace {
 
 void log_warning(const char* text, void* /*unused*/) {
     QX_LOG(qx::log::level::warning, "{:s}", text);
+    print_notice(text);
 }
 
-// Applies QX_BROKER_UID. Returns false when the value is invalid.
-bool require_broker_user(const char* value) {
-    if (value == nullptr) {
-        return true;
+void log_connection(int connected, std::int64_t missed_ms, void* /*unused*/) {
+    if (connected == 0) {
+        QX_LOG(qx::log::level::warning, "lost the broker; its events are missed until it is back");
+    } else {
+        QX_LOG(qx::log::level::warning,
+               "the broker is back; the events of {}.{:03} seconds were missed", missed_ms / 1000,
+               missed_ms % 1000);
     }
-    if (std::strcmp(value, "any") == 0) {
-        return qx_plix_require_broker_uid(QX_PLIX_BROKER_UID_ANY) == 0;
-    }
-    std::uint32_t uid = 0;
-    const char* const end = value + std::strlen(value);
-    const auto [rest, failure] = std::from_chars(value, end, uid);
-    return failure == std::errc() && rest == end && qx_plix_require_broker_uid(uid) == 0;
+}
+
+void log_request(const qxplix::traced_request& request) {
+    QX_LOG(qx::log::level::debug, "{}: {} bytes sent, {} received, {} us, result {}", request.name,
+           request.sent, request.received, request.microseconds, request.result);
+}
+
+// The library has printed why no broker runs, but not that no agent is installed.
+int report_start() {
+    qx_plix_failure_t failure;
+    qx_plix_last_failure(&failure);
+    note_library_reason(
+        failure.stage == QX_PLIX_STAGE_WRONG_VERSION ||
+        (failure.stage == QX_PLIX_STAGE_NOT_RUNNING && qxpath_default_install_path() != nullptr));
+    return kFailure;
 }
 
 } // namespace
 
 int Services::start() {
-    const char* const broker_uid = std::getenv("QX_BROKER_UID");
-    if (!require_broker_user(broker_uid)) {
-        return print_failure({message::broker_uid_is_invalid, broker_uid});
+    if (const auto failure = apply_environment()) {
+        return print_failure(*failure);
     }
     log_ = qx::log::start("qxagent-manage", nullptr);
     if (!log_) {
+        note_failure({message::log_is_not_opened, qx::last_error().reason});
         return print_failure({message::log_does_not_start});
     }
     settings_ = qx::setMgmt::init() >= 0;
     if (!settings_) {
         return print_unreadable_settings();
     }
+    if (qx::log::can_log(0, qx::log::level::debug)) {
+        qxplix::trace_requests(log_request);
+    }
     qx_plix_set_warning_cb(log_warning, nullptr);
+    qx_plix_set_connection_cb(log_connection, nullptr);
     client_ = qx_plix_init() != -1;
-    return client_ ? kSuccess : kFailure;
+    return client_ ? kSuccess : report_start();
 }
 
 Services::~Services() {

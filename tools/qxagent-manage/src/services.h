@@ -11,9 +11,9 @@ public:
     Services& operator=(const Services&) = delete;
     ~Services();
 
-    /// Returns 0, or 1 when a service does not start. The reason is printed where the layer below
-    /// gives one: the client library gives none when there is no install directory or when the
-    /// broker accepts no connection.
+    /// Applies the environment and starts the services. Returns 0, or 1 when a variable is invalid
+    /// or a service does not start, with the reason noted. The reason is printed too, unless there
+    /// is no install directory or the broker accepts no connection.
     [[nodiscard]] int start();
 
 private:

@@ -15,7 +15,8 @@ enum class level { error = 0, warning = 1, info = 2, debug = 3 };
 
 /// Opens "var/log/<name>.log" of the install directory, for lines up to the level that the
 /// environment variable QXLOG_LEVEL names (error, warn, info, debug, none; else warn). Without an
-/// install directory it succeeds and nothing is ever written. False when the file cannot be opened.
+/// install directory it succeeds and nothing is ever written. False when the file cannot be opened,
+/// which becomes the last error (qx/last_error.h).
 /// `second` selects nothing.
 bool start(const char* name, const char* second);
 
