@@ -85,10 +85,26 @@ int register_to_cloud(Document document) {
     return qx_plix_register_to_cloud(document, document, nullptr);
 }
 
-/// May hand on the broker's own code, whatever it is.
+/// A failure may be the broker's own code, whatever it is.
 int remove_satellite(Document document) {
-    qx_plix_remove_satellite(document);
-    return 0;
+    return qx_plix_remove_satellite(document) == 0 ? 0 : -1;
+}
+
+int any_call(Document document, char** out) {
+    return qx_plix_call("any", document, out);
+}
+
+/// A failed call has a reason, which is UTF-8, and a successful one has none.
+void check_failure(bool failed) {
+    qx_plix_failure_t failure;
+    check(qx_plix_last_failure(&failure) == 0, "a failure can be read");
+    check((failure.stage != QX_PLIX_STAGE_NONE) == failed, "a failed call is recorded");
+    for (const char* const text : {failure.message, failure.description}) {
+        json_t* const value = ::json_string(text);
+        check(value != nullptr, "the texts of a failure are UTF-8");
+        ::json_decref(value);
+    }
+    check(failed == (failure.message[0] != '\0'), "a failure has a message");
 }
 
 using Call = std::variant<int (*)(), int (*)(Document), int (*)(char**), int (*)(Document, char**),
@@ -127,6 +143,7 @@ const Call kCalls[] = {
     qx_plix_update_subscription_status,
     qx_plix_is_routerprotection_enabled,
     qx_plix_va_status,
+    any_call,
 };
 
 } // namespace
@@ -146,6 +163,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     qxplix::set_initialised(true);
     const int result = std::visit(Caller{document.empty() ? nullptr : document.c_str()}, call);
     check(result == 0 || result == -1, "the result is 0 or -1");
+    check_failure(result != 0);
     qxplix::set_initialised(false);
     return 0;
 }

@@ -451,7 +451,11 @@ int qx_plix_remove_satellite(const char* satellite_json) {
     if (send_command("remove_satellite", satellite.get(), data.out()) == 0) {
         return 0;
     }
-    return removal_result(data.get());
+    const int result = removal_result(data.get());
+    if (result == 0) { // the broker's code, and so a success
+        clear_failure();
+    }
+    return result;
 }
 
 int qx_plix_va_set_schedule(const char* schedule_json, char** err_text) {
