@@ -23,6 +23,8 @@ qx_document(tool man/qxagent-manage.8.in man/man8 qxagent-manage.8)
 qx_document(tool completions/qxagent-manage.bash.in bash-completion/completions qxagent-manage)
 qx_document(tool completions/qxagent-manage.zsh.in zsh/site-functions _qxagent-manage)
 qx_document(tool completions/qxagent-manage.fish.in fish/vendor_completions.d qxagent-manage.fish)
+install(PROGRAMS ${PROJECT_SOURCE_DIR}/tools/qxagent-wait/qxagent-wait DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tool)
+install(FILES ${docs}/man/qxagent-wait.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tool)
 install(FILES ${docs}/scripting.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qxagent-manage COMPONENT tool)
 
 install(TARGETS qxbrokerd-sim DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT simulator)

@@ -22,10 +22,10 @@ int time_out() {
     return -1;
 }
 
-__thread exchange* current = nullptr;
+__thread exchange* underway = nullptr;
 
 milliseconds deadline() {
-    return current == nullptr ? 0 : current->deadline();
+    return underway == nullptr ? 0 : underway->deadline();
 }
 
 bool is_over() {
@@ -56,8 +56,8 @@ bool becomes_ready(int fd, short events) {
 }
 
 void count(ssize_t sent, ssize_t received) {
-    if (current != nullptr) {
-        current->count(sent, received);
+    if (underway != nullptr) {
+        underway->count(sent, received);
     }
 }
 
@@ -83,11 +83,11 @@ int connect_to_broker(int fd) {
 
 exchange::exchange()
     : deadline_(choose_deadline()) {
-    current = this;
+    underway = this;
 }
 
 exchange::~exchange() {
-    current = nullptr;
+    underway = nullptr;
 }
 
 void exchange::count(ssize_t sent, ssize_t received) {
