@@ -5,24 +5,30 @@ include(GNUInstallDirs)
 set(docs ${PROJECT_SOURCE_DIR}/docs)
 set(public_header ${PROJECT_SOURCE_DIR}/client/include/qx_plix.h)
 set(readme ${PROJECT_SOURCE_DIR}/README.md)
+set(words ${docs}/completions/qxagent-manage.sh.in)
 
 # qx_document(COMPONENT TEMPLATE FOLDER NAME): generates a document and installs it in a folder of share.
 function(qx_document component template folder name)
   set(output ${PROJECT_BINARY_DIR}/share/${folder}/${name})
   file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/share/${folder})
   add_custom_command(OUTPUT ${output}
-    COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:qxdocgen> ${docs}/${template} ${output} ${public_header} ${readme}
-    DEPENDS qxdocgen ${docs}/${template} ${public_header} ${readme} VERBATIM)
+    COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:qxdocgen> ${docs}/${template} ${output} ${public_header} ${readme} ${words}
+    DEPENDS qxdocgen ${docs}/${template} ${public_header} ${readme} ${words} VERBATIM)
   add_custom_target(qx_document_${name} ALL DEPENDS ${output})
   add_dependencies(product qx_document_${name})
   install(FILES ${output} DESTINATION ${CMAKE_INSTALL_DATADIR}/${folder} COMPONENT ${component})
 endfunction()
 
+# qx_completions(COMPONENT PROGRAM): the completions of a program for bash, zsh and fish.
+function(qx_completions component program)
+  qx_document(${component} completions/${program}.bash.in bash-completion/completions ${program})
+  qx_document(${component} completions/${program}.zsh.in zsh/site-functions _${program})
+  qx_document(${component} completions/${program}.fish.in fish/vendor_completions.d ${program}.fish)
+endfunction()
+
 install(TARGETS qxagent-manage DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tool)
 qx_document(tool man/qxagent-manage.8.in man/man8 qxagent-manage.8)
-qx_document(tool completions/qxagent-manage.bash.in bash-completion/completions qxagent-manage)
-qx_document(tool completions/qxagent-manage.zsh.in zsh/site-functions _qxagent-manage)
-qx_document(tool completions/qxagent-manage.fish.in fish/vendor_completions.d qxagent-manage.fish)
+qx_completions(tool qxagent-manage)
 install(PROGRAMS ${PROJECT_SOURCE_DIR}/tools/qxagent-wait/qxagent-wait DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tool)
 install(FILES ${docs}/man/qxagent-wait.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tool)
 install(FILES ${docs}/scripting.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qxagent-manage COMPONENT tool)

@@ -1,19 +1,126 @@
 #include "completions.h"
 
+#include <algorithm>
+#include <stdexcept>
+
 namespace qx::docgen {
 namespace {
 
-/// `text` with a backslash before each character of `special`.
-std::string escaped(const std::string& text, const char* special) {
-    std::string result;
-    for (const char letter : text) {
-        if (std::string(special).find(letter) != std::string::npos) {
-            result += '\\';
-        }
-        result += letter;
-    }
-    return result;
+/// Values that the broker knows: the texts behind `key` in the result of a command, each in the
+/// form of a replacement of sed.
+struct Question {
+    const char* option;
+    const char* key;
+    const char* form;
+    const char* command;
+};
+
+constexpr const char* kDeviceId = "\"device_id\": ";
+// The router's own name stands at the beginning of the result.
+constexpr const char* kInterfaceName = "[[,] *{\"name\": ";
+
+constexpr Question kQuestions[] = {
+    {"ids", kDeviceId, "&", "get_devices"},
+    {"device_id", kDeviceId, "&", "get_devices"},
+    {"get", "", "&", "feature --list"},
+    {"set", "", "&=enabled\\n&=disabled", "feature --list"},
+    {"interface", kInterfaceName, "&", "get_router_info"},
+    {"interfaces", kInterfaceName, "&:wan\\n&:lan", "get_router_info"},
+};
+
+/// Values that are worth offering although others are accepted too.
+struct Suggestion {
+    const char* option;
+    const char* words;
+};
+
+constexpr Suggestion kSuggestions[] = {
+    {"on_day",
+     "1\n2\n3\n4\n5\n6\n7\nmonday\ntuesday\nwednesday\nthursday\nfriday\nsaturday\nsunday"},
+};
+
+std::string with_help(const std::string& word, const std::string& help) {
+    return word + "\t" + short_help(help);
 }
+
+void add_line(std::string& lines, const std::string& line) {
+    lines += (lines.empty() ? "" : "\n") + line;
+}
+
+/// Commands that set `values`; "" when nothing is known about them.
+std::string values_command(const Option& option) {
+    for (const Question& question : kQuestions) {
+        if (option.name == question.option) {
+            return "ask " + posix_quoted(question.key) + " " + posix_quoted(question.form) + " " +
+                   question.command;
+        }
+    }
+    for (const Suggestion& suggestion : kSuggestions) {
+        if (option.name == suggestion.option) {
+            return "values=" + posix_quoted(suggestion.words);
+        }
+    }
+    std::string words;
+    for (const Choice& choice : option.choices) {
+        add_line(words, with_help(choice.word, choice.help));
+    }
+    return words.empty() ? "" : "values=" + posix_quoted(words);
+}
+
+/// The case of an option, or of an operation's argument.
+std::string values_case(const Operation& operation, const Option& option) {
+    const std::string command = values_command(option);
+    if (command.empty()) {
+        return "";
+    }
+    const std::string separator =
+        option.separator.empty() ? "" : " separator=" + posix_quoted(option.separator);
+    const std::string name = option.name.empty() ? operation.name : "--" + option.name;
+    // The semicolon makes the assignment last beyond the command.
+    return "    " + name + ")" + separator + (separator.empty() ? " " : "; ") + command + " ;;";
+}
+
+/// The options as lines with their help.
+std::string option_lines(const std::vector<Option>& options) {
+    std::string lines;
+    for (const Option& option : options) {
+        if (!option.name.empty()) {
+            add_line(lines, with_help("--" + option.name, option.help));
+        }
+    }
+    return lines;
+}
+
+/// Every option once, by name.
+std::vector<Option> all_options(const std::vector<Operation>& operations) {
+    std::vector<Option> all;
+    for (const Operation& operation : operations) {
+        for (const Option& option : operation.options) {
+            const auto same = std::find_if(all.begin(), all.end(), [&](const Option& other) {
+                return other.name == option.name;
+            });
+            if (same == all.end()) {
+                all.push_back(option);
+            } else if (values_case(operation, *same) != values_case(operation, option)) {
+                throw std::runtime_error("options --" + option.name + " take different values");
+            }
+        }
+    }
+    return all;
+}
+
+/// A pattern of a `case` with the options that have a property.
+std::string pattern(const std::vector<Option>& options, bool (*has_property)(const Option&)) {
+    std::string names;
+    for (const Option& option : options) {
+        if (!option.name.empty() && has_property(option)) {
+            names += (names.empty() ? "--" : "|--") + option.name;
+        }
+    }
+    return names;
+}
+
+} // namespace
 
 std::string posix_quoted(const std::string& text) {
     std::string result = "'";
@@ -24,137 +131,40 @@ std::string posix_quoted(const std::string& text) {
 }
 
 std::string fish_quoted(const std::string& text) {
-    return "'" + escaped(text, "\\'") + "'";
+    std::string result = "'";
+    for (const char letter : text) {
+        result += letter == '\'' || letter == '\\' ? "\\" : "";
+        result += letter;
+    }
+    return result + "'";
 }
 
-std::string bash_case(const std::string& typed, const std::string& words,
-                      const std::string& separator) {
-    std::string line = "    " + posix_quoted(typed) + ") words=" + posix_quoted(words);
-    if (!separator.empty()) {
-        line += " separator=" + posix_quoted(separator);
-    }
-    return line + " ;;\n";
-}
-
-std::string zsh_value(const Option& option) {
-    std::string argument = ":" + escaped(option.value, "\\:") + ":";
-    if (option.choices.empty()) {
-        return argument + " ";
-    }
-    const std::string words = words_of(option.choices, " ");
-    if (!option.separator.empty()) {
-        return argument + "_values -s " + option.separator + " " + option.name + " " + words;
-    }
-    if (option.choices.front().help.empty()) {
-        return argument + "(" + words + ")";
-    }
-    argument += "((";
-    for (const Choice& choice : option.choices) {
-        argument += choice.word + "\\:" + escaped(choice.help, "\\:\" ()") + " ";
-    }
-    argument.back() = ')';
-    return argument + ")";
-}
-
-std::string zsh_argument(const Option& option) {
-    if (option.name.empty()) {
-        return posix_quoted("1" + zsh_value(option));
-    }
-    const std::string help = "[" + escaped(short_help(option.help), "\\[]") + "]";
-    if (option.value.empty()) {
-        return posix_quoted("--" + option.name + help);
-    }
-    const char* const repeatable = option.separator.empty() ? "" : "*";
-    return posix_quoted(repeatable + ("--" + option.name) + "=" + help + zsh_value(option));
-}
-
-std::string fish_option(const Operation& operation, const Option& option) {
-    std::string line =
-        "complete -c qxagent-manage -n '__fish_seen_subcommand_from " + operation.name + "'";
-    if (!option.name.empty()) {
-        line += " -l " + option.name + (option.value.empty() ? "" : " -x");
-        line += " -d " + fish_quoted(short_help(option.help));
-    }
-    const std::string words = words_of(option.choices, " ");
-    if (!words.empty() && !option.separator.empty()) {
-        line += " -a '(__fish_append " + option.separator + " " + words + ")'";
-    } else if (!words.empty()) {
-        line += " -a '" + words + "'";
-    }
-    return line + "\n";
-}
-
-} // namespace
-
-std::string bash_cases(const std::vector<Operation>& operations) {
+std::map<std::string, std::string, std::less<>>
+script_marks(const std::vector<Operation>& operations) {
+    const std::vector<Option> all = all_options(operations);
     std::string names;
-    std::string cases;
+    std::string options = "    '') options=" + posix_quoted(option_lines(all)) + " ;;";
+    std::string values;
     for (const Operation& operation : operations) {
-        names += (names.empty() ? "" : " ") + operation.name;
-        std::string offered;
-        std::string values;
-        for (const Option& option : operation.options) {
-            const std::string dashed = "--" + option.name;
-            const std::string words = words_of(option.choices, " ");
-            offered += offered.empty() ? "" : " ";
-            offered += option.name.empty() ? words : dashed;
-            if (!option.name.empty() && !words.empty()) {
-                values += bash_case(operation.name + " " + dashed, words, option.separator);
-            }
+        add_line(names, with_help(operation.name, operation.help));
+        const std::string own = option_lines(operation.options);
+        if (!own.empty()) {
+            add_line(options, "    " + operation.name + ") options=" + posix_quoted(own) + " ;;");
         }
-        cases += offered.empty() ? "" : bash_case(operation.name, offered, "") + values;
-    }
-    cases.pop_back();
-    return bash_case("", names, "") + cases;
-}
-
-std::string bash_switches(const std::vector<Operation>& operations) {
-    std::string pattern;
-    for (const Operation& operation : operations) {
         for (const Option& option : operation.options) {
-            if (option.value.empty()) {
-                pattern += (pattern.empty() ? "--" : "|--") + option.name;
+            const std::string line = values_case(operation, option);
+            if (!line.empty() && values.find(line) == std::string::npos) {
+                add_line(values, line);
             }
         }
     }
-    return pattern;
-}
-
-std::string zsh_operations(const std::vector<Operation>& operations) {
-    std::string lines;
-    for (const Operation& operation : operations) {
-        const std::string line = operation.name + ":" + short_help(operation.help);
-        lines += (lines.empty() ? "    " : "\n    ") + posix_quoted(line);
-    }
-    return lines;
-}
-
-std::string zsh_cases(const std::vector<Operation>& operations) {
-    std::string cases;
-    for (const Operation& operation : operations) {
-        if (operation.options.empty()) {
-            continue;
-        }
-        cases += (cases.empty() ? "    " : "\n    ") + operation.name + ") arguments=(\n";
-        for (const Option& option : operation.options) {
-            cases += "        " + zsh_argument(option) + "\n";
-        }
-        cases += "    ) ;;";
-    }
-    return cases;
-}
-
-std::string fish_commands(const std::vector<Operation>& operations) {
-    std::string lines;
-    for (const Operation& operation : operations) {
-        lines += "complete -c qxagent-manage -n __fish_use_subcommand -a " + operation.name +
-                 " -d " + fish_quoted(short_help(operation.help)) + "\n";
-        for (const Option& option : operation.options) {
-            lines += fish_option(operation, option);
-        }
-    }
-    lines.pop_back();
-    return lines;
+    return {
+        {"SH_OPERATIONS", posix_quoted(names)},
+        {"SH_OPTIONS", options},
+        {"SH_VALUES", values},
+        {"SH_LISTS", pattern(all, [](const Option& option) { return !option.separator.empty(); })},
+        {"SH_SWITCHES", pattern(all, [](const Option& option) { return option.value.empty(); })},
+    };
 }
 
 } // namespace qx::docgen

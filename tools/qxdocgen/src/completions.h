@@ -1,27 +1,23 @@
-// What the completions of the shells are filled with.
+// What the completions are filled with. One script in sh prints the words for every shell.
 #pragma once
 
 #include "vocabulary.h"
 
+#include <map>
 #include <string>
 #include <vector>
 
 namespace qx::docgen {
 
-/// The cases of a `case` over what has been typed ("", "OPERATION" or "OPERATION --OPTION"), each
-/// of which sets `words` and, for a list, `separator`.
-std::string bash_cases(const std::vector<Operation>& operations);
+/// The marks of the script and what replaces them. Throws std::runtime_error when options of one
+/// name take different values, because the script looks values up by name.
+std::map<std::string, std::string, std::less<>>
+script_marks(const std::vector<Operation>& operations);
 
-/// The switches, as a pattern of a `case`.
-std::string bash_switches(const std::vector<Operation>& operations);
+/// The text as one word of bash, zsh and sh.
+std::string posix_quoted(const std::string& text);
 
-/// The operations with their help texts, one a line, for _describe.
-std::string zsh_operations(const std::vector<Operation>& operations);
-
-/// The cases of a `case` over the operation, with the arguments of _arguments.
-std::string zsh_cases(const std::vector<Operation>& operations);
-
-/// The `complete` commands.
-std::string fish_commands(const std::vector<Operation>& operations);
+/// The text as one word of fish.
+std::string fish_quoted(const std::string& text);
 
 } // namespace qx::docgen

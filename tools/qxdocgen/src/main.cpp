@@ -1,5 +1,6 @@
-// qxdocgen TEMPLATE OUTPUT HEADER README: writes a document, its marks replaced by what the
+// qxdocgen TEMPLATE OUTPUT HEADER README WORDS: writes a document, its marks replaced by what the
 // registrations of the tool's command line, the library's header, or the README's program say.
+// WORDS is the template of the script that completions run.
 
 #include "completions.h"
 #include "header_page.h"
@@ -49,22 +50,6 @@ std::string program_of(const std::string& readme) {
 
 using Marks = std::map<std::string, std::string, std::less<>>;
 
-Marks all_marks(const std::string& header, const std::string& readme) {
-    const qx::manage::CommandLine command_line;
-    const auto operations = qx::docgen::read_vocabulary(command_line);
-    return {
-        {"OPERATIONS", qx::docgen::tool_operations(operations)},
-        {"HEADER", qx::docgen::header_page(header)},
-        {"PROGRAM", qx::docgen::mdoc_literal(program_of(readme))},
-        {"BASH_CASES", qx::docgen::bash_cases(operations)},
-        {"BASH_SWITCHES", qx::docgen::bash_switches(operations)},
-        {"ZSH_OPERATIONS", qx::docgen::zsh_operations(operations)},
-        {"ZSH_CASES", qx::docgen::zsh_cases(operations)},
-        {"FISH_COMMANDS", qx::docgen::fish_commands(operations)},
-        {"DICTIONARY_WORDS", qx::docgen::dictionary_words(operations)},
-    };
-}
-
 /// The document with each @MARK@ replaced; one that nobody knows is an error.
 std::string filled(const std::string& document, const Marks& marks) {
     std::string result;
@@ -86,13 +71,29 @@ std::string filled(const std::string& document, const Marks& marks) {
     return result.append(document, copied);
 }
 
+Marks all_marks(const std::string& header, const std::string& readme,
+                const std::string& words_script) {
+    const qx::manage::CommandLine command_line;
+    const auto operations = qx::docgen::read_vocabulary(command_line);
+    const std::string script = filled(words_script, qx::docgen::script_marks(operations));
+    return {
+        {"OPERATIONS", qx::docgen::tool_operations(operations)},
+        {"HEADER", qx::docgen::header_page(header)},
+        {"PROGRAM", qx::docgen::mdoc_literal(program_of(readme))},
+        {"WORDS_QUOTED", qx::docgen::posix_quoted(script)},
+        {"WORDS_FISH_QUOTED", qx::docgen::fish_quoted(script)},
+        {"EVENTS", qx::docgen::words_of(qx::docgen::event_names(), " ")},
+        {"DICTIONARY_WORDS", qx::docgen::dictionary_words(operations)},
+    };
+}
+
 } // namespace
 
 int main(int argc, char** argv) try {
-    if (argc != 5) {
-        throw std::runtime_error("usage: qxdocgen TEMPLATE OUTPUT HEADER README");
+    if (argc != 6) {
+        throw std::runtime_error("usage: qxdocgen TEMPLATE OUTPUT HEADER README WORDS");
     }
-    const Marks marks = all_marks(read_file(argv[3]), read_file(argv[4]));
+    const Marks marks = all_marks(read_file(argv[3]), read_file(argv[4]), read_file(argv[5]));
     write_file(argv[2], filled(read_file(argv[1]), marks));
     return 0;
 } catch (const std::exception& failure) {

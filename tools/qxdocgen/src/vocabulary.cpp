@@ -9,15 +9,6 @@
 namespace qx::docgen {
 namespace {
 
-std::vector<Choice> event_names() {
-    std::vector<Choice> names;
-    names.reserve(QX_PLIX_EVENT_UNKNOWN);
-    for (int type = 0; type < QX_PLIX_EVENT_UNKNOWN; ++type) {
-        names.push_back({qx_plix_event_type_to_str(static_cast<qx_plix_event_type>(type)), ""});
-    }
-    return names;
-}
-
 // Some options leave judging their word to the broker; what stands for the value then tells the
 // words.
 std::vector<Choice> alternatives(string_view value_description) {
@@ -59,6 +50,15 @@ Option read_option(auto& option, const manage::CommandLine& command_line) {
 }
 
 } // namespace
+
+std::vector<Choice> event_names() {
+    std::vector<Choice> names;
+    names.reserve(QX_PLIX_EVENT_UNKNOWN);
+    for (int type = 0; type < QX_PLIX_EVENT_UNKNOWN; ++type) {
+        names.push_back({qx_plix_event_type_to_str(static_cast<qx_plix_event_type>(type)), ""});
+    }
+    return names;
+}
 
 std::vector<Operation> read_vocabulary(const manage::CommandLine& command_line) {
     std::vector<Operation> operations;

@@ -29,6 +29,9 @@ struct Operation {
     std::vector<Option> options;
 };
 
+/// The names of all events.
+std::vector<Choice> event_names();
+
 /// The operations that `command_line` has registered, with their options, in their order.
 std::vector<Operation> read_vocabulary(const manage::CommandLine& command_line);
 
