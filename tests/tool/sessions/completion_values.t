@@ -106,6 +106,28 @@ Other values and options. An option stands once, and may stand before its operat
   --cloud
   <--cloud>.
 
+The other programs:
+
+  $ everywhere "qxagent-wait -t 5 QX_PLIX_VA_STATUS_CHANGED,QX_PLIX_Q"
+  QX_PLIX_VA_STATUS_CHANGED,QX_PLIX_QXAGENT_STARTED
+  QX_PLIX_VA_STATUS_CHANGED,QX_PLIX_QXAGENT_STARTED
+  <-t><5><QX_PLIX_VA_STATUS_CHANGED,QX_PLIX_QXAGENT_STARTED>.
+  $ everywhere "qxagent-wait -t 5 QX_PLIX_QXAGENT_STARTED qxagent-manage get_devices --ids k"
+  command at 4
+  kitchen
+  <-t><5><QX_PLIX_QXAGENT_STARTED><qxagent-manage><get_devices><--ids><kitchen>.
+  $ mkdir folder
+  $ everywhere "qxbrokerd-sim --trace --install-dir fo"
+  folder
+  folder/
+  <--trace><--install-dir><folder>.
+  $ everywhere "qxbrokerd-sim --scenario scen"
+  scenario.json
+  scenario.json
+  <--scenario><scenario.json>.
+  $ in_bash "qxbrokerd-sim --trace --"
+  --install-dir --scenario --help
+
 Without a broker, or with one that is silent, there are no values and no messages:
 
   $ stop $broker
