@@ -16,7 +16,7 @@ How each shell completes a line:
   > read -ra COMP_WORDS <<<"$(printf '%s' "$1" | sed 's/[=:]/ & /g')"
   > [[ $1 != *[\ =:] ]] || COMP_WORDS+=('')
   > COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
-  > "_${1%% *}" 2>/dev/null || "_$(echo "${1%% *}" | tr - _)"
+  > "_$(echo "${1%% *}" | tr - _)"
   > printf '%s\n' "${COMPREPLY[@]}"
   > END
   $ cat >fish.fish <<'END'
