@@ -35,14 +35,22 @@ The packages hold these files and nothing else.
   ./lib/libqx_plix.a
   ./lib/pkgconfig/qx_plix.pc
   ./sbin/qxagent-manage
+  ./sbin/qxagent-wait
   ./share/bash-completion/completions/qxagent-manage
+  ./share/bash-completion/completions/qxagent-wait
+  ./share/bash-completion/completions/qxbrokerd-sim
   ./share/doc/qxagent-manage/scripting.md
   ./share/doc/qxbrokerd-sim/simulator.md
   ./share/fish/vendor_completions.d/qxagent-manage.fish
+  ./share/fish/vendor_completions.d/qxagent-wait.fish
+  ./share/fish/vendor_completions.d/qxbrokerd-sim.fish
   ./share/man/man3/qx_plix.3.gz
   ./share/man/man8/qxagent-manage.8.gz
+  ./share/man/man8/qxagent-wait.8.gz
   ./share/man/man8/qxbrokerd-sim.8.gz
   ./share/zsh/vendor-completions/_qxagent-manage
+  ./share/zsh/vendor-completions/_qxagent-wait
+  ./share/zsh/vendor-completions/_qxbrokerd-sim
   $ ls root/usr/share/doc/qxbrokerd-sim/scenarios >scenarios
   $ ls "$SOURCES/docs/scenarios" | diff scenarios -
 
@@ -75,3 +83,4 @@ The archive for routers holds one file. Sources without a repository give it the
   second.tar.gz: OK
   $ tar -tvzf first.tar.gz
   -rwxr-xr-x 0/0 +[0-9]+ 2023-11-14 22:13 usr/sbin/qxagent-manage (re)
+  -rwxr-xr-x 0/0 +[0-9]+ 2023-11-14 22:13 usr/sbin/qxagent-wait (re)

@@ -9,7 +9,7 @@ session of its own, whose differences would be shown here.
   >     s/^    \$ (.*)/  $ { \1; } >out 2>err; [ -s err ] || cat out; cat err/
   >     s/^    ([^ $])/  \1/' "$SOURCES/README.md" >tour.t
   $ grep -c '^  \$' tour.t
-  20
+  21
   $ cram3 --shell=/bin/sh tour.t
   .
   # Ran 1 tests, 0 skipped, 0 failed.
@@ -27,6 +27,11 @@ The recipes of scripting.md print what the block after them shows, and end with 
   >         printed = subprocess.run(['sh', '-c', script], check=True, stdout=subprocess.PIPE, text=True).stdout
   >         print('as shown' if printed == output else script + printed)
   > .
+  as shown
+  as shown
+  as shown
+  as shown
+  as shown
   as shown
   as shown
   as shown

@@ -1,11 +1,12 @@
   $ . "$SESSION"
 
-The archive for routers holds the tool and nothing else. Its checksum lies beside it.
+The archive for routers holds the tool and qxagent-wait, and nothing else. Its checksum lies beside it.
 
   $ (cd "$BUILD" && sha256sum --check *.sha256)
   qxagent-manage-*-linux-musl.tar.gz: OK (glob)
   $ tar -tvzf "$BUILD/$FOR_ROUTERS"
   -rwxr-xr-x 0/0 +[0-9]+ [-0-9]+ [:0-9]+ usr/sbin/qxagent-manage (re)
+  -rwxr-xr-x 0/0 +[0-9]+ [-0-9]+ [:0-9]+ usr/sbin/qxagent-wait (re)
 
 The tool runs where it is unpacked, and needs no library and no loader.
 
