@@ -1,4 +1,4 @@
-There is no time-out: the tool waits for a silent broker until the user ends it, and ends at once then. It
+Without QX_TIMEOUT the tool waits for a silent broker until the user ends it, and ends at once then. It
 has no third thread for that. A person has Ctrl-C,
 
   $ . "$SESSION"
@@ -36,3 +36,10 @@ a script has timeout(1).
   > done 3<tried | sort -u
   124
 
+With QX_TIMEOUT, the call fails after that time.
+
+  $ while read -r operation <&3; do
+  >     QX_TIMEOUT=0.2 timeout 20 qxagent-manage $operation >out 2>&1; echo $?
+  > done 3<tried | sort -u
+  1
+  255
