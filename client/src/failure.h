@@ -3,6 +3,7 @@
 
 #include "qx_plix.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace qxplix {

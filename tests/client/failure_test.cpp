@@ -101,7 +101,7 @@ TEST_F(Failures, OfAnyCommandAreThoseOfTheOthers) {
 
 class Deadlines : public Agent {
 protected:
-    ~Deadlines() override { qx_plix_set_timeout(0); }
+    void TearDown() override { qx_plix_set_timeout(0); }
 
     static void expect_time_out(int result) {
         EXPECT_EQ(result, -1);
