@@ -1,4 +1,5 @@
 #include "base/json.h"
+#include "exchange.h"
 #include "failure.h"
 #include "notices.h"
 #include "qx_plix.h"
@@ -343,6 +344,9 @@ int qx_plix_call(const char* name, const char* data_json, char** out) {
     if (name == nullptr || *name == '\0') {
         return reject("the command has no name");
     }
+    if (const qx::json_ptr text(json_string(name)); !text) {
+        return reject("the command's name is not UTF-8");
+    }
     const qx::json_ptr data =
         parse_argument(data_json == nullptr ? "null" : data_json, JSON_DECODE_ANY);
     return data ? send_command(name, data.get(), out) : -1;
@@ -386,6 +390,7 @@ int qx_plix_set_router_info(const char* router_info_json) {
     if (!info) {
         return -1;
     }
+    const exchange all;
     int result = 0;
     for (const router_field& field : kRouterFields) {
         json_t* const value = json_object_get(info.get(), field.key);
@@ -405,6 +410,7 @@ int qx_plix_get_router_info(char** out) {
     if (!info) {
         return fail_for_memory();
     }
+    const exchange all;
     missing_fields missing;
     for (const router_field& field : kRouterFields) {
         if (fetch_router_field(info.get(), field) != 0) {
@@ -426,6 +432,7 @@ int qx_plix_set_device_info(const char* device_info_json) {
     if (json_object_get(info.get(), "device_id") == nullptr) {
         return reject("the document has no \"device_id\"");
     }
+    const exchange both;
     const int name = send_device_property("set_device_name", info.get(), "name");
     const int blocked =
         send_device_property("set_device_traffic_blocked", info.get(), "traffic_blocked");

@@ -11,6 +11,7 @@ namespace qxplix {
 
 /// While the object lives, the functions below on the same thread obey its deadline, which
 /// qx_plix_set_timeout sets, and count bytes. Outside an exchange they wait without limit.
+/// An exchange inside another one has the deadline of the outer one.
 class exchange {
 public:
     exchange();
@@ -25,6 +26,7 @@ public:
     void count(ssize_t sent, ssize_t received);
 
 private:
+    exchange* outer_;
     milliseconds deadline_;
     std::size_t sent_ = 0;
     std::size_t received_ = 0;

@@ -106,7 +106,7 @@ int fail_refused(const refusal& reason) {
     const bool is_described = last.description[0] != '\0';
     set_message("refused by the broker", is_described ? last.description : nullptr);
     last.has_code = reason.has_code ? 1 : 0;
-    last.code = static_cast<std::int32_t>(reason.code);
+    last.code = reason.code;
     if (reason.has_code) {
         const std::size_t length = std::strlen(last.message);
         std::snprintf(last.message + length, sizeof last.message - length, " (code %ld)",

@@ -32,7 +32,7 @@ int fail_in_callback();
 struct refusal {
     const char* description; ///< zero-terminated UTF-8, or null
     bool has_code;
-    std::int64_t code;
+    std::int32_t code;
 };
 
 /// Records that the broker refused the command. Returns -1.

@@ -74,15 +74,23 @@ void print_wrong_version(const char* version) {
                  QX_PROTOCOL_VERSION);
 }
 
+// Ends the text at its line feed and replaces what is not printable ASCII.
+void make_printable(char* version) {
+    version[std::strcspn(version, "\n")] = '\0';
+    for (char* at = version; *at != '\0'; ++at) {
+        *at = *at >= ' ' && *at <= '~' ? *at : '?';
+    }
+}
+
 bool is_right_version(int fd) {
     char version[kVersionSize];
     if (read_line(fd, version) != 0) {
-        fail(QX_PLIX_STAGE_WRONG_VERSION, "the broker's version file holds no version");
+        fail(QX_PLIX_STAGE_BAD_REPLY, "the broker's version file holds no version");
         return false;
     }
     if (std::strcmp(version, QX_PROTOCOL_VERSION) != 0) {
         print_wrong_version(version);
-        version[std::strcspn(version, "\n")] = '\0';
+        make_printable(version);
         fail(QX_PLIX_STAGE_WRONG_VERSION,
              "the broker speaks another version of the protocol than " QX_PROTOCOL_VERSION,
              version);
@@ -169,9 +177,10 @@ int qx_plix_init2(const char* install_path) {
     // Stays open, and the broker's lock in sight, until the start is through.
     const qx::io::descriptor version_file(open_version_file(install_path));
     if (!version_file) {
+        fail_with_errno(QX_PLIX_STAGE_NOT_RUNNING,
+                        "no broker runs: its version file cannot be opened");
         std::fputs("Daemon is down or you are running an older version of it\n", stderr);
-        return fail_with_errno(QX_PLIX_STAGE_NOT_RUNNING,
-                               "no broker runs: its version file cannot be opened");
+        return -1;
     }
     if (!is_locked(version_file.get())) {
         std::fputs("Daemon is down or you need to try again later\n", stderr);

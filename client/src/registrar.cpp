@@ -277,6 +277,7 @@ int read_events(event_pipe* pipe, std::size_t most, int cancel_state) {
         switch (take_notifications(*pipe, most, events)) {
         case notification::taken:
             deliver_waiting(*pipe, events);
+            clear_failure(); // of a callback
             return 0;
         case notification::awaited:
             if (wait_for_notification(pipe, cancel_state) != 0) {
@@ -344,16 +345,14 @@ connection_change note_connection(milliseconds& missed) QX_REQUIRES(table.guard)
                    slot.state == subscription_state::subscribing;
         any_there = any_there || slot.state == subscription_state::active;
     }
-    if (any_lost == (table.lost_at != 0)) {
+    // Without any subscription nobody knows yet whether a lost broker is back.
+    const bool is_lost = any_lost || (table.lost_at != 0 && !any_there);
+    if (is_lost == (table.lost_at != 0)) {
         return connection_change::none;
     }
-    missed = any_lost ? 0 : now() - table.lost_at;
-    table.lost_at = any_lost ? now() : 0;
-    if (any_lost) {
-        return connection_change::lost;
-    }
-    // The last subscription may have ended without the broker.
-    return any_there ? connection_change::regained : connection_change::none;
+    missed = is_lost ? 0 : now() - table.lost_at;
+    table.lost_at = is_lost ? now() : 0;
+    return is_lost ? connection_change::lost : connection_change::regained;
 }
 
 void warn_of_backlog(std::size_t limit) {
@@ -462,6 +461,7 @@ int registrar_process_some_events_on_pipe(int read_fd, std::size_t most) {
             return fail_no_subscription();
         }
         deliver_waiting(*pipe, events);
+        clear_failure(); // of a callback
         return 0;
     });
 }

@@ -2,6 +2,7 @@
 
 #include "base/descriptor.h"
 #include "event_thread.h"
+#include "failure.h"
 #include "wire.h"
 
 #include <cerrno>
@@ -25,6 +26,7 @@ void close_connection(subscription& slot) {
 __thread bool in_callback = false;
 
 void run_callback(const subscription& slot, const char* message) {
+    clear_failure(); // a callback has made no call yet
     in_callback = true;
     slot.callback(message, slot.user_data);
     in_callback = false;

@@ -7,7 +7,7 @@
 #include "request_trace.h"
 #include "trust.h"
 
-#include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 namespace qxplix {
@@ -39,7 +39,9 @@ int fail_with_reason(const json_t* data) {
         description = json_string_value(data);
     }
     const json_t* const code = json_object_get(data, "code");
-    return fail_refused({description, json_is_integer(code), json_integer_value(code)});
+    const json_int_t number = json_integer_value(code);
+    const bool fits = json_is_integer(code) && number >= INT32_MIN && number <= INT32_MAX;
+    return fail_refused({description, fits, fits ? static_cast<std::int32_t>(number) : 0});
 }
 
 } // namespace

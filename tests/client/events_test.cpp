@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <iterator>
+#include <list>
 #include <sched.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -572,14 +573,26 @@ TEST_F(Subscriptions, ProgramsMayStopTheThreadByTheFlagAlone) {
     EXPECT_EQ(qx_plix_uninit(), 0);
 }
 
-/// Does `work` again and again for as long as the object lives.
-std::jthread repeat(std::function<void()> work) {
-    return std::jthread([work = std::move(work)](const std::stop_token& stop) {
-        while (!stop.stop_requested()) {
-            work();
-        }
-    });
-}
+/// Does `work` again and again on a thread of its own for as long as the object lives.
+class Repeated {
+public:
+    explicit Repeated(std::function<void()> work)
+        : thread_([this, work = std::move(work)] {
+            while (!over_) {
+                work();
+            }
+        }) {}
+    Repeated(const Repeated&) = delete;
+    Repeated& operator=(const Repeated&) = delete;
+    ~Repeated() {
+        over_ = true;
+        thread_.join();
+    }
+
+private:
+    std::atomic<bool> over_{false};
+    std::thread thread_;
+};
 
 // Subscribing, unsubscribing, reading, commands and a broker that restarts, all at once.
 TEST_F(Subscriptions, FromManyThreads) {
@@ -588,14 +601,14 @@ TEST_F(Subscriptions, FromManyThreads) {
         ++*static_cast<std::atomic<int>*>(counter);
     };
     // Readers take notifications from each other, and go on waiting; so this one ends last.
-    const std::jthread emitter = repeat([&] {
+    const Repeated emitter([&] {
         broker.emit(kStartedName, "1");
         broker.emit(kScanName, "[1, 2]");
         broker.emit_raw("device_discovery", stream_of({"{}", "[]"}));
     });
-    std::vector<std::jthread> threads;
+    std::list<Repeated> threads;
     for (const auto type : {kStarted, kScan, QX_PLIX_DEVICE_DISCOVERY}) {
-        threads.push_back(repeat([&, type] {
+        threads.emplace_back([&, type] {
             int fd = -1;
             if (qx_plix_subscribe(type, count, &events, &fd) == 0) {
                 for (int i = 0; i < 10 && is_readable(fd, std::chrono::milliseconds(5)); ++i) {
@@ -603,21 +616,21 @@ TEST_F(Subscriptions, FromManyThreads) {
                 }
                 qx_plix_unsubscribe(type);
             }
-        }));
-        threads.push_back(repeat([&, type] {
+        });
+        threads.emplace_back([&, type] {
             if (qx_plix_subscribe(type, count, &events, nullptr) == 0) {
                 ::sched_yield();
                 qx_plix_unsubscribe(type);
             }
-        }));
+        });
     }
-    threads.push_back(repeat([] {
+    threads.emplace_back([] {
         int status = 0;
         qx_plix_is_enabled(&status);
         // These are other threads' subscriptions, if anybody's.
         qx_plix_read_event_fd(10, 1);
         qx_plix_unsubscribe(kScan);
-    }));
+    });
     for (int round = 0; round < 10; ++round) {
         const int seen = events;
         wait_until([&] { return events >= seen + 100; });

@@ -117,6 +117,11 @@ TEST_F(Deadlines, EndCallsOfASilentAndOfABlockedBroker) {
     qx_plix_set_timeout(100);
     broker.reply("enable_services", {});
     expect_time_out(qx_plix_enable());
+    const auto begin = std::chrono::steady_clock::now();
+    broker.reply("set_router_name", {});
+    expect_time_out(qx_plix_set_router_info(R"({"name": "n", "model": "m"})"));
+    EXPECT_EQ(broker.requests().back(), command("set_router_name", "\"n\""));
+    EXPECT_LT(since(begin), kPatience);
     broker.reply("qxagent_started", {});
     expect_time_out(qx_plix_subscribe(QX_PLIX_QXAGENT_STARTED, Inbox::note, nullptr, nullptr));
     qx_plix_uninit();

@@ -28,7 +28,7 @@ No secret reaches the log or a message, at any level, from damaged settings or f
         1 INFO  [operation.cpp][log_reason()]: register: parameter 1 is not KEY=VALUE
         1 INFO  [operation.cpp][log_reason()]: register: the value of '--params' is not UTF-8
         2 INFO  [operation.cpp][log_reason()]: register_to_cloud: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
-        1 INFO  [operation.cpp][log_reason()]: register_to_cloud: refused by the broker: 'register_mac_address' is not a MAC address (code 1)
+        1 INFO  [operation.cpp][log_reason()]: register_to_cloud: refused
         1 INFO  [operation.cpp][log_reason()]: register_to_cloud: the registration values are not UTF-8
         1 INFO  [operation.cpp][log_reason()]: set_quillet_location: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
         1 INFO  [operation.cpp][log_reason()]: set_registration_cloud: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
@@ -38,3 +38,14 @@ No secret reaches the log or a message, at any level, from damaged settings or f
   log:0
   messages:0
   [1]
+
+The log does not repeat a broker that quotes the token, though a terminal or a script may see it.
+
+  $ stop $broker
+  $ broker "{\"commands\": {\"start_cloud_registration\": [{\"status\": 1, \"data\": {\"description\": \"$s is unknown\"}}]}}"
+  $ QX_ERRORS=text qxagent-manage register_to_cloud --params=token=$s,mac=m
+  Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
+  [1]
+  $ log
+  ERROR [settings.cpp][report_failure()]: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
+  INFO  [operation.cpp][log_reason()]: register_to_cloud: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)

@@ -154,9 +154,18 @@ int result_of(const OperationRow& row, const CommandLine& options) {
     return (*std::get_if<Handler>(&row.work))(options);
 }
 
+// What a broker says of a registration may quote its values, which the log never holds.
+bool may_quote_secrets(Operation operation, const Reason& why) {
+    return (operation == Operation::register_router || operation == Operation::register_to_cloud) &&
+           (why.failure.stage == QX_PLIX_STAGE_REFUSED ||
+            why.failure.stage == QX_PLIX_STAGE_BAD_REPLY);
+}
+
 // While the log is open.
-void log_reason(const char* operation) {
-    QX_LOG(qx::log::level::info, "{}: {}", operation, reason().failure.message);
+void log_reason(const OperationRow& row) {
+    const Reason& why = reason();
+    QX_LOG(qx::log::level::info, "{}: {}", row.word,
+           may_quote_secrets(row.operation, why) ? why.stage : why.failure.message);
 }
 
 } // namespace
@@ -199,7 +208,7 @@ int run(const OperationRow& row, const CommandLine& options) {
     const int status = started == kSuccess ? do_work(row, options) : started;
     if (status != kSuccess) {
         note_library_reason(false);
-        log_reason(row.word);
+        log_reason(row);
     }
     return status;
 }

@@ -103,8 +103,9 @@ void print_record(const char* stage, int status, const qx_plix_failure_t& failur
         to_json(message)));
     const qx::text_ptr line(::json_dumps(record.get(), 0));
     if (line) {
-        std::fputs(line.get(), stderr);
-        std::fputc('\n', stderr);
+        // One write, as the line of another thread may come at the same time.
+        const std::string text = std::string(line.get()) + "\n";
+        std::fwrite(text.data(), 1, text.size(), stderr);
     }
 }
 

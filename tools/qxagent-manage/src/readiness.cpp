@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <system_error>
 #include <unistd.h>
@@ -31,8 +32,10 @@ void notify_manager(const char* state) {
         address.sun_path[0] = '\0';
     }
     const qx::io::descriptor manager(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const timeval patience{1, 0}; // for a manager whose queue is full
+    ::setsockopt(manager.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
-    ::sendto(manager.get(), state, std::strlen(state), MSG_NOSIGNAL | MSG_DONTWAIT,
+    ::sendto(manager.get(), state, std::strlen(state), MSG_NOSIGNAL,
              reinterpret_cast<const sockaddr*>(&address), size);
 }
 

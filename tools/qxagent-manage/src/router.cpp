@@ -6,6 +6,8 @@
 #include "qx_plix.h"
 #include "request.h"
 
+#include <utility>
+
 namespace qx::manage {
 namespace {
 
@@ -17,9 +19,15 @@ qx::json_ptr interface_array(const std::vector<std::string>& interfaces) {
             note_failure({message::interface_is_no_pair, element});
             return nullptr;
         }
+        qx::json_ptr name = text_value(pair->first);
+        qx::json_ptr type = text_value(pair->second);
+        if (!name || !type) {
+            note_failure({message::value_is_not_utf8, "--interfaces"});
+            return nullptr;
+        }
         Request interface;
-        interface.add("name", text_value(pair->first));
-        interface.add("type", text_value(pair->second));
+        interface.add("name", std::move(name));
+        interface.add("type", std::move(type));
         if (!qx::json_array_append_value(array.get(), interface.take())) {
             return nullptr;
         }

@@ -12,16 +12,20 @@
 #include "reason.h"
 
 #include <cstdint>
+#include <new>
 
 namespace qx::manage {
 namespace {
 
-void log_warning(const char* text, void* /*unused*/) {
+// The library's callbacks must not throw: a line that memory is too short for is lost.
+
+void log_warning(const char* text, void* /*unused*/) noexcept try {
     QX_LOG(qx::log::level::warning, "{:s}", text);
     print_notice(text);
+} catch (const std::bad_alloc&) {
 }
 
-void log_connection(int connected, std::int64_t missed_ms, void* /*unused*/) {
+void log_connection(int connected, std::int64_t missed_ms, void* /*unused*/) noexcept try {
     if (connected == 0) {
         QX_LOG(qx::log::level::warning, "lost the broker; its events are missed until it is back");
     } else {
@@ -29,11 +33,13 @@ void log_connection(int connected, std::int64_t missed_ms, void* /*unused*/) {
                "the broker is back; the events of {}.{:03} seconds were missed", missed_ms / 1000,
                missed_ms % 1000);
     }
+} catch (const std::bad_alloc&) {
 }
 
-void log_request(const qxplix::traced_request& request) {
+void log_request(const qxplix::traced_request& request) noexcept try {
     QX_LOG(qx::log::level::debug, "{}: {} bytes sent, {} received, {} us, result {}", request.name,
            request.sent, request.received, request.microseconds, request.result);
+} catch (const std::bad_alloc&) {
 }
 
 // The library has printed why no broker runs, but not that no agent is installed.
