@@ -8,10 +8,10 @@
  *   fails without a request.
  * - JSON comes out through `char** out` as a text in one line that the caller frees with free().
  *   Set the pointer to null before the call: it is left alone when the broker sends no data. A null
- *   `out` fails without a request. Where a command fails, the text holds the broker's details.
+ *   `out` fails without a request. When a command fails, the text holds the broker's details.
  * - A command opens a connection of its own, works on any thread, also before qx_plix_init, and
- *   blocks until the broker replies or the time given to qx_plix_set_timeout is over.
- * - qx_plix_last_failure tells why a call failed.
+ *   blocks until the broker replies or the timeout of qx_plix_set_timeout expires.
+ * - qx_plix_last_failure reports why a call failed.
  * - No call raises SIGPIPE.
  */
 #ifndef QX_PLIX_H
@@ -47,10 +47,10 @@ typedef enum qx_plix_stage {
     QX_PLIX_STAGE_CONNECTION = 4,    /* no connection, or the broker closed it */
     QX_PLIX_STAGE_REFUSED = 5,       /* the broker refused the command */
     QX_PLIX_STAGE_BAD_REPLY = 6,     /* the reply cannot be understood */
-    QX_PLIX_STAGE_TIMED_OUT = 7,     /* the time of qx_plix_set_timeout is over */
-    QX_PLIX_STAGE_INTERRUPTED = 8,   /* by a signal handler */
+    QX_PLIX_STAGE_TIMED_OUT = 7,     /* the timeout of qx_plix_set_timeout expired */
+    QX_PLIX_STAGE_INTERRUPTED = 8,   /* a signal handler interrupted the call */
     QX_PLIX_STAGE_MEMORY = 9,        /* out of memory */
-    QX_PLIX_STAGE_LIMIT = 10         /* of the library or of the system: too many of something */
+    QX_PLIX_STAGE_LIMIT = 10         /* a limit of the library or of the system was reached */
 } qx_plix_stage;
 
 /* Why a call failed. The size of the record is fixed; later versions use the reserved bytes. */
@@ -141,15 +141,15 @@ void qx_plix_set_warning_cb(qx_plix_warning_cb callback, void* user_data);
 void qx_plix_set_connection_cb(qx_plix_connection_cb callback, void* user_data);
 
 /* Bounds each command and each qx_plix_subscribe, from connecting to the last byte of the reply,
- * and the connection that qx_plix_init opens as a probe. A call that is not through after
+ * and the connection that qx_plix_init opens as a probe. A call that takes longer than
  * `milliseconds` fails. 0, the initial value, means no limit. The time is measured on the monotonic
  * clock. Applies to calls that begin afterwards; works at any time, also before qx_plix_init. Any
  * thread. */
 void qx_plix_set_timeout(uint64_t milliseconds);
 
-/* Stores in `failure` why the last call on this thread that returns 0 or -1 failed. After a
- * successful call, and before the first one, all its members are 0. Returns 0, or -1 when `failure`
- * is null. Does not change the record itself. Any thread. */
+/* Stores in `failure` why the last call on this thread failed, where only calls that report failure
+ * by their result count. All members are 0 after a successful call and before the first one.
+ * Returns 0, or -1 when `failure` is null. This call itself is never recorded. Any thread. */
 int qx_plix_last_failure(qx_plix_failure_t* failure);
 
 /* --- callbacks, fork and signals ---------------------------------------------------------------
@@ -171,8 +171,8 @@ int qx_plix_last_failure(qx_plix_failure_t* failure);
  *
  * The event thread blocks all signals, and programs that a callback starts there inherit this. A
  * signal handler makes a qx_plix_read_event_fd that waits on the same thread return -1. A command
- * that waits for the broker returns -1 too unless the handler was installed with SA_RESTART. With a
- * time set by qx_plix_set_timeout, no handler interrupts a command. */
+ * that waits for the broker returns -1 too unless the handler was installed with SA_RESTART. While
+ * qx_plix_set_timeout has set a limit, no handler interrupts a command. */
 
 /* --- events ------------------------------------------------------------------------------------
  */
@@ -223,9 +223,9 @@ int qx_plix_set_backlog_limit(uint64_t bytes);
  */
 
 /* Sends the broker command `name` with the JSON value `data_json`, which may be of any type; null
- * stands for the JSON value null. The broker's data goes out through `out`, which may be null, also
- * when the broker refuses the command. Fails without a request for a null or empty `name` and for a
- * text that is not JSON. Any thread. */
+ * stands for the JSON value null. Stores the broker's data in `out`, which may be null, even when
+ * the broker refuses the command. Fails without a request for a null or empty `name` and for a text
+ * that is not JSON. Any thread. */
 int qx_plix_call(const char* name, const char* data_json, char** out);
 
 /* --- services ----------------------------------------------------------------------------------

@@ -12,7 +12,7 @@
 namespace qxplix {
 namespace {
 
-// A century; the sum with the clock cannot overflow.
+// A century. Adding this to the clock cannot overflow.
 constexpr std::uint64_t kLongestTimeout = std::uint64_t{100} * 366 * 24 * 3600 * 1000;
 
 std::size_t timeout = 0; ///< in milliseconds; 0 means none
@@ -36,8 +36,9 @@ int flags() {
     return deadline() == 0 ? 0 : MSG_DONTWAIT;
 }
 
-// Whether a call that has just failed with errno is to be repeated: waits until `fd` is ready for
-// `events`. Returns false with errno when the failure stands or the deadline has passed.
+// Waits until `fd` is ready for `events`. Returns true when the call that has just failed with
+// errno should be repeated, and false with errno when its failure is final or the deadline has
+// passed.
 bool becomes_ready(int fd, short events) {
     if (deadline() == 0 || (errno != EAGAIN && errno != EINTR)) {
         return false;
@@ -66,7 +67,7 @@ milliseconds choose_deadline() {
     return limit == 0 ? 0 : now() + static_cast<milliseconds>(limit);
 }
 
-// Makes connect(2) give up in time: the only limit that it has on a socket of this kind.
+// Bounds connect(2). SO_SNDTIMEO is the only time limit that connect(2) obeys on a Unix socket.
 int limit_connect(int fd, milliseconds left) {
     const timeval limit{static_cast<time_t>(left / 1000),
                         static_cast<suseconds_t>(left % 1000 * 1000)};

@@ -1,5 +1,4 @@
-// One exchange with the broker on the calling thread: the time it may take and the bytes that it
-// moves.
+// One exchange with the broker on the calling thread, with its deadline and its byte counts.
 #pragma once
 
 #include "clock.h"
@@ -9,8 +8,9 @@
 
 namespace qxplix {
 
-/// While the object lives, the functions below on the same thread obey its deadline, which
-/// qx_plix_set_timeout sets, and count bytes. Outside an exchange they wait without limit.
+/// While the object lives, the functions below, when called on the same thread, obey its deadline
+/// and add to its byte counts. The timeout of qx_plix_set_timeout determines the deadline. Outside
+/// an exchange the functions wait without a time limit.
 /// An exchange inside another one has the deadline of the outer one.
 class exchange {
 public:
@@ -36,8 +36,9 @@ private:
 /// deadline has passed.
 int exchange_connect(int fd);
 
-/// Sends or receives a part like send(2) and recv(2). An exchange with a deadline goes on after a
-/// signal handler. Returns -1 with errno, which is ETIMEDOUT when the deadline has passed.
+/// Send or receive some of the bytes like send(2) and recv(2). In an exchange with a deadline, a
+/// signal handler does not interrupt the call. Return the number of bytes, or -1 with errno, which
+/// is ETIMEDOUT when the deadline has passed.
 ssize_t exchange_send(int fd, const void* bytes, std::size_t size);
 ssize_t exchange_receive(int fd, void* bytes, std::size_t size);
 

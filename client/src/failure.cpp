@@ -61,7 +61,7 @@ void set_message(const char* sentence, const char* detail) {
 } // namespace
 
 void clear_failure() {
-    // Most calls succeed; then only the stage has to be looked at.
+    // Most calls succeed, so clear the large record only when it holds a failure.
     if (last.stage != QX_PLIX_STAGE_NONE) {
         last = {};
     }

@@ -8,19 +8,20 @@
 
 namespace qxplix {
 
-/// Forgets the recorded failure. Every public call that can fail begins with it, and so does the
-/// end of one that succeeds although a step failed.
+/// Forgets the recorded failure. Every public call that can fail calls this function first; a call
+/// that succeeds although one of its steps failed calls it again at the end.
 void clear_failure();
 
 /// Records a failure of the current call, unless an earlier step of the call has failed already.
 /// The message is `sentence`, followed by ": " and `detail` unless that is null. Returns -1.
 int fail(qx_plix_stage stage, const char* sentence, const char* detail = nullptr);
 
-/// Records a failed system call: errno, whose text follows `sentence`. EINTR, ETIMEDOUT and ENOMEM
-/// choose a stage of their own. Returns -1.
+/// Records a failed system call with errno, whose text follows `sentence`. EINTR, ETIMEDOUT,
+/// ENOMEM, EMFILE and ENFILE have stages of their own, which override `stage`. Keeps errno and
+/// returns -1.
 int fail_with_errno(qx_plix_stage stage, const char* sentence);
 
-/// Records that memory was short. Returns -1.
+/// Records that memory ran out. Returns -1.
 int fail_for_memory();
 
 /// Record that the library is not started, or that the call is not allowed in a callback. Return
