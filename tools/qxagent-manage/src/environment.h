@@ -1,4 +1,4 @@
-// The environment variables that change a run of any operation.
+// The environment variables that affect every operation.
 #pragma once
 
 #include "printers.h"
@@ -8,12 +8,12 @@
 
 namespace qx::manage {
 
-/// Reads a decimal number of seconds ("3", "0.25", ".5") as milliseconds, rounded up. Nothing for
-/// any other text and for more than 1000000 seconds.
+/// Converts a decimal number of seconds ("3", "0.25", ".5") to milliseconds, rounded up. Returns
+/// nothing for any other text and for more than 1000000 seconds.
 std::optional<std::uint64_t> milliseconds_of(const char* seconds);
 
 /// Checks QX_ERRORS and applies QX_TIMEOUT and QX_BROKER_UID to the client library. Returns the
-/// first variable that is invalid.
+/// failure of the first variable that is invalid.
 std::optional<Failure> apply_environment();
 
 } // namespace qx::manage

@@ -1,6 +1,6 @@
-// Every way in which the tool speaks: results on standard output, failures, warnings and the
-// usage's reason on standard error. Nothing else in the tool writes to standard error. Main thread
-// only; no call reports a failure of its own.
+// All output of the tool: results and the usage on standard output, failures and warnings on
+// standard error. Nothing else in the tool writes to standard error. Main thread only, unless
+// stated otherwise; no call reports a failure of its own.
 #pragma once
 
 #include "json_writer.h"
@@ -86,13 +86,13 @@ inline constexpr Message memory_is_short{stage::memory, "out of memory"};
 /// A failure on its way to the user.
 struct Failure {
     Message message{};
-    string_view detail = {}; ///< replaces "{}" in the message; its owner keeps the text
+    string_view detail = {}; ///< replaces "{}" in the message; not copied
 };
 
 /// A failure whose detail is the text of errno.
 Failure system_failure(Message message);
 
-/// The failure as one line, without line feed.
+/// Returns the failure as one line without a line feed.
 std::string to_line(const Failure& failure);
 
 /// Notes the failure as the run's reason. Returns kFailure.
@@ -105,22 +105,23 @@ int print_failure(const Failure& failure);
 /// Prints the line of a failure that does not end the operation.
 void print_passed_over(const Failure& failure);
 
-/// Reports the settings store's last failure to open.
+/// Prints why the settings store could not be opened last and notes it as the run's reason. Returns
+/// kFailure.
 int print_unreadable_settings();
 
-/// Whether QX_ERRORS is unset or has one of its values.
+/// Returns whether QX_ERRORS is unset or has a valid value.
 bool errors_setting_is_valid();
 
-/// Says which operation the lines of print_notice and print_reason name; a constant. Call it before
-/// any other thread runs.
+/// Sets the operation that the lines of print_notice and print_reason name. `operation` must be a
+/// constant, as it is not copied. Call it before any other thread runs.
 void speak_for(const char* operation);
 
 /// Prints a line about something that went wrong in a run that may still end with 0, if QX_ERRORS
 /// asks for reasons. Any thread.
 void print_notice(string_view text);
 
-/// Prints, as the last line of a run that ends with `status`, why it does not end with 0, if
-/// QX_ERRORS asks for reasons and, as text, if no line says so already.
+/// Call it last in a run that ends with `status`. Unless that is 0, prints the run's reason if
+/// QX_ERRORS asks for reasons; as text, only if no earlier line gave the reason.
 void print_reason(int status);
 
 /// Appends a parsed JSON document as it is printed: one line, or several indented by 4 when
@@ -146,7 +147,8 @@ void print_schedule_error(int result, const char* reason);
 /// Prints the usage on standard output and the last-error record on standard error.
 void print_usage();
 
-/// Prints a warning as a block of two lines on standard error. Only the contract asks for it.
+/// Prints a warning as a block of two lines on standard error. Use it only where the tool's
+/// interface requires this form.
 void print_warning(string_view message);
 
 } // namespace qx::manage

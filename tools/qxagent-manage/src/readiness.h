@@ -1,4 +1,4 @@
-// Telling whoever started a listener that it listens.
+// Tells the program that started a listener when the listener is ready.
 #pragma once
 
 #include "printers.h"
@@ -7,15 +7,15 @@
 
 namespace qx::manage {
 
-/// Checks QX_READY_FD. Call it before the program opens anything, or a number that the caller
-/// forgot to open could be a descriptor of the program's own. Returns the failure when the value is
-/// no open descriptor above 2.
+/// Checks QX_READY_FD. Call it before the program opens a descriptor; otherwise the program's own
+/// descriptor could pass for one that the caller forgot to open. Returns a failure when the value
+/// is not an open descriptor above 2.
 std::optional<Failure> check_ready_fd();
 
-/// Announces that all subscriptions are in place, and, when the object goes, that listening ends:
-/// "READY=1" and "STOPPING=1" to the service manager's socket (NOTIFY_SOCKET), and one line feed to
-/// the descriptor that QX_READY_FD names, which is then closed. A receiver that is gone or takes
-/// nothing is passed over. QX_READY_FD must have been checked.
+/// announce() reports that all subscriptions are in place: it sends "READY=1" to the service
+/// manager's socket (NOTIFY_SOCKET), writes a line feed to the descriptor that QX_READY_FD names,
+/// and closes this descriptor. The destructor then sends "STOPPING=1" to the socket. A receiver
+/// that is gone or whose buffer is full is skipped. Call check_ready_fd() first.
 class Readiness {
 public:
     Readiness() = default;
