@@ -80,11 +80,11 @@ void run(const qx::manage::CommandLine& options) {
 
 } // namespace
 
-/// The answer's number, then words up to zero bytes.
+/// Input: the number of the broker's answer, then words that end at zero bytes.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const bool logs = start_log();
     check(logs, "everything is logged");
-    // A log that grew until its rotation would change its descriptor.
+    // Keep the log short, because its rotation would change its descriptor.
     std::filesystem::resize_file(kLog, 0);
     ::unlink(qx::test::kSettingsFile.c_str());
     const qx::fuzz::DescriptorCheck descriptors;

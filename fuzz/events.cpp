@@ -1,5 +1,5 @@
 // Subscriptions under a broker that sends, refuses, falls silent, goes and comes back in any order.
-// The event thread's work is done here, step by step.
+// The target does the event thread's work itself, step by step.
 
 #include "fake_broker.h"
 #include "heap.h"
@@ -24,7 +24,7 @@ void note(const char* event_json, void* user_data) {
     noted += std::strlen(event_json) + 1;
 }
 
-/// What the steps act on.
+/// The broker, connections and pipes on which the steps act.
 struct Scene {
     qx::fuzz::FakeBroker broker;
     std::vector<int> connections;
@@ -103,7 +103,7 @@ void step(Scene& scene, qx::fuzz::Input& input) {
 
 } // namespace
 
-/// How large the pieces are, then step after step.
+/// Input: the size of pieces, then the steps.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const qx::fuzz::DescriptorCheck descriptors;
     qx::fuzz::Input input(data, size);

@@ -52,7 +52,8 @@ std::string framed(const std::string& json) {
 
 using namespace qx::fuzz;
 
-// The names are the linker's. A program that wraps fewer calls never gets here for the others.
+// The linker's --wrap requires these names. A program that does not wrap a call never uses its
+// function here.
 extern "C" {
 
 int __real_close(int fd) __attribute__((weak));
@@ -71,7 +72,7 @@ int __wrap_connect(int fd, const sockaddr* /*address*/, socklen_t /*length*/) {
     return 0;
 }
 
-// Root is the broker.
+// Reports that the broker runs as root.
 int __wrap_getsockopt(int /*fd*/, int /*level*/, int option, void* value, socklen_t* /*length*/) {
     check(option == SO_PEERCRED, "only the broker's user is asked for");
     *static_cast<ucred*>(value) = {};
@@ -120,7 +121,7 @@ int __wrap_clock_gettime(clockid_t clock, timespec* time) {
     return result;
 }
 
-// No program can be run.
+// Keeps the target from running programs.
 pid_t __wrap_fork() {
     return fail(EAGAIN);
 }

@@ -1,4 +1,4 @@
-// The frame reader: however a stream is cut, the same messages come out.
+// The frame reader finds the same messages however a stream is cut.
 
 #include "base/protocol.h"
 #include "frame_reader.h"
@@ -56,8 +56,8 @@ Result read_all(const std::string& stream, std::size_t piece, bool in_place) {
     return result;
 }
 
-/// What should come out of `stream`, which is cut short where a message would be larger than inputs
-/// are: room for it takes most of the time, and it never arrives.
+/// Returns the expected result for `stream`. Cuts `stream` before a message that is larger than an
+/// input can be: such a message never arrives, and allocating room for it dominates the time.
 Result expected(std::string& stream) {
     constexpr std::int32_t kLarge = 1 << 16;
     Result result;

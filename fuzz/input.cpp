@@ -29,7 +29,7 @@ std::string Input::until(char end) {
 
 void check(bool holds, const char* what) {
     if (!holds) {
-        // Standard error may be captured.
+        // A Capture may have redirected the stream stderr, so write to the descriptor.
         ::dprintf(STDERR_FILENO, "does not hold: %s\n", what);
         std::abort();
     }

@@ -9,7 +9,7 @@ int main(int argc, char** argv) {
     LLVMFuzzerInitialize(&argc, &argv);
     int files = 0;
     for (const auto& entry : std::filesystem::directory_iterator(argv[argc - 1])) {
-        // Whoever looks into a crash needs to know.
+        // The last name printed before a crash is the file that caused it.
         std::fprintf(stderr, "%s\n", entry.path().filename().c_str());
         const std::string bytes = qx::test::read_file(entry.path());
         LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());

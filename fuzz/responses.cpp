@@ -1,5 +1,5 @@
-// Whatever a broker answers to whatever document, each call of the library comes to an end with a
-// result of its own.
+// Each call of the library returns one of its documented results, whatever the document and the
+// broker's answer are.
 
 #include "fake_broker.h"
 #include "input.h"
@@ -19,7 +19,7 @@ using qx::fuzz::check;
 
 using Document = const char*;
 
-/// Makes a call that hands out a text.
+/// Makes a call that stores a text, and checks the text.
 int with_text(const std::function<int(char**)>& call) {
     char* text = nullptr;
     const int result = call(&text);
@@ -37,7 +37,7 @@ void check_error(const qx_plix_error_t& error) {
     ::json_decref(text);
 }
 
-/// Makes a call of any kind with a document and checks what it hands out. Returns its result.
+/// Makes a call of any kind with a document and checks its outputs. Returns the result of the call.
 struct Caller {
     Document document;
 
@@ -85,7 +85,7 @@ int register_to_cloud(Document document) {
     return qx_plix_register_to_cloud(document, document, nullptr);
 }
 
-/// A failure may be the broker's own code, whatever it is.
+/// The call may return any code of the broker for a failure; returns -1 instead.
 int remove_satellite(Document document) {
     return qx_plix_remove_satellite(document) == 0 ? 0 : -1;
 }
@@ -94,7 +94,7 @@ int any_call(Document document, char** out) {
     return qx_plix_call("any", document, out);
 }
 
-/// A failed call has a reason, which is UTF-8, and a successful one has none.
+/// Checks that a failed call has a reason in UTF-8 and that a successful call has none.
 void check_failure(bool failed) {
     qx_plix_failure_t failure;
     check(qx_plix_last_failure(&failure) == 0, "a failure can be read");
@@ -148,8 +148,8 @@ const Call kCalls[] = {
 
 } // namespace
 
-/// The call, how large the pieces are, whether the answer gets its right length in front, the
-/// document up to a line end, the answer.
+/// Input: the number of the call, the size of pieces, whether the target prefixes the answer with
+/// its length, the document up to a line feed, and the answer.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const qx::fuzz::DescriptorCheck descriptors;
     qx::fuzz::Input input(data, size);

@@ -1,4 +1,4 @@
-// The store: what it makes of any file, and whether it keeps what it is given.
+// The settings store reads any file without harm and keeps the values that are set.
 
 #include "qx/settings.h"
 
@@ -40,7 +40,7 @@ void change(const std::string& key, const std::string& value) {
 
 } // namespace
 
-/// A key and a value, each up to a line end, and the store's file.
+/// Input: a key and a value, each up to a line feed, and the content of the store's file.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const qx::fuzz::DescriptorCheck descriptors;
     const qx::fuzz::Capture err(stderr);

@@ -1,4 +1,4 @@
-// The library's start: where the agent is installed, and whether its broker is the right one.
+// The start of the library: how it finds the install directory and checks the broker's version.
 
 #include "fake_broker.h"
 #include "input.h"
@@ -37,7 +37,7 @@ int lock_version_file() {
 
 } // namespace
 
-/// A link's target and a passwd file, each up to a zero byte, and a version file.
+/// Input: a link's target and a passwd file, each up to a zero byte, and a version file.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const int lock = lock_version_file();
     check(lock >= 0, "the version file is locked");

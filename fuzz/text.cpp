@@ -89,7 +89,7 @@ void check_stream(const std::string& text, std::size_t cut) {
 
 } // namespace
 
-/// The number of pieces, a separator up to a zero byte, and a text.
+/// Input: the number of pieces, a separator up to a zero byte, and a text.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     qx::fuzz::Input input(data, size);
     const std::uint8_t number = input.byte();
