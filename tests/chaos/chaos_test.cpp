@@ -1,6 +1,6 @@
-// A listener, callers and writers of settings at once against a broker that is killed, restarted
-// and answers late, half or wrongly. QX_CHAOS_SECONDS (5) says for how long, QX_CHAOS_SEED with
-// which choices; at the end stands an account.
+// A listener, callers and writers of settings run at once while the broker is killed, is restarted
+// and answers late, half or wrongly. QX_CHAOS_SECONDS (default 5) sets the duration and
+// QX_CHAOS_SEED the random choices. The test prints an account at the end.
 
 #include "broker_client.h"
 #include "settings_writer.h"
@@ -31,13 +31,13 @@ const std::string& one_of(const Texts& all, std::mt19937& random) {
     return all[random() % all.size()];
 }
 
-/// The lines of a file beside this one: "answers" to commands and "refusals" of subscriptions are
-/// rules of a scenario, "calls" are command lines.
+/// Returns the lines of a file beside this one. The files "answers" (to commands) and "refusals"
+/// (of subscriptions) hold rules of a scenario, and "calls" holds command lines.
 Texts read_lines(const char* name) {
     return lines_of(read_file(fs::path(QX_SOURCE_DIR) / "tests/chaos" / name));
 }
 
-/// A scenario for the broker, which refuses one subscription or none.
+/// Returns a scenario in which the broker refuses one subscription or none.
 std::string make_scenario(std::mt19937& random, bool refuses) {
     const Texts all_answers = read_lines("answers");
     std::string answers = "{}";
@@ -51,7 +51,7 @@ std::string make_scenario(std::mt19937& random, bool refuses) {
                        refusal);
 }
 
-/// Calls the tool over and over: how many of the calls ended with which status.
+/// Calls the tool over and over. Returns how many of the calls ended with each status.
 std::map<int, long> call_until(const std::atomic<bool>& stop, unsigned seed) {
     const Texts calls = read_lines("calls");
     std::map<int, long> statuses;
@@ -64,7 +64,7 @@ std::map<int, long> call_until(const std::atomic<bool>& stop, unsigned seed) {
     return statuses;
 }
 
-/// What a process takes of the machine.
+/// The memory and the descriptors that a process uses.
 struct Footprint {
     explicit Footprint(const Process& process)
         : kilobytes(resident_kib(std::to_string(process.pid())))
@@ -74,8 +74,8 @@ struct Footprint {
     std::size_t descriptors;
 };
 
-/// The lines of the broker's trace that say that an event was sent to a subscriber, as listen
-/// prints the event.
+/// Returns the events that the broker sent to a subscriber according to its trace, as listen prints
+/// them.
 Texts sent_events(const std::string& trace) {
     Texts events;
     const std::string before = "event ";
@@ -90,7 +90,7 @@ Texts sent_events(const std::string& trace) {
     return events;
 }
 
-/// The texts of `all` that `others` lacks.
+/// Returns the texts of `all` that `others` lacks.
 Texts missing_from(Texts others, Texts all) {
     std::sort(others.begin(), others.end());
     std::sort(all.begin(), all.end());
@@ -106,9 +106,9 @@ public:
     explicit Stage(unsigned seed)
         : random_(seed) {}
 
-    /// A broker starts, is restarted some times and dies in one of several ways.
+    /// Starts a broker, restarts it several times and kills or ends it.
     void one_life() {
-        // A listener that starts would be refused for good; one that was there before comes again.
+        // A refusal ends a listener that is just starting; one that has subscribed before retries.
         const bool refuses = deaths_ > 0 && random_() % 4 == 0;
         Simulator simulator(make_scenario(random_, refuses), {"--trace"});
         if (deaths_ == 0) {
@@ -117,7 +117,7 @@ public:
         }
         std::size_t requests = kEvents.size() + (refuses ? 1 : 0);
         wait_until_back(simulator, requests);
-        // In its first life the listener was still starting.
+        // In the first life the listener was still starting, so measure its start in the second.
         at_end_.emplace(*listener_);
         at_start_ = deaths_ < 2 ? at_end_ : at_start_;
         std::size_t returns = 0;
@@ -140,7 +140,7 @@ public:
         ++deaths_;
     }
 
-    /// Stops the listener, which must have printed every event once and kept its size.
+    /// Stops the listener. It must have printed every event once and must not have grown.
     void finish() {
         EXPECT_EQ(listener_->stop(), Outcome());
         Texts printed;
@@ -160,7 +160,7 @@ public:
         EXPECT_EQ(lost, Texts());
         EXPECT_EQ(surplus, Texts());
         EXPECT_EQ(at_end_->descriptors, at_start_->descriptors);
-        if (!kSanitized) { // sanitizers keep what is freed
+        if (!kSanitized) { // sanitizers keep freed memory
             EXPECT_LT(at_end_->kilobytes, at_start_->kilobytes + 1024);
         }
     }
@@ -182,8 +182,9 @@ private:
         }
         simulator.wait_for_output(fmt::format(R"({{"n": "{}-{}"}})", rounds_, kBurst),
                                   kEvents.size());
-        // The trace tells of an event before it is sent, and everything is sent in the order in
-        // which it came up. The broker waits for nobody but for who reads its trace.
+        // The broker traces an event before it sends it, and it sends in order, so the reply to a
+        // later command shows that the events are sent. Keep reading the trace meanwhile, because
+        // the broker waits for the reader of its trace.
         const BrokerClient client;
         client.send(command("get_version_info"));
         while (!client.has_input()) {
@@ -203,12 +204,12 @@ private:
     int drops_ = 0;
 };
 
-TEST(Chaos, LosesNothing) {
+TEST(Chaos, LosesNoEventAndNoSetting) {
     const unsigned seed = from_environment("QX_CHAOS_SEED", std::random_device()());
     std::printf("seed: %u\n", seed);
     std::fflush(stdout);
     fs::create_directories(kInstallDir);
-    // They pause, for they are not a benchmark of the disk.
+    // The writers pause between writes so that the disk is not the bottleneck.
     SettingsWriter writers[] = {SettingsWriter(0, 10'000), SettingsWriter(1, 10'000)};
     std::atomic<bool> stop = false;
     std::future<std::map<int, long>> callers[] = {

@@ -54,7 +54,7 @@ std::size_t count_threads() {
     return static_cast<std::size_t>(std::distance(directory_iterator("/proc/self/task"), {}));
 }
 
-TEST(EventNames, OfTheBrokerAreShortAndInLowerCase) {
+TEST(EventNames, TranslateToShortLowerCaseBrokerNames) {
     EXPECT_EQ(qx_plix_event_type_from_str(nullptr), QX_PLIX_EVENT_UNKNOWN);
     EXPECT_EQ(qx_plix_event_type_to_str(QX_PLIX_EVENT_UNKNOWN), nullptr);
     const std::pair<std::string, std::string> broker_names[] = {
@@ -110,7 +110,7 @@ TEST_F(Subscriptions, HandEventsToTheirReaderOneByOneInPortionsOrAllAtOnce) {
     EXPECT_EQ(bytes_in(fd), 0);
 }
 
-TEST_F(Subscriptions, AreEightAtMost) {
+TEST_F(Subscriptions, NinthIsRefused) {
     for (int i = 0; i < 8; ++i) {
         listen(kStarted, inbox);
     }
@@ -124,7 +124,7 @@ TEST_F(Subscriptions, AreEightAtMost) {
     EXPECT_LT(open_descriptors().size(), before.size() + 2);
 }
 
-TEST_F(Subscriptions, ToTheSameEventEndOneAtATime) {
+TEST_F(Subscriptions, UnsubscribeEndsOnlyOneOfTwoToTheSameEvent) {
     Inbox second;
     const int first_fd = subscribe(kStarted, inbox);
     const int second_fd = subscribe(kStarted, second);
@@ -134,7 +134,7 @@ TEST_F(Subscriptions, ToTheSameEventEndOneAtATime) {
     read_until(second_fd, 1, second, 1);
     qx_plix_unsubscribe(kStarted);
     broker.wait_for_subscribers(1);
-    // The number may stand for something else by now.
+    // Another file may have reused the number of the closed descriptor.
     int others[2] = {-1, -1};
     ASSERT_EQ(::pipe(others), 0);
     ASSERT_TRUE(others[0] == first_fd || ::dup2(others[0], first_fd) == first_fd);
@@ -147,12 +147,13 @@ TEST_F(Subscriptions, ToTheSameEventEndOneAtATime) {
     EXPECT_THAT(inbox.events(), ElementsAre("1"));
 }
 
-TEST_F(Subscriptions, LoseNothingToAFullPipe) {
+TEST_F(Subscriptions, LoseNoEventWhenTheirPipeIsFull) {
     const Events events = numbered(10000);
     const auto read_portion = [](int fd) { return qx_plix_read_events(fd, 1000); };
     const auto read_one = [](int fd) { return qx_plix_read_event_fd(fd, 0); };
     const auto read_all = [](int fd) { return qx_plix_read_event_fd(fd, 1); };
-    // In the smaller pipe most notification bytes find no room, nor may the last piece of 512.
+    // The small pipe has no room for most notification bytes, and perhaps none for the last write
+    // of 512.
     const std::tuple<std::function<int(int)>, int, int> cases[] = {
         {read_one, 4096, 4096 - 511},
         {read_all, 4096, 4096 - 511},
@@ -185,11 +186,11 @@ protected:
         qx_plix_set_warning_cb(nullptr, nullptr);
     }
 
-    std::atomic<int> event_thread{-1}; ///< its state, once it has warned
+    std::atomic<int> event_thread{-1}; ///< the stat file of the event thread, once it has warned
     Inbox warnings{[this] { event_thread = event_thread < 0 ? open_own_stat() : +event_thread; }};
 };
 
-TEST_F(Backlog, IsBoundedAndLosesNothing) {
+TEST_F(Backlog, IsBoundedAndLosesNoEvent) {
     constexpr std::size_t kLimit = std::size_t{1} << 20;
     EXPECT_EQ(qx_plix_set_backlog_limit(kLimit), 0);
     const Events events = numbered(200'000);
@@ -224,7 +225,7 @@ TEST_F(Backlog, IsBoundedAndLosesNothing) {
     }
 }
 
-TEST_F(Backlog, IsOvercomeAfterASecondOfReading) {
+TEST_F(Backlog, EndsOnlyAfterASecondOfUninterruptedReading) {
     EXPECT_EQ(qx_plix_set_backlog_limit(1000), 0);
     const int fd = subscribe(kStarted, inbox);
     broker.emit(kStartedName, '"' + std::string(2000, 'x') + '"');
@@ -264,7 +265,7 @@ TEST_F(Backlog, AdmitsFramesAboveTheLimitOneByOne) {
     EXPECT_THAT(broker.requests(), SizeIs(3));
 }
 
-TEST_F(Backlog, IsNotExceededByFramesThatNeverEnd) {
+TEST_F(Backlog, StaysBoundedWhenFramesNeverEnd) {
     if (kSanitized) {
         GTEST_SKIP() << "a sanitizer takes memory of its own";
     }
@@ -281,7 +282,7 @@ TEST_F(Backlog, IsNotExceededByFramesThatNeverEnd) {
         broker.emit_raw(kScanName, part);
     });
     long most = 0;
-    // Each stalled subscription is given up in turn and subscribed again.
+    // The library drops the stalled connections one after the other and subscribes again.
     wait_until([&] {
         most = std::max(most, resident_kib());
         return broker.requests().size() == 4;
@@ -296,7 +297,7 @@ TEST_F(Backlog, IsNotExceededByFramesThatNeverEnd) {
     read_until(other_fd, 1, inbox, 2);
 }
 
-TEST_F(Subscriptions, BeginAnewWhenTheirStreamBreaks) {
+TEST_F(Subscriptions, AreRenewedWhenTheirStreamBreaks) {
     broker.reply(kStartedName, {kAccepted + framed("1")});
     listen(kStarted, inbox);
     inbox.wait_for(1);
@@ -314,7 +315,7 @@ TEST_F(Subscriptions, BeginAnewWhenTheirStreamBreaks) {
     EXPECT_THAT(inbox.events(), AllOf(Contains("0"), Each(AnyOf("0", "1"))));
 }
 
-TEST_F(Subscriptions, GetEventsThatFollowTheAnswerDirectly) {
+TEST_F(Subscriptions, ReceiveEventsThatFollowTheReplyDirectly) {
     broker.reply(kStartedName, {kAccepted + stream_of({"1", "2"})});
     listen(kStarted, inbox);
     inbox.wait_for(2);
@@ -339,8 +340,8 @@ TEST_F(Subscriptions, AreNotHeldUpByASilentBroker) {
         broker.drop_subscribers(kStartedName);
         broker.wait_for_requests(4);
         EXPECT_GE(since(dropped).count(), 1990) << "given up before a second had passed";
-        // An event of the other subscription arrives within the second that the answer may take.
-        // On a busy machine that may need another attempt.
+        // The broker has one second to reply. Events of the other subscription arrive meanwhile, on
+        // a busy machine perhaps only in a later attempt.
         wait_until([&] {
             broker.forget_requests();
             broker.wait_for_requests(1);
@@ -350,7 +351,7 @@ TEST_F(Subscriptions, AreNotHeldUpByASilentBroker) {
             return since(asked).count() < 500;
         });
     }
-    // A waiting answer and an incomplete event delay no end.
+    // Neither an outstanding reply nor an incomplete event delays the end of a subscription.
     broker.emit_raw(kScanName, framed("[1, 2, 3]").substr(0, 8));
     qx_plix_unsubscribe(kStarted);
     qx_plix_unsubscribe(kScan);
@@ -358,7 +359,7 @@ TEST_F(Subscriptions, AreNotHeldUpByASilentBroker) {
     broker.wait_for_connections(0);
 }
 
-// From now on the other threads run only while this one waits, as on a busy router.
+// Lets the other threads run only while the calling thread waits, as on a busy router.
 void outrank_other_threads() {
     cpu_set_t one;
     CPU_ZERO(&one);
@@ -380,7 +381,7 @@ TEST_F(Subscriptions, GetTheirTurnWhileAnotherIsReadSlowly) {
     Inbox slow([&] {
         if (slow.count() == 1) {
             broker.emit(kScanName, "2");
-            // The event thread waits for the lock as soon as it has been able to run.
+            // The event thread sleeps once it waits for the lock.
             wait_until([&] { return ::usleep(1000) == 0 && sleeps(event_thread); });
         }
         before_other = other.count() < 2 ? slow.count() : before_other;
@@ -396,7 +397,7 @@ TEST_F(Subscriptions, GetTheirTurnWhileAnotherIsReadSlowly) {
     EXPECT_LE(before_other, 64);
 }
 
-TEST_F(Subscriptions, KeepTheirNotificationsRightForTwoReaders) {
+TEST_F(Subscriptions, LeaveNoNotificationAfterTwoReadersDrainThem) {
     constexpr int kCount = 100;
     Inbox slow([] { ::usleep(1000); });
     const int fd = subscribe(kStarted, slow);
@@ -412,7 +413,7 @@ TEST_F(Subscriptions, KeepTheirNotificationsRightForTwoReaders) {
     EXPECT_EQ(bytes_in(fd), 0);
 }
 
-TEST_F(Subscriptions, ShareTheEventThreadEventByEvent) {
+TEST_F(Subscriptions, TakeTurnsOnTheEventThread) {
     const std::size_t threads = count_threads();
     std::size_t before_other = 0;
     Inbox busy([&] {
@@ -434,7 +435,7 @@ TEST_F(Subscriptions, ShareTheEventThreadEventByEvent) {
     EXPECT_LE(busy.count(), before_other + 8);
 }
 
-TEST_F(Subscriptions, AreNotGivenUpForTheTimeOfASlowCallback) {
+TEST_F(Subscriptions, DoNotTimeOutDuringASlowCallback) {
     std::size_t asked = 0;
     Inbox slow([&] {
         asked = broker.requests().size();
@@ -444,7 +445,7 @@ TEST_F(Subscriptions, AreNotGivenUpForTheTimeOfASlowCallback) {
     const int fd = subscribe(kStarted, inbox);
     listen(kScan, slow);
     broker.reply(kStartedName, {""});
-    // On a busy machine the time may have passed before the callback.
+    // On a busy machine the reply may time out before the callback runs, so try again.
     wait_until([&] {
         broker.forget_requests();
         broker.drop_subscribers(kStartedName);
@@ -456,7 +457,7 @@ TEST_F(Subscriptions, AreNotGivenUpForTheTimeOfASlowCallback) {
     EXPECT_THAT(broker.requests(), SizeIs(1));
 }
 
-TEST_F(Subscriptions, AreAskedForAgainCalmly) {
+TEST_F(Subscriptions, AreRetriedAtIntervalsOf200Milliseconds) {
     listen(kStarted, inbox);
     broker.answer(kStartedName, R"({"status": 1})");
     broker.forget_requests();
@@ -515,7 +516,7 @@ TEST_F(Subscriptions, ReadersWaitWithoutADescriptorUntilWokenOrCancelled) {
     const rlimit none{1, limit.rlim_max};
     settle(0);
     const auto before = open_descriptors();
-    // What ends the wait, and the result; 7 means that the call did not return.
+    // The action that ends the wait, and the result of the call; 7 means that it did not return.
     const std::pair<std::function<void(pthread_t)>, int> cases[] = {
         {[&](pthread_t) { broker.emit(kStartedName, "1"); }, 0},
         {[](pthread_t) { qx_plix_unsubscribe(kStarted); }, -1},
@@ -544,7 +545,7 @@ TEST_F(Subscriptions, ReadersWaitWithoutADescriptorUntilWokenOrCancelled) {
     EXPECT_EQ(open_descriptors().size(), before.size() - 2) << "the thread's own";
 }
 
-TEST_F(Subscriptions, LeaveNothingOpenNorToOtherPrograms) {
+TEST_F(Subscriptions, LeaveNoDescriptorOpenOrInheritable) {
     qx_plix_uninit();
     settle(0);
     const auto before = open_descriptors();
@@ -566,14 +567,14 @@ TEST_F(Subscriptions, LeaveNothingOpenNorToOtherPrograms) {
     EXPECT_EQ(open_descriptors(), before);
 }
 
-TEST_F(Subscriptions, ProgramsMayStopTheThreadByTheFlagAlone) {
+TEST_F(Subscriptions, StoppedFlagAloneEndsTheEventThread) {
     const std::size_t before = count_threads();
     __atomic_store_n(&stopped, 1, __ATOMIC_RELEASE);
     wait_until([&] { return count_threads() < before; });
     EXPECT_EQ(qx_plix_uninit(), 0);
 }
 
-/// Does `work` again and again on a thread of its own for as long as the object lives.
+/// Repeats `work` on a thread of its own until the object is destroyed.
 class Repeated {
 public:
     explicit Repeated(std::function<void()> work)
@@ -594,13 +595,13 @@ private:
     std::thread thread_;
 };
 
-// Subscribing, unsubscribing, reading, commands and a broker that restarts, all at once.
-TEST_F(Subscriptions, FromManyThreads) {
+// Threads subscribe, unsubscribe, read events and send commands while the broker restarts.
+TEST_F(Subscriptions, SurviveUseFromManyThreads) {
     std::atomic<int> events{0};
     const auto count = [](const char*, void* counter) {
         ++*static_cast<std::atomic<int>*>(counter);
     };
-    // Readers take notifications from each other, and go on waiting; so this one ends last.
+    // The emitter ends last: a reader whose notification another reader took waits for more events.
     const Repeated emitter([&] {
         broker.emit(kStartedName, "1");
         broker.emit(kScanName, "[1, 2]");
@@ -627,7 +628,7 @@ TEST_F(Subscriptions, FromManyThreads) {
     threads.emplace_back([] {
         int status = 0;
         qx_plix_is_enabled(&status);
-        // These are other threads' subscriptions, if anybody's.
+        // The descriptor and the subscription belong to other threads, if they exist.
         qx_plix_read_event_fd(10, 1);
         qx_plix_unsubscribe(kScan);
     });

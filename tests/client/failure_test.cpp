@@ -1,4 +1,4 @@
-// Why calls fail, their deadline, and what the application is told of the connection.
+// The record of failures, the deadline of calls, and the callback for changes of the connection.
 
 #include "agent_fixture.h"
 #include "base/descriptor.h"
@@ -19,7 +19,7 @@ qx_plix_failure_t last_failure() {
     return failure;
 }
 
-/// "STAGE MESSAGE" of the last failure.
+/// Returns "STAGE MESSAGE" of the last failure.
 std::string last_reason() {
     const qx_plix_failure_t failure = last_failure();
     return std::to_string(failure.stage) + " " + failure.message;
@@ -78,7 +78,7 @@ TEST_F(Failures, NameTheStageThatTheCallHadReached) {
     expect("4 cannot connect to the broker: Connection refused", qx_plix_init());
 }
 
-TEST_F(Failures, OfAnyCommandAreThoseOfTheOthers) {
+TEST_F(Failures, OfAnyCommandKeepTheBrokersData) {
     broker.answer("custom", success("[1, 2]"));
     char* out = nullptr;
     EXPECT_EQ(qx_plix_call("custom", R"("text")", &out), 0);
@@ -110,7 +110,7 @@ protected:
     }
 };
 
-TEST_F(Deadlines, EndCallsOfASilentAndOfABlockedBroker) {
+TEST_F(Deadlines, EndCallsToASilentOrBlockedBroker) {
     ASSERT_EQ(qx_plix_init(), 0);
     qx_plix_set_timeout(30'000);
     EXPECT_EQ(qx_plix_enable(), 0);
@@ -154,7 +154,7 @@ TEST_F(Deadlines, AreNotCutShortBySignalHandlers) {
     ::setitimer(ITIMER_REAL, &never, nullptr);
 }
 
-TEST_F(StartedClient, IsToldOnceOfALostAndOnceOfARegainedBroker) {
+TEST_F(StartedClient, IsToldOncePerLossAndPerReturnOfTheBroker) {
     Inbox told;
     qx_plix_set_connection_cb(
         [](int connected, std::int64_t missed, void* inbox) {

@@ -25,7 +25,7 @@ protected:
     }
 };
 
-TEST_F(InstallPath, IsFoundByLinkThenByUserThenByName) {
+TEST_F(InstallPath, IsFoundByLinkThenByUserThenByDefault) {
     EXPECT_EQ(found(), "(none)");
     fs::create_directories(kInstallDir);
     EXPECT_EQ(found(), kInstallDir);
@@ -36,7 +36,7 @@ TEST_F(InstallPath, IsFoundByLinkThenByUserThenByName) {
     EXPECT_EQ(found(), "/opt/agent");
 }
 
-TEST_F(InstallPath, IsNotThatOfALinkThatLeadsNowhere) {
+TEST_F(InstallPath, IgnoresAnUnusableLink) {
     fs::create_directories(kInstallDir);
     for (const std::string target :
          {"/opt/agent/config", "/opt/missing/etc", "/etc", "etc", "/opt/agent/etc/"}) {
@@ -48,7 +48,7 @@ TEST_F(InstallPath, IsNotThatOfALinkThatLeadsNowhere) {
     EXPECT_EQ(found(), kInstallDir);
 }
 
-TEST_F(InstallPath, IsInTheFirstLineOfTheUserUnlessABadLineComesBefore) {
+TEST_F(InstallPath, ComesFromTheUsersFirstLineUnlessABadLinePrecedes) {
     fs::create_directories(kInstallDir);
     const std::string good = "norvane-plix:x:7:7:comment:/opt/agent:/bin/false\n";
     const std::string other = "norvane-plix:x:7:7::/opt/other:\n";
@@ -71,19 +71,19 @@ TEST_F(InstallPath, IsInTheFirstLineOfTheUserUnlessABadLineComesBefore) {
     }
 }
 
-TEST_F(InstallPath, HoldsUntilItIsSetAgain) {
+TEST_F(InstallPath, IsCachedUntilItIsSetAgain) {
     EXPECT_EQ(qxpath_set_install_path("/opt/other"), 0);
     EXPECT_STREQ(qxpath_default_install_path(), "/opt/other");
     fs::create_directories(kInstallDir);
     qxpath_set_install_path("/opt/other");
     EXPECT_STREQ(qxpath_default_install_path(), kInstallDir.c_str());
-    // The answer stands, though a better one has come, until it is asked for anew.
+    // The cached path stays although a link, which has precedence, now exists.
     fs::create_symlink("/opt/agent/etc", kLink);
     EXPECT_STREQ(qxpath_default_install_path(), kInstallDir.c_str());
     EXPECT_EQ(found(), "/opt/agent");
     qxpath_set_install_path(std::string(5000, 'x').c_str());
     EXPECT_EQ(qxpath_default_install_path(), std::string(4095, 'x'));
-    // A part of the text that is stored.
+    // The argument may point into the stored path.
     qxpath_set_install_path(qxpath_default_install_path() + 4000);
     EXPECT_EQ(qxpath_default_install_path(), std::string(95, 'x'));
 }

@@ -19,7 +19,7 @@ constexpr const char* kUnlocked = "Daemon is down or you need to try again later
 
 using Lifecycle = Agent;
 
-// Starts the library; what it wrote to standard error, or how it ended when it wrote nothing.
+// Starts the library. Returns its text on standard error or, without one, its result.
 std::string start(const char* install_path = nullptr) {
     testing::internal::CaptureStderr();
     const int result = install_path == nullptr ? qx_plix_init() : qx_plix_init2(install_path);
@@ -41,7 +41,7 @@ TEST(Start, NeedsARunningBrokerOfTheSameVersion) {
     write_file(kVersionFile, "1.3");
     EXPECT_EQ(start(), kUnlocked);
     const std::pair<std::string, std::string> cases[] = {
-        {"1.3", "-1"}, // and no broker that accepts
+        {"1.3", "-1"}, // no broker accepts connections
         {"", "-1"},
         {"1.2", wrong_version("1.2")},
         {"1.3\n", wrong_version("1.3\n")},
@@ -124,7 +124,7 @@ TEST_F(Lifecycle, UsesAnotherInstallDirectoryUntilTheStop) {
     EXPECT_EQ(start(), "-1");
 }
 
-// How many of the signals that end a program reach the calling thread.
+// Returns how many of the signals that end a program the calling thread does not block.
 std::ptrdiff_t count_accepted_signals() {
     sigset_t blocked;
     ::pthread_sigmask(SIG_BLOCK, nullptr, &blocked);

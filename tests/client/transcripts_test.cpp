@@ -1,10 +1,10 @@
-// Runs the calls of tests/client/transcripts. In a transcript
-//   given NAME ANSWER   the broker's answer to the command NAME of the next call, not success
+// Runs the calls of tests/client/transcripts. A transcript has the lines
+//   given NAME ANSWER   the broker's answer to the command NAME of the next call, else success
 //   bytes NAME BYTES    the same as bytes, with the escapes \xNN; then the broker hangs up
 //   $ CALL DOCUMENT     a call; without DOCUMENT, with a null pointer
-// and what is expected of that call:
-//   > NAME DATA         a request; without DATA, null
-//   = RESULT OUTPUT     what the call returns, and what it stores for its caller
+// and, for each call, the expected
+//   > NAME DATA         request; without DATA, null
+//   = RESULT OUTPUT     result of the call, and the values that it stores for its caller
 
 #include "agent_fixture.h"
 #include "base/json.h"
@@ -20,7 +20,8 @@ namespace {
 using namespace qx::test;
 using ::testing::IsEmpty;
 
-/// What a call stores for its caller. All bytes of the numbers and the record are 'Z' before.
+/// The values that a call stores for its caller. All bytes of the numbers and of the record are 'Z'
+/// before the call.
 struct Output {
     explicit Output(char* untouched)
         : text(untouched) {
@@ -106,7 +107,7 @@ TEST(Answers, AreReadAsInTheTranscript) {
     expect_transcript("answers");
 }
 
-TEST(Commands, FailWithoutTheOutputThatTheyNeed) {
+TEST(Commands, FailWithoutAnOutputPointer) {
     const TestBroker broker;
     EXPECT_EQ(qx_plix_get_version_info(nullptr), -1);
     EXPECT_EQ(qx_plix_get_devices(nullptr, nullptr), -1);
@@ -120,7 +121,7 @@ TEST(Commands, FailWithoutTheOutputThatTheyNeed) {
 
 using StartedCommands = StartedClient;
 
-TEST_F(StartedCommands, RegisterToTheCloudWhileStartedOnly) {
+TEST_F(StartedCommands, RegisterToTheCloudOnlyWhileStarted) {
     EXPECT_EQ(qx_plix_register_to_cloud("t", "m", nullptr), 0);
     EXPECT_EQ(qx_plix_register_to_cloud("t", "m", ""), 0);
     EXPECT_EQ(qx_plix_register_to_cloud(nullptr, "m", "r"), -1);

@@ -1,4 +1,4 @@
-// Whose processes the library accepts as the broker.
+// The users whose processes the library accepts as the broker.
 
 #include "agent_fixture.h"
 
@@ -25,7 +25,7 @@ protected:
         return static_cast<bool>(user);
     }
 
-    // Whether a command reaches the broker; if not, the library must not start either.
+    // Returns whether a command reaches the broker. The library must start only if one does.
     bool is_accepted() {
         broker.forget_requests();
         const bool accepted = qx_plix_enable() == 0;
@@ -101,7 +101,7 @@ TEST_F(Trust, WarnsOfARefusedUserOnceUntilAnotherListens) {
     qx_plix_require_broker_uid(kStranger);
     broker.drop_subscribers(kStartedName);
     warnings.wait_for(1);
-    // The retries go on meanwhile, and nothing is sent.
+    // The library goes on connecting, but sends nothing.
     EXPECT_EQ(qx_plix_enable(), -1);
     EXPECT_THAT(broker.requests(), IsEmpty());
     EXPECT_THAT(warnings.events(), ElementsAre(HasSubstr("has the user id 0, which is not 1234")));

@@ -16,7 +16,7 @@ using namespace ::testing;
 
 const fs::path kRun = "/opt/run";
 
-// The texts with which a failure may be told.
+// The texts that may report a failure.
 const char* const kTexts =
     "(Cannot start qxlog\n"
     "|Cannot read the settings: [^\n]+\n"
@@ -36,7 +36,7 @@ const char* const kTexts =
     "|terminate called without an active exception\n|terminate called recursively\n"
     "|  what\\(\\):  std::bad_alloc\n)*";
 
-/// How a function fails.
+/// The errors with which a function can fail.
 struct Failures {
     qx_call call;
     const char* name;
@@ -159,7 +159,7 @@ std::vector<Change> changes_of_tool(const std::vector<std::string>& words) {
         "sh", "-c", "exec strace -qq -y -s 4096 -o /opt/trace \"$@\"", "sh", QX_TOOL};
     command.insert(command.end(), words.begin(), words.end());
     output_of(command);
-    // A descriptor is printed as NUMBER<PATH>, and so is the working directory before a path.
+    // strace prints a descriptor as NUMBER<PATH>, and the working directory before a path likewise.
     const std::regex success(
         R"re((mkdir|rename|unlink|write|fsync|close|open(?=.*O_CREAT))\w*\((?:AT_FDCWD<.*?>, )?)re"
         R"re((?:\d+<|")(.*?)[">](?:, "(.*)")?.* = \d.*)re");

@@ -1,5 +1,5 @@
-// Every allocation and every system call of listen fails once, while events come and, in the end, a
-// signal.
+// Every allocation and every system call of listen fails once, while events arrive and a signal
+// finally ends the tool.
 
 #include "broker_client.h"
 #include "fault.h"
@@ -12,7 +12,7 @@ using namespace qx::test;
 using namespace ::testing;
 using namespace std::chrono_literals;
 
-// More than a pipe takes in one piece.
+// Larger than an atomic write to a pipe.
 const std::string kData = R"({"tick": ")" + std::string(5000, 'x') + "\"}";
 const std::string kEvent = printed("va_status_changed", kData);
 
@@ -20,14 +20,14 @@ bool interrupts(const Fault& fault) {
     return fault.action == QX_FAIL && fault.detail == EINTR;
 }
 
-/// The thread that receives events ends silently then, by design.
+/// After such a fault the event thread ends silently, by design, and no further event may arrive.
 bool may_deafen(const Fault& fault) {
     return fault.call == QX_CALL_epoll_wait && !interrupts(fault);
 }
 
 class FaultsOfListen : public Test {
 protected:
-    /// Listens until three events have come, or none can.
+    /// Listens until three events have arrived or no more can arrive.
     FaultyRun listen(const Fault& fault) {
         return run_with_fault(fault, [&](Variables environment) {
             environment["QX_TIMEOUT"] = "30";
@@ -60,7 +60,7 @@ protected:
                          R"(, "times": 0, "every_ms": 5}]})"};
 };
 
-TEST_F(FaultsOfListen, OfEachCall) {
+TEST_F(FaultsOfListen, AtEachCallLeaveNoDamage) {
     const FaultyRun untouched = listen(kNoFault);
     check(kNoFault, untouched);
     for (const Fault& fault : list_faults(untouched, 17)) {
@@ -71,7 +71,7 @@ TEST_F(FaultsOfListen, OfEachCall) {
     }
 }
 
-TEST_F(FaultsOfListen, AreToldByName) {
+TEST_F(FaultsOfListen, AreReportedOnStandardError) {
     const std::tuple<qx_call, int, const char*> rows[] = {
         {QX_CALL_epoll_create1, EMFILE, "epoll_create1(): Too many open files\n"},
         {QX_CALL_signalfd, EMFILE, "failed to set up signal handling: Too many open files\n"},
@@ -84,7 +84,7 @@ TEST_F(FaultsOfListen, AreToldByName) {
         {QX_CALL_write, ENOSPC, "standard output: No space left on device\n"},
     };
     for (const auto& [call, error, text] : rows) {
-        // The library makes such calls too, so which of them is listen's is tried out.
+        // The library makes such calls too, so try them all until one is a call of listen itself.
         bool told = false;
         for (long at = 1; at <= 20 && !told; ++at) {
             const Outcome outcome = listen({call, at, QX_FAIL, error}).outcome;
@@ -94,13 +94,14 @@ TEST_F(FaultsOfListen, AreToldByName) {
     }
 }
 
-TEST_F(FaultsOfListen, AreTriedForEachCallThatTheToolMakes) {
+TEST_F(FaultsOfListen, CoverEachCallThatTheToolMakes) {
     fs::remove_all(kLogFile.parent_path());
     write_file(kSettingsFile, R"({"/agent/protection_enabled": "1"})");
     const FaultyRun switched =
         run_with_fault(kNoFault, {"set_registration_cloud", "--cloud=staging"});
-    // Everybody may write there, so that modes are corrected and a line is logged. Another user's
-    // settings stay theirs; there are other users only when root runs the tests.
+    // Everybody may write to the directory and the settings, so the tool corrects modes and logs a
+    // warning. The settings belong to another user, so the tool also restores their owner; only
+    // root can set this up.
     fs::permissions(kInstallDir / "etc", fs::perms(0777));
     fs::permissions(kSettingsFile, fs::perms(0666));
     const bool is_others = ::chown(kSettingsFile.c_str(), 1, 1) == 0;
@@ -111,9 +112,9 @@ TEST_F(FaultsOfListen, AreTriedForEachCallThatTheToolMakes) {
         const bool made = switched.calls[call] + written.calls[call] + listened.calls[call] > 0;
         EXPECT_TRUE(made || (call == QX_CALL_fchown && !is_others)) << name_of(qx_call(call));
     }
-    // The system calls that the tool imports and nothing stands in front of. ftruncate for a torn
-    // line of the log and getrandom for the settings' reserve are called only when another call has
-    // failed.
+    // The system calls that the tool imports and that the preloaded library does not wrap. The tool
+    // calls ftruncate, for a torn line of the log, and getrandom, for the settings' reserve, only
+    // after another call has failed.
     EXPECT_EQ(
         output_of({"sh", "-c", R"(
         find /usr/include -path '*/asm/unistd*' -exec sed -n 's/.*__NR_\([a-z_0-9]*\).*/\1/p' {} + >/opt/calls

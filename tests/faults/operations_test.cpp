@@ -16,7 +16,7 @@ using namespace ::testing;
 const OperationCall kSwitch = {qx::manage::Operation::set_registration_cloud, {"--cloud=staging"}};
 const fs::path kRan = "/opt/ran";
 
-/// The settings on the way to another cloud.
+/// Returns the settings at a step of the switch to another cloud.
 std::string document(bool is_protected, bool registered, bool switched) {
     return fmt::format(R"({{"/agent/protection_enabled": "{:d}"{}{}}})"
                        "\n",
@@ -49,7 +49,7 @@ protected:
         fs::remove(kSettingsFile.string() + ".reserve");
         write_file(kSettingsFile, settings);
         fs::permissions(kSettingsFile, fs::perms(0644));
-        // Where everybody may write, a line is logged.
+        // The tool logs a warning when everybody may write to the directory.
         fs::permissions(kSettingsDirectory,
                         fs::perms(operation.title() == "set_quillet_location" ? 0777 : 0755));
         write_file(kRan, "");
@@ -62,7 +62,7 @@ protected:
         return run_with_fault(fault, operation.words());
     }
 
-    // The reserve file stays when it cannot be removed.
+    // The reserve file may stay when a call for its removal fails.
     static void check_directory(qx_call failed = QX_CALL_any) {
         const bool may_stay = failed == QX_CALL_unlink || failed == QX_CALL_lstat ||
                               failed == QX_CALL_fstat || failed == QX_CALL_alloc;
@@ -83,8 +83,8 @@ protected:
         }
     }
 
-    // If the exit status of a program cannot be determined, the program is run again. Programs that
-    // could not be run or that failed are in the log.
+    // If the exit status of a program cannot be determined, the program is run again. The log names
+    // the programs that could not be run or that failed.
     static void check_connector(qx_call failed = QX_CALL_any) {
         const bool some_failed = log().find("[report()]") != std::string::npos;
         const bool again = failed == QX_CALL_waitpid || failed == QX_CALL_read;
@@ -100,8 +100,8 @@ protected:
         "start_cloud_registration": [{"status": 0, "times": 0}]}})"};
 };
 
-/// What can happen at any call: a full disk, the loss of all further descriptors, or a fatal
-/// signal.
+/// Returns the events that can happen at any call: a full disk, the loss of all further
+/// descriptors, and each fatal signal.
 std::vector<Fault> events_at(long call) {
     std::vector<Fault> all = {{QX_CALL_any, call, QX_FULL, 0}, {QX_CALL_any, call, QX_FILES, 0}};
     for (const int signal : ending_signals()) {
@@ -135,12 +135,12 @@ TEST_F(Scene, CompletesOrUndoesTheSwitchWhateverHappensAtAnyCall) {
     }
 }
 
-TEST_F(Scene, StopsTheLogAfterEverythingElse) {
+TEST_F(Scene, ClosesTheLogLast) {
     const Change last = changes_of_tool({"get_version_info"}).back();
     EXPECT_EQ(last.call + " " + last.path, "close " + kLogFile.string());
 }
 
-TEST_F(Scene, TellsOfWhatIsLeftOfARegistration) {
+TEST_F(Scene, LogsEachRegistrationKeyThatCannotBeDeleted) {
     const std::string keys[] = {"/agent/default_settings/next_query_ts",
                                 "/cirrel/registration/router_id", "/cirrel/registration/token",
                                 "/cirrel/registration/timestamp"};
@@ -172,7 +172,7 @@ protected:
         if (operation_.operation == kSwitch.operation) {
             check_switch(outcome);
         } else {
-            // Short of memory, jansson may read a key with a character missing and tell nobody.
+            // Without memory, jansson can drop a character of a key and report no error.
             EXPECT_EQ(read_file(kSettingsFile), outcome.status == 0 ? after_ : kSettings);
         }
         check_directory(failed);
@@ -185,7 +185,7 @@ protected:
     std::string after_;
 };
 
-TEST_P(Faults, OfEachCall) {
+TEST_P(Faults, AtEachCallLeaveNoDamage) {
     const FaultyRun again = run(operation_, kNoFault);
     EXPECT_EQ(again.outcome.status, 0) << again.outcome.err;
     EXPECT_EQ(again.outcome.out, untouched_.outcome.out);
@@ -201,7 +201,8 @@ TEST_P(Faults, OfEachCall) {
     }
 }
 
-/// The command lines that start the tool with few descriptors, with short files and on a full disk.
+/// Returns the commands that start the tool with few descriptors, with a limit on the size of
+/// files, and on a full disk.
 std::vector<std::vector<std::string>> limits() {
     std::vector<std::vector<std::string>> all;
     for (int files = 3; files <= 20; ++files) {
@@ -216,7 +217,7 @@ std::vector<std::vector<std::string>> limits() {
     return all;
 }
 
-TEST_P(Faults, UnderEachLimit) {
+TEST_P(Faults, UnderEachLimitLeaveNoDamage) {
     const std::vector<std::string> operation = operation_.words();
     std::size_t number = phase_;
     for (std::vector<std::string> words : limits()) {
@@ -227,7 +228,7 @@ TEST_P(Faults, UnderEachLimit) {
         words.insert(words.end(), operation.begin(), operation.end());
         prepare(operation_);
         const Outcome outcome = qx::test::run(words);
-        // 127 is the loader's.
+        // The loader ends with 127 when it cannot load the tool.
         EXPECT_THAT(outcome.status, AnyOf(0, 1, 255, 127)) << outcome.signal;
         check(outcome);
     }

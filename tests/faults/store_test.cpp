@@ -17,7 +17,7 @@ const std::string kStore = kSettingsFile;
 const std::string kOld = "{\"/quillet/update_location\": \"production\", \"/other\": \"o\"}\n";
 const std::vector<std::string> kWrite = {"set_quillet_location", "staging"};
 
-/// A store, or none, and what `kWrite` makes of it.
+/// The store before and after `kWrite`; "" stands for no store.
 struct Write {
     std::string before;
     std::string after;
@@ -27,7 +27,7 @@ const Write kWrites[] = {
     {"", "{\"/quillet/update_location\": \"staging\"}\n"},
 };
 
-/// The store's text; nothing when there is none.
+/// Returns the store's text, or "" when there is no store.
 std::string store() {
     return fs::exists(kStore) ? read_file(kStore) : "";
 }
@@ -39,7 +39,8 @@ void begin_with(const std::string& text) {
     }
 }
 
-// Tries the kill at each call in turn, until one run is not reached by it. How many were.
+// Kills one run at its first call, the next at its second, and so on until a run ends before its
+// kill. Returns the number of runs that were killed.
 long kill_at_each(Fault fault, const Write& write) {
     for (fault.at = 1;; ++fault.at) {
         SCOPED_TRACE(text_of(fault));
@@ -90,8 +91,8 @@ TEST(StoreCrash, KilledWritersLoseNoUpdateAndTearNoFile) {
     std::printf("%u kills of 4 writers, %ld updates, none lost, no torn file\n", kills, written);
 }
 
-/// The settings directory under a power cut: what was flushed survives for certain, everything else
-/// perhaps.
+/// The settings directory under a power cut: flushed data survives for certain, any other data may
+/// or may not.
 class Disk {
 public:
     explicit Disk(const std::string& store_text) {
@@ -122,7 +123,7 @@ public:
         }
     }
 
-    /// Every text that the store can have after a cut now; "" stands for no store.
+    /// Returns every text that the store can have after a power cut now; "" stands for no store.
     [[nodiscard]] std::set<std::string> texts_after_cut() const {
         std::set<std::string> texts;
         for (unsigned survivors = 0; survivors < 1U << pending_.size(); ++survivors) {
@@ -150,7 +151,7 @@ private:
         std::string text;
         std::string flushed;
     };
-    using File = std::shared_ptr<Content>; // a directory is one without a text
+    using File = std::shared_ptr<Content>; // a directory has an empty text
     using Names = std::map<std::string, File>;
 
     struct NameChange {
@@ -162,7 +163,7 @@ private:
         return std::make_shared<Content>(Content{text, text});
     }
 
-    /// An empty store is not the same as none.
+    /// Distinguishes an empty store from no store, which is "".
     static std::string shown(const std::string& text) { return text.empty() ? "empty" : text; }
 
     void enter(const fs::path& path, const std::function<void(Names&)>& change) {
@@ -183,7 +184,7 @@ private:
     }
 
     Names flushed_;
-    Names seen_; // what the writer sees
+    Names seen_; // the names as the writer sees them
     std::vector<NameChange> pending_;
 };
 
@@ -196,7 +197,8 @@ std::vector<Change> changes_of_a_write(const std::string& before) {
     return changes;
 }
 
-/// Whether each cut during the changes leaves the old or the new store, and each later one the new.
+/// Returns whether a power cut during the changes leaves the old or the new store, and a cut after
+/// them always the new one.
 bool survives_cuts(const std::vector<Change>& changes, const Write& write) {
     Disk disk(write.before);
     for (const Change& change : changes) {
@@ -213,7 +215,7 @@ TEST(StoreCrash, APowerCutLeavesTheOldOrTheNewStore) {
     for (const Write& write : kWrites) {
         const std::vector<Change> changes = changes_of_a_write(write.before);
         EXPECT_TRUE(survives_cuts(changes, write));
-        // No flush is there in vain.
+        // Each flush is necessary.
         for (auto change = changes.begin(); change != changes.end(); ++change) {
             std::vector<Change> without(changes.begin(), change);
             without.insert(without.end(), change + 1, changes.end());

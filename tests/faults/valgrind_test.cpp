@@ -1,4 +1,4 @@
-// One pass of the operations and of the client library's tests under valgrind: all of them with
+// Runs the operations and the tests of the client library under valgrind: all of them with
 // QX_FAULT_STEP=1, else a few.
 
 #include "broker_client.h"
@@ -11,8 +11,8 @@ using namespace qx::test;
 
 const std::string kClientTests = fs::path(QX_TOOL).parent_path() / "client_tests";
 
-// Left out is what is about time, memory and stacks, what forks or compiles another program, and
-// what looks at signal masks, which are valgrind's.
+// Leaves out tests that measure time, memory or stacks, tests that fork or compile a program, and
+// tests of signal masks, which valgrind changes.
 const char* const kClientFilter = "--gtest_filter=-CProgram.*:*Memory*:*AtOnce*:*BigEvents*:"
                                   "Backlog.*:*Stack*:*Fork*:*.SignalsAreTheApplications*";
 

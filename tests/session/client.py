@@ -1,4 +1,4 @@
-"""Bare connections to the broker, for scripts. As a program it follows lines of standard input, for shells:
+"""Bare connections to the broker. Scripts import this module. As a program it follows orders on standard input:
     ask NAME [DATA]   sends a command, on a connection of its own, and prints the answer
     send LINE         sends a line, also on a connection of its own, and prints the answer
     subscribe EVENT   subscribes on the connection that it keeps, and prints the answer
@@ -21,7 +21,7 @@ class Client(socket.socket):
     def __init__(self):
         super().__init__(socket.AF_UNIX)
         self.connect('\0:qxbrokerd-1.3.skt')
-        self.settimeout(30)  # Earlier, connect() would fail at once while the backlog is full.
+        self.settimeout(30)  # With a time limit, connect() would fail at once while the backlog is full.
 
     def read(self, count):
         """Returns the next count bytes, or fewer if the broker closes the connection."""
@@ -37,11 +37,11 @@ class Client(socket.socket):
         return bytes(data)
 
     def frame(self):
-        """Returns the text of the next frame; empty if the connection ends."""
+        """Returns the text of the next frame, or an empty one if the connection ends."""
         return self.read(int.from_bytes(self.read(4), 'little')).decode()
 
     def has_input(self):
-        """Whether bytes, or the end, can be read now."""
+        """Returns whether bytes or the end of the stream can be read now."""
         return bool(select.select([self], [], [], 0)[0])
 
     def ask(self, line):

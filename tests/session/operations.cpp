@@ -1,4 +1,4 @@
-// Prints a call of every operation that sends a request to the broker, one to a line.
+// Prints one call of each operation that sends a request to the broker, each call on a line.
 
 #include "operations.h"
 

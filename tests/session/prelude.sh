@@ -1,4 +1,4 @@
-# Sourced first by every session: the agent around the commands and how to wait.
+# Sourced first by every session: functions that set up the agent and wait for conditions.
 
 root=/opt/norvane
 settings=$root/etc/settings.json
@@ -6,7 +6,7 @@ log=$root/var/log/qxagent-manage.log
 umask 022
 export PYTHONPATH="${SESSION%/*}" PYTHONDONTWRITEBYTECODE=1
 
-# await FILE TEXT [COUNT]: waits until COUNT lines (1) of FILE, to which a program writes, contain TEXT.
+# await FILE TEXT [COUNT]: waits until COUNT lines (default 1) of FILE, to which a program writes, contain TEXT.
 await() {
     [ "$(timeout 30 tail -n +1 -f "$1" | grep -cm "${3:-1}" -e "$2")" = "${3:-1}" ] ||
         echo "$1 never contained: $2"
@@ -20,8 +20,8 @@ eventually() {
     done
 }
 
-# start COMMAND...: starts a background program, $!, that does not ignore SIGINT, as the shell has it.
-# A redirection of `start` has been made when it returns; one of `COMMAND &` may come later.
+# start COMMAND...: starts a program in the background, with its process id in $!. Unlike `COMMAND &`, the
+# program does not ignore SIGINT, and redirections are in place when `start` returns.
 start() {
     env --default-signal "$@" &
 }
@@ -50,14 +50,14 @@ requests() {
     shown=$(wc -l <trace)
 }
 
-# log: prints the log from the level on, without line numbers, and empties it.
+# log: prints each line of the log from its level on, without line numbers, and removes the log.
 log() {
     [ ! -e "$log" ] || sed -E 's/^.{32}//; s/(\.cpp):[0-9]+\]/\1]/' "$log"
     rm -f "$log"
 }
 
-# connector: installs the two programs of the connector. Each notes in the file `ran` what it is told
-# and whether protection is on; if there is a FIFO of the step's name, the program waits there once.
+# connector: installs the two programs of the connector. Each appends its argument and the state of
+# protection to the file `ran`. If a FIFO has the name of the argument, the program waits there once.
 connector() {
     mkdir -p "$root/bin" "$root/etc/init.d"
     cat >"$root/bin/qxcloudd" <<END
@@ -74,13 +74,13 @@ END
     : >ran
 }
 
-# ran: prints what the connector was told since the last call.
+# ran: prints what the connector's programs noted since the last call.
 ran() {
     xargs -r <ran
     : >ran
 }
 
-# client ORDER: gives client.py, which stays connected, an order and prints what the broker sends.
+# client ORDER: gives an order to client.py, which stays connected, and prints what the broker sends.
 client() {
     if [ ! -p orders ]; then
         mkfifo orders answers
@@ -96,13 +96,14 @@ ask() {
     client ask "$@"
 }
 
-# skip REASON: ends a session for which this build lacks something.
+# skip REASON: skips a session that this build cannot run.
 skip() {
     echo "$*" >"$SKIPPED"
     exit 80
 }
 
-# No program outlives the session. A file, because $(jobs) would list the jobs of a subshell.
+# Ends every program that a session left. The list goes through a file, because $(jobs) would list the jobs of a
+# subshell.
 end_jobs() {
     jobs -p >jobs
     # shellcheck disable=SC2046 # a list of words

@@ -1,12 +1,12 @@
 #!/bin/sh
 # run.sh SESSION PROGRAMS: repeats the commands of a session and compares what they print. Ends with
 # 80 when the session skips itself.
-# cram leaves the differences beside the session, so the session is copied first.
+# cram writes the differences into a file beside the session, so run a copy of the session.
 set -eu
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cp "$1" "$folder"
-# Debian's programs come before others of the same names.
+# Prefer Debian's programs to others of the same names.
 PATH=$2:/usr/bin:/bin:$PATH
 SESSION=$(dirname "$0")/prelude.sh
 SKIPPED=$folder/skipped

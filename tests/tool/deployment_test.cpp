@@ -1,4 +1,4 @@
-// What sessions cannot show of the switch of the cloud deployment.
+// Tests of the deployment switch that no session can make: an unknown cloud and a short time limit.
 
 #include "deployment.h"
 
@@ -21,7 +21,7 @@ int switch_to(const char* cloud) {
     return qx::manage::run_set_registration_cloud(cloud, std::chrono::milliseconds(200));
 }
 
-TEST(Deployment, OfAnUnknownNameIsNotFound) {
+TEST(Deployment, UnknownNameIsRefused) {
     fs::create_directories(kInstallDir);
     EXPECT_EQ(switch_to("attic"), 1);
     EXPECT_THAT(read_file(kLogFile), EndsWith(": Entrypoint for deployment 'attic' not found\n"));

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Random JSON documents, of every kind of value and character.
+/// Generates random JSON documents with every kind of value and of character.
 class Documents {
 public:
     std::string next() { return of_depth(4); }
@@ -66,7 +66,7 @@ std::string written(json_t* value, bool for_terminal) {
     return {text.data(), text.size()};
 }
 
-/// Escapes what jansson leaves alone.
+/// Escapes DEL and the C1 control characters, which jansson prints as they are.
 std::string escaped(std::string text) {
     for (const auto& [raw, shown] : {std::pair("\x7f", "\\u007F"), std::pair("\u0080", "\\u0080"),
                                      std::pair("\u009f", "\\u009F")}) {

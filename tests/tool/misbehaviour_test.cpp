@@ -1,5 +1,5 @@
-// A broker that misbehaves by chance. Nothing of it may crash the tool, or leave it waiting where
-// the broker has gone.
+// A broker that misbehaves at random. The tool must not crash, must end with a documented status
+// and must print nothing but JSON.
 
 #include "broker_client.h"
 #include "operations.h"
@@ -44,7 +44,7 @@ private:
         return texts[random_() % Count];
     }
 
-    // How something is sent.
+    // Returns members that bend how an answer or event is sent.
     std::string bend() {
         const std::tuple<unsigned, const char*, long, long> ways[] = {
             {3, R"(, "send": )", 0, 30},
@@ -95,7 +95,7 @@ private:
     std::vector<OperationCall> calls_ = operation_calls();
 };
 
-// Ends by itself, or when it is told to.
+// Runs the tool until it ends, at most for 40 ms, then stops it.
 Outcome run_for_a_while(const std::vector<std::string>& words) {
     Process tool(words);
     tool.close_input();
@@ -103,8 +103,8 @@ Outcome run_for_a_while(const std::vector<std::string>& words) {
     return tool.stop();
 }
 
-// QX_SCHEDULE_SEED names the first seed and QX_SCHEDULES how many are tried.
-TEST(Misbehaviour, ByChance) {
+// QX_SCHEDULE_SEED is the first seed and QX_SCHEDULES the number of seeds to try.
+TEST(Misbehaviour, AtRandomNeverCrashesTheTool) {
     const unsigned first = from_environment("QX_SCHEDULE_SEED", std::random_device()());
     const unsigned count = from_environment("QX_SCHEDULES", kSanitized ? 12 : 40);
     for (unsigned seed = first; seed - first < count && !HasFailure(); ++seed) {

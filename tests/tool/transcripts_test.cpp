@@ -1,13 +1,13 @@
-// Runs the command lines of tests/tool/transcripts. In a transcript
+// Runs the command lines of tests/tool/transcripts. A transcript has the lines
 //   given NAME ANSWER   the broker's answer to the command NAME of the next run, instead of success
-//   input TEXT          what the next run reads from standard input; \n, \r, \xNN and \\ are
-//   escapes $ WORDS             a run; words may be in single quotes and contain escapes
-// and what is expected of that run:
-//   > NAME DATA         a request of the run; without DATA, null
-//   | LINE              on standard output; "(usage)" stands for the usage
-//   ! LINE              on standard error
-//   = STATUS            the exit status, unless it is 0
-//   log LINE            in the log, from the level on, without numbers of lines of code
+//   input TEXT          standard input of the next run, with the escapes \\, \n, \r and \xNN
+//   $ WORDS             a run; words may be in single quotes and contain escapes
+// and, for each run, the expected
+//   > NAME DATA         request; without DATA, null
+//   | LINE              line on standard output; "(usage)" stands for the usage
+//   ! LINE              line on standard error
+//   = STATUS            exit status, unless it is 0
+//   log LINE            line of the log, from the level on, without line numbers of code
 
 #include "test_broker.h"
 #include "transcript.h"
@@ -19,7 +19,7 @@ namespace {
 using namespace qx::test;
 
 struct Step {
-    std::string line; ///< the command line, to name the run
+    std::string line; ///< the command line, which names the run in messages
     std::vector<std::string> words;
     std::map<std::string, std::string> answers;
     std::string input;
@@ -59,8 +59,8 @@ std::vector<Step> read_steps(const fs::path& file) {
     return runs;
 }
 
-/// The log without what differs from run to run: each line from its level on, without the number of
-/// the line of code.
+/// Returns the log without the parts that differ from run to run: each line from its level on,
+/// without the line number of the code.
 std::string log_text() {
     constexpr std::size_t kLevelColumn = 32;
     std::string text;

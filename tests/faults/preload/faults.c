@@ -1,10 +1,9 @@
 /*
- * Loaded in front of the C library (LD_PRELOAD), makes one call of a program meet a fault. QX_RUN
- * names the file, a struct qx_run, that has the fault and gets an account of the program; QX_FILL
- * names the file with which a disk is filled.
+ * Makes one call of a program meet a fault when loaded in front of the C library (LD_PRELOAD).
+ * QX_RUN names a file that holds a struct qx_run: it specifies the fault and receives the account
+ * of the run. QX_FILL names the file with which QX_FULL fills a disk.
  *
- * Programs that the program runs are left alone. Calls that the C library makes by itself are not
- * seen.
+ * Programs that the program executes meet no faults, nor do the C library's internal calls.
  */
 #define _GNU_SOURCE
 #include "run.h"
@@ -24,11 +23,11 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-/* Any function of the list: the registers that carry its arguments, whatever their types. */
+/* Any function of calls.def, called with the registers that carry its arguments of any types. */
 typedef long function(long, long, long, long, long, long);
 static function* real[QX_CALL_COUNT];
 
-static struct qx_run nobody; /* without QX_RUN, and until it is open */
+static struct qx_run nobody; /* stands in until the file of QX_RUN is open */
 static struct qx_run* run = &nobody;
 static char fill[256];
 static int open_at_start;
@@ -56,7 +55,8 @@ static bool counts_to_fault(enum qx_call call) {
     return run->fault.call == call && run->fault.at == count;
 }
 
-/* Counts the call. Returns what the call itself has to do about the fault: fail, or be short. */
+/* Counts the call. Carries out a fault that happens around the call, and returns one that changes
+ * the call itself: to fail or to be short. */
 static enum qx_action meets(enum qx_call call) {
     const bool is_any = call != QX_CALL_alloc && counts_to_fault(QX_CALL_any);
     if (!counts_to_fault(call) && !is_any) {
@@ -90,7 +90,7 @@ static long failure(enum qx_call call) {
 static long bend(enum qx_call call, long words[6]) {
     const enum qx_action action = meets(call);
     if (action == QX_FAIL) {
-        if (call == QX_CALL_close) { /* closes whatever it says */
+        if (call == QX_CALL_close) { /* close(2) closes even when it fails */
             syscall(SYS_close, (int)words[0]);
             errno = run->fault.detail;
         }
@@ -98,7 +98,7 @@ static long bend(enum qx_call call, long words[6]) {
     }
     if (action == QX_SHORT || action == QX_TEAR) {
         words[2] =
-            words[2] > 1 ? words[2] / 2 : words[2]; /* the size, for each that can be short */
+            words[2] > 1 ? words[2] / 2 : words[2]; /* the size in all calls that can be short */
     }
     const long result = real[call](words[0], words[1], words[2], words[3], words[4], words[5]);
     if (action == QX_TEAR) {
@@ -115,7 +115,7 @@ static long bend(enum qx_call call, long words[6]) {
     }
 #include "calls.def"
 
-/* What a fortified program calls instead. */
+/* A fortified program calls this function instead of realpath. */
 function checked_realpath __asm__("__realpath_chk") __attribute__((alias("realpath")));
 
 /* --- allocations --- */
@@ -125,7 +125,7 @@ extern void* __libc_calloc(size_t count, size_t size);
 extern void* __libc_realloc(void* block, size_t size);
 extern void __libc_free(void* block);
 
-static __typeof__(run->live) live; /* a child's is its own */
+static __typeof__(run->live) live; /* each child has its own */
 static atomic_flag live_lock = ATOMIC_FLAG_INIT;
 
 /* Replaces an entry of the table: a null `old` adds, a null `block` removes. */
@@ -145,8 +145,8 @@ static void keep(void* old, void* block, size_t size) {
     atomic_flag_clear(&live_lock);
 }
 
-/* Keeps a block that the program itself asked for. What the C library allocates for itself, time
- * zones say, it never frees. */
+/* Keeps a block that the program itself asked for. The C library never frees some of its own
+ * blocks, for example those for time zones. */
 static void* keep_for(void* caller, void* block, size_t size) {
     struct dl_find_object object;
     if (_dl_find_object(caller, &object) == 0 && object.dlfo_link_map->l_name[0] == '\0') {

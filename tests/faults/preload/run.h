@@ -18,7 +18,7 @@ enum qx_action {
     QX_NOTHING,
     QX_FAIL,   /* with the error `detail` */
     QX_SHORT,  /* handle half of what a read or write is asked for */
-    QX_TEAR,   /* the same, then die */
+    QX_TEAR,   /* the same, then kill the program */
     QX_SIGNAL, /* send the program the signal `detail` before the call */
     QX_FULL,   /* fill the file system of QX_FILL before the call */
     QX_FILES   /* from this call on, nothing can be opened any more */
@@ -34,12 +34,12 @@ struct qx_fault {
 
 struct qx_run {
     struct qx_fault fault;
-    int fired;     /* the call was made */
-    int ended;     /* the program ended normally; then the members below are complete */
-    int left_open; /* more descriptors than at the start */
+    int fired;     /* the program reached the call */
+    int ended;     /* the program ended normally, so the members below are complete */
+    int left_open; /* number of descriptors opened and not closed */
     long calls[QX_CALL_COUNT];
     struct {
         void* block;
         size_t size;
-    } live[1 << 12]; /* what the program itself has not freed */
+    } live[1 << 12]; /* blocks that the program itself has not freed */
 };
