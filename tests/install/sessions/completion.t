@@ -1,8 +1,8 @@
   $ . "$SESSION"
   $ completions=$BUILD/share
 
-In real shells the command is a function here that shows its words. It takes each "=" for a border between words, because
-shells differ in which border they leave behind a completed option.
+The session types into real shells, where a function in place of the command shows its words. The function splits words
+at each "=", because some shells complete an option with "=" and others with a space.
 
   $ cat >.zshrc <<'.'
   > PS1='> '
@@ -43,7 +43,7 @@ shells differ in which border they leave behind a completed option.
   > }
   $ mkfifo typed
 
-Operations, options and values are completed, but not the options of other operations, nor values that are free.
+Shells complete operations, options and fixed values, but neither options of other operations nor free values.
 
   $ type_into 'bash --noprofile --rcfile .bashrc'
   <va_set_schedule>
@@ -72,7 +72,7 @@ Operations, options and values are completed, but not the options of other opera
   <feature><--cl>
   <get_devices><--ids><va_s>
 
-Fish is asked what it would offer.
+Fish offers the same words.
 
   $ offered() {
   >     fish --no-config -c "source '$completions/fish/vendor_completions.d/qxagent-manage.fish'

@@ -1,7 +1,7 @@
   $ . "$SESSION"
 
-Programs are position-independent, resolve all symbols before they start, have no executable stack, no writable code and no
-path of their own to libraries.
+Programs are position-independent and resolve all symbols at the start. They have no executable stack, no writable code
+and no library search path of their own.
 
   $ for program in qxagent-manage qxbrokerd-sim; do
   >     readelf -hldW "$BUILD/bin/$program" |
@@ -18,7 +18,7 @@ path of their own to libraries.
   PIE
   Type:                              DYN
 
-Running programs cannot write their relocations.
+Relocations are read-only in a running program.
 
   $ cat >relocations.py <<'.'
   > import re, subprocess, sys

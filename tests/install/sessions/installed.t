@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-Every build installs the tool and the simulator with their documents and completions. The library is in packages.t.
+Every build installs the tool and the simulator with their documents and completions. packages.t covers the library.
 
   $ cmake --install "$BUILD" --prefix "$PWD/prefix" >installed
   $ cd prefix

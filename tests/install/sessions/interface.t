@@ -1,13 +1,13 @@
   $ . "$SESSION"
 
-What scripts rely on is kept in files. A difference is either a mistake or a new version of the interface, which begins with
-an edit of the file.
+Frozen files hold the interface on which scripts rely. A difference is either a mistake or a new version of the
+interface, for which the file is edited first.
 
   $ frozen=$SOURCES/tests/frozen
   $ qxagent-manage help 2>help.err | diff "$frozen/usage.txt" -
 
-Each line of exit_statuses.txt has the statuses with a broker that answers, with one that refuses, and with none. A signal
-ends listen after its first event.
+Each operation ends with the three statuses of its line in exit_statuses.txt: with a broker that answers, with one that
+refuses, and with none. A signal ends `listen` after its first event.
 
   $ status() {
   >     : >out
@@ -30,7 +30,7 @@ ends listen after its first event.
   $ statuses none
   $ cut -f 4 "$frozen/exit_statuses.txt" | paste answers refuses none - | diff "$frozen/exit_statuses.txt" -
 
-Every operation is listed.
+exit_statuses.txt lists every operation.
 
   $ sed -nE 's/^  ([a-z_]+)( .*)?$/\1/p' "$frozen/usage.txt" | sort >operations
   $ cut -f 4 "$frozen/exit_statuses.txt" | cut -d ' ' -f 1 | sort -u | comm -13 - operations

@@ -3,8 +3,8 @@
   $ cmake --install "$BUILD" --prefix "$PWD/prefix" >installed
   $ broker
 
-The library offers the symbols of a file, which is edited for a new version of the interface, and needs no routine whose
-result depends on the application's locale.
+The library exports exactly the symbols of symbols.txt, which is edited first for a new version of the interface. The
+library calls no function whose result depends on the application's locale.
 
   $ readelf -Ws prefix/lib/libqx_plix.a >symbols
   $ sed -nE 's/^ +[0-9]+: [0-9a-f]+ +[0-9]+ ([A-Z]+) +(GLOBAL|WEAK) +DEFAULT +([0-9]+|ABS|COM) (.*)/\1 \4/p' symbols |
@@ -12,7 +12,7 @@ result depends on the application's locale.
   $ grep -owE 'malloc|tolower|toupper|isspace|isalpha|isalnum|isprint|strcasecmp|strtod|strcoll|__ctype_\w*' symbols | sort -u
   malloc
 
-The README's program is built with pkg-config, as C, as C++ and statically.
+The README's program builds with pkg-config as C, as C++ and statically, and runs.
 
   $ sed -n '/^```c$/,/^```$/ { /^```/d; p }' "$SOURCES/README.md" >program.c
   $ cp program.c program.cpp
@@ -25,7 +25,7 @@ The README's program is built with pkg-config, as C, as C++ and statically.
   $ gcc -std=c11 $strict -flto program.c -static $(pkg-config --static --cflags --libs qx_plix) -o program && ./program
   {"agent": "2.8.1", "broker": "simulator", "protocol": "1.3"}
 
-CMake finds the library also when the installed tree was moved.
+CMake finds the library even after the installed tree was moved.
 
   $ mv prefix moved
   $ cat >CMakeLists.txt <<'.'

@@ -1,8 +1,8 @@
   $ . "$SESSION"
   $ [ -z "$FOR_ROUTERS" ] || skip "of static programs the compiler's commands are checked"
 
-Own code has stack protectors, and calls whose bounds are checked. Linked programs would not tell, because the libraries inside
-them have the same calls.
+The project's own code has stack protectors and bounds-checked calls. The session examines archives, because the
+libraries inside linked programs have such calls too.
 
   $ for archive in $(find "$BUILD/client" "$BUILD/utils" "$BUILD/tools" -name '*.a' | sort); do
   >     readelf -Ws "$archive" >symbols
@@ -13,12 +13,12 @@ them have the same calls.
   libqxbrokerd_sim_parts.a
   libqx_utils.a
 
-The tool loads the C library alone; the loader is there before any library is.
+The tool needs no shared library but the C library, apart from the loader.
 
   $ readelf -dW "$BUILD/bin/qxagent-manage" | sed -n 's/.*(NEEDED).*\[\(.*\)]/\1/p' | grep -v ^ld-linux
   libc.so.6
 
-The tool has no C++ stream: one would link every facet of locales, whose functions the loader looks up at each start.
+The tool uses no C++ streams. They would link every locale facet, whose functions the loader resolves at each start.
 
   $ readelf --dyn-syms -W "$BUILD/bin/qxagent-manage" | grep -oE ' malloc@|newlocale|wcrtomb'
    malloc@

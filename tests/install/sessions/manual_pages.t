@@ -1,11 +1,11 @@
   $ . "$SESSION"
   $ pages=$BUILD/share/man
 
-The pages have no mistakes that mandoc knows.
+mandoc finds no mistake in the pages.
 
   $ mandoc -Tlint -Wwarning $pages/man*/* "$SOURCES/docs/man/qxbrokerd-sim.8"
 
-The examples of qxagent-manage(8) work as they stand. A listener runs until it has subscribed.
+The examples of qxagent-manage(8) work as printed. Those with `listen` run until they have subscribed.
 
   $ broker
   $ sed -n 's/^\.Dl //p' $pages/man8/qxagent-manage.8 >examples
@@ -22,7 +22,7 @@ The examples of qxagent-manage(8) work as they stand. A listener runs until it h
   > $(grep -w listen examples)
   > .
 
-There is an example of each operation.
+The page has an example of each operation.
 
   $ qxagent-manage help 2>help.err | sed -nE 's/^  ([a-z_]+)( .*)?$/\1/p' >operations
   $ wc -l <operations

@@ -11,7 +11,7 @@ cpack makes three Debian packages, each with a checksum.
   qxagent-manage_1.0.0_amd64.deb: OK
   qxbrokerd-sim_1.0.0_amd64.deb: OK
 
-The tool needs libc alone, since everything else that it uses is inside it. The library's users need jansson.
+The tool depends on libc alone, because it contains its other libraries. Programs that use the library need jansson.
 
   $ depends() { dpkg-deb -f "$1"_1.0.0_amd64.deb Depends; }
   $ depends qxagent-manage
@@ -21,7 +21,7 @@ The tool needs libc alone, since everything else that it uses is inside it. The 
   $ depends qxbrokerd-sim
   libc6 (>= *), * (glob)
 
-The packages hold these files and nothing else.
+The packages install exactly these files.
 
   $ PATH=$PATH:/usr/sbin:/sbin
   $ mkdir -p root/var/lib/dpkg/info
@@ -54,7 +54,7 @@ The packages hold these files and nothing else.
   $ ls root/usr/share/doc/qxbrokerd-sim/scenarios >scenarios
   $ ls "$SOURCES/docs/scenarios" | diff scenarios -
 
-Installed programs run.
+The installed programs run.
 
   $ : >out
   $ root/usr/bin/qxbrokerd-sim --install-dir $root >out &
@@ -62,13 +62,13 @@ Installed programs run.
   $ root/usr/sbin/qxagent-manage is_enabled
   {"services_status": true}
 
-Removed packages leave nothing behind.
+Removing the packages leaves nothing behind.
 
   $ dpkg --force-depends --root="$PWD/root" --purge qxagent-manage libqx-plix-dev qxbrokerd-sim >purged 2>&1 || cat purged
   $ ls root
   var
 
-The archive for routers holds one file. Sources without a repository give it the time of their files.
+The archive for routers holds the two programs. Without a repository, its files get the time of a source file.
 
   $ cd ..
   $ mkdir sources

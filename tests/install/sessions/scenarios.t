@@ -1,7 +1,7 @@
   $ . "$SESSION"
 
-Every scenario that the simulator's page lists ends the command beside it with the status and the text that stand there.
-Without a text, nothing is written to standard error.
+Under each scenario that simulator.md lists, the command beside the scenario ends with the listed status and prints the
+listed text. Without a listed text, it prints nothing on standard error.
 
   $ python3 - "$SOURCES/docs/simulator.md" >table <<'.'
   > import re, sys
@@ -21,7 +21,7 @@ Without a text, nothing is written to standard error.
   >     kill $broker; wait $broker
   > done <table 2>kills
 
-The page lists every scenario.
+simulator.md lists every scenario.
 
   $ cut -f 1 table | sed 's/$/.json/' | sort >listed
   $ ls "$SOURCES/docs/scenarios" | sort | diff listed -

@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-The whole scripts of the page for scripts are run as they stand.
+The complete scripts of scripting.md work as printed.
 
   $ python3 - "$SOURCES/docs/scripting.md" <<'.'
   > import re, sys
@@ -8,8 +8,8 @@ The whole scripts of the page for scripts are run as they stand.
   >     open('service' if 'qx-events' in script else 'set-up', 'w').write(script)
   > .
 
-The service writes each event as a line. Its first listener finds no broker, the second is killed, the third hears of the
-event.
+The service writes each event as a line. The first listener finds no broker, the second one is killed, and the third one
+receives the event.
 
   $ mount -t tmpfs tmpfs /var
   $ mkdir /var/log /var/run
@@ -24,14 +24,14 @@ event.
   $ cat /var/log/qx-events.jsonl
   {"event_name": "QX_PLIX_QXAGENT_STARTED", "data": {"hello": 1}}
 
-Stopped, it closes every connection and leaves nothing behind.
+When the service stops, it closes every connection and leaves nothing behind.
 
   $ sh service stop
   $ await trace ' closed' 16
   $ ls /var/run
   $ stop $broker
 
-The set-up at boot changes what differs, and at the next boot nothing.
+The set-up script changes only the settings that differ, and nothing at the next boot.
 
   $ broker '{"state": {"features": {"web_filter": "disabled"}, "services": {"status": 0}}}'
   $ sh set-up

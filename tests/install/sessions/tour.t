@@ -1,7 +1,7 @@
   $ . "$SESSION"
 
-The commands of the README's tour print what stands below them; of a mistake, what goes to standard error. The tour becomes a
-session of its own, whose differences would be shown here.
+The commands of the README's tour print the text below them. For a command that fails, this is its standard error. The
+tour becomes a session of its own, and any difference appears here.
 
   $ broker '{"events": [{"event": "va_status_changed", "when": "subscribe",
   >     "data": {"status": "started", "scan": "network"}}]}'
@@ -14,7 +14,7 @@ session of its own, whose differences would be shown here.
   .
   # Ran 1 tests, 0 skipped, 0 failed.
 
-The recipes of scripting.md print what the block after them shows, and end with status 0.
+The recipes of scripting.md print the text of the block after them and end with status 0.
 
   $ stop $broker
   $ broker '{"state": {"scan_ms": 200}, "events": [{"event": "device_discovery", "when": "subscribe",

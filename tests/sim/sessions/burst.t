@@ -1,6 +1,7 @@
   $ . "$SESSION"
 
-A burst is made as fast as its reader takes it: while nobody reads, it takes little memory and holds nobody up.
+The broker generates a burst only as fast as its reader takes events. A burst that nobody reads takes little memory and
+does not delay other clients.
 
   $ broker
   $ python3 - $broker <<'.'

@@ -1,7 +1,7 @@
   $ . "$SESSION"
 
-Hundreds of clients that have sent half a request do not delay another. Requests are answered in order, also when they come
-byte by byte.
+Hundreds of clients that have sent half a request do not delay another client. The broker answers requests in order,
+even when they arrive byte by byte.
 
   $ broker
   $ python3 - <<'.'
@@ -19,7 +19,7 @@ byte by byte.
   {"status": 0}
   $ stop $broker
 
-Without a free descriptor the broker closes new connections at once, until another client leaves.
+Without a free descriptor, the broker closes each new connection at once until a client leaves.
 
   $ : >trace
   $ (ulimit -n 12; exec qxbrokerd-sim --install-dir $root --trace) >trace 2>&1 &
@@ -35,7 +35,7 @@ Without a free descriptor the broker closes new connections at once, until anoth
   {"status": 0}
   $ stop $!
 
-A report adds devices up to a thousand, and its texts have at most 255 bytes.
+Reports add devices until there are a thousand. A text in a request has at most 255 bytes.
 
   $ broker '{"state": {"devices": [{"device_id": "a"}]}}'
   $ python3 - <<'.'

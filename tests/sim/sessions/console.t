@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-Lines on standard input send events, by either name, as they stand, many at once or without a frame.
+Orders on standard input send an event under either of its names, as is. They can send many events or raw bytes at once.
 
   $ broker
   $ client subscribe va_status_changed
@@ -20,7 +20,7 @@ Lines on standard input send events, by either name, as they stand, many at once
   $ client event
   x
 
-The trace shows every step, and bytes that do not print as escapes. Only subscribers of an event get it.
+The trace shows every step, with unprintable bytes as escapes. Only an event's subscribers receive the event.
 
   $ echo 'emit device_discovery {}' >&9
   $ await trace 'device_discovery to 0'
@@ -43,7 +43,7 @@ The trace shows every step, and bytes that do not print as escapes. Only subscri
   #2 answer {"status": 1, *} (glob)
   #2 closed
 
-A line that cannot be followed is answered on standard error; an empty one means nothing.
+The broker reports an invalid order on standard error and ignores an empty line.
 
   $ echo >&9
   $ cat >&9 <<'.'
@@ -69,7 +69,7 @@ A line that cannot be followed is answered on standard error; an empty one means
   qxbrokerd-sim: drop takes nothing more
   qxbrokerd-sim: unknown order 'jump'; --help lists them
 
-Both drop and restart close every connection. After a restart the version file is locked again.
+The orders `drop` and `restart` close every connection. After a restart the version file is locked again.
 
   $ python3 - <<'.'
   > from client import *

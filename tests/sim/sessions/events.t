@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-One connection subscribes to every event.
+One connection can subscribe to every event.
 
   $ broker '{"state": {"devices": [], "scan_ms": 20, "services": {"status": 0}, "next_subscription": {"plan": "pro"}}}'
   $ client subscribe device_discovery
@@ -18,7 +18,7 @@ One connection subscribes to every event.
   $ client subscribe set_device_online_status_result
   {"status": 0}
 
-A report of a new device causes three events, a refused one causes none.
+A report of a new device causes three events. A refused report causes none.
 
   $ ask set_device_online_status '{"mac": "02:00:00:00:00:07", "interface": "lan", "is_online": true, "ip": "192.0.2.7"}'
   {"status": 0}
@@ -50,7 +50,7 @@ A scan announces its start and its end.
   $ ask va_stop
   {"status": 1, "data": {"code": 1, "description": "no scan is running"}}
 
-Services that start, a changed subscription and a registration are announced.
+The start of services, a changed subscription and a registration each cause an event.
 
   $ ask enable_services
   {"status": 0}
@@ -65,7 +65,7 @@ Services that start, a changed subscription and a registration are announced.
   $ client event
   {"status": "registered", "mac": "02:00:00:00:00:01"}
 
-An update that finds the same subscription announces nothing: the next event is the one from the console.
+An update of an unchanged subscription causes no event: the next event is the one from the console.
 
   $ ask update_subscription_status
   {"status": 0, "data": {"status": "active", "plan": "pro", "expires": "2027-12-31"}}

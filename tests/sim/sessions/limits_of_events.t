@@ -1,6 +1,7 @@
   $ . "$SESSION"
 
-A subscriber that leaves 32 MiB unread is closed, and of several that leave 128 MiB together the one with the most.
+The broker closes a subscriber that leaves 32 MiB unread. When all subscribers together leave 128 MiB, it closes the one
+with the most unread bytes.
 
   $ for case in "1 40" "6 30"; do
   >     broker

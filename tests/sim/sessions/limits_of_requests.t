@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-A request has at most one mebibyte. One byte more closes its client.
+A request has at most 1 MiB. The broker closes a client that sends one byte more.
 
   $ broker
   $ python3 - <<'.'
@@ -14,8 +14,8 @@ A request has at most one mebibyte. One byte more closes its client.
   {"status": 0} False
   b''
 
-Unfinished requests of all clients take at most 32 MiB: of 50 clients with a mebibyte each, 18 are closed. The memory is given
-back when the others have finished.
+Unfinished requests of all clients take at most 32 MiB: of 50 clients with 1 MiB each, the broker closes 18. It frees
+the memory when the others have finished their requests.
 
   $ python3 - $broker <<'.'
   > from client import *
@@ -32,7 +32,7 @@ back when the others have finished.
   > .
   {"status": 0} 18
 
-A client that does not read its answers has its next requests wait. Others are served, and nothing is lost.
+While a client does not read its answers, its next requests wait. The broker serves other clients and loses no answer.
 
   $ stop $broker
   $ broker "{\"commands\": {\"va_stop\": [{\"raw\": \"$(printf '%0500000d')\", \"times\": 0}]}}"

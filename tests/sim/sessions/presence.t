@@ -1,8 +1,8 @@
   $ . "$SESSION"
   $ version=$root/var/run/qxbrokerd.version
 
-Each signal to end ends the broker. The version file, which is locked meanwhile, goes, and so does the directory that the
-broker made. The end of standard input changes nothing.
+SIGINT, SIGTERM, SIGHUP and SIGQUIT end the broker. It then removes the version file, which it keeps locked while it
+runs, and the directory that it made. The end of standard input does not end the broker.
 
   $ mkdir -p $root/var
   $ for signal in INT TERM HUP QUIT; do
@@ -23,7 +23,7 @@ broker made. The end of standard input changes nothing.
   1.3 {"services_status": true}
   QUIT 0 log
 
-A version file that a dead broker left is taken over.
+A new broker takes over the version file of a dead one.
 
   $ broker
   $ { kill -KILL $broker; wait $broker; } 2>/dev/null
@@ -33,8 +33,8 @@ A version file that a dead broker left is taken over.
   $ cat $version; echo
   1.3
 
-A second broker leaves the first alone. Where the socket is free, the version file is not, whether or not the second would
-lock it.
+A second broker does not disturb the first. Even where the socket is free, the first broker holds the version file,
+whether or not the second would lock it.
 
   $ qxbrokerd-sim --install-dir $root
   qxbrokerd-sim: another broker has the socket '@:qxbrokerd-1.3.skt' already
@@ -50,7 +50,7 @@ lock it.
   {"services_status": true}
   $ stop $broker
 
-Anything but a regular file with one link is refused and stays as it is.
+The broker refuses a version file that is not a regular file with one link, and leaves it unchanged.
 
   $ echo precious >/opt/victim
   $ mkdir -p $root/var/run
@@ -68,8 +68,8 @@ Anything but a regular file with one link is refused and stays as it is.
   qxbrokerd-sim: '/opt/norvane/var/run/qxbrokerd.version' is not a regular file with one link
   1 precious
 
-A scenario gives the version file another text, and leaves the file unlocked: another broker can take it over, and keeps it
-when the first ends.
+A scenario can change the text of the version file and leave the file unlocked. Another broker can then take the file
+over, and the file stays when the first broker ends.
 
   $ broker '{"version": "1.2\n", "lock": false}'
   $ cat $version
@@ -81,7 +81,7 @@ when the first ends.
   $ cat $version; echo
   1.3
 
-A wrong command line is named in one line.
+One line names the mistake in a command line.
 
   $ qxbrokerd-sim --help | head -n 1
   usage: qxbrokerd-sim --install-dir DIR [--scenario FILE] [--trace] [--help]

@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-Each command refuses in the shape that its clients decode.
+Each command refuses with the members that its clients decode.
 
   $ broker
   $ ask start_registration '{"router_id": ""}'
@@ -26,7 +26,7 @@ Each command refuses in the shape that its clients decode.
   $ ask no_such
   {"status": 1, "data": {"code": 1, "description": "unknown command 'no_such'"}}
 
-Lines that are no requests are answered with code 2.
+The broker answers lines that are not requests with code 2.
 
   $ client send ''
   {"status": 1, "data": {"code": 2, "description": "the request is not JSON: *"}} (glob)

@@ -1,6 +1,7 @@
   $ . "$SESSION"
 
-A command with scripted answers gives them in order and is not carried out. Afterwards the command works normally.
+The broker gives a command's scripted answers in order and does not carry the command out. Afterwards the command works
+normally.
 
   $ broker '{"commands": {
   >     "get_router_name": [
@@ -30,7 +31,7 @@ A command with scripted answers gives them in order and is not carried out. Afte
   $ ask get_router_name
   {"status": 0, "data": "Home Router"}
 
-Frames are bent on their way: the length prefix, the number of bytes, the bytes themselves and their pace.
+A rule can change the length prefix of an answer, the number of its bytes, the bytes themselves and their pace.
 
   $ stop $broker
   $ broker '{"commands": {"enable_services": [
@@ -66,7 +67,7 @@ An answer can be huge.
   > .
   True
 
-A connection on which an answer stops stays open and silent. Others are served.
+A connection whose answer stops half-way stays open and silent. The broker serves other clients.
 
   $ stop $broker
   $ broker '{"commands": {"enable_services": [{"send": 6}]}}'
@@ -78,7 +79,7 @@ A connection on which an answer stops stays open and silent. Others are served.
   > .
   b'\r\x00\x00\x00{"' {"status": 0} False
 
-A delayed answer holds up its own client alone, and comes although the client has ended its side.
+A delayed answer delays only its own client, and arrives even if the client has shut down its side.
 
   $ stop $broker
   $ broker '{"commands": {"enable_services": [{"delay_ms": 150}]}}'
@@ -95,7 +96,7 @@ A delayed answer holds up its own client alone, and comes although the client ha
   {"status": 0} False
   {"status": 0} b'' True
 
-A connection that is never read is closed when its client leaves.
+The broker closes a connection that it never reads when the client leaves.
 
   $ stop $broker
   $ broker '{"connections": [{"accept": "silent"}]}'
@@ -105,7 +106,7 @@ A connection that is never read is closed when its client leaves.
   #1 connected
   #1 closed
 
-The broker restarts before an answer, or dies within one and leaves its version file.
+The broker can restart before an answer, or die within one and leave its version file behind.
 
   $ stop $broker
   $ broker '{"commands": {"enable_services": [{"send": 0, "then": "restart", "down_ms": 0}, {"send": 4, "then": "exit"}]}}'

@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-Events come by themselves: for each new subscriber a number of times, or for ever from the start.
+A scenario sends events by itself: a number of times to each new subscriber, or forever from the start.
 
   $ broker '{"events": [
   >     {"event": "device_discovery", "when": "subscribe", "data": {"n": "%n"}, "times": 3, "every_ms": 1},
@@ -22,7 +22,7 @@ Events come by themselves: for each new subscriber a number of times, or for eve
   {"status": 0} tick tick
   {"status": 0} b'd\x00\x00\x001'
 
-Subscriptions fail as their rules say, then work again.
+Subscriptions fail as their rules specify, and then work again.
 
   $ stop $broker
   $ broker '{"subscriptions": {"device_discovery": [{"status": 1}, {"send": 3, "then": "close"}]}}'

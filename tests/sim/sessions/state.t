@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-Switches keep their setting.
+The broker keeps the setting of each switch.
 
   $ broker
   $ ask disable_services
@@ -20,7 +20,7 @@ Switches keep their setting.
   $ ask get_routerprotection_status
   {"status": 0, "data": {"status": 1}}
 
-The router's fields are read back as set, and wrong values are refused.
+The broker returns the router's fields as they were set, and refuses invalid values.
 
   $ ask set_router_name '"new name"'
   {"status": 0}
@@ -57,7 +57,7 @@ The router's fields are read back as set, and wrong values are refused.
   $ ask get_va_cloud_trigger
   {"status": 0, "data": false}
 
-Devices are listed, renamed and blocked. Without ids, or with an empty list, all devices are listed.
+The broker lists, renames and blocks devices. Without ids, or with an empty list, it lists all devices.
 
   $ stop $broker
   $ broker '{"state": {"devices": [{"device_id": "a", "mac": "02:00:00:00:00:0a"}, {"device_id": "b", "name": "B"}]}}'
@@ -78,7 +78,7 @@ Devices are listed, renamed and blocked. Without ids, or with an empty list, all
   $ ask set_device_traffic_blocked '{"device_id": "a", "traffic_blocked": 2}'
   {"status": 1, "data": {"code": 1, "description": "'traffic_blocked' must be 0 or 1"}}
 
-A request changes all of its features or none.
+A request changes all of its features or none of them.
 
   $ stop $broker
   $ broker '{"state": {"features": {"a": "enabled", "b": "disabled"}}}'

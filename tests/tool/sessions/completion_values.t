@@ -6,7 +6,7 @@ Builds that are not installed have no completions.
   $ [ -e "$share/zsh" ] || exit 80
   $ export share HOME="$PWD"
 
-How each shell completes a line:
+These functions complete a line in each shell:
 
   $ cat >bash.sh <<'END'
   > . "$share/bash-completion/completions/${1%% *}"
@@ -47,8 +47,8 @@ How each shell completes a line:
   $ in_zsh() { timeout 60 zsh -f zsh.zsh "$1"; }
   $ everywhere() { in_bash "$1"; in_fish "$1"; in_zsh "$1"; }
 
-Values that the broker knows. Bash replaces only what stands behind "=" or ":". An id that a shell could expand is
-not offered:
+Shells complete values that only the broker knows. Bash replaces only the text behind "=" or ":". An id that a shell
+could expand is not offered:
 
   $ broker '{"state": {"devices": [{"device_id": "kitchen", "mac": "02:00:00:00:00:01"},
   >   {"device_id": "cellar", "mac": "02:00:00:00:00:02"}, {"device_id": "$(touch owned)", "mac": "02:00:00:00:00:03"}]}}'
@@ -81,7 +81,7 @@ not offered:
   $ ls owned 2>/dev/null
   [2]
 
-Other values and options. An option stands once, and may stand before its operation:
+Shells complete other values and options. They offer an option only once, and also before its operation:
 
   $ everywhere "qxagent-manage va_set_schedule --on_day mo"
   monday
@@ -106,7 +106,7 @@ Other values and options. An option stands once, and may stand before its operat
   --cloud
   <--cloud>.
 
-The other programs:
+Shells complete the other programs:
 
   $ everywhere "qxagent-wait -t 5 QX_PLIX_VA_STATUS_CHANGED,QX_PLIX_Q"
   QX_PLIX_VA_STATUS_CHANGED,QX_PLIX_QXAGENT_STARTED
@@ -128,7 +128,7 @@ The other programs:
   $ in_bash "qxbrokerd-sim --trace --"
   --install-dir --scenario --help
 
-Without a broker, or with one that is silent, there are no values and no messages:
+Without a broker, or with a silent one, completion offers no values and prints no messages:
 
   $ stop $broker
   $ everywhere "qxagent-manage get_devices --ids k" 2>&1

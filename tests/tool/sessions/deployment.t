@@ -1,5 +1,5 @@
-A switch of the cloud deployment stops and starts the connector, with protection off meanwhile. The
-keys of the registration go, others stay.
+A switch of the cloud deployment stops and starts the connector, with protection off meanwhile. It
+deletes the keys of the registration and keeps other keys.
 
   $ . "$SESSION"
   $ broker
@@ -15,12 +15,12 @@ keys of the registration go, others stay.
   stop protection=0 -stop protection=0 start protection=0 -start protection=0
   {"/agent/protection_enabled": "1", "/other": "o", "/cirrel/entrypoints/default": "stage"}
 
-A switch to where it is does nothing.
+A switch to the current deployment does nothing.
 
   $ switch_to staging
   $ ran
 
-Protection that was off stays off.
+Protection that was off before stays off.
 
   $ echo '{}' >$settings
   $ switch_to development
@@ -28,13 +28,13 @@ Protection that was off stays off.
   stop -stop start -start
   {"/cirrel/entrypoints/default": "dev"}
 
-Each program runs once, even when the caller ignores SIGCHLD, which hides how programs end.
+Each program runs once even when the caller ignores SIGCHLD, which hides exit statuses.
 
   $ env --ignore-signal=CHLD qxagent-manage set_registration_cloud --cloud=staging
   $ ran
   stop -stop start -start
 
-Programs have a session of their own, so that Ctrl-C at the terminal cannot stop them half-way.
+Each program runs in a session of its own, so Ctrl-C at the terminal cannot stop it half-way.
 
   $ printf '#!/bin/sh\ncut -d" " -f6 /proc/$$/stat >>%s/sessions\n' "$PWD" >$root/bin/qxcloudd
   $ switch_to production
@@ -62,7 +62,7 @@ The switch goes on when a program fails or cannot be run.
   WARN  [deployment.cpp][report()]: '/opt/norvane/bin/qxcloudd -start' could not be run: Permission denied
   {"/agent/protection_enabled": "1", "/cirrel/entrypoints/default": "prod"}
 
-When the store cannot be written, nothing begins.
+The switch does not begin when the settings cannot be written.
 
   $ connector; rm $settings.lock; mkdir $settings.lock
   $ switch_to staging
@@ -72,7 +72,7 @@ When the store cannot be written, nothing begins.
   ERROR [deployment.cpp][run_set_registration_cloud()]: Could not disable the agent
   {"/agent/protection_enabled": "1", "/cirrel/entrypoints/default": "prod"}
 
-Protection comes on again when a program has filled the disk.
+Protection comes on again even when a program has filled the disk.
 
   $ mount -t tmpfs -o size=32k,mode=755 tmpfs $root/etc; mkdir $root/etc/init.d
   $ printf '#!/bin/sh\ncat /dev/zero >%s/$1 2>/dev/null\n' $root/etc >$root/etc/init.d/qplix-qxcloudd

@@ -1,4 +1,4 @@
-What happens in the middle of a switch, at which a program of the connector waits:
+This session interrupts a switch while a program of the connector waits.
 
   $ . "$SESSION"
   $ broker
@@ -8,7 +8,8 @@ What happens in the middle of a switch, at which a program of the connector wait
   $ pause_at() { mkfifo "./$1"; switch_to staging; read -r _ <"./$1"; }
   $ go_on() { echo >"./$1"; wait $tool; }
 
-A signal ends the tool when the switch is done. Of several signals, the one with the lowest number does.
+A signal ends the tool only when the switch is done. Of several signals, the one with the lowest number
+ends the tool.
 
   $ several="30 29 27 26 24 22 21 20 16 15 14 13 12 10 3 2 1 $(seq -s ' ' 34 64)"
   $ for signals in 2 15 3 14 6 5 "$several"; do
@@ -29,8 +30,8 @@ A signal ends the tool when the switch is done. Of several signals, the one with
        28 stop protection=0 -stop protection=0 start protection=0 -start protection=0
        28 {"/agent/protection_enabled": "1", "/cirrel/entrypoints/default": "stage"}
 
-The store cannot be written any more once there is a directory in the place of its lock file. The
-connector is started again.
+The connector starts again even when the settings can no longer be written, here because a directory
+has taken the place of their lock file.
 
   $ block() { rm $settings.lock; mkdir $settings.lock; }
   $ protected; pause_at -stop; block; go_on -stop
@@ -46,7 +47,7 @@ connector is started again.
   ERROR [deployment.cpp][operator()()]: Could not enable back the agent
   {"/agent/protection_enabled": "0", "/cirrel/entrypoints/default": "stage"}
 
-While the switch waits for a lock, a signal ends it at once. Nothing has changed.
+While the switch waits for a lock, a signal ends it at once and nothing changes.
 
   $ hold() { exec 8>"$settings.$1"; flock 8; }
   $ release() { exec 8>&-; }
@@ -65,7 +66,7 @@ While the switch waits for a lock, a signal ends it at once. Nothing has changed
   $ ran; cat $settings
   {"/agent/protection_enabled": "1"}
 
-It reads the store once it has the lock.
+The switch reads the settings after it has got the lock.
 
   $ written() {
   >     protected; hold "$1"; switch_to staging; eventually waits
@@ -82,7 +83,7 @@ It reads the store once it has the lock.
   $ written switch '{"/cirrel/entrypoints/default": "stage"}'
   $ ran
 
-One switch waits for the end of another.
+A second switch waits for the end of the first.
 
   $ protected; pause_at stop; first=$tool
   $ switch_to development; eventually waits

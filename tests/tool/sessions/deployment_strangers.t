@@ -1,4 +1,4 @@
-The switch runs no program of an unknown user.
+The switch runs no program that an untrusted user controls.
 
   $ . "$SESSION"
   $ touch stranger; chown 1234 stranger || skip "only root has other users"
@@ -22,7 +22,7 @@ The switch runs no program of an unknown user.
   ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane/etc/init.d' belongs to user 1234
   [1]
 
-The agent's user is known, and so is the owner of the install directory.
+The agent's user and the owner of the install directory are trusted.
 
   $ echo 'norvane-plix:x:1234:1234::/opt/norvane:/bin/false' >>/etc/passwd
   $ try chown 1234 $script

@@ -12,7 +12,7 @@ another user could have replaced.
   >     log; ran; return $status
   > }
 
-What others can write is refused, wherever it lies on the way to a program,
+The switch refuses a program when others can write to any file or directory on the way to it,
 
   $ for place in $root $root/etc $init $script $root/bin $daemon; do try chmod o+w $place; done
   ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane' can be written by others
@@ -30,24 +30,24 @@ even where the script is missing.
   ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane/etc/init.d' can be written by others
   [1]
 
-What a group can write is a warning.
+A directory that its group can write to causes a warning.
 
   $ try chmod g+w $root/etc
   WARN  [deployment.cpp][can_be_run()]: '/opt/norvane/etc' can be written by its group
   stop -stop start -start
 
-Links are followed, inside the install directory
+The switch follows links inside the install directory
 
   $ linked() { mkdir -p "$(dirname "$1")"; mv $init "$1"; ln -s "$2" $init; }
   $ try linked $root/shared/init.d ../shared/init.d
   stop -stop start -start
 
-and outside,
+and to the outside. It refuses links
 
   $ try linked /opt/outside/init.d /opt/outside/init.d
   stop -stop start -start
 
-to what others can write,
+to directories that others can write to
 
   $ linked_badly() { linked "$1" "$2"; chmod o+w "$(dirname "$1")"; }
   $ try linked_badly $root/shared/init.d ../shared/init.d
@@ -62,7 +62,7 @@ to what others can write,
   [1]
   $ chmod o-w /opt
 
-or round and round.
+and links in a loop.
 
   $ try linked $root/shared/init.d init.d
   ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane/etc/init.d/qplix-qxcloudd' has too many links

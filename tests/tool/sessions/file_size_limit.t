@@ -1,4 +1,4 @@
-A file that may not grow ends the tool with a reason, not with a signal.
+When a file reaches the size limit, the tool ends with a reason and not by a signal.
 
   $ [ -z "$SANITIZED" ] || skip "the thread sanitizer writes files of its own"
   $ . "$SESSION"
@@ -6,7 +6,7 @@ A file that may not grow ends the tool with a reason, not with a signal.
   >     "data": ["'"$(printf %0200d 0)"'"]}]}'
   $ limited() { limit=$1; shift; sh -c "ulimit -f $limit; exec qxagent-manage $*"; }
 
-The log may be such a file. The reason is still on standard error.
+When the log reaches the limit, the reason still appears on standard error.
 
   $ mkdir $root/etc; echo '[]' >$settings
   $ limited 0 is_enabled
@@ -14,7 +14,7 @@ The log may be such a file. The reason is still on standard error.
   [1]
   $ log; rm $settings
 
-So may the output, which is left with whole lines.
+When the output reaches the limit, it ends with a whole line.
 
   $ limited 0 get_version_info >out
   standard output: write error

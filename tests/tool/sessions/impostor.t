@@ -1,4 +1,5 @@
-Any user can listen on the broker's socket while the broker is down. Nothing is sent to a stranger.
+Any user can listen on the broker's socket while the broker is down. The tool sends nothing to an
+untrusted user.
 
   $ . "$SESSION"
   $ touch stranger; chown 1234 stranger || skip "only root has other users"

@@ -1,8 +1,8 @@
   $ . "$SESSION"
   $ broker
 
-`listen` subscribes to every event in the order of their types, and prints those that are objects or
-arrays, one to a line.
+`listen` subscribes to all events in the order of their types. It prints each event that is an object
+or an array as one line.
 
   $ start qxagent-manage listen >out 2>err
   $ await trace answer 7
@@ -26,7 +26,7 @@ arrays, one to a line.
   {"event_name": "QX_PLIX_VA_STATUS_CHANGED", "data": {"b": [1, "\xc3\xbc"], "a": null}} (esc)
   {"event_name": "QX_PLIX_VA_STATUS_CHANGED", "data": []}
 
-Named events are subscribed to once each, in ascending order.
+`listen --events` subscribes once to each named event, in the order of their types.
 
   $ start qxagent-manage listen --events QX_PLIX_VA_STATUS_CHANGED,QX_PLIX_DEVICE_DISCOVERY --events= \
   >     --events QX_PLIX_VA_STATUS_CHANGED
@@ -36,13 +36,13 @@ Named events are subscribed to once each, in ascending order.
   {"type": "subscribe", "name": "va_status_changed"}
   $ stop $!
 
-A name is matched exactly, and nothing is subscribed to when one is unknown.
+Names must match exactly. `listen` subscribes to nothing when one of the names is unknown
 
   $ qxagent-manage listen --events=QX_PLIX_VA_STATUS_CHANGED,qx_plix_device_discovery
   Unknown event: qx_plix_device_discovery
   [1]
 
-Nor when the limit of the backlog is no number of MiB.
+or when the limit of the backlog is not a number of MiB.
 
   $ for limit in '' x 1x ' 1' -1 0 1048577 18446744073709551617; do
   >     QX_LISTEN_BACKLOG=$limit qxagent-manage listen && echo accepted

@@ -1,11 +1,11 @@
-What `listen` does when its standard output takes no more.
+`listen` ends when it cannot write to its standard output.
 
   $ . "$SESSION"
   $ broker '{"events": [{"event": "device_discovery", "when": "subscribe", "times": 600, "every_ms": 0,
   >     "data": ["'"$(printf %0200d 0)"'"]}]}'
   $ listen="qxagent-manage listen --events=QX_PLIX_DEVICE_DISCOVERY"
 
-It ends with the reason,
+It reports the reason
 
   $ $listen >/dev/full
   standard output: No space left on device
@@ -14,7 +14,7 @@ It ends with the reason,
   standard output: Bad file descriptor
   [1]
 
-and leaves whole lines on a disk that is full.
+and leaves only whole lines on a full disk.
 
   $ mkdir /opt/small
   $ mount -t tmpfs -o size=64k tmpfs /opt/small
@@ -32,7 +32,7 @@ and leaves whole lines on a disk that is full.
     \n
   {"event_name": "QX_PLIX_DEVICE_DISCOVERY", "data": ["00000000000000000
 
-It ends without a word when its reader has gone, whether events come or not.
+`listen` ends without a message when its reader has gone, whether or not events arrive.
 
   $ $listen | head -n 1
   {"event_name": "QX_PLIX_DEVICE_DISCOVERY", "data": ["00000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000"]}

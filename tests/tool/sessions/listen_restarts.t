@@ -1,4 +1,4 @@
-`listen` outlives its broker. It subscribes again at once, to everything, and loses no descriptor.
+`listen` survives restarts of the broker. It soon renews all subscriptions and leaks no descriptor.
 
   $ . "$SESSION"
   $ for event in device_discovery subscription_changed cloud_registration_status devices_list_updated \

@@ -29,13 +29,13 @@ after the broker has gone,
   $ listen; await trace answer 5
   $ stop $broker; ends_on TERM
 
-while the broker that has come back is silent,
+while a broker that has restarted is silent,
 
   $ broker '{"subscriptions": {"device_discovery": [{}, {"send": 0}]}}'
   $ listen; await trace answer 1
   $ echo drop >&9; await trace request 2; ends_on TERM
 
-and before it has subscribed, even when the program that started it had blocked its signals:
+and before it has subscribed, even when it was started with blocked signals:
 
   $ start_blocked() { start env --block-signal qxagent-manage listen; tool=$!; }
   $ stop $broker
@@ -44,7 +44,8 @@ and before it has subscribed, even when the program that started it had blocked 
   $ start_blocked; await trace request 2; ends_on QUIT
   $ start_blocked; await trace request 3; ends_on TERM
 
-The same goes for a broker that accepts no connection. One connection fills its queue.
+A stop signal ends `listen` even while the broker accepts no connection. One connection fills the
+broker's queue.
 
   $ stop $broker
   $ mkdir -p $root/var/run; printf 1.3 >$root/var/run/qxbrokerd.version

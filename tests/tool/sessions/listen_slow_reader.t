@@ -1,4 +1,4 @@
-Nobody has to read what `listen` prints. A reader that opens the pipe, and reads once it is told to:
+`listen` works with a reader that opens the pipe but reads only when it is told to.
 
   $ . "$SESSION"
   $ mkfifo pipe go
@@ -10,7 +10,8 @@ Nobody has to read what `listen` prints. A reader that opens the pipe, and reads
   $ writes() { grep -q '^[0-9]* 0x1 ' /proc/$tool/syscall; }
   $ broker
 
-Meanwhile a stop signal ends it, with whole lines as far as the pipe can take them.
+While nobody reads, a stop signal ends `listen`. The output then ends with a whole line, unless the line
+does not fit into the pipe.
 
   $ for size in 10 100000; do
   >     n=$((n + 1)); reader; listen; await trace answer $n
@@ -25,7 +26,7 @@ Meanwhile a stop signal ends it, with whole lines as far as the pipe can take th
   0
      0
 
-Events wait in its memory, by default up to 32 MiB of them. None is lost.
+Unread events wait in the memory of `listen`, by default up to 32 MiB, and none is lost.
 
   $ events=100000
   $ [ -z "$SANITIZED$EMULATED" ] || events=10000
@@ -39,7 +40,7 @@ Events wait in its memory, by default up to 32 MiB of them. None is lost.
   $ stop $tool; wait $reader
   $ expected | cmp - out
 
-Another limit keeps the broker waiting.
+With a lower limit the broker waits instead, and no event is lost.
 
   $ export QX_LISTEN_BACKLOG=1
   $ reader; listen; await trace answer 4; burst

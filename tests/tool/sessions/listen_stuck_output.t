@@ -1,5 +1,5 @@
-A stop signal ends `listen` with success while its terminal or socket takes no more. The program that
-has the terminal waits for a FIFO that nobody reads.
+A stop signal ends `listen` with status 0 even while its terminal or socket accepts no more bytes. The
+terminal is stuck because script(1) writes to a FIFO that nobody reads.
 
   $ . "$SESSION"
   $ broker '{"events": [{"event": "device_discovery", "when": "subscribe", "times": 600, "every_ms": 0,

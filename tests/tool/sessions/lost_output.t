@@ -1,4 +1,4 @@
-The tool says so when its output is lost. A `listen` does in `listen_outputs.t`.
+The tool reports that its output is lost. `listen_outputs.t` shows the same for `listen`.
 
   $ . "$SESSION"
   $ broker
@@ -11,7 +11,8 @@ The tool says so when its output is lost. A `listen` does in `listen_outputs.t`.
   $ qxagent-manage get_version_info <&- >&- 2>&-
   [1]
 
-Nothing else takes the number of a closed descriptor, and with it the output, even without /dev/null.
+Even without /dev/null, no file that the tool opens takes the number of a closed standard stream and
+receives its output.
 
   $ without_devices() { unshare -m sh -c "mount -t tmpfs tmpfs /dev; exec qxagent-manage get_version_info $1"; }
   $ without_devices '>&-'
@@ -21,7 +22,7 @@ Nothing else takes the number of a closed descriptor, and with it the output, ev
   [1]
   $ log
 
-Large results arrive whole.
+Large results arrive complete.
 
   $ stop $broker; printf '["%05000000d"]\n' 0 >large
   $ broker "{\"commands\": {\"get_version_info\": [{\"data\": $(cat large)}]}}"

@@ -1,4 +1,4 @@
-Whatever the broker answers to a subscription, `listen` either goes on or says that it has failed.
+Whatever the broker answers to a subscription, `listen` either goes on or reports a failure.
 
   $ . "$SESSION"
   $ step=3; [ -z "$SANITIZED$EMULATED" ] || step=24
@@ -22,8 +22,8 @@ Whatever the broker answers to a subscription, `listen` either goes on or says t
   >     stop $broker
   > done 3<ways
 
-Whatever it sends for an event, another event comes before and afterwards, on new connections if need be.
-A status means nothing in an event.
+Whatever the broker sends in place of one event, other events arrive before and after it, if necessary on
+a new connection. The session leaves out rules with a status, which has no meaning in an event.
 
   $ ways 3
   $ grep -v ' {"status"' ways >events

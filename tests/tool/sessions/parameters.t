@@ -1,4 +1,4 @@
-Parameters on standard input have a limit of 1 MiB, and nothing is sent of more.
+Parameters on standard input have a limit of 1 MiB. The tool sends nothing if they are longer.
 
   $ . "$SESSION"
   $ broker
@@ -9,7 +9,7 @@ Parameters on standard input have a limit of 1 MiB, and nothing is sent of more.
   $ requests >sent; wc -c <sent
   1000069
 
-A closed standard input has none.
+The tool reports a closed standard input.
 
   $ qxagent-manage register_to_cloud --params=- <&-
   standard input: Bad file descriptor

@@ -1,5 +1,5 @@
-Others can neither read nor write what the tool leaves on the router, whatever the umask and the files
-that were there.
+Others can neither read nor write the files that the tool leaves on the router, whatever the umask and
+the modes of earlier files are.
 
   $ . "$SESSION"
   $ broker
@@ -22,7 +22,7 @@ that were there.
   640 /opt/norvane/var/log/qxagent-manage.log
   640 /opt/norvane/var/log/qxagent-manage.log.1
 
-A read changes no mode.
+Reading the settings does not change their mode.
 
   $ echo '{}' >$settings
   $ qxagent-manage is_enabled
@@ -30,7 +30,8 @@ A read changes no mode.
   $ stat -c %a $settings
   666
 
-The update location is moved without the broker. It stays when the store cannot be written.
+The tool changes the update location without the broker. The old location stays when the settings
+cannot be written.
 
   $ requests >before
   $ qxagent-manage set_quillet_location staging

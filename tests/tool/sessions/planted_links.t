@@ -1,5 +1,5 @@
-Whoever can write to the tool's directories can plant links there. They lead to no other file: not to
-what it contains, not to its mode.
+Other users who can write to the tool's directories can plant links there. The tool changes neither the
+content nor the mode of a file to which such a link leads.
 
   $ . "$SESSION"
   $ broker

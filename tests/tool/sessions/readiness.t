@@ -18,7 +18,7 @@ A listener writes one line feed to the descriptor of QX_READY_FD when all subscr
   "set_device_online_status_result"
   $ stop $listener
 
-The service manager hears of the start and of the end.
+The service manager receives READY=1 after the start and STOPPING=1 at the end.
 
   $ cat >manager.py <<'END'
   > import socket, sys
@@ -49,7 +49,7 @@ The service manager hears of the start and of the end.
   READY=1
   STOPPING=1
 
-A full pipe and a manager that is not there are passed over.
+Neither a full pipe nor a missing service manager stops a listener.
 
   $ exec 8<>ready
   $ yes 2>&- | head -c 65536 >&8
@@ -59,7 +59,7 @@ A full pipe and a manager that is not there are passed over.
   $ eventually all_subscribed
   $ stop $listener
 
-A descriptor that is not open, or a standard stream, is refused before anything is sent.
+A listener refuses a closed descriptor or a standard stream before it sends anything.
 
   $ shown=$(wc -l <trace)
   $ for value in '' 6 1 x -1; do QX_READY_FD=$value qxagent-manage listen; done
@@ -71,7 +71,7 @@ A descriptor that is not open, or a standard stream, is refused before anything 
   [1]
   $ requests
 
-A listener that loses the broker and has it back says so once each in its log.
+A listener logs the loss of the broker once and its return once.
 
   $ exec 8>&-
   $ QX_READY_FD=7 qxagent-manage listen >events 7>ready &

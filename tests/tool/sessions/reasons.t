@@ -1,15 +1,15 @@
   $ . "$SESSION"
   $ frozen=$(dirname "$SESSION")/../frozen
 
-Every operation is called as in the frozen list of exit statuses. A line below shows how many calls ended with which
-status and wrote what to standard error; OPERATION stands for their names.
+The session calls every operation as in the frozen list of exit statuses. Each line below shows a number of calls, their
+exit status and their text on standard error, where OPERATION stands for the operation's name.
 
   $ calls() { sed '/^#/d' "$frozen/exit_statuses.txt" | cut -f4 | grep -v '^help\|^$'; }
   $ call() { qxagent-manage "$@" >/dev/null 2>err </dev/null; echo "$? $(sed "s/: $1: /: OPERATION: /" err | tr '\n' ' ')"; }
   $ each() { while read -r words; do call $words; done | sort | uniq -c; }
   $ asking() { calls | grep -v '^set_quillet\|^set_registration_cloud\|^listen\|NONSENSE\|nonsense\|params a$\|^feature$'; }
 
-Without an agent, every operation says that there is none.
+Without an agent, every operation reports that there is none.
 
   $ calls | QX_ERRORS=text each
         1 1 (unknown operation) there is no operation 'nonsense' 
@@ -20,8 +20,8 @@ Without an agent, every operation says that there is none.
   [1]
   $ rm -rf $root
 
-A refusal is reported with the broker's reason and code. A line that the contract asks for comes first, and nothing
-follows if it tells the broker's reason already.
+The tool reports a refusal with the broker's reason and code. A line that the interface requires comes first. The report
+is left out if this line already gives the broker's reason.
 
   $ broker '{"commands": {"*": [{"status": 1, "data": {"code": 7, "description": "not today"}, "times": 0}]}}'
   $ asking | QX_ERRORS=text each
@@ -41,7 +41,7 @@ follows if it tells the broker's reason already.
   $ QX_ERRORS=json qxagent-manage register --params a=b 2>&1 | tail -n 1
   {"operation": "register", "status": 1, "stage": "refused", "code": 7, "description": "not today", "message": "refused by the broker: not today (code 7)"}
 
-The reason is in the log from level info on, and no reason is in the log below.
+The log has the reason at level info, but not at the default level warn.
 
   $ log
   WARN  [services.cpp][log_warning()]: the router information lacks name, model, serial_number, firmware_version, feature_set_level, interfaces, use_va_cloud_trigger: refused by the broker: not today (code 7)
@@ -50,7 +50,7 @@ The reason is in the log from level info on, and no reason is in the log below.
   $ log
   INFO  [operation.cpp][log_reason()]: enable: refused by the broker: not today (code 7)
 
-Without the variable nothing is added, nor with the value "none".
+The tool adds no reason if QX_ERRORS is "none", or if it is unset and standard error is not a terminal.
 
   $ asking | each
         1 0 
@@ -67,7 +67,7 @@ Without the variable nothing is added, nor with the value "none".
   [255]
   $ stop $broker
 
-A broker that closes the connection:
+The tool reports a broker that closes the connection.
 
   $ broker '{"commands": {"*": [{"send": 0, "then": "close", "times": 0}]}}'
   $ asking | QX_ERRORS=text each
@@ -83,7 +83,7 @@ A broker that closes the connection:
        22 255 qxagent-manage: OPERATION: the broker closed the connection 
   $ stop $broker
 
-A reply that is not JSON:
+The tool reports a reply that is not JSON.
 
   $ broker '{"commands": {"*": [{"body": "no JSON", "times": 0}]}}'
   $ asking | QX_ERRORS=text each
@@ -99,7 +99,7 @@ A reply that is not JSON:
        22 255 qxagent-manage: OPERATION: the broker's reply cannot be understood: '[' or '{' expected near 'no' 
   $ stop $broker
 
-A reply of a length that is out of range:
+The tool reports a reply whose length is out of range.
 
   $ broker '{"commands": {"*": [{"length": -1, "times": 0}]}}'
   $ QX_ERRORS=json qxagent-manage va_status
@@ -107,7 +107,7 @@ A reply of a length that is out of range:
   [255]
   $ stop $broker
 
-A broker that stays silent longer than the deadline:
+The tool reports a broker that stays silent until the deadline.
 
   $ broker '{"commands": {"*": [{"send": 0, "times": 0}]}}'
   $ export QX_TIMEOUT=0.2
@@ -120,7 +120,7 @@ A broker that stays silent longer than the deadline:
   [255]
   $ stop $broker
 
-The deadline covers the whole exchange: a broker that trickles bytes does not extend it.
+The deadline covers the whole exchange. A broker that sends byte after byte does not extend it.
 
   $ broker '{"commands": {"*": [{"chunk": 1, "pause_ms": 50, "times": 0}]}}'
   $ QX_ERRORS=text qxagent-manage va_start
@@ -129,7 +129,7 @@ The deadline covers the whole exchange: a broker that trickles bytes does not ex
   $ unset QX_TIMEOUT
   $ stop $broker
 
-What the tool rejects itself is sent to no broker.
+The tool sends nothing to the broker when it rejects a call itself.
 
   $ broker
   $ shown=$(wc -l <trace)
@@ -174,7 +174,7 @@ What the tool rejects itself is sent to no broker.
   {"operation": "", "status": 1, "stage": "argument", "code": null, "description": null, "message": "there is no operation 'nonsense'"}
   $ requests
 
-A value of the environment that makes no sense ends the run before anything is sent.
+An invalid environment variable ends the run before the tool sends anything.
 
   $ for value in '' x 1x -1 . 1000001; do QX_TIMEOUT=$value qxagent-manage enable; done
   QX_TIMEOUT: '' is not a number of seconds up to 1000000
@@ -191,7 +191,7 @@ A value of the environment that makes no sense ends the run before anything is s
   [1]
   $ requests
 
-A run that ends with 0 although something went wrong says so.
+A run that ends with 0 although something went wrong prints a warning.
 
   $ stop $broker
   $ broker '{"commands": {"get_router_name": [{"status": 1}], "get_version_info": [{"data": "no document"}]}}'
@@ -209,7 +209,7 @@ A run that ends with 0 although something went wrong says so.
   {"operation": "set_registration_cloud", "status": 0, "stage": "warning", "code": null, "description": null, "message": "'/opt/norvane/etc/init.d/qplix-qxcloudd start' could not be run: No such file or directory"}
   {"operation": "set_registration_cloud", "status": 0, "stage": "warning", "code": null, "description": null, "message": "'/opt/norvane/bin/qxcloudd -start' could not be run: No such file or directory"}
 
-A log or a settings file that cannot be used is named.
+The tool names a log or a settings file that it cannot use.
 
   $ mkdir -p $root/etc $root/var/log
   $ echo '[]' >$settings
@@ -228,7 +228,7 @@ A log or a settings file that cannot be used is named.
   qxagent-manage: set_quillet_location: cannot write the settings: /opt/norvane/etc/settings.json.lock: cannot be locked: Is a directory
   [255]
 
-A connector that fails is named, and the switch goes on.
+The tool names a connector program that fails, and the switch goes on.
 
   $ rmdir $settings.lock
   $ mkdir -p $root/etc/init.d $root/bin

@@ -1,4 +1,4 @@
-No secret reaches the log or a message, at any level, from damaged settings or from wrong parameters.
+No secret from damaged settings or wrong parameters reaches a message, or the log at any level.
 
   $ . "$SESSION"
   $ broker

@@ -1,5 +1,5 @@
-Without QX_TIMEOUT the tool waits for a silent broker until the user ends it, and ends at once then. It
-has no third thread for that. A person has Ctrl-C,
+Without QX_TIMEOUT the tool waits for a silent broker without a time limit, and with at most two threads. A
+signal ends it at once. A person can press Ctrl-C,
 
   $ . "$SESSION"
   $ operations >operations
@@ -27,7 +27,7 @@ has no third thread for that. A person has Ctrl-C,
   $ tried 2; try 1 '{"send": 9, "times": 0}'
   $ tried 3; try 2 '{"length": 60000000, "times": 0}'
 
-a script has timeout(1).
+and a script can use timeout(1).
 
   $ broker '{"connections": [{"accept": "silent", "times": 0}]}'
   $ tried 1

@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-The usage needs no agent, and leaves nothing behind.
+The usage needs no agent, and printing it leaves no file behind.
 
   $ qxagent-manage help >usage
   (ok) no error
@@ -10,12 +10,12 @@ The usage needs no agent, and leaves nothing behind.
   (unknown option) set_router_info has no option '--modle'; did you mean '--model'?
   $ ls /opt
 
-Without an install directory there is no broker to ask, and no word about it.
+Without an install directory, an operation fails and prints nothing.
 
   $ qxagent-manage is_enabled
   [1]
 
-A broker that is not running:
+The tool reports a broker that is not running.
 
   $ mkdir -p $root/var/run
   $ qxagent-manage is_enabled
@@ -26,7 +26,7 @@ A broker that is not running:
   Daemon is down or you need to try again later
   [1]
 
-A broker of another version:
+The tool reports a broker of another version.
 
   $ broker '{"version": "1.2"}'
   $ qxagent-manage is_enabled
@@ -34,7 +34,7 @@ A broker of another version:
   [1]
   $ stop $broker
 
-A broker of the right one:
+A broker of the right version receives the request.
 
   $ broker
   $ qxagent-manage is_enabled
@@ -43,7 +43,7 @@ A broker of the right one:
   {"type": "command", "name": "get_services_status", "data": null}
   $ log
 
-Nothing is asked when the log cannot be written
+The tool asks the broker nothing when the log cannot be written
 
   $ rm -f $log; mkdir -p $log
   $ qxagent-manage is_enabled
@@ -51,7 +51,7 @@ Nothing is asked when the log cannot be written
   [1]
   $ rmdir $log
 
-or the settings are damaged. They stay as they are.
+or when the settings are damaged. Damaged settings stay unchanged.
 
   $ mkdir $root/etc; echo '{"/a": 1}' >$settings
   $ qxagent-manage set_quillet_location staging

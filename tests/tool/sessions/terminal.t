@@ -1,10 +1,10 @@
-What is written to a terminal, compared with what others get.
+The tool writes other text to a terminal than to a file or pipe.
 
   $ . "$SESSION"
   $ on_terminal() { TERM=xterm script -qec "$1" /dev/null </dev/null | tr -d '\r'; }
   $ unset NO_COLOR
 
-Headings of the usage are bold where the terminal can and nobody minds.
+Headings of the usage are bold on a terminal, unless it is dumb or NO_COLOR is set.
 
   $ on_terminal 'qxagent-manage help' | grep ' listen'
     \x1b[1mlisten\x1b[0m                  start the tool in listen mode, waiting for events and (esc)
@@ -16,7 +16,7 @@ Headings of the usage are bold where the terminal can and nobody minds.
   >     on_terminal "env $variables qxagent-manage help 2>/dev/null" | cmp - plain
   > done
 
-Results are laid out for a person.
+Results have a layout for people on a terminal.
 
   $ broker '{"commands": {"get_version_info": [{"data": {"a": [1]}}], "va_status": [{"data": {"status": 1}}]}}'
   $ on_terminal 'qxagent-manage get_version_info'
@@ -29,8 +29,8 @@ Results are laid out for a person.
   VA_scan_running: true
   $ stop $broker
 
-Control characters in texts of others could set a title, forge a line, erase the display or change the
-writing direction. A terminal gets them escaped, a file gets them as they are.
+Control characters in texts from elsewhere could set a terminal's title, forge a line, erase the display or
+change the writing direction. The tool escapes them on a terminal but not in a file.
 
   $ text='t\u001b]0;x\u0007\nerror:\u007f\u009b2J\u00e4\u202e'
   $ raw=$(jq -rn "\"$text\"")
@@ -78,7 +78,7 @@ writing direction. A terminal gets them escaped, a file gets them as they are.
   Wrong Protocol Version: Daemon=(1.3\x1b]\x0a) vs Client=(1.3)
   $ stop $broker
 
-Every kind of value is printed as JSON.
+The tool prints every kind of JSON value.
 
   $ values='[{}, [], [[{"a": null}]], true, false, -9223372036854775808, -0, 1E22, 0.1,
   >     "\u0001\b\t\n\u000b\f\r\"\\\/\u001f\u007f\u0080", {"\n": "\u00e4"}]'

@@ -1,7 +1,7 @@
   $ . "$SESSION"
   $ scan=QX_PLIX_VA_STATUS_CHANGED
 
-The command line is checked first:
+`qxagent-wait` rejects a wrong command line:
 
   $ qxagent-wait -h | head -n 1
   usage: qxagent-wait [-t SECONDS] [-n COUNT] EVENT[,EVENT...] [COMMAND [ARGUMENT...]]
@@ -34,7 +34,7 @@ The command does not run unless its events can be subscribed to:
   qxagent-wait: the events cannot be subscribed to
   [125]
 
-The event that the command causes, and as many events as are asked for:
+`qxagent-wait` prints the event that the command causes, or as many events as `-n` asks for:
 
   $ qxagent-wait $scan qxagent-manage va_start
   {"event_name": "QX_PLIX_VA_STATUS_CHANGED", "data": {"status": "started", "scan": "network"}}
@@ -49,7 +49,7 @@ The command has the caller's standard streams, and its output comes before the e
   warned
   {"event_name": "QX_PLIX_VA_STATUS_CHANGED", "data": {}}
 
-Its failure is the status:
+If the command fails, `qxagent-wait` ends with the status of the command:
 
   $ qxagent-wait $scan sh -c 'exit 7'
   [7]
@@ -58,8 +58,8 @@ Its failure is the status:
   $ qxagent-wait $scan ./nothing 2>/dev/null
   [127]
 
-Everything that it starts inherits the writing end of a pipe, whose reader waits until all have ended.
-Nothing outlives a wait that succeeds, not even the timer:
+No process outlives a wait that succeeds, not even the timer. Every process inherits the writing end of the
+pipe `alive`, so the reader of the pipe waits until all of them have ended:
 
   $ mkfifo alive
   $ gone() { timeout 30 cat alive || echo "a process is left"; }
@@ -84,7 +84,7 @@ A time limit ends the listener, a subscription that hangs, and a command that re
   $ wait $!
   [124]
 
-A signal ends it as it ends any program, and the command with its children:
+A signal ends `qxagent-wait` like any program, and the command with its children:
 
   $ for signal in HUP USR1 TERM PIPE; do
   >     : >runs
@@ -101,7 +101,7 @@ A signal ends it as it ends any program, and the command with its children:
   TERM
   PIPE
 
-The shell and the programs of busybox suffice:
+The shell, setsid and sleep of busybox suffice:
 
   $ mkdir applets
   $ ln -s "$(command -v qxagent-manage)" "$(command -v qxagent-wait)" applets
@@ -116,7 +116,7 @@ The shell and the programs of busybox suffice:
   $ wait $!
   [124]
 
-No event is missed that the command causes (QX_RACES sets how often this is tried):
+`qxagent-wait` misses no event that the command causes (QX_RACES sets the number of attempts):
 
   $ for run in $(seq 1 "${QX_RACES:-50}"); do
   >     [ $((run % 2)) -eq 1 ] && order=va_stop status=stopped || order=va_start status=started
