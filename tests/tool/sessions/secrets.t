@@ -43,9 +43,10 @@ The log does not repeat a broker that quotes the token, though a terminal or a s
 
   $ stop $broker
   $ broker "{\"commands\": {\"start_cloud_registration\": [{\"status\": 1, \"data\": {\"description\": \"$s is unknown\"}}]}}"
+  $ echo '{}' >$settings
   $ QX_ERRORS=text qxagent-manage register_to_cloud --params=token=$s,mac=m
-  Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
+  failed to register to cloud
+  qxagent-manage: register_to_cloud: refused by the broker: correct-horse-battery is unknown
   [1]
-  $ log
-  ERROR [settings.cpp][report_failure()]: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
-  INFO  [operation.cpp][log_reason()]: register_to_cloud: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
+  $ log | grep INFO
+  INFO  [operation.cpp][log_reason()]: register_to_cloud: refused
