@@ -142,9 +142,9 @@ void qx_plix_set_connection_cb(qx_plix_connection_cb callback, void* user_data);
 
 /* Bounds each command and each qx_plix_subscribe, from connecting to the last byte of the reply,
  * and the connection that qx_plix_init opens as a probe. A call that takes longer than
- * `milliseconds` fails. 0, the initial value, means no limit. The time is measured on the monotonic
- * clock. Applies to calls that begin afterwards; works at any time, also before qx_plix_init. Any
- * thread. */
+ * `milliseconds` fails, except qx_plix_get_router_info, which leaves out what is missing by then.
+ * 0, the initial value, means no limit. The time is measured on the monotonic clock. Applies to
+ * calls that begin afterwards; works at any time, also before qx_plix_init. Any thread. */
 void qx_plix_set_timeout(uint64_t milliseconds);
 
 /* Stores in `failure` why the last call on this thread failed, where only calls that report failure
