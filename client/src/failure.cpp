@@ -78,7 +78,8 @@ int fail_with_errno(qx_plix_stage stage, const char* sentence) {
     const int error = errno;
     if (begin_record(stage_of(error, stage))) {
         last.system_error = error;
-        set_message(sentence, std::strerror(error));
+        // C libraries disagree on the text of ETIMEDOUT.
+        set_message(sentence, error == ETIMEDOUT ? "the time is up" : std::strerror(error));
     }
     errno = error;
     return -1;

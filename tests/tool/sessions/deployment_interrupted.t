@@ -11,7 +11,7 @@ This session interrupts a switch while a program of the connector waits.
 A signal ends the tool only when the switch is done. Of several signals, the one with the lowest number
 ends the tool.
 
-  $ several="30 29 27 26 24 22 21 20 16 15 14 13 12 10 3 2 1 $(seq -s ' ' 34 64)"
+  $ several="30 29 27 26 24 22 21 20 16 15 14 13 12 10 3 2 1 $(seq -s ' ' 35 64)"
   $ for signals in 2 15 3 14 6 5 "$several"; do
   >     for step in stop -stop start -start; do
   >         protected; pause_at $step

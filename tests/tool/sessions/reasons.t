@@ -112,11 +112,11 @@ The tool reports a broker that stays silent until the deadline.
   $ broker '{"commands": {"*": [{"send": 0, "times": 0}]}}'
   $ export QX_TIMEOUT=0.2
   $ printf '%s\n' enable is_enabled get_version_info 'register --params a=b' 'feature --list' | QX_ERRORS=text each
-        1 1 Failed getting the features list qxagent-manage: OPERATION: cannot receive the broker's reply: Connection timed out 
-        1 1 error:   code:        3   message:     internal error   description: no response from daemon qxagent-manage: OPERATION: cannot receive the broker's reply: Connection timed out 
-        3 255 qxagent-manage: OPERATION: cannot receive the broker's reply: Connection timed out 
+        1 1 Failed getting the features list qxagent-manage: OPERATION: cannot receive the broker's reply: the time is up 
+        1 1 error:   code:        3   message:     internal error   description: no response from daemon qxagent-manage: OPERATION: cannot receive the broker's reply: the time is up 
+        3 255 qxagent-manage: OPERATION: cannot receive the broker's reply: the time is up 
   $ QX_ERRORS=json qxagent-manage va_start
-  {"operation": "va_start", "status": 255, "stage": "timed_out", "code": null, "description": null, "message": "cannot receive the broker's reply: Connection timed out"}
+  {"operation": "va_start", "status": 255, "stage": "timed_out", "code": null, "description": null, "message": "cannot receive the broker's reply: the time is up"}
   [255]
   $ stop $broker
 
@@ -124,7 +124,7 @@ The deadline covers the whole exchange. A broker that sends byte after byte does
 
   $ broker '{"commands": {"*": [{"chunk": 1, "pause_ms": 50, "times": 0}]}}'
   $ QX_ERRORS=text qxagent-manage va_start
-  qxagent-manage: va_start: cannot receive the broker's reply: Connection timed out
+  qxagent-manage: va_start: cannot receive the broker's reply: the time is up
   [255]
   $ unset QX_TIMEOUT
   $ stop $broker
