@@ -110,7 +110,7 @@ The tool reports a reply whose length is out of range.
 The tool reports a broker that stays silent until the deadline.
 
   $ broker '{"commands": {"*": [{"send": 0, "times": 0}]}}'
-  $ export QX_TIMEOUT=0.2
+  $ export QX_TIMEOUT=0.5
   $ printf '%s\n' enable is_enabled get_version_info 'register --params a=b' 'feature --list' | QX_ERRORS=text each
         1 1 Failed getting the features list qxagent-manage: OPERATION: cannot receive the broker's reply: the time is up 
         1 1 error:   code:        3   message:     internal error   description: no response from daemon qxagent-manage: OPERATION: cannot receive the broker's reply: the time is up 

@@ -38,8 +38,8 @@ and a script can use timeout(1).
 
 With QX_TIMEOUT, the call fails after that time.
 
-  $ while read -r operation <&3; do
-  >     QX_TIMEOUT=0.2 timeout 20 qxagent-manage $operation >out 2>&1; echo $?
-  > done 3<tried | sort -u
-  1
-  255
+  $ QX_TIMEOUT=0.5 timeout 20 qxagent-manage enable
+  [255]
+  $ QX_TIMEOUT=0.5 timeout 20 qxagent-manage feature --list
+  Failed getting the features list
+  [1]
