@@ -114,7 +114,7 @@ TEST_F(Deadlines, EndCallsToASilentOrBlockedBroker) {
     ASSERT_EQ(qx_plix_init(), 0);
     qx_plix_set_timeout(30'000);
     EXPECT_EQ(qx_plix_enable(), 0);
-    qx_plix_set_timeout(100);
+    qx_plix_set_timeout(500);
     broker.reply("enable_services", {});
     expect_time_out(qx_plix_enable());
     // The requests of one call share its deadline: the second one is never sent.
@@ -146,7 +146,7 @@ TEST_F(Deadlines, AreNotCutShortBySignalHandlers) {
     const itimerval often{{0, 5000}, {0, 5000}};
     require(::setitimer(ITIMER_REAL, &often, nullptr) == 0, "setitimer");
     broker.reply("enable_services", {});
-    qx_plix_set_timeout(100);
+    qx_plix_set_timeout(500);
     expect_time_out(qx_plix_enable());
     EXPECT_GT(alarms, 1);
     qx_plix_set_timeout(0);

@@ -5,9 +5,10 @@
 
 namespace qx::manage {
 
-/// Holds back every signal but SIGKILL and SIGSTOP while it lives; a signal that came meanwhile
-/// takes effect when it ends. A fault of the program itself still ends the program at once: the
-/// kernel delivers the signal of a fault even when it is blocked.
+/// Holds back every signal but SIGKILL, SIGSTOP and those that the C library keeps for itself (32
+/// to 34) while it lives; a signal that came meanwhile takes effect when it ends. A fault of the
+/// program itself still ends the program at once: the kernel delivers the signal of a fault even
+/// when it is blocked.
 class HeldSignals {
 public:
     HeldSignals() {
