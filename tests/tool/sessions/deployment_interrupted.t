@@ -52,7 +52,7 @@ While the switch waits for a lock, a signal ends it at once and nothing changes.
 
   $ hold() { exec 8>"$settings.$1"; flock 8; }
   $ release() { exec 8>&-; }
-  $ waits() { grep -q -- "-> FLOCK .* $tool " /proc/locks; }
+  $ waits() { grep -q lock_inode /proc/$tool/wchan; }
   $ protected
   $ for lock in lock switch; do
   >     for signal in INT TERM; do
