@@ -81,7 +81,7 @@ const std::vector<std::string> kAddresses{"02:00:5e:10:00:01", "02:00:5e:10:00:[
 
 void request_document(benchmark::State& state) {
     while (state.KeepRunning()) {
-        const qx::json_ptr array = qx::manage::text_array(kAddresses);
+        const qx::json_ptr array = qx::manage::text_array("--addresses", kAddresses);
         benchmark::DoNotOptimize(qx::manage::serialise(array));
     }
 }
@@ -90,7 +90,7 @@ BENCHMARK(request_document);
 // Up to the first system call, which the kernel refuses.
 void request_on_the_wire(benchmark::State& state) {
     constexpr int closed = -1;
-    const qx::json_ptr array = qx::manage::text_array(kAddresses);
+    const qx::json_ptr array = qx::manage::text_array("--addresses", kAddresses);
     while (state.KeepRunning()) {
         benchmark::DoNotOptimize(
             qxplix::send_request(closed, "command", "set_va_exclusions", array.get()));
