@@ -1,6 +1,8 @@
 // Work that a test does in a child process.
 #pragma once
 
+#include "world.h"
+
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -20,6 +22,7 @@ public:
         if (pid_ == 0) {
             ::_exit(work());
         }
+        require(pid_ > 0, "fork"); // kill(2) with -1 would end every process of the user
     }
     Forked(const Forked&) = delete;
     Forked& operator=(const Forked&) = delete;

@@ -69,6 +69,7 @@ Process::Process(const std::vector<std::string>& argv,
         ::dup2(err[1], 2);
         become(argv, environment);
     }
+    require(pid_ > 0, "fork"); // kill(2) with -1 would end every process of the user
     ::close(in[0]);
     ::close(out[1]);
     ::close(err[1]);

@@ -18,7 +18,7 @@ const fs::path kDaemon = kInstallDir / "bin/qxcloudd";
 
 int switch_to(const char* cloud) {
     qx::log::start("qxagent-manage", nullptr);
-    return qx::manage::run_set_registration_cloud(cloud, std::chrono::milliseconds(200));
+    return qx::manage::run_set_registration_cloud(cloud, std::chrono::seconds(2));
 }
 
 TEST(Deployment, UnknownNameIsRefused) {

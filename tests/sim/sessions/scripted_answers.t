@@ -82,15 +82,17 @@ A connection whose answer stops half-way stays open and silent. The broker serve
 A delayed answer delays only its own client, and arrives even if the client has shut down its side.
 
   $ stop $broker
-  $ broker '{"commands": {"enable_services": [{"delay_ms": 150}]}}'
+  $ broker '{"commands": {"enable_services": [{"delay_ms": 86400000}], "enable_routerprotection": [{"delay_ms": 150}]}}'
   $ python3 - <<'.'
   > from client import *
   > import time
+  > delayed = Client()
+  > delayed.sendall(command('enable_services'))
+  > print(ask('disable_services'), delayed.has_input())
   > start = time.monotonic()
   > client = Client()
-  > client.sendall(command('enable_services'))
+  > client.sendall(command('enable_routerprotection'))
   > client.shutdown(socket.SHUT_WR)
-  > print(ask('disable_services'), client.has_input())
   > print(client.frame(), client.read(1), time.monotonic() - start >= 0.15)
   > .
   {"status": 0} False

@@ -7,7 +7,7 @@ A stop signal ends `listen` with success, and at once:
   >     begin=$(date +%s)
   >     kill -s "$1" $tool
   >     wait $tool || echo "status $?"
-  >     [ $(($(date +%s) - begin)) -le 3 ] || echo too late
+  >     [ $(($(date +%s) - begin)) -le 10 ] || echo too late
   > }
 
 while it waits for events,

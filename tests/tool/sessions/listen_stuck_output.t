@@ -7,7 +7,7 @@ terminal is stuck because script(1) writes to a FIFO that nobody reads.
   $ writes() { grep -q '^[0-9]* 0x1 ' /proc/$tool/syscall; }
   $ mkfifo stuck; exec 8<>stuck
   $ on_terminal() {
-  >     script -qc "stty $1; qxagent-manage listen & echo \$! >pid; wait \$!; echo \$? >status" \
+  >     script -qc "stty $1; sh -c 'echo \$\$ >pid; exec qxagent-manage listen' & wait \$!; echo \$? >status" \
   >         /dev/null >stuck &
   >     await trace answer "$2"; tool=$(cat pid)
   >     eventually writes; kill $tool

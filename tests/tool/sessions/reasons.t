@@ -110,7 +110,7 @@ The tool reports a reply whose length is out of range.
 The tool reports a broker that stays silent until the deadline.
 
   $ broker '{"commands": {"*": [{"send": 0, "times": 0}]}}'
-  $ export QX_TIMEOUT=0.5
+  $ export QX_TIMEOUT=1
   $ printf '%s\n' enable is_enabled get_version_info 'register --params a=b' 'feature --list' | QX_ERRORS=text each
         1 1 Failed getting the features list qxagent-manage: OPERATION: cannot receive the broker's reply: the time is up 
         1 1 error:   code:        3   message:     internal error   description: no response from daemon qxagent-manage: OPERATION: cannot receive the broker's reply: the time is up 
@@ -122,7 +122,7 @@ The tool reports a broker that stays silent until the deadline.
 
 The deadline covers the whole exchange. A broker that sends byte after byte does not extend it.
 
-  $ broker '{"commands": {"*": [{"chunk": 1, "pause_ms": 50, "times": 0}]}}'
+  $ broker '{"commands": {"*": [{"chunk": 1, "pause_ms": 200, "times": 0}]}}'
   $ QX_ERRORS=text qxagent-manage va_start
   qxagent-manage: va_start: cannot receive the broker's reply: the time is up
   [255]

@@ -16,7 +16,7 @@ signal ends it at once. A person can press Ctrl-C,
   >         [ "$(ls /proc/$tool/task | wc -l)" -le 2 ] || [ -n "$SANITIZED$EMULATED" ] || echo threads
   >         begin=$(date +%s)
   >         kill -$signal $tool; wait $tool; status=$?
-  >         [ $status = $((128 + signal)) ] && [ $(($(date +%s) - begin)) -le 3 ] && [ ! -s out ] ||
+  >         [ $status = $((128 + signal)) ] && [ $(($(date +%s) - begin)) -le 10 ] && [ ! -s out ] ||
   >             echo "$rule: $operation: status $status $(cat out)"
   >         await trace closed $((2 * asked))
   >     done 3<tried

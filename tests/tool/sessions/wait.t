@@ -86,6 +86,8 @@ A time limit ends the listener, a subscription that hangs, and a command that re
 
 A signal ends `qxagent-wait` like any program, and the command with its children:
 
+  $ stop $broker
+  $ broker '{"state": {"scan_ms": 1000000}}'
   $ for signal in HUP USR1 TERM PIPE; do
   >     : >runs
   >     gone & reader=$!
@@ -120,6 +122,6 @@ The shell, setsid and sleep of busybox suffice:
 
   $ for run in $(seq 1 "${QX_RACES:-50}"); do
   >     [ $((run % 2)) -eq 1 ] && order=va_stop status=stopped || order=va_start status=started
-  >     event=$(qxagent-wait -t 10 $scan qxagent-manage $order)
+  >     event=$(qxagent-wait -t 30 $scan qxagent-manage $order)
   >     case $event in *'"data": {"status": "'$status'",'*) ;; *) echo "run $run: '$event'" ;; esac
   > done
