@@ -4,7 +4,7 @@ This session interrupts a switch while a program of the connector waits.
   $ [ -z "$EMULATED" ] || skip "signals reach the emulator before the tool"
   $ broker
   $ connector
-  $ switch_to() { start qxagent-manage set_registration_cloud --cloud="$1" 8>&-; tool=$!; }
+  $ switch_to() { start qxagent-manage set_registration_cloud --cloud="$1"; tool=$!; }
   $ protected() { echo '{"/agent/protection_enabled": "1"}' >$settings; }
   $ pause_at() { mkfifo "./$1"; switch_to staging; read -r _ <"./$1"; }
   $ go_on() { echo >"./$1"; wait $tool; }
@@ -50,9 +50,13 @@ has taken the place of their lock file.
 
 While the switch waits for a lock, a signal ends it at once and nothing changes.
 
-  $ hold() { exec 8>"$settings.$1"; flock 8; }
-  $ release() { exec 8>&-; }
-  $ waits() { grep -q lock_inode /proc/$tool/wchan; }
+  $ hold() {
+  >     mkfifo held
+  >     flock -F "$settings.$1" sh -c 'echo >held; read -r _ <held' & holder=$!
+  >     read -r _ <held
+  > }
+  $ release() { echo >held; wait $holder; rm held; }
+  $ waits() { grep -q -- "-> FLOCK .* $tool " /proc/locks; }
   $ protected
   $ for lock in lock switch; do
   >     for signal in INT TERM; do
