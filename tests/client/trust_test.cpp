@@ -64,6 +64,19 @@ TEST_F(Trust, AcceptsRootTheOwnUserAndTheAgentsUsersOnly) {
     EXPECT_FALSE(is_accepted()) << "the owner of a link and of the file that it leads to";
 }
 
+TEST_F(Trust, AcceptsOwnersOfTheDirectoryGivenAtTheStart) {
+    if (!restart_as(kStranger)) {
+        GTEST_SKIP() << "only root can act as another user";
+    }
+    const fs::path elsewhere = "/opt/elsewhere";
+    const LockedVersionFile its_version(elsewhere);
+    give(elsewhere, kStranger);
+    EXPECT_EQ(qx_plix_init2(elsewhere.c_str()), 0);
+    EXPECT_EQ(qx_plix_enable(), 0);
+    qx_plix_uninit();
+    EXPECT_FALSE(is_accepted());
+}
+
 TEST_F(Trust, RefusesUsersWithoutAMapping) {
     if (!restart_as(kNobody)) {
         GTEST_SKIP() << "only root can act as another user";
