@@ -1,7 +1,7 @@
 When a file reaches the size limit, the tool ends with a reason and not by a signal.
 
-  $ [ -z "$SANITIZED" ] || skip "the thread sanitizer writes files of its own"
   $ . "$SESSION"
+  $ [ -z "$SANITIZED" ] || skip "the thread sanitizer writes files of its own"
   $ broker '{"events": [{"event": "device_discovery", "when": "subscribe", "times": 600, "every_ms": 0,
   >     "data": ["'"$(printf %0200d 0)"'"]}]}'
   $ limited() { limit=$1; shift; sh -c "ulimit -f $limit; exec qxagent-manage $*"; }
