@@ -1,5 +1,6 @@
 #include "base/descriptor.h"
 #include "base/install.h"
+#include "base/open_file.h"
 #include "base/protocol.h"
 #include "base/retry.h"
 #include "event_thread.h"
@@ -28,8 +29,7 @@ constexpr std::size_t kVersionSize = 33;
 int open_version_file(const char* install_path) {
     char name[kPathSize];
     version_file_name(install_path, name);
-    constexpr int flags = O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC;
-    return qx::io::uninterrupted([&] { return ::open(name, flags); });
+    return qx::io::open_file(name, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
 }
 
 // The broker holds a lock on its version file for as long as it runs.

@@ -3,6 +3,7 @@
 
 #include "base/descriptor.h"
 #include "base/install.h"
+#include "base/open_file.h"
 #include "base/retry.h"
 #include "mutex.h"
 
@@ -65,7 +66,7 @@ private:
         return got > 0;
     }
 
-    qx::io::descriptor file_{::open(kPasswd, O_RDONLY | O_CLOEXEC)};
+    qx::io::descriptor file_{qx::io::open_file(kPasswd, O_RDONLY)};
     char* text_;
     char* begin_ = text_;
     char* end_ = text_;

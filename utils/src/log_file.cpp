@@ -1,6 +1,7 @@
 #include "log_file.h"
 
 #include "base/descriptor.h"
+#include "base/open_file.h"
 #include "base/retry.h"
 #include "qx/io.h"
 
@@ -23,8 +24,8 @@ constexpr mode_t kMode = 0640;
 // regular file or has several hard links (EMLINK).
 io::descriptor open_for_appending(const std::string& file, int more_flags) {
     // Non-blocking for the sake of a fifo in the file's place; a file takes no notice.
-    const int flags = O_RDWR | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | more_flags;
-    io::descriptor fd(io::uninterrupted([&] { return ::open(file.c_str(), flags, kMode); }));
+    const int flags = O_RDWR | O_APPEND | O_NOFOLLOW | O_NONBLOCK | more_flags;
+    io::descriptor fd(io::open_file(file.c_str(), flags, kMode));
     struct stat status {};
     if (!fd || ::fstat(fd.get(), &status) != 0) {
         return io::descriptor();

@@ -1,6 +1,7 @@
 #include "store_file.h"
 
 #include "base/descriptor.h"
+#include "base/open_file.h"
 #include "base/retry.h"
 #include "qx/io.h"
 #include "qx/last_error.h"
@@ -22,14 +23,12 @@ constexpr mode_t kMode = 0600;
 constexpr off_t kLargest = 16L * 1024 * 1024;
 
 io::descriptor open_file(const std::string& file, int flags) {
-    return io::descriptor(io::uninterrupted(
-        [&] { return ::open(file.c_str(), flags | O_CLOEXEC | O_NOFOLLOW, kMode); }));
+    return io::descriptor(io::open_file(file.c_str(), flags | O_NOFOLLOW, kMode));
 }
 
 // May be a link: to a part of the flash that is not read-only, say.
 io::descriptor open_directory(const std::string& directory) {
-    return io::descriptor(io::uninterrupted(
-        [&] { return ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    return io::descriptor(io::open_file(directory.c_str(), O_RDONLY | O_DIRECTORY));
 }
 
 bool flush(int fd) {
