@@ -160,17 +160,16 @@ int fetch_router_field(json_t* result, const router_field& field) {
 class missing_fields {
 public:
     void add(const router_field& field) {
-        if (length_ == 0) {
+        if (*names_ == '\0') {
             qx_plix_last_failure(&first_);
         }
-        length_ +=
-            static_cast<std::size_t>(std::snprintf(names_ + length_, sizeof names_ - length_,
-                                                   "%s%s", length_ == 0 ? "" : ", ", field.key));
+        append_text(names_, sizeof names_, *names_ == '\0' ? "" : ", ");
+        append_text(names_, sizeof names_, field.key);
         clear_failure();
     }
 
     void report() const {
-        if (length_ > 0) {
+        if (*names_ != '\0') {
             char text[sizeof names_ + sizeof first_.message + 64];
             std::snprintf(text, sizeof text, "the router information lacks %s: %s", names_,
                           first_.message);
@@ -180,7 +179,6 @@ public:
 
 private:
     char names_[256] = ""; ///< has room for the names of all members
-    std::size_t length_ = 0;
     qx_plix_failure_t first_{};
 };
 

@@ -53,9 +53,11 @@ qx_plix_stage stage_of(int error, qx_plix_stage otherwise) {
 }
 
 void set_message(const char* sentence, const char* detail) {
-    char text[sizeof last.message + sizeof last.description];
-    std::snprintf(text, sizeof text, detail == nullptr ? "%s" : "%s: %s", sentence, detail);
-    copy_text(last.message, sizeof last.message, text);
+    copy_text(last.message, sizeof last.message, sentence);
+    if (detail != nullptr) {
+        append_text(last.message, sizeof last.message, ": ");
+        append_text(last.message, sizeof last.message, detail);
+    }
 }
 
 } // namespace
@@ -109,9 +111,9 @@ int fail_refused(const refusal& reason) {
     last.has_code = reason.has_code ? 1 : 0;
     last.code = reason.code;
     if (reason.has_code) {
-        const std::size_t length = std::strlen(last.message);
-        std::snprintf(last.message + length, sizeof last.message - length, " (code %ld)",
-                      static_cast<long>(last.code));
+        char code[32];
+        std::snprintf(code, sizeof code, " (code %ld)", static_cast<long>(last.code));
+        append_text(last.message, sizeof last.message, code);
     }
     return -1;
 }
@@ -120,6 +122,11 @@ void copy_text(char* to, std::size_t size, const char* text) {
     const std::size_t length = length_that_fits(text, size);
     std::memcpy(to, text, length);
     to[length] = '\0';
+}
+
+void append_text(char* to, std::size_t size, const char* text) {
+    const std::size_t length = std::strlen(to);
+    copy_text(to + length, size - length, text);
 }
 
 } // namespace qxplix

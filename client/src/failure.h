@@ -42,4 +42,7 @@ int fail_refused(const refusal& reason);
 /// Copies `text` into `to`, cut between two characters so that it fits with its terminator.
 void copy_text(char* to, std::size_t size, const char* text);
 
+/// Does the same behind the text that `to` holds already.
+void append_text(char* to, std::size_t size, const char* text);
+
 } // namespace qxplix

@@ -76,10 +76,11 @@ void print_wrong_version(const char* version) {
 
 // Ends the text at its line feed and replaces what is not printable ASCII.
 void make_printable(char* version) {
-    version[std::strcspn(version, "\n")] = '\0';
-    for (char* at = version; *at != '\0'; ++at) {
+    char* at = version;
+    for (; *at != '\0' && *at != '\n'; ++at) {
         *at = *at >= ' ' && *at <= '~' ? *at : '?';
     }
+    *at = '\0';
 }
 
 bool is_right_version(int fd) {

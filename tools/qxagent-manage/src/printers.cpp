@@ -19,6 +19,7 @@
 #include <iterator>
 #include <new>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 
 namespace qx::manage {
@@ -77,7 +78,8 @@ bool is_told_by(const char* text) {
     qx_plix_failure_t failure;
     qx_plix_last_failure(&failure);
     return failure.stage == QX_PLIX_STAGE_REFUSED && failure.description[0] != '\0' &&
-           text != nullptr && std::strstr(text, failure.description) != nullptr;
+           text != nullptr &&
+           std::string_view(text).find(failure.description) != std::string_view::npos;
 }
 
 // A reason is one line, whatever characters the broker's text holds.

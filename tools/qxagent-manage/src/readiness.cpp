@@ -35,8 +35,9 @@ void notify_manager(const char* state) {
     const timeval patience{1, 0}; // for a manager whose queue is full
     ::setsockopt(manager.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
-    ::sendto(manager.get(), state, std::strlen(state), MSG_NOSIGNAL,
-             reinterpret_cast<const sockaddr*>(&address), size);
+    if (::connect(manager.get(), reinterpret_cast<const sockaddr*>(&address), size) == 0) {
+        ::send(manager.get(), state, std::strlen(state), MSG_NOSIGNAL);
+    }
 }
 
 // A reader that is gone must not end the listener, nor one with a full pipe hold it up.
