@@ -32,6 +32,16 @@ bool is_over() {
     return deadline() != 0 && now() >= deadline();
 }
 
+// What is left until the deadline; 0, with errno, when it has passed.
+milliseconds time_left() {
+    const milliseconds left = deadline() - now();
+    if (left <= 0) {
+        time_out();
+        return 0;
+    }
+    return left;
+}
+
 int flags() {
     return deadline() == 0 ? 0 : MSG_DONTWAIT;
 }
@@ -46,9 +56,8 @@ bool becomes_ready(int fd, short events) {
     pollfd polled{fd, events, 0};
     int count = 0;
     do {
-        const milliseconds left = deadline() - now();
-        if (left <= 0) {
-            time_out();
+        const milliseconds left = time_left();
+        if (left == 0) {
             return false;
         }
         count = ::poll(&polled, 1, left < INT_MAX ? static_cast<int>(left) : INT_MAX);
@@ -102,9 +111,9 @@ int exchange_connect(int fd) {
         return connect_to_broker(fd);
     }
     for (;;) {
-        const milliseconds left = deadline() - now();
-        if (left <= 0) {
-            return time_out();
+        const milliseconds left = time_left();
+        if (left == 0) {
+            return -1;
         }
         if (limit_connect(fd, left) == 0 && connect_to_broker(fd) == 0) {
             return 0;
