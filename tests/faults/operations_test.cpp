@@ -15,6 +15,7 @@ using namespace ::testing;
 
 const OperationCall kSwitch = {qx::manage::Operation::set_registration_cloud, {"--cloud=staging"}};
 const fs::path kRan = "/opt/ran";
+const fs::path kMark = kSettingsFile.string() + ".switching";
 
 /// Returns the settings at a step of the switch to another cloud.
 std::string document(bool is_protected, bool registered, bool switched) {
@@ -47,6 +48,7 @@ protected:
     static void prepare(const OperationCall& operation, const std::string& settings = kSettings) {
         fs::remove(kFill);
         fs::remove(kSettingsFile.string() + ".reserve");
+        fs::remove(kMark);
         write_file(kSettingsFile, settings);
         fs::permissions(kSettingsFile, fs::perms(0644));
         // The tool logs a warning when everybody may write to the directory.
@@ -62,15 +64,27 @@ protected:
         return run_with_fault(fault, operation.words());
     }
 
-    // The reserve file may stay when a call for its removal fails.
+    // The reserve file may stay when a call for its removal fails, and the mark of the switch when
+    // the log says so. The next run removes both and restores protection.
     static void check_directory(qx_call failed = QX_CALL_any) {
         const bool may_stay = failed == QX_CALL_unlink || failed == QX_CALL_lstat ||
                               failed == QX_CALL_fstat || failed == QX_CALL_alloc;
+        const bool is_marked = log().find("Could not enable back") != std::string::npos ||
+                               log().find("Could not remove the mark") != std::string::npos;
         for (const auto& entry : fs::directory_iterator(kSettingsDirectory)) {
             EXPECT_THAT(entry.path().filename(),
                         AnyOf("settings.json", "settings.json.lock", "settings.json.switch",
-                              "init.d", "fill", may_stay ? "settings.json.reserve" : "fill"));
+                              "init.d", "fill", may_stay ? "settings.json.reserve" : "fill",
+                              is_marked ? kMark.filename() : "fill"));
         }
+    }
+
+    static void check_repair() {
+        fs::remove(kFill);
+        qx::test::run({QX_TOOL, "is_enabled"});
+        EXPECT_THAT(read_file(kSettingsFile),
+                    AnyOf(kSettings, kSwitched, document(true, true, true)));
+        EXPECT_FALSE(fs::exists(kMark));
     }
 
     static void check_switch(const Outcome& outcome) {
@@ -131,7 +145,22 @@ TEST_F(Scene, CompletesOrUndoesTheSwitchWhateverHappensAtAnyCall) {
             }
             EXPECT_TRUE(event.action == QX_FILES ||
                         read_file(kSettingsFile).find(R"(enabled": "1")") != std::string::npos);
+            check_repair();
         }
+    }
+}
+
+TEST_F(Scene, TheNextRunRepairsASwitchThatIsKilledAtAnyCall) {
+    const long calls = run(kSwitch, kNoFault).calls[QX_CALL_any];
+    for (long at = 1; at <= calls; at += fault_step(5)) {
+        SCOPED_TRACE(at);
+        run(kSwitch, {QX_CALL_any, at, QX_SIGNAL, SIGKILL});
+        const bool is_marked = fs::exists(kMark);
+        const bool is_unprotected = read_file(kSettingsFile).find("\"1\"") == std::string::npos;
+        EXPECT_TRUE(is_marked || !is_unprotected);
+        fs::remove(kRan); // a program that the switch started may still write to it
+        check_repair();
+        EXPECT_TRUE(!is_marked || read_file(kRan).find("-start\n") != std::string::npos);
     }
 }
 
@@ -147,7 +176,7 @@ TEST_F(Scene, LogsEachRegistrationKeyThatCannotBeDeleted) {
     const std::string settings = fmt::format(R"({{"/agent/protection_enabled": "1", "{}": "1"}})",
                                              fmt::join(keys, R"(": "1", ")"));
     for (long i = 0; i < 4; ++i) {
-        const FaultyRun left = run(kSwitch, {QX_CALL_rename, 3 + i, QX_FAIL, EIO}, settings);
+        const FaultyRun left = run(kSwitch, {QX_CALL_rename, 4 + i, QX_FAIL, EIO}, settings);
         EXPECT_EQ(left.outcome.status, 0);
         EXPECT_THAT(log(), MatchesRegex("[^\n]*WARN[^\n]*Deleting '" + keys[i] + "' failed\n"));
         EXPECT_EQ(read_file(kSettingsFile),

@@ -33,11 +33,23 @@ json_ptr& values() {
     return store_state().values;
 }
 
-store::place find_place(const char* lock_suffix = ".lock") {
+store::place find_place() {
     const std::string directory = to_string(common_path::configuration);
     const std::string file = directory + "/settings.json";
-    return {directory, file, file + lock_suffix};
+    return {directory, file, file + ".lock"};
 }
+
+// The switch has a lock of its own, and its mark lies beside the store's file.
+store::place find_switch_mark() {
+    store::place where = find_place();
+    where.lock_file = where.file + ".switch";
+    where.file += ".switching";
+    return where;
+}
+
+// The members of the switch's mark.
+constexpr char kWasProtected[] = "was_protected";
+constexpr char kEntrypoint[] = "entrypoint";
 
 // The lock that a settings_lock holds.
 io::descriptor& held_lock() {
@@ -262,6 +274,15 @@ int make_reserve(const std::string& key, const std::string& value) {
     return self.file ? 0 : -1;
 }
 
+switch_mark parse_mark(const std::string& bytes) {
+    const json_ptr object(::json_loadb(bytes.data(), bytes.size(), 0, nullptr));
+    require_json_memory();
+    const char* const entrypoint =
+        ::json_string_value(::json_object_get(object.get(), kEntrypoint));
+    return {!json_is_false(::json_object_get(object.get(), kWasProtected)),
+            entrypoint == nullptr ? "" : entrypoint};
+}
+
 int open_store() {
     store_state() = Store();
     const store::place where = find_place();
@@ -346,12 +367,43 @@ settings_reserve::operator bool() const {
 }
 
 io::descriptor lock_switch() {
-    const store::place where = find_place(".switch");
+    const store::place where = find_switch_mark();
     io::descriptor lock = store::lock(where, true);
     if (!lock) {
         store::fail(where.lock_file, "cannot be locked");
     }
     return lock;
+}
+
+io::descriptor try_lock_switch() {
+    return store::try_lock(find_switch_mark());
+}
+
+int write_switch_mark(const switch_mark& mark) {
+    return attempt([&] {
+        const json_ptr object(::json_pack("{s:b, s:s}", kWasProtected, mark.was_protected ? 1 : 0,
+                                          kEntrypoint, mark.entrypoint.c_str()));
+        require_json_memory();
+        return store::replace(find_switch_mark(), {}, to_text(object.get())) ? 0 : -1;
+    });
+}
+
+int read_switch_mark(std::optional<switch_mark>& mark) {
+    return attempt([&] {
+        store::snapshot content;
+        mark.reset();
+        if (!store::read(find_switch_mark(), content)) {
+            return -1;
+        }
+        if (content.exists) {
+            mark = parse_mark(content.bytes);
+        }
+        return 0;
+    });
+}
+
+int remove_switch_mark() {
+    return attempt([] { return store::remove(find_switch_mark()) ? 0 : -1; });
 }
 
 } // namespace qx

@@ -143,6 +143,34 @@ io::descriptor open_lock(const place& where, bool make_directory) {
     return fd;
 }
 
+io::descriptor lock(const place& where, bool make_directory, int how) {
+    for (;;) {
+        io::descriptor fd = open_lock(where, make_directory);
+        if (!fd || io::uninterrupted([&] { return ::flock(fd.get(), how); }) != 0) {
+            return io::descriptor();
+        }
+        struct stat locked {};
+        // A lock on an unlinked file excludes nobody.
+        if (!is_named(fd.get(), where.lock_file, locked)) {
+            continue;
+        }
+        // A hard link may lead to a file of another user. Whoever waits for the old file starts
+        // over too.
+        if (S_ISREG(locked.st_mode) && locked.st_nlink > 1) {
+            if (::unlink(where.lock_file.c_str()) != 0) {
+                return io::descriptor();
+            }
+            continue;
+        }
+        if (!S_ISREG(locked.st_mode)) {
+            errno = EINVAL;
+            return io::descriptor();
+        }
+        io::set_mode(fd.get(), locked.st_mode, kMode);
+        return fd;
+    }
+}
+
 bool refuse(const std::string& file, const char* what) {
     set_io_error(file + ": " + what);
     return false;
@@ -204,31 +232,11 @@ bool read(const place& where, snapshot& content) {
 }
 
 io::descriptor lock(const place& where, bool make_directory) {
-    for (;;) {
-        io::descriptor fd = open_lock(where, make_directory);
-        if (!fd || io::uninterrupted([&] { return ::flock(fd.get(), LOCK_EX); }) != 0) {
-            return io::descriptor();
-        }
-        struct stat locked {};
-        // A lock on an unlinked file excludes nobody.
-        if (!is_named(fd.get(), where.lock_file, locked)) {
-            continue;
-        }
-        // A hard link may lead to a file of another user. Whoever waits for the old file starts
-        // over too.
-        if (S_ISREG(locked.st_mode) && locked.st_nlink > 1) {
-            if (::unlink(where.lock_file.c_str()) != 0) {
-                return io::descriptor();
-            }
-            continue;
-        }
-        if (!S_ISREG(locked.st_mode)) {
-            errno = EINVAL;
-            return io::descriptor();
-        }
-        io::set_mode(fd.get(), locked.st_mode, kMode);
-        return fd;
-    }
+    return lock(where, make_directory, LOCK_EX);
+}
+
+io::descriptor try_lock(const place& where) {
+    return lock(where, false, LOCK_EX | LOCK_NB);
 }
 
 io::descriptor reserve(const place& where, uid_t owner, std::size_t size) {
@@ -251,6 +259,15 @@ void release(const place& where, io::descriptor& reserved) {
         ::unlink(file.c_str());
     }
     reserved.reset();
+}
+
+bool remove(const place& where) {
+    if (::unlink(where.file.c_str()) != 0) {
+        return errno == ENOENT || fail(where.file, "cannot be removed");
+    }
+    const io::descriptor directory = open_directory(where.directory);
+    return (directory && flush_directory(directory.get())) ||
+           fail(where.directory, "cannot be flushed");
 }
 
 bool replace(const place& where, const snapshot& old, string_view bytes, io::descriptor* reserved) {

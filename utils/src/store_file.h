@@ -31,6 +31,10 @@ bool read(const place& where, snapshot& content);
 /// `make_directory`: as needed. Nothing, with errno but no record, on failure.
 io::descriptor lock(const place& where, bool make_directory);
 
+/// Does the same without waiting and without making the directory. Fails with EWOULDBLOCK while
+/// another process holds the lock.
+io::descriptor try_lock(const place& where);
+
 /// Creates a file beside the store that reserves `size` bytes of disk space for `replace`; replaces
 /// one that was left behind. Returns nothing, with the last-error record, on failure. Only under
 /// the lock.
@@ -46,6 +50,10 @@ void release(const place& where, io::descriptor& reserved);
 /// failure. Only under the lock.
 bool replace(const place& where, const snapshot& old, string_view bytes,
              io::descriptor* reserved = nullptr);
+
+/// Removes the file; that there is none is no failure. When it returns true the removal outlives a
+/// power cut. Returns false, with the last-error record, on failure. Only under the lock.
+bool remove(const place& where);
 
 /// Fills the last-error record with `file`, and with what cannot be done with it and errno's text,
 /// or that it is a link. Always false.

@@ -37,13 +37,13 @@ has taken the place of their lock file.
   $ block() { rm $settings.lock; mkdir $settings.lock; }
   $ protected; pause_at -stop; block; go_on -stop
   [1]
-  $ ran; log; cat $settings; rmdir $settings.lock
+  $ ran; log; cat $settings; rmdir $settings.lock; rm $settings.switching
   stop protection=0 -stop protection=0 start protection=0 -start protection=0
   ERROR [deployment.cpp][run_set_registration_cloud()]: Could not set default entrypoint to 'stage'
   ERROR [deployment.cpp][operator()()]: Could not enable back the agent
   {"/agent/protection_enabled": "0"}
   $ protected; pause_at -start; block; go_on -start
-  $ ran; log; cat $settings; rmdir $settings.lock
+  $ ran; log; cat $settings; rmdir $settings.lock; rm $settings.switching
   stop protection=0 -stop protection=0 start protection=0 -start protection=0
   ERROR [deployment.cpp][operator()()]: Could not enable back the agent
   {"/agent/protection_enabled": "0", "/cirrel/entrypoints/default": "stage"}

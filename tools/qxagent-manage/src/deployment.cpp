@@ -121,12 +121,12 @@ bool has_descriptors(const qx::io::descriptor& any) {
     return true;
 }
 
-bool can_be_run(const Connector& connector) {
+bool can_be_run(const Connector& connector, std::string& refusal) {
     qx::program_check check;
     for (const std::string& program : {connector.script, connector.daemon}) {
         if (!check.accepts(program)) {
             QX_LOG(qx::log::level::error, "Will not run '{}': {}", program, check.reason());
-            note_failure({message::connector_is_refused, check.reason()});
+            refusal = check.reason();
             return false;
         }
     }
@@ -148,17 +148,72 @@ bool can_begin(const qx::io::descriptor& turn, const Connector& connector) {
         note_failure(failure);
         return false;
     }
-    return can_be_run(connector);
+    std::string refusal;
+    if (!can_be_run(connector, refusal)) {
+        note_failure({message::connector_is_refused, refusal});
+        return false;
+    }
+    return true;
+}
+
+std::string protection_key() {
+    return qx::kProtectionEnabledKey.to_string();
 }
 
 // On a full disk, protection could not be switched on again without reserved space.
-bool reserve_space(std::optional<qx::settings_reserve>& reserve, const std::string& protection) {
-    if (reserve.emplace(protection, "1")) {
+bool reserve_space(std::optional<qx::settings_reserve>& reserve) {
+    if (reserve.emplace(protection_key(), "1")) {
         return true;
     }
     QX_LOG(qx::log::level::warning, "Could not reserve space to enable the agent again: {:s}",
            qx::last_error().reason);
     return false;
+}
+
+bool leave_mark(const qx::switch_mark& mark) {
+    if (qx::write_switch_mark(mark) >= 0) {
+        return true;
+    }
+    QX_LOG(qx::log::level::warning, "Could not note the switch for a later repair: {:s}",
+           qx::last_error().reason);
+    return false;
+}
+
+// Without the mark, a later run would not restore protection after a power cut. An agent that is
+// off is switched even where no mark can be written.
+bool disable_agent(std::optional<qx::settings_reserve>& reserve, const qx::switch_mark& mark) {
+    if (!mark.was_protected) {
+        leave_mark(mark);
+        return true;
+    }
+    return reserve_space(reserve) && leave_mark(mark) &&
+           setMgmt::setKey(protection_key(), "0") >= 0;
+}
+
+bool enable_agent() noexcept {
+    if (insist([] { return setMgmt::setKey(protection_key(), "1") >= 0; })) {
+        return true;
+    }
+    insist([] {
+        QX_LOG(qx::log::level::error, "Could not enable back the agent");
+        return true;
+    });
+    return false;
+}
+
+void remove_mark() noexcept {
+    insist([] {
+        if (qx::remove_switch_mark() < 0) {
+            QX_LOG(qx::log::level::warning, "Could not remove the mark of the switch: {:s}",
+                   qx::last_error().reason);
+        }
+        return true;
+    });
+}
+
+void start_connector(const Connector& connector, std::chrono::milliseconds grace) noexcept {
+    run(connector.script, "start", grace);
+    run(connector.daemon, "-start", grace);
 }
 
 int note_unwritten_settings() {
@@ -191,6 +246,44 @@ void delete_previous_registration() {
     for (const char* const key : qx::kRegistrationMetadataKeys) {
         remove(key);
     }
+}
+
+// Brings an interrupted switch to an end. Protection comes first, lest a connector that hangs delay
+// it.
+void restore(const qx::switch_mark& mark, std::chrono::milliseconds grace) {
+    const bool is_off = mark.was_protected && setMgmt::getKeyValue(protection_key(), 0) == 0;
+    std::optional<qx::settings_reserve> reserve;
+    if (is_off) {
+        reserve_space(reserve);
+    }
+    const bool is_restored = !is_off || enable_agent();
+    if (!mark.entrypoint.empty() &&
+        setMgmt::getKeyValue(default_entrypoint_key(), std::string()) == mark.entrypoint) {
+        delete_previous_registration();
+    }
+    const Connector connector = find_connector();
+    std::string refusal;
+    if (can_be_run(connector, refusal)) {
+        start_connector(connector, grace);
+    }
+    if (is_restored) {
+        remove_mark();
+    }
+}
+
+// Whether a mark was left behind. While a switch runs, its mark is not one.
+bool find_interrupted_switch(qx::io::descriptor& turn, std::optional<qx::switch_mark>& mark) {
+    if (qx::read_switch_mark(mark) < 0) {
+        QX_LOG(qx::log::level::warning, "Could not look for an interrupted switch: {:s}",
+               qx::last_error().reason);
+        return false;
+    }
+    if (!mark) {
+        return false;
+    }
+    turn = qx::try_lock_switch();
+    // A switch may have ended in between.
+    return turn && qx::read_switch_mark(mark) >= 0 && mark;
 }
 
 } // namespace
@@ -229,30 +322,24 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
     if (setMgmt::init() < 0) {
         return print_unreadable_settings();
     }
-    const std::string protection = qx::kProtectionEnabledKey.to_string();
-    const bool was_protected = setMgmt::getKeyValue(protection, 0) != 0;
+    const bool was_protected = setMgmt::getKeyValue(protection_key(), 0) != 0;
     std::optional<qx::settings_reserve> reserve;
-    if (was_protected &&
-        (!reserve_space(reserve, protection) || setMgmt::setKey(protection, "0") < 0)) {
+    if (!disable_agent(reserve, {was_protected, entrypoint})) {
         QX_LOG(qx::log::level::error, "Could not disable the agent");
-        return note_unwritten_settings();
+        const int status = note_unwritten_settings();
+        remove_mark();
+        return status;
     }
     settings.reset();
     const qx::scope_guard enable_again([&] {
-        if (was_protected && !insist([&] { return setMgmt::setKey(protection, "1") >= 0; })) {
-            insist([] {
-                QX_LOG(qx::log::level::error, "Could not enable back the agent");
-                return true;
-            });
+        if (!was_protected || enable_agent()) {
+            remove_mark();
         }
     });
 
     const bool is_stopped =
         run(connector.script, "stop", grace) && run(connector.daemon, "-stop", grace);
-    const qx::scope_guard restart([&] {
-        run(connector.script, "start", grace);
-        run(connector.daemon, "-start", grace);
-    });
+    const qx::scope_guard restart([&] { start_connector(connector, grace); });
     if (!is_stopped) {
         return note_failure({message::connector_hangs});
     }
@@ -261,6 +348,24 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
         return note_unwritten_settings();
     }
     delete_previous_registration();
+    return kSuccess;
+}
+
+int repair_interrupted_switch(std::chrono::milliseconds grace) {
+    qx::io::descriptor turn;
+    std::optional<qx::switch_mark> mark;
+    if (!find_interrupted_switch(turn, mark)) {
+        return kSuccess;
+    }
+    constexpr const char* notice = "a switch of the deployment was interrupted; restoring "
+                                   "protection and the connector";
+    QX_LOG(qx::log::level::warning, "{:s}", notice);
+    print_notice(notice);
+    const HeldSignals held;
+    if (setMgmt::init() < 0) {
+        return print_unreadable_settings();
+    }
+    restore(*mark, grace);
     return kSuccess;
 }
 

@@ -60,6 +60,12 @@ constexpr const char* deployment_name(CloudDeployment deployment) {
 int run_set_registration_cloud(const std::string& deployment,
                                std::chrono::milliseconds grace = std::chrono::seconds(10));
 
+/// Brings a switch that a power cut or SIGKILL interrupted to an end: restores protection, deletes
+/// the previous registration if the new entry point is set, and starts the connector. Does nothing
+/// when there is no such switch or another process is switching. Holds signals meanwhile, like
+/// run_set_registration_cloud. Returns 0, or 1 with a message when the settings cannot be read.
+int repair_interrupted_switch(std::chrono::milliseconds grace = std::chrono::seconds(10));
+
 /// Sets where the update component looks for updates. Returns the settings store's result.
 int run_set_quillet_location(const std::string& deployment);
 

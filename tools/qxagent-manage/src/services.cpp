@@ -1,5 +1,6 @@
 #include "services.h"
 
+#include "deployment.h"
 #include "environment.h"
 #include "exit_status.h"
 #include "printers.h"
@@ -66,6 +67,9 @@ int Services::start() {
     settings_ = qx::setMgmt::init() >= 0;
     if (!settings_) {
         return print_unreadable_settings();
+    }
+    if (const int status = repair_interrupted_switch(); status != kSuccess) {
+        return status;
     }
     if (qx::log::can_log(0, qx::log::level::debug)) {
         qxplix::trace_requests(log_request);

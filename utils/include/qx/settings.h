@@ -5,6 +5,7 @@
 #include "qx/constant_path.h"
 #include "qx/string_view.h"
 
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -102,5 +103,28 @@ public:
 /// Waits while another process holds the lock; a signal that ends the process ends the wait. On
 /// failure the descriptor is empty and the last-error record says why.
 io::descriptor lock_switch();
+
+/// Does the same without waiting. The descriptor is empty while another process holds the lock.
+io::descriptor try_lock_switch();
+
+/// What a deployment switch must restore, noted in a file beside the store before its first change.
+/// A switch that a power cut or SIGKILL interrupts leaves the file for a later run.
+struct switch_mark {
+    bool was_protected = true; ///< whether protection was on before the switch
+    std::string entrypoint;    ///< the entry point to switch to
+};
+
+/// Writes the mark. When it returns 0 the mark outlives a power cut. Returns a negative number,
+/// with the last-error record, on failure. Call it under lock_switch() only.
+int write_switch_mark(const switch_mark& mark);
+
+/// Stores the mark in `mark`, or nothing when there is none. A damaged mark counts as that of a
+/// switch that began with protection on. Returns 0, or a negative number, with the last-error
+/// record, when the mark cannot be read.
+int read_switch_mark(std::optional<switch_mark>& mark);
+
+/// Removes the mark for good. Returns 0, or a negative number with the last-error record. Call it
+/// under lock_switch() only.
+int remove_switch_mark();
 
 } // namespace qx
