@@ -241,7 +241,7 @@ TEST_F(Lifecycle, AChildForkedInACallbackGetsNoFurtherEvents) {
     wait_until([&] { return bytes_in(fd) == 2; });
     EXPECT_EQ(qx_plix_read_event_fd(fd, 1), 0);
     if (child == 0) {
-        ::_exit(static_cast<int>(forks.count()));
+        end_child(static_cast<int>(forks.count()));
     }
     EXPECT_EQ(forks.count(), 2);
     int how = 0;
