@@ -11,7 +11,10 @@ Every build installs the tool and the simulator with their documents and complet
   ./share/bash-completion/completions/qxagent-manage
   ./share/bash-completion/completions/qxagent-wait
   ./share/bash-completion/completions/qxbrokerd-sim
+  ./share/doc/qxagent-manage/examples/qx-events.init
+  ./share/doc/qxagent-manage/examples/qx-events.service
   ./share/doc/qxagent-manage/scripting.md
+  ./share/doc/qxbrokerd-sim/examples/qxbrokerd-sim.init
   ./share/doc/qxbrokerd-sim/simulator.md
   ./share/fish/vendor_completions.d/qxagent-manage.fish
   ./share/fish/vendor_completions.d/qxagent-wait.fish
