@@ -12,6 +12,7 @@ export SOURCE_DATE_EPOCH=1700000000
 
 mkdir -p "$work/copy/build"
 tar -C "$sources" --exclude=./build --exclude=./.git -ch . | tar -C "$work/copy" -x
+sed -n 's/.*(commit \(.*\)).*/\1/p' "$build/tools/qxagent-manage/version.cpp" >"$work/copy/cmake/commit.txt"
 [ ! -e "$sources/build/cross" ] || ln -s "$sources/build/cross" "$work/copy/build"
 sed -nE 's/^(QX_MODE|QX_PROCESSOR|CMAKE_(BUILD_TYPE|C_COMPILER|CXX_COMPILER)):/-D&/p' "$build/CMakeCache.txt" |
     xargs -d '\n' cmake -G Ninja -S "$work/copy" -B "$work/build" -DQX_PARTS=

@@ -97,8 +97,9 @@ One line names the mistake in a command line.
   $ qxbrokerd-sim -install /opt/x -trase=1
   qxbrokerd-sim: unknown option '-trase=1'; --help lists them
   [1]
-  $ qxbrokerd-sim --trace=1
+  $ for option in --trace --version; do qxbrokerd-sim $option=1; done
   qxbrokerd-sim: '--trace=1': the option takes no value
+  qxbrokerd-sim: '--version=1': the option takes no value
   [1]
   $ qxbrokerd-sim --install-dir /opt/x more
   qxbrokerd-sim: surplus word 'more'

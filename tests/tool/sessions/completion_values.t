@@ -126,7 +126,7 @@ Shells complete the other programs:
   scenario.json
   <--scenario><scenario.json>.
   $ in_bash "qxbrokerd-sim --trace --"
-  --install-dir --scenario --help
+  --install-dir --scenario --help --version
 
 Without a broker, or with a silent one, completion offers no values and prints no messages:
 

@@ -18,9 +18,10 @@ No secret from damaged settings or wrong parameters reaches a message, or the lo
   $ sort messages | uniq -c
         7 Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
         2 failed to register to cloud
-  $ log | sed -E 's, [0-9]+ us,,' >log; sort log | uniq -c
+  $ log | sed -E 's, [0-9]+ us,,; s/[0-9.]+ \(commit .*/VERSION/' >log; sort log | uniq -c
         1 DEBUG [services.cpp][log_request()]: start_cloud_registration: 214 bytes sent, 100 received,, result -1
         1 DEBUG [services.cpp][log_request()]: start_registration: 132 bytes sent, 17 received,, result 0
+       14 DEBUG [services.cpp][start()]: qxagent-manage VERSION
         1 ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane/etc' can be written by others
         1 ERROR [registration.cpp][run_register()]: qx::json::object_set() failed
         7 ERROR [settings.cpp][report_failure()]: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)

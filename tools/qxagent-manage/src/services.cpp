@@ -1,5 +1,6 @@
 #include "services.h"
 
+#include "base/version.h"
 #include "deployment.h"
 #include "environment.h"
 #include "exit_status.h"
@@ -64,15 +65,16 @@ int Services::start() {
         note_failure({message::log_is_not_opened, qx::last_error().reason});
         return print_failure({message::log_does_not_start});
     }
+    if (qx::log::can_log(0, qx::log::level::debug)) {
+        QX_LOG(qx::log::level::debug, "{:s}", qx::version_text);
+        qxplix::trace_requests(log_request);
+    }
     settings_ = qx::setMgmt::init() >= 0;
     if (!settings_) {
         return print_unreadable_settings();
     }
     if (const int status = repair_interrupted_switch(); status != kSuccess) {
         return status;
-    }
-    if (qx::log::can_log(0, qx::log::level::debug)) {
-        qxplix::trace_requests(log_request);
     }
     qx_plix_set_warning_cb(log_warning, nullptr);
     qx_plix_set_connection_cb(log_connection, nullptr);

@@ -1,3 +1,4 @@
+#include "base/version.h"
 #include "failure.h"
 #include "options.h"
 #include "scenario.h"
@@ -28,6 +29,10 @@ int serve(int argc, char** argv) {
     const Options options = parse_options(argc, argv);
     if (options.help) {
         std::fputs(kHelp, stdout);
+        return 0;
+    }
+    if (options.version) {
+        std::puts(qx::version_text);
         return 0;
     }
     Scenario scenario;

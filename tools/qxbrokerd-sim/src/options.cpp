@@ -21,6 +21,7 @@ void check_rest(int argc, char** argv, const Options& options) {
 
 const char* const kHelp =
     R"(usage: qxbrokerd-sim --install-dir DIR [--scenario FILE] [--trace] [--help]
+       qxbrokerd-sim --version
 
 A stand-in for the agent's broker. It makes and locks DIR/var/run/qxbrokerd.version,
 listens on the broker's socket and answers every command from a state that it keeps
@@ -31,6 +32,7 @@ SIGINT, SIGTERM, SIGHUP and SIGQUIT end it; what it made is then removed.
   --scenario FILE    a JSON file that changes the state, answers or events
   --trace            print each request, answer and event on standard output
   --help             print this text and end
+  --version          print version and commit, and end
 
 Lines that it takes on standard input:
   emit NAME TEXT         send TEXT as an event to every subscriber of NAME
@@ -51,11 +53,12 @@ Exit status: 0 ended by a signal, 1 an error, 3 told to die by a scenario.
 
 Options parse_options(int argc, char** argv) {
     // Above every character, so that no letter of an unknown option is taken for one of them.
-    enum Known { install_dir = 256, scenario, trace, help };
+    enum Known { install_dir = 256, scenario, trace, help, version };
     const option known[] = {{"install-dir", required_argument, nullptr, install_dir},
                             {"scenario", required_argument, nullptr, scenario},
                             {"trace", no_argument, nullptr, trace},
                             {"help", no_argument, nullptr, help},
+                            {"version", no_argument, nullptr, version},
                             {nullptr, 0, nullptr, 0}};
     Options options;
     opterr = 0;
@@ -75,13 +78,16 @@ Options parse_options(int argc, char** argv) {
         case help:
             options.help = true;
             return options;
+        case version:
+            options.version = true;
+            return options;
         case -1:
             check_rest(argc, argv, options);
             return options;
         case ':':
             throw Failure(concat({"'", word, "' needs a value"}));
         default:
-            throw Failure(optopt == trace || optopt == help
+            throw Failure(optopt == trace || optopt == help || optopt == version
                               ? concat({"'", word, "': the option takes no value"})
                               : concat({"unknown option '", word, "'; --help lists them"}));
         }

@@ -10,6 +10,7 @@ struct Options {
     std::string scenario; ///< a file, or "" for none
     bool trace = false;
     bool help = false;
+    bool version = false;
 };
 
 /// Throws Failure, whose text says what is wrong.
