@@ -1,5 +1,14 @@
-# Threads, and the two libraries that reach the router: qx_jansson, static where it can be, and qx_fmt, header-only, so
+# What the compiler and the system provide: options of hardening, threads, and the two libraries that reach the router: qx_jansson, static where it can be, and qx_fmt, header-only, so
 # that the tool starts without loading either.
+include(CheckCXXCompilerFlag)
+foreach(option IN LISTS QX_HARDENING)
+  string(MAKE_C_IDENTIFIER "QX_HAS${option}" known)
+  check_cxx_compiler_flag(${option} ${known})
+  if(${known})
+    target_compile_options(qx_hardened INTERFACE ${option})
+  endif()
+endforeach()
+
 find_package(Threads REQUIRED)
 
 find_path(JANSSON_INCLUDE_DIR jansson.h REQUIRED)
@@ -7,6 +16,9 @@ find_library(JANSSON_LIBRARY NAMES libjansson.a jansson REQUIRED)
 add_library(qx_jansson INTERFACE)
 target_include_directories(qx_jansson SYSTEM INTERFACE ${JANSSON_INCLUDE_DIR})
 target_link_libraries(qx_jansson INTERFACE ${JANSSON_LIBRARY})
+
+# What the shared client library links instead: other plug-ins of a program share it.
+find_library(JANSSON_SHARED_LIBRARY NAMES libjansson.so)
 
 find_path(FMT_INCLUDE_DIR fmt/format.h REQUIRED)
 add_library(qx_fmt INTERFACE)

@@ -7,8 +7,14 @@ set(public_header ${PROJECT_SOURCE_DIR}/client/include/qx_plix.h)
 set(readme ${PROJECT_SOURCE_DIR}/README.md)
 set(words ${docs}/completions/qxagent-manage.sh.in)
 
-# qx_document(COMPONENT TEMPLATE FOLDER NAME): generates a document and installs it in a folder of share.
+# qx_document(COMPONENT TEMPLATE FOLDER NAME): generates a document and installs it in a folder of share, which for the
+# folders of pages is that of man.
 function(qx_document component template folder name)
+  set(destination ${CMAKE_INSTALL_DATADIR}/${folder})
+  if(folder MATCHES "^man[1-9]$")
+    set(destination ${CMAKE_INSTALL_MANDIR}/${folder})
+    set(folder man/${folder})
+  endif()
   set(output ${PROJECT_BINARY_DIR}/share/${folder}/${name})
   file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/share/${folder})
   add_custom_command(OUTPUT ${output}
@@ -16,7 +22,7 @@ function(qx_document component template folder name)
     DEPENDS qxdocgen ${docs}/${template} ${public_header} ${readme} ${words} VERBATIM)
   add_custom_target(qx_document_${name} ALL DEPENDS ${output})
   add_dependencies(product qx_document_${name})
-  install(FILES ${output} DESTINATION ${CMAKE_INSTALL_DATADIR}/${folder} COMPONENT ${component})
+  install(FILES ${output} DESTINATION ${destination} COMPONENT ${component})
 endfunction()
 
 # qx_completions(COMPONENT PROGRAM): the completions of a program for bash, zsh and fish.
@@ -27,14 +33,14 @@ function(qx_completions component program)
 endfunction()
 
 install(TARGETS qxagent-manage DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tool)
-qx_document(tool man/qxagent-manage.8.in man/man8 qxagent-manage.8)
+qx_document(tool man/qxagent-manage.8.in man8 qxagent-manage.8)
 qx_completions(tool qxagent-manage)
 qx_completions(tool qxagent-wait)
 install(PROGRAMS ${PROJECT_SOURCE_DIR}/tools/qxagent-wait/qxagent-wait DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tool)
 install(FILES ${docs}/man/qxagent-wait.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tool)
-install(FILES ${docs}/scripting.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qxagent-manage COMPONENT tool)
-install(FILES ${docs}/services/qx-events.service DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qxagent-manage/examples COMPONENT tool)
-install(PROGRAMS ${docs}/services/qx-events.init DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qxagent-manage/examples COMPONENT tool)
+install(FILES ${docs}/scripting.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
+install(FILES ${docs}/services/qx-events.service DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT tool)
+install(PROGRAMS ${docs}/services/qx-events.init DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT tool)
 
 install(TARGETS qxbrokerd-sim DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT simulator)
 qx_completions(simulator qxbrokerd-sim)

@@ -22,7 +22,7 @@ add_library(qx_program INTERFACE)     # the programs tool and simulator
 add_library(qx_tool INTERFACE)        # the tool: libc is the only dynamic library that is left
 add_library(qx_fuzz_target INTERFACE)
 target_compile_options(qx_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
   $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CXX_COMPILER_ID:Clang>>:-Wthread-safety>)
 target_link_libraries(qx_options INTERFACE Threads::Threads)
 target_compile_options(qx_c_linkable INTERFACE -fno-exceptions -fno-rtti)
@@ -39,9 +39,10 @@ set(QX_TESTS_TIDY)            # clang-tidy for tests
 set(QX_DELIVERY)              # files of cmake/ that install and pack the product
 set(QX_JSON_BLOCKS ${CMAKE_SOURCE_DIR}/utils/src/json_blocks.cpp)
 set(QX_STATIC -static)        # links a program statically
+set(QX_HARDENING)             # options of qx_hardened that not every compiler and processor has
 set(QX_FUZZ_MAIN replay.cpp)  # what gives inputs to a fuzz target
 # Compiled as one source, a part reads its headers once. The musl build proves that each source includes what it uses.
-set(CMAKE_UNITY_BUILD ON)
+set(CMAKE_UNITY_BUILD ON CACHE BOOL "")
 set(CMAKE_UNITY_BUILD_BATCH_SIZE 0)
 
 macro(ship type)
@@ -65,12 +66,14 @@ endmacro()
 
 if(QX_MODE STREQUAL "release")
   ship(Release)
-  set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG")
-  set(CMAKE_CXX_FLAGS_RELEASE ${CMAKE_C_FLAGS_RELEASE})
+  set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG" CACHE STRING "")
+  set(CMAKE_CXX_FLAGS_RELEASE ${CMAKE_C_FLAGS_RELEASE} CACHE STRING "")
   set(QX_DELIVERY install library debian)
+  set(QX_HARDENING -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
   # The C library warns about _FORTIFY_SOURCE in code that is not optimised. With it, g++ wants results used that the
   # code casts to void; clang sees to those that must be.
-  target_compile_options(qx_hardened INTERFACE -fPIE -fstack-protector-strong
+  target_compile_options(qx_hardened INTERFACE $<$<NOT:$<BOOL:$<TARGET_PROPERTY:POSITION_INDEPENDENT_CODE>>>:-fPIE>
+    -fstack-protector-strong
     "$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>" $<$<CXX_COMPILER_ID:GNU>:-Wno-unused-result>)
   target_link_options(qx_hardened INTERFACE -pie -Wl,-z,relro -Wl,-z,now)
   # The loader's largest work, and a fifteenth of the file: addresses within the program.
@@ -119,6 +122,14 @@ else()
 endif()
 
 set(QX_PARTS "${parts}" CACHE STRING "folders that are built beside the product: tests, fuzz, bench")
+option(BUILD_TESTING "build the tests among QX_PARTS" ON)
+if(NOT BUILD_TESTING)
+  list(REMOVE_ITEM QX_PARTS tests fuzz)
+endif()
+# Who only builds the product may have a compiler with warnings of its own. The other modes are for developers.
+if(NOT QX_MODE STREQUAL "release")
+  set(CMAKE_COMPILE_WARNING_AS_ERROR ON CACHE BOOL "")
+endif()
 if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE ${build_type} CACHE STRING "" FORCE)
 endif()
