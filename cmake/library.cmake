@@ -1,19 +1,46 @@
-# The component library of `cmake --install`: the client library with its header, and what pkg-config, CMake and man know
-# of it. The objects of a cross build would be of no use to another compiler, so it has no such component.
+# The client library as other programs use it: shared and static, or only the kind that BUILD_SHARED_LIBS asks for, with
+# its header, and what pkg-config, CMake and man know of it. The component shared has what programs need to run, and
+# library the rest. The objects of a cross build for musl would be of no use to another compiler's C library, so it has
+# neither.
 include(CMakePackageConfigHelpers)
+
+# Plug-ins link the static library as well. In the tool the linker takes back what this costs.
+set_target_properties(qx_plix PROPERTIES POSITION_INDEPENDENT_CODE ON)
+
+set(QX_PLIX_STATIC yes)
+set(QX_PLIX_SHARED ${JANSSON_SHARED_LIBRARY})
+if(DEFINED BUILD_SHARED_LIBS)
+  set(QX_PLIX_SHARED ${BUILD_SHARED_LIBS})
+  if(BUILD_SHARED_LIBS)
+    set(QX_PLIX_STATIC)
+    find_library(JANSSON_SHARED_LIBRARY NAMES libjansson.so REQUIRED)
+  endif()
+endif()
+
+if(QX_PLIX_SHARED)
+  set(export_map ${PROJECT_SOURCE_DIR}/client/qx_plix.map)
+  add_library(qx_plix_shared SHARED $<TARGET_OBJECTS:qx_plix>)
+  # Linked as C and without undefined symbols, it cannot come to need the C++ runtime.
+  set_target_properties(qx_plix_shared PROPERTIES OUTPUT_NAME qx_plix LINKER_LANGUAGE C LINK_DEPENDS ${export_map}
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  target_link_options(qx_plix_shared PRIVATE -Wl,--version-script=${export_map} -Wl,-z,defs -Wl,-z,relro -Wl,-z,now
+    -Wl,--gc-sections -Wl,-O1)
+  target_link_libraries(qx_plix_shared PRIVATE ${JANSSON_SHARED_LIBRARY} Threads::Threads)
+  add_dependencies(product qx_plix_shared)
+  install(TARGETS qx_plix_shared LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT shared)
+endif()
+if(QX_PLIX_STATIC)
+  install(TARGETS qx_plix DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
+endif()
 
 set(cmake_package ${CMAKE_INSTALL_LIBDIR}/cmake/qx_plix)
 configure_package_config_file(cmake/qx_plix-config.cmake.in ${PROJECT_BINARY_DIR}/qx_plix-config.cmake
   INSTALL_DESTINATION ${cmake_package} PATH_VARS CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/qx_plix-config-version.cmake COMPATIBILITY SameMajorVersion)
-# From where the file is installed back to the prefix, so that the tree may be moved.
-cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
-  BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE QX_PREFIX_FROM_PKGCONFIG)
-configure_file(cmake/qx_plix.pc.in ${PROJECT_BINARY_DIR}/qx_plix.pc @ONLY)
+include(cmake/pkgconfig.cmake)
 
-install(TARGETS qx_plix DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
 install(FILES ${public_header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT library)
 install(FILES ${PROJECT_BINARY_DIR}/qx_plix.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT library)
 install(FILES ${PROJECT_BINARY_DIR}/qx_plix-config.cmake ${PROJECT_BINARY_DIR}/qx_plix-config-version.cmake
   DESTINATION ${cmake_package} COMPONENT library)
-qx_document(library man/qx_plix.3.in man/man3 qx_plix.3)
+qx_document(library man/qx_plix.3.in man3 qx_plix.3)

@@ -1,6 +1,6 @@
   $ . "$SESSION"
   $ [ -z "$FOR_ROUTERS" ] || skip "the library is not installed on routers"
-  $ cmake --install "$BUILD" --component library --prefix "$PWD/prefix" >installed
+  $ for part in library shared; do cmake --install "$BUILD" --component $part --prefix "$PWD/prefix" >installed; done
 
 integrating.md lists the files of the library.
 
@@ -16,7 +16,7 @@ The programs of integrating.md build from the installed library with the command
   >     open(name + '.c', 'w').write(source)
   >     open('commands', 'a').write(command + '\n')
   > .
-  $ export PKG_CONFIG_PATH="$PWD/prefix/lib/pkgconfig"
+  $ export PKG_CONFIG_PATH="$PWD/prefix/lib/pkgconfig" LD_LIBRARY_PATH="$PWD/prefix/lib"
   $ cc() { gcc -Wall -Wextra -Wno-unused-parameter -Wpedantic -Werror "$@"; }
   $ . ./commands
   $ wc -l <commands

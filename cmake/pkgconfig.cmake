@@ -1,0 +1,11 @@
+# Writes qx_plix.pc. What the static library needs is private, that is for --static, unless there is no shared one.
+# Directories are relative to the file, so that the tree may be moved.
+foreach(folder INCLUDEDIR LIBDIR)
+  cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_${folder}
+    BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE QX_${folder}_FROM_PKGCONFIG)
+endforeach()
+set(QX_PRIVATE)
+if(QX_PLIX_SHARED)
+  set(QX_PRIVATE .private)
+endif()
+configure_file(cmake/qx_plix.pc.in ${PROJECT_BINARY_DIR}/qx_plix.pc @ONLY)
