@@ -1,0 +1,20 @@
+  $ . "$SESSION"
+  $ [ -z "$FOR_ROUTERS" ] || skip "the shared library is not built for routers"
+  $ [ "$(uname -m)" = x86_64 ] || skip "the frozen types are those of x86_64"
+
+types.abixml holds the types of the shared library's interface, as abidw reads them from a debug build. For a new version
+of the interface, replace it with the file that abidw writes here.
+
+  $ frozen="$SOURCES/tests/frozen/types.abixml"
+  $ CC=gcc CXX=g++ cmake -G Ninja -S "$SOURCES" -B debug -DCMAKE_BUILD_TYPE=Debug -DBUILD_TESTING=OFF >configured
+  $ ninja -C debug qx_plix_shared >built || cat built
+  $ abidw --exported-interfaces-only --type-id-style hash --no-corpus-path --no-comp-dir-path --no-show-locs \
+  >     debug/libqx_plix.so.1 >types.abixml
+  $ abidiff "$frozen" types.abixml
+
+A type that changes is found, even of a member of a record to which only a pointer leads.
+
+  $ id_of() { sed -n "s/.*typedef-decl name='$1' .* id='\(.*\)'.*/\1/p" types.abixml; }
+  $ sed "/name='system_error'/s/$(id_of int32_t)/$(id_of int64_t)/" types.abixml >changed.abixml
+  $ abidiff "$frozen" changed.abixml | grep system_error
+  * type of 'int32_t system_error' changed: (glob)
