@@ -36,6 +36,7 @@ set(QX_TESTS client utils tool sim chaos faults install)  # folders of tests tha
 set(QX_COMPILED_TESTS)        # and of tests that are only compiled
 set(QX_SANITIZED)             # whether sanitizers slow programs down
 set(QX_TESTS_TIDY)            # clang-tidy for tests
+set(QX_MAP_LAUNCHER)          # the script that writes a link map where the compiler has no option for it
 set(QX_DELIVERY)              # files of cmake/ that install and pack the product
 set(QX_JSON_BLOCKS ${CMAKE_SOURCE_DIR}/utils/src/json_blocks.cpp)
 set(QX_STATIC -static)        # links a program statically
@@ -68,7 +69,7 @@ if(QX_MODE STREQUAL "release")
   ship(Release)
   set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG" CACHE STRING "")
   set(CMAKE_CXX_FLAGS_RELEASE ${CMAKE_C_FLAGS_RELEASE} CACHE STRING "")
-  set(QX_DELIVERY install library debian)
+  set(QX_DELIVERY install credits library debian)
   set(QX_HARDENING -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
   # The C library warns about _FORTIFY_SOURCE in code that is not optimised. With it, g++ wants results used that the
   # code casts to void; clang sees to those that must be.
@@ -106,7 +107,8 @@ elseif(QX_MODE STREQUAL "musl")
   ship(MinSizeRel)
   set(CMAKE_TOOLCHAIN_FILE ${CMAKE_CURRENT_LIST_DIR}/cross/toolchain.cmake CACHE FILEPATH "")
   set(CMAKE_UNITY_BUILD OFF)
-  set(QX_DELIVERY install router)
+  set(QX_DELIVERY install credits router)
+  set(QX_MAP_LAUNCHER cmake/credits/link_map.sh)
   # A static program preloads no faults, and the harness of the fuzz targets captures glibc's streams.
   set(parts tests)
   set(QX_TESTS client utils tool sim chaos install install/router)

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds the product once more, in another folder, and compares the tools of both builds and, where cpack makes them, the
-# packages byte for byte.
+# Builds the tool once more, in another folder, and compares the tools of both builds byte for byte. packaging.t does that
+# for ordinary builds.
 # usage: reproducible.sh SOURCES BUILD
 set -eu
 
@@ -18,11 +18,3 @@ sed -nE 's/^(QX_MODE|QX_PROCESSOR|CMAKE_(BUILD_TYPE|C_COMPILER|CXX_COMPILER)):/-
     xargs -d '\n' cmake -G Ninja -S "$work/copy" -B "$work/build" -DQX_PARTS=
 ninja -C "$work/build" qxagent-manage
 cmp "$build/bin/qxagent-manage" "$work/build/bin/qxagent-manage"
-if [ -e "$build/CPackConfig.cmake" ]; then
-    ninja -C "$work/build" product
-    cpack --config "$build/CPackConfig.cmake" -B "$work/first"
-    cpack --config "$work/build/CPackConfig.cmake" -B "$work/second"
-    for package in "$work"/first/*.deb; do
-        cmp "$package" "$work/second/${package##*/}"
-    done
-fi

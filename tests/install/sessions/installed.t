@@ -4,16 +4,18 @@ Every build installs the tool and the simulator with their documents and complet
 
   $ cmake --install "$BUILD" --prefix "$PWD/prefix" >installed
   $ cd prefix
-  $ find . -type f | grep -v -e qx_plix -e /scenarios/ | sort
+  $ find . -type f | grep -v -e "qx[_-]plix" -e /scenarios/ | sort
   ./bin/qxbrokerd-sim
   ./sbin/qxagent-manage
   ./sbin/qxagent-wait
   ./share/bash-completion/completions/qxagent-manage
   ./share/bash-completion/completions/qxagent-wait
   ./share/bash-completion/completions/qxbrokerd-sim
+  ./share/doc/qxagent-manage/NOTICE
   ./share/doc/qxagent-manage/examples/qx-events.init
   ./share/doc/qxagent-manage/examples/qx-events.service
   ./share/doc/qxagent-manage/scripting.md
+  ./share/doc/qxbrokerd-sim/NOTICE
   ./share/doc/qxbrokerd-sim/examples/qxbrokerd-sim.init
   ./share/doc/qxbrokerd-sim/simulator.md
   ./share/fish/vendor_completions.d/qxagent-manage.fish

@@ -1,12 +1,34 @@
   $ . "$SESSION"
 
-The archive for routers holds the tool and qxagent-wait, and nothing else. Its checksum lies beside it.
+The archive for routers holds the tool and qxagent-wait, and the archive for those who build for routers the library. The
+checksum of each lies beside it.
 
   $ (cd "$BUILD" && sha256sum --check *.sha256)
-  qxagent-manage-*-linux-musl.tar.gz: OK (glob)
+  libqx-plix-dev-1.0.0-*-linux-musl.tar.gz: OK (glob)
+  qxagent-manage-1.0.0-*-linux-musl.tar.gz: OK (glob)
   $ tar -tvzf "$BUILD/$FOR_ROUTERS"
   -rwxr-xr-x 0/0 +[0-9]+ [-0-9]+ [:0-9]+ usr/sbin/qxagent-manage (re)
   -rwxr-xr-x 0/0 +[0-9]+ [-0-9]+ [:0-9]+ usr/sbin/qxagent-wait (re)
+  -rw-r--r-- 0/0 +[0-9]+ [-0-9]+ [:0-9]+ usr/share/doc/qxagent-manage/NOTICE (re)
+  $ tar -xvzf "$BUILD"/libqx-plix-dev-*.tar.gz
+  usr/lib/libqx_plix.a
+  usr/include/qx_plix.h
+  usr/lib/pkgconfig/qx_plix.pc
+  usr/share/doc/libqx-plix-dev/NOTICE
+
+SBOM and NOTICE list the projects whose code the link map shows.
+
+  $ python3 "$SOURCES/tests/install/sbom.py" "$BUILD/$FOR_ROUTERS" "$BUILD/credits/qxagent-manage/NOTICE" \
+  >     "$BUILD/credits/qxagent-manage.map"
+  compiler_rt fmt jansson libc++ libc++abi libunwind musl
+  $ python3 "$SOURCES/tests/install/sbom.py" "$BUILD"/libqx-plix-dev-*.tar.gz usr/share/doc/libqx-plix-dev/NOTICE | tr -d '\n'
+
+The library is of a kind that every compiler links: plain objects, without names of the compiler's run-time library.
+
+  $ readelf -hW usr/lib/libqx_plix.a | sed -n 's/^ *Type: *//p' | sort -u
+  REL (Relocatable file)
+  $ readelf -sW usr/lib/libqx_plix.a | grep -oE 'UND (__(aarch64|cxa|gxx|llvm|ubsan)_|_Zn|_Zd).*'
+  [1]
 
 The tool runs where it is unpacked, and needs no library and no loader.
 

@@ -1,0 +1,43 @@
+  $ . "$SESSION"
+  $ [ -z "$FOR_ROUTERS" ] || skip "distributions package the ordinary build"
+
+The session of integrating.md works as printed, in a copy of the sources without their history, which has the commit in a
+file as a source archive has it. packages.t uses the build.
+
+  $ mkdir -p "$BUILD/packager"
+  $ tar -C "$SOURCES" --exclude=./build --exclude=./.git -ch . | tar -C "$BUILD/packager" -x
+  $ cd "$BUILD/packager"
+  $ sed -n 's/.*(commit \(.*\)).*/\1/p' "$BUILD/tools/qxagent-manage/version.cpp" >cmake/commit.txt
+  $ rm -rf staging agent ON OFF
+  $ { echo '  $ cd "$BUILD/packager"'; sed -E '/^## Packaging/,/^## [^P]/!d; s/^    /  /' docs/integrating.md; } >session.t
+  $ grep -c '^  \$' session.t
+  13
+  $ CC=gcc CXX=g++ cram3 --shell=/bin/sh session.t
+  .
+  # Ran 1 tests, 0 skipped, 0 failed.
+
+Two builds in different folders give the same bytes.
+
+  $ for file in bin/qxagent-manage bin/qxbrokerd-sim libqx_plix.so.1 client/libqx_plix.a; do
+  >     cmp "$BUILD/$file" "build/package/$file"
+  > done
+
+BUILD_SHARED_LIBS selects one kind of library.
+
+  $ for kind in ON OFF; do
+  >     cmake build/package -DBUILD_SHARED_LIBS=$kind >configured && ninja -C build/package product >built
+  >     DESTDIR=$kind cmake --install build/package --component library >installed
+  >     DESTDIR=$kind cmake --install build/package --component shared >installed
+  >     (cd $kind/usr/lib/*; ls *.*; grep -E '^(Libs|Requires)' pkgconfig/*.pc)
+  > done
+  libqx_plix.so
+  libqx_plix.so.1
+  libqx_plix.so.1.0.0
+  Libs: -L${libdir} -lqx_plix
+  Requires.private: jansson
+  Libs.private: -pthread
+  libqx_plix.a
+  Libs: -L${libdir} -lqx_plix
+  Requires: jansson
+  Libs: -pthread
+  $ cmake -UBUILD_SHARED_LIBS build/package >configured && ninja -C build/package product >built
