@@ -18,6 +18,17 @@ and no library search path of their own.
   PIE
   Type:                              DYN
 
+So does the shared library.
+
+  $ [ -n "$FOR_ROUTERS" ] || readelf -ldW "$BUILD/libqx_plix.so.1" |
+  >     grep -oE 'NOW|GNU_RELRO|RWE|RPATH|RUNPATH|TEXTREL' | sort -u >library
+  $ [ -n "$FOR_ROUTERS" ] || printf 'GNU_RELRO\nNOW\n' | diff - library
+
+Calls and jumps through pointers land only where the compiler has marked it.
+
+  $ [ -n "$FOR_ROUTERS" ] || [ "$(uname -m)" != x86_64 ] ||
+  >     objdump -d "$BUILD/client/libqx_plix.a" | grep -A 1 '<qx_plix_init>:' | grep -qw endbr64
+
 Relocations are read-only in a running program.
 
   $ cat >relocations.py <<'.'
