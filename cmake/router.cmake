@@ -2,16 +2,15 @@
 # other, for those who build for the router, the client library with its header and what pkg-config knows of it.
 include(GNUInstallDirs)
 
-# Objects for other compilers: not optimised while linking, without calls of this compiler's run-time library, and
-# position-independent, so that plug-ins link them.
+# Objects for other compilers: not optimised while linking, and position-independent, so that plug-ins link them. On AArch64
+# they call atomic operations (__aarch64_*) of the compiler's run-time library, which that of GCC 10 and later has.
 get_target_property(client_sources qx_plix SOURCES)
 list(TRANSFORM client_sources PREPEND ${PROJECT_SOURCE_DIR}/client/ REGEX "^[^/]")
 add_library(qx_plix_archived STATIC ${client_sources})
 set_target_properties(qx_plix_archived PROPERTIES OUTPUT_NAME qx_plix CXX_VISIBILITY_PRESET hidden POSITION_INDEPENDENT_CODE ON
   ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/archived)
 target_include_directories(qx_plix_archived PRIVATE client/include client/src client/private)
-target_compile_options(qx_plix_archived PRIVATE -ffunction-sections -fdata-sections -fno-threadsafe-statics -g0
-  $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},aarch64>:-mno-outline-atomics>)
+target_compile_options(qx_plix_archived PRIVATE -ffunction-sections -fdata-sections -fno-threadsafe-statics -g0)
 target_link_libraries(qx_plix_archived PRIVATE qx_options qx_hardened qx_c_linkable qx_base qx_jansson)
 include(cmake/pkgconfig.cmake)
 qx_credit(library libqx-plix-dev)
