@@ -1,0 +1,129 @@
+#!/bin/sh
+# packages.sh OUTPUT TOOL...: makes the Debian packages for amd64 and arm64 from a source archive of the checked-out commit, in a
+# throw-away Debian 12 with Debian's cross compiler, runs lintian and, for this machine's processor, the tests of the archive,
+# for which Debian's packages TOOL are needed, and installs, uses and purges the packages of each processor in a second such
+# system. Nothing is installed on this machine. Needs root; ends with 75 when Debian's packages cannot be had.
+set -eu
+
+project=$(cd "$(dirname "$0")/.." && pwd)
+processors="amd64 arm64"
+compiling="cmake ninja-build dpkg-dev libfmt-dev lintian g++ libjansson-dev g++-aarch64-linux-gnu libjansson-dev:arm64
+    libstdc++6:arm64 qemu-user-static"
+
+# make_root FOLDER PACKAGE...: a Debian that can have programs of both processors.
+make_root() {
+    folder=$1
+    shift
+    # shellcheck disable=SC2086 # a list of words
+    mmdebstrap --quiet --mode=root --variant=minbase --architectures=amd64,arm64 --aptopt="$work/apt.conf" \
+        --skip=cleanup/apt/lists --dpkgopt=force-unsafe-io --include="$(echo ca-certificates "$@" | tr -s ' \n' ,)" bookworm "$folder" \
+        $sources </dev/null || { echo "packages: skipped: Debian's packages cannot be had" >&2; exit 75; }
+    cp /etc/hosts "$folder/etc"
+    mount -t proc proc "$folder/proc"
+    mount --rbind /dev "$folder/dev"
+    mount --rbind /sys "$folder/sys"
+}
+
+# inside ROOT COMMAND: runs a line of shell in a root. After a chroot the kernel would refuse the user namespaces in which the
+# tests run.
+inside() {
+    # shellcheck disable=SC2016 # the inner shell expands
+    env -i HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
+        ${http_proxy:+http_proxy="$http_proxy"} ${https_proxy:+https_proxy="$https_proxy"} \
+        unshare --mount sh -euc 'mount --rbind "$0" "$0"; cd "$0"; pivot_root . mnt; umount -l /mnt; exec sh -euc "$1"' "$@"
+}
+
+# test_archive: builds the source archive with its tests and runs them.
+test_archive() {
+    printf '== tests of the source archive\n'
+    inside "$work/builder" "cd /source
+        cmake -G Ninja -S . -B build/tests -DQX_PARTS=tests >/dev/null
+        ninja -C build/tests >log 2>&1 || { cat log; exit 1; }
+        ctest --test-dir build/tests --parallel $(nproc) --output-on-failure >log 2>&1 || { cat log; exit 1; }
+        grep 'tests passed' log"
+}
+
+# build ARCHITECTURE: packages in /packages of the root in which the compilers are.
+build() {
+    printf '== packages for %s\n' "$1"
+    triplet=$(inside "$work/builder" "dpkg-architecture -qDEB_HOST_MULTIARCH -a$1 2>/dev/null")
+    cross=
+    [ "$1" = amd64 ] || cross="-DCMAKE_TOOLCHAIN_FILE=/toolchain.cmake"
+    inside "$work/builder" "cd /source
+        cmake -G Ninja -S . -B build/$1 -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_LIBDIR=lib/$triplet \
+            -DBUILD_TESTING=OFF -DCMAKE_COMPILE_WARNING_AS_ERROR=ON $cross >/dev/null
+        ninja -C build/$1 packages >log 2>&1 || { cat log; exit 1; }
+        lintian --allow-root --fail-on error,warning build/$1/packages/*.deb
+        cp build/$1/packages/* /packages"
+}
+
+# Programs for the other processor are started by their emulator. A system may have several processors: qemu finds the
+# C library of the other one in the same root.
+write_toolchain() {
+    cat >"$1" <<'END'
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
+set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
+set(CMAKE_STRIP aarch64-linux-gnu-strip CACHE STRING "")
+set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64-static)
+END
+}
+
+# files ROOT: what installing and purging may not change.
+files() {
+    (cd "$1" && find bin etc lib sbin usr -xdev | grep -v -e '/dpkg/' -e ld.so.cache | sort)
+}
+
+# try ARCHITECTURE: installs the packages with what they depend on, uses each, and purges them.
+try() {
+    printf '== installed, used and purged: %s\n' "$1"
+    emulator=
+    [ "$1" = amd64 ] || emulator=qemu-aarch64-static
+    mkdir "$work/user/packages"
+    cp "$work/builder/packages"/*_"$1".deb "$work/builder/packages"/*_"$1".deb.sha256 "$work/user/packages"
+    depends=$(inside "$work/user" "cd /packages; sha256sum --quiet --check *.sha256
+        apt-get install -s -qq --no-install-recommends ./*.deb" | sed -n 's/^Inst \([^ ]*\) .*/\1/p' | grep -v -e '^qx' -e '^libqx')
+    # shellcheck disable=SC2086,SC2116 # the names in one line
+    inside "$work/user" "apt-get install -qq --no-install-recommends $(echo $depends)" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
+    files "$work/user" >"$work/before"
+    inside "$work/user" "dpkg --install /packages/*.deb" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
+    cp "$project/tools/packages_use.sh" "$work/user/packages"
+    inside "$work/user" "sh /packages/packages_use.sh $1 $emulator"
+    inside "$work/user" "dpkg --purge qxagent-manage libqx-plix-dev:$1 libqx-plix1:$1 qxbrokerd-sim" >"$work/log" 2>&1 ||
+        { cat "$work/log"; exit 1; }
+    files "$work/user" | diff "$work/before" - || { echo "packages: files stayed behind" >&2; exit 1; }
+    rm -r "$work/user/packages"
+}
+
+if [ "${1:-}" = --inside ]; then
+    work=$2
+    output=$3
+    shift 3
+    apt-config dump --format '%f "%v";%n' Acquire >"$work/apt.conf"
+    sources=
+    for list in /etc/apt/sources.list /etc/apt/sources.list.d/debian.sources; do
+        [ ! -s "$list" ] || sources="$sources $list"
+    done
+    # shellcheck disable=SC2086 # a list of words
+    make_root "$work/builder" $compiling "$@"
+    mkdir "$work/builder/source" "$work/builder/packages"
+    git -C "$project" archive HEAD | tar -x -C "$work/builder/source"
+    write_toolchain "$work/builder/toolchain.cmake"
+    for processor in $processors; do build "$processor"; done
+    cp "$work/builder/packages"/* "$output"
+    test_archive
+    make_root "$work/user" gcc pkg-config libc6-dev gcc-aarch64-linux-gnu libc6-dev-arm64-cross qemu-user-static
+    for processor in $processors; do try "$processor"; done
+    exit
+fi
+output=$1
+shift
+mkdir -p "$output" "$project/build"
+output=$(cd "$output" && pwd)
+work=$(mktemp -d "$project/build/packages.XXXXXX")
+trap 'rm -rf "$work"' EXIT
+# The namespace takes its mounts with it.
+unshare --mount sh "$0" --inside "$work" "$output" "$@"
+ls "$output"
