@@ -1,5 +1,5 @@
-# Who has written what else is linked into a program: qx_credit notes the link map of each, and from the maps, NOTICE and
-# the list for the SBOM are generated.
+# Credits the projects whose code is linked statically. The linker writes a map of each program, and from the map come the
+# NOTICE of its package and the list for its SBOM.
 set(QX_CREDITS ${PROJECT_BINARY_DIR}/credits)
 file(MAKE_DIRECTORY ${QX_CREDITS})
 add_library(qx_versions OBJECT cmake/credits/versions.cpp)

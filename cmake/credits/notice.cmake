@@ -16,7 +16,7 @@ foreach(line ${lines})
   endif()
   set(version_of_${name} ${version})
 endforeach()
-# These two have no header that tells.
+# These two have no header that tells; the pinned compiler has their sources.
 if(NOT version_of_glibc AND EXISTS ${COMPILER_LIB}/libc/musl/src/internal/version.h)
   file(STRINGS ${COMPILER_LIB}/libc/musl/src/internal/version.h line REGEX VERSION)
   string(REGEX MATCH "\"(.*)\"" line "${line}")
@@ -44,8 +44,13 @@ foreach(row ${rows})
   set(licence ${CMAKE_MATCH_2})
   set(files ${CMAKE_MATCH_4})
   string(REPLACE "\\|" "|" pattern "${CMAKE_MATCH_3}")
-  if(NOT map MATCHES "${pattern}" OR NOT version_of_${name})
+  # Both C libraries have the same file names.
+  if(NOT map MATCHES "${pattern}" OR (name STREQUAL "musl" AND version_of_glibc) OR
+      (name STREQUAL "glibc" AND NOT version_of_glibc))
     continue()
+  endif()
+  if(NOT version_of_${name})
+    set(version_of_${name} unknown)
   endif()
   string(APPEND list "${name}|${version_of_${name}}|${licence}\n")
   string(CONFIGURE "${files}" files @ONLY)
