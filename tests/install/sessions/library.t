@@ -38,9 +38,8 @@ The static library links into a plug-in. The program and the shared library have
 
   $ echo 'extern int stopped; int (*start(void))(void) { return stopped ? qx_plix_init : 0; }' | cat program.c - >plugin.c
   $ gcc -shared -fPIC -Wl,-z,defs plugin.c -Iprefix/include prefix/lib/libqx_plix.a -ljansson -o plugin.so
-  $ python3 -c 'import ctypes; print(ctypes.CDLL("./plugin.so").main())'
+  $ python3 -c 'import ctypes; exit(ctypes.CDLL("./plugin.so").main())'
   {"agent": "2.8.1", "broker": "simulator", "protocol": "1.3"}
-  0
   $ sed 's/char \*info/if (!stopped) return 2; char *info/; s/printf/if (stopped) return 3; printf/' program.c >flag.c
   $ gcc -no-pie flag.c $(pkg-config --cflags --libs qx_plix) -o program && ./program
   {"agent": "2.8.1", "broker": "simulator", "protocol": "1.3"}
