@@ -1,5 +1,6 @@
-# The target `archive`: tar archives for routers, each to be unpacked at the root. One has the tool and qxagent-wait; the
-# other, for those who build for the router, the client library with its header and what pkg-config knows of it.
+# The target `archive`: tar archives for routers, each to be unpacked at the root. One has the tool, qxagent-wait and the
+# init script of a listener; the other, for those who build for the router, the client library, its header and its
+# pkg-config file.
 include(GNUInstallDirs)
 
 # Objects for other compilers: not optimised while linking, and position-independent, so that plug-ins link them. On AArch64
@@ -29,6 +30,7 @@ function(qx_archive name package)
   add_dependencies(archive qx_notice_${package})
 endfunction()
 qx_archive(${PROJECT_NAME} qxagent-manage $<TARGET_FILE:qxagent-manage>=usr/sbin/qxagent-manage
-  ${PROJECT_BINARY_DIR}/bin/qxagent-wait=usr/sbin/qxagent-wait)
+  ${PROJECT_BINARY_DIR}/bin/qxagent-wait=usr/sbin/qxagent-wait
+  ${docs}/services/qx-events.init=usr/share/doc/qxagent-manage/examples/qx-events.init)
 qx_archive(libqx-plix-dev libqx-plix-dev $<TARGET_FILE:qx_plix_archived>=usr/lib/libqx_plix.a
   ${public_header}=usr/include/qx_plix.h ${PROJECT_BINARY_DIR}/qx_plix.pc=usr/lib/pkgconfig/qx_plix.pc)

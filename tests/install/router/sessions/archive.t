@@ -1,7 +1,7 @@
   $ . "$SESSION"
 
-The archive for routers holds the tool and qxagent-wait, and the archive for those who build for routers the library. The
-checksum of each lies beside it.
+The archive for routers holds the tool, qxagent-wait and an init script. The archive for those who build for routers holds
+the library. The checksum of each lies beside it.
 
   $ (cd "$BUILD" && sha256sum --check *.sha256)
   libqx-plix-dev-1.0.0-*-linux-musl.tar.gz: OK (glob)
@@ -9,6 +9,7 @@ checksum of each lies beside it.
   $ tar -tvzf "$BUILD/$FOR_ROUTERS"
   -rwxr-xr-x 0/0 +[0-9]+ [-0-9]+ [:0-9]+ usr/sbin/qxagent-manage (re)
   -rwxr-xr-x 0/0 +[0-9]+ [-0-9]+ [:0-9]+ usr/sbin/qxagent-wait (re)
+  -rwxr-xr-x 0/0 +[0-9]+ [-0-9]+ [:0-9]+ usr/share/doc/qxagent-manage/examples/qx-events.init (re)
   -rw-r--r-- 0/0 +[0-9]+ [-0-9]+ [:0-9]+ usr/share/doc/qxagent-manage/NOTICE (re)
   $ tar -xvzf "$BUILD"/libqx-plix-dev-*.tar.gz
   usr/lib/libqx_plix.a
@@ -51,6 +52,7 @@ The tool opens what its work is about: no locale, no name service, no time zone.
   /opt/norvane/var/log/qxagent-manage.log.1
   /opt/norvane/etc/settings.json
   /dev/urandom
+  /opt/norvane/etc/settings.json.switching
   /opt/norvane/var/run/qxbrokerd.version
 
 Everything is compiled position-independent and with stack protectors.
