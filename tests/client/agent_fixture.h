@@ -1,4 +1,5 @@
-// An agent as a client finds it, and subscribers that note what they get.
+// Fixtures of the client library's tests: a broker in the install directory, and a recorder of
+// events.
 #pragma once
 
 #include "qx_plix.h"
@@ -18,14 +19,14 @@ inline constexpr auto kScan = QX_PLIX_VA_STATUS_CHANGED;
 inline const std::string kStartedName = "qxagent_started";
 inline const std::string kScanName = "va_status_changed";
 
-/// The events that a subscription delivered.
+/// Records the texts that callbacks receive.
 class Inbox {
 public:
-    /// In each callback does `work`, unless null, once the event is noted.
+    /// Each callback calls `work`, unless null, after it has recorded the text.
     explicit Inbox(std::function<void()> work = nullptr)
         : work_(std::move(work)) {}
 
-    /// The callback of the subscription, and of warnings. The object is its user data.
+    /// A callback for subscriptions and warnings. Its user data is the Inbox.
     static void note(const char* text, void* inbox) {
         auto& self = *static_cast<Inbox*>(inbox);
         {
@@ -48,11 +49,11 @@ public:
         return events_.size();
     }
 
-    /// Waits for so many events from another thread.
+    /// Waits until other threads have delivered `count` texts in total.
     void wait_for(std::size_t count) const {
         std::unique_lock lock(mutex_);
         EXPECT_TRUE(changed_.wait_for(lock, kPatience, [&] { return events_.size() >= count; }))
-            << "only " << events_.size() << " events came";
+            << "only " << events_.size() << " events arrived";
     }
 
 private:
@@ -62,24 +63,24 @@ private:
     std::vector<std::string> events_;
 };
 
-/// A broker that runs in the fallback install directory.
+/// A broker that runs in the default install directory.
 class Agent : public ::testing::Test {
 protected:
-    /// Waits until the broker has met every earlier connection, and only so many are left.
+    /// Waits until the broker has accepted every earlier connection and only `connections` remain.
     void settle(std::size_t connections) {
         EXPECT_EQ(qx_plix_reapply_firewall_rules(), 0);
         broker.wait_for_connections(connections);
         broker.forget_requests();
     }
 
-    /// Subscribes with a descriptor, which it returns.
+    /// Subscribes with a notification descriptor and returns it.
     static int subscribe(qx_plix_event_type type, Inbox& inbox) {
         int fd = -1;
         EXPECT_EQ(qx_plix_subscribe(type, Inbox::note, &inbox, &fd), 0);
         return fd;
     }
 
-    /// Subscribes with callbacks on the library's thread.
+    /// Subscribes without a descriptor; the event thread runs the callbacks.
     static void listen(qx_plix_event_type type, Inbox& inbox) {
         EXPECT_EQ(qx_plix_subscribe(type, Inbox::note, &inbox, nullptr), 0);
     }
@@ -88,24 +89,25 @@ protected:
     TestBroker broker;
 };
 
-/// The same, with the client library started.
+/// An Agent with the client library started.
 class StartedClient : public Agent {
 protected:
     void SetUp() override { ASSERT_EQ(qx_plix_init(), 0); }
     void TearDown() override { qx_plix_uninit(); }
 };
 
-/// The state of the calling thread, to be read by sleeps().
+/// Opens the stat file of the calling thread for sleeps(). The caller owns the descriptor.
 inline int open_own_stat() {
     return ::open("/proc/thread-self/stat", O_RDONLY | O_CLOEXEC);
 }
 
+/// Returns whether the thread of a stat file sleeps in an interruptible wait.
 inline bool sleeps(int stat) {
     char text[128] = {};
     return ::pread(stat, text, sizeof text - 1, 0) > 0 && std::strstr(text, ") S ") != nullptr;
 }
 
-/// The bytes that wait in a pipe.
+/// Returns the number of unread bytes in a pipe.
 inline int bytes_in(int fd) {
     int bytes = -1;
     EXPECT_EQ(::ioctl(fd, FIONREAD, &bytes), 0);
@@ -118,7 +120,7 @@ inline bool is_readable(int fd, std::chrono::milliseconds patience = kPatience) 
            (polled.revents & POLLIN) != 0;
 }
 
-/// Reads a descriptor with `read`, as often as it says so, until so many events have been noted.
+/// Calls `read` whenever the descriptor is readable, until the inbox holds `count` events.
 inline void read_until(int fd, const Inbox& inbox, std::size_t count,
                        const std::function<int(int)>& read) {
     while (inbox.count() < count) {
@@ -127,7 +129,8 @@ inline void read_until(int fd, const Inbox& inbox, std::size_t count,
     }
 }
 
-/// The same with all that is waiting at a time, or one by one.
+/// Reads until the inbox holds `count` events: all waiting events per call if `drain` is 1, else
+/// one.
 inline void read_until(int fd, int drain, const Inbox& inbox, std::size_t count) {
     read_until(fd, inbox, count,
                [drain](int ready) { return qx_plix_read_event_fd(ready, drain); });

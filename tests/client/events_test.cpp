@@ -33,6 +33,12 @@ protected:
     Inbox inbox;
 };
 
+// Suite names for reports of failures.
+using Registrar = Subscriptions;
+using EventCallbacks = Subscriptions;
+using EventReaders = Subscriptions;
+using EventThread = Subscriptions;
+
 Events numbered(std::size_t count) {
     Events events;
     for (std::size_t i = 0; i < count; ++i) {
@@ -54,7 +60,7 @@ std::size_t count_threads() {
     return static_cast<std::size_t>(std::distance(directory_iterator("/proc/self/task"), {}));
 }
 
-TEST(EventNames, TranslateToShortLowerCaseBrokerNames) {
+TEST(EventNames, TranslateToLowerCaseBrokerNamesOfAtMost55Characters) {
     EXPECT_EQ(qx_plix_event_type_from_str(nullptr), QX_PLIX_EVENT_UNKNOWN);
     EXPECT_EQ(qx_plix_event_type_to_str(QX_PLIX_EVENT_UNKNOWN), nullptr);
     const std::pair<std::string, std::string> broker_names[] = {
@@ -72,7 +78,7 @@ TEST(EventNames, TranslateToShortLowerCaseBrokerNames) {
     }
 }
 
-TEST_F(Subscriptions, LeaveNothingBehindWhenRefused) {
+TEST_F(Subscriptions, LeaveNoConnectionOrDescriptorOpenWhenRefused) {
     int fd = -1;
     EXPECT_EQ(qx_plix_subscribe(QX_PLIX_EVENT_UNKNOWN, Inbox::note, nullptr, &fd), -1);
     EXPECT_EQ(qx_plix_subscribe(kStarted, nullptr, nullptr, &fd), -1);
@@ -88,21 +94,21 @@ TEST_F(Subscriptions, LeaveNothingBehindWhenRefused) {
     EXPECT_EQ(open_descriptors(), before);
     EXPECT_EQ(qx_plix_read_event_fd(fd, 0), -1);
     listen(kScan, inbox);
-    EXPECT_EQ(qx_plix_read_event_fd(-1, 0), -1) << "which stands for no descriptor";
+    EXPECT_EQ(qx_plix_read_event_fd(-1, 0), -1) << "-1 is not a descriptor";
 }
 
-TEST_F(Subscriptions, HandEventsToTheirReaderOneByOneInPortionsOrAllAtOnce) {
+TEST_F(Subscriptions, DeliverOneEventAPortionOrAllEventsPerRead) {
     const int fd = subscribe(kStarted, inbox);
-    EXPECT_EQ(qx_plix_read_events(fd, 1), 0) << "does not wait";
+    EXPECT_EQ(qx_plix_read_events(fd, 1), 0) << "returns although no event waits";
     broker.emit_raw(kStartedName, stream_of({"0", "1", "2", "3", "4"}));
-    EXPECT_EQ(qx_plix_read_event_fd(fd, 0), 0) << "waits for the first";
+    EXPECT_EQ(qx_plix_read_event_fd(fd, 0), 0) << "waits for the first event";
     EXPECT_THAT(inbox.events(), ElementsAre("0"));
     ASSERT_TRUE(is_readable(fd));
     EXPECT_EQ(qx_plix_read_events(fd, 3), 0);
     EXPECT_THAT(inbox.events(), SizeIs(3)) << "the terminating zero bytes count too";
     ASSERT_TRUE(is_readable(fd));
     for (int i = 0; i < 9; ++i) {
-        EXPECT_EQ(qx_plix_read_events(fd, 0), 0) << "hands nothing over";
+        EXPECT_EQ(qx_plix_read_events(fd, 0), 0) << "delivers nothing";
     }
     ASSERT_TRUE(is_readable(fd));
     EXPECT_EQ(qx_plix_read_event_fd(fd, 1), 0);
@@ -110,7 +116,7 @@ TEST_F(Subscriptions, HandEventsToTheirReaderOneByOneInPortionsOrAllAtOnce) {
     EXPECT_EQ(bytes_in(fd), 0);
 }
 
-TEST_F(Subscriptions, NinthIsRefused) {
+TEST_F(Registrar, RefusesNinthSubscription) {
     for (int i = 0; i < 8; ++i) {
         listen(kStarted, inbox);
     }
@@ -124,7 +130,7 @@ TEST_F(Subscriptions, NinthIsRefused) {
     EXPECT_LT(open_descriptors().size(), before.size() + 2);
 }
 
-TEST_F(Subscriptions, UnsubscribeEndsOnlyOneOfTwoToTheSameEvent) {
+TEST_F(Registrar, UnsubscribeEndsOnlyOneOfTwoSubscriptionsToAnEvent) {
     Inbox second;
     const int first_fd = subscribe(kStarted, inbox);
     const int second_fd = subscribe(kStarted, second);
@@ -134,7 +140,7 @@ TEST_F(Subscriptions, UnsubscribeEndsOnlyOneOfTwoToTheSameEvent) {
     read_until(second_fd, 1, second, 1);
     qx_plix_unsubscribe(kStarted);
     broker.wait_for_subscribers(1);
-    // Another file may have reused the number of the closed descriptor.
+    // Reuse the number of the closed descriptor for another pipe, as an application may.
     int others[2] = {-1, -1};
     ASSERT_EQ(::pipe(others), 0);
     ASSERT_TRUE(others[0] == first_fd || ::dup2(others[0], first_fd) == first_fd);
@@ -152,8 +158,8 @@ TEST_F(Subscriptions, LoseNoEventWhenTheirPipeIsFull) {
     const auto read_portion = [](int fd) { return qx_plix_read_events(fd, 1000); };
     const auto read_one = [](int fd) { return qx_plix_read_event_fd(fd, 0); };
     const auto read_all = [](int fd) { return qx_plix_read_event_fd(fd, 1); };
-    // The small pipe has no room for most notification bytes, and perhaps none for the last write
-    // of 512.
+    // The small pipe holds only some of the notification bytes. The library writes up to 512 bytes
+    // at a time, so the last 511 may not fit.
     const std::tuple<std::function<int(int)>, int, int> cases[] = {
         {read_one, 4096, 4096 - 511},
         {read_all, 4096, 4096 - 511},
@@ -173,7 +179,7 @@ TEST_F(Subscriptions, LoseNoEventWhenTheirPipeIsFull) {
     }
 }
 
-/// Small limits, and the warnings that they cause.
+/// Collects the warnings about the backlog. Each test sets a small limit.
 class Backlog : public Subscriptions {
 protected:
     void SetUp() override {
@@ -186,7 +192,7 @@ protected:
         qx_plix_set_warning_cb(nullptr, nullptr);
     }
 
-    std::atomic<int> event_thread{-1}; ///< the stat file of the event thread, once it has warned
+    std::atomic<int> event_thread{-1}; ///< stat file of the thread that warned, or -1
     Inbox warnings{[this] { event_thread = event_thread < 0 ? open_own_stat() : +event_thread; }};
 };
 
@@ -225,7 +231,7 @@ TEST_F(Backlog, IsBoundedAndLosesNoEvent) {
     }
 }
 
-TEST_F(Backlog, EndsOnlyAfterASecondOfUninterruptedReading) {
+TEST_F(Backlog, IsReportedAsOverOnlyAfterASecondWithoutBackPressure) {
     EXPECT_EQ(qx_plix_set_backlog_limit(1000), 0);
     const int fd = subscribe(kStarted, inbox);
     broker.emit(kStartedName, '"' + std::string(2000, 'x') + '"');
@@ -239,7 +245,7 @@ TEST_F(Backlog, EndsOnlyAfterASecondOfUninterruptedReading) {
     EXPECT_GE(since(relieved).count(), 990);
 }
 
-TEST_F(Backlog, AdmitsFramesAboveTheLimitOneByOne) {
+TEST_F(Backlog, AdmitsOneFrameAtATimeAboveTheLimit) {
     EXPECT_EQ(qx_plix_set_backlog_limit(50'000), 0);
     Inbox other;
     Inbox called;
@@ -267,7 +273,7 @@ TEST_F(Backlog, AdmitsFramesAboveTheLimitOneByOne) {
 
 TEST_F(Backlog, StaysBoundedWhenFramesNeverEnd) {
     if (kSanitized) {
-        GTEST_SKIP() << "a sanitizer takes memory of its own";
+        GTEST_SKIP() << "sanitizers add to the memory that the test measures";
     }
     constexpr std::size_t kMib = std::size_t{1} << 20;
     EXPECT_EQ(qx_plix_set_backlog_limit(kMib), 0);
@@ -282,7 +288,8 @@ TEST_F(Backlog, StaysBoundedWhenFramesNeverEnd) {
         broker.emit_raw(kScanName, part);
     });
     long most = 0;
-    // The library drops the stalled connections one after the other and subscribes again.
+    // The library drops the stalled connections one by one and subscribes again. These are the
+    // third and fourth request.
     wait_until([&] {
         most = std::max(most, resident_kib());
         return broker.requests().size() == 4;
@@ -297,7 +304,7 @@ TEST_F(Backlog, StaysBoundedWhenFramesNeverEnd) {
     read_until(other_fd, 1, inbox, 2);
 }
 
-TEST_F(Subscriptions, AreRenewedWhenTheirStreamBreaks) {
+TEST_F(Subscriptions, ReconnectAfterABrokenOrTruncatedFrame) {
     broker.reply(kStartedName, {kAccepted + framed("1")});
     listen(kStarted, inbox);
     inbox.wait_for(1);
@@ -315,7 +322,7 @@ TEST_F(Subscriptions, AreRenewedWhenTheirStreamBreaks) {
     EXPECT_THAT(inbox.events(), AllOf(Contains("0"), Each(AnyOf("0", "1"))));
 }
 
-TEST_F(Subscriptions, ReceiveEventsThatFollowTheReplyDirectly) {
+TEST_F(Subscriptions, ReceiveEventsSentTogetherWithTheReply) {
     broker.reply(kStartedName, {kAccepted + stream_of({"1", "2"})});
     listen(kStarted, inbox);
     inbox.wait_for(2);
@@ -329,7 +336,7 @@ TEST_F(Subscriptions, ReceiveEventsThatFollowTheReplyDirectly) {
     EXPECT_THAT(inbox.events(), ElementsAre("1", "2", "3", "4"));
 }
 
-TEST_F(Subscriptions, AreNotHeldUpByASilentBroker) {
+TEST_F(Subscriptions, ReceiveEventsWhileAnotherWaitsForASilentBroker) {
     Inbox other;
     subscribe(kStarted, inbox);
     const int other_fd = subscribe(kScan, other);
@@ -339,9 +346,10 @@ TEST_F(Subscriptions, AreNotHeldUpByASilentBroker) {
         const auto dropped = Clock::now();
         broker.drop_subscribers(kStartedName);
         broker.wait_for_requests(4);
-        EXPECT_GE(since(dropped).count(), 1990) << "given up before a second had passed";
-        // The broker has one second to reply. Events of the other subscription arrive meanwhile, on
-        // a busy machine perhaps only in a later attempt.
+        EXPECT_GE(since(dropped).count(), 1990)
+            << "the library retried before the timeout of one second";
+        // An event of the other subscription must arrive while the reply is outstanding. On a busy
+        // machine, that may take several attempts.
         wait_until([&] {
             broker.forget_requests();
             broker.wait_for_requests(1);
@@ -351,7 +359,7 @@ TEST_F(Subscriptions, AreNotHeldUpByASilentBroker) {
             return since(asked).count() < 500;
         });
     }
-    // Neither an outstanding reply nor an incomplete event delays the end of a subscription.
+    // Neither an outstanding reply nor an incomplete event delays unsubscribe and uninit.
     broker.emit_raw(kScanName, framed("[1, 2, 3]").substr(0, 8));
     qx_plix_unsubscribe(kStarted);
     qx_plix_unsubscribe(kScan);
@@ -359,7 +367,7 @@ TEST_F(Subscriptions, AreNotHeldUpByASilentBroker) {
     broker.wait_for_connections(0);
 }
 
-// Lets the other threads run only while the calling thread waits, as on a busy router.
+// Confines all threads to one core, where the others run only while the calling thread waits.
 void outrank_other_threads() {
     cpu_set_t one;
     CPU_ZERO(&one);
@@ -373,7 +381,7 @@ void outrank_other_threads() {
     }
 }
 
-TEST_F(Subscriptions, GetTheirTurnWhileAnotherIsReadSlowly) {
+TEST_F(Subscriptions, AreNotStarvedByASlowReaderOfAnother) {
     constexpr int kCount = 500;
     std::atomic<int> event_thread{-1};
     std::size_t before_other = 0;
@@ -381,7 +389,7 @@ TEST_F(Subscriptions, GetTheirTurnWhileAnotherIsReadSlowly) {
     Inbox slow([&] {
         if (slow.count() == 1) {
             broker.emit(kScanName, "2");
-            // The event thread sleeps once it waits for the lock.
+            // Sleeping shows that the event thread waits for the registrar's lock.
             wait_until([&] { return ::usleep(1000) == 0 && sleeps(event_thread); });
         }
         before_other = other.count() < 2 ? slow.count() : before_other;
@@ -445,7 +453,7 @@ TEST_F(Subscriptions, DoNotTimeOutDuringASlowCallback) {
     const int fd = subscribe(kStarted, inbox);
     listen(kScan, slow);
     broker.reply(kStartedName, {""});
-    // On a busy machine the reply may time out before the callback runs, so try again.
+    // On a busy machine the retry may time out before the callback runs, so repeat the attempt.
     wait_until([&] {
         broker.forget_requests();
         broker.drop_subscribers(kStartedName);
@@ -457,7 +465,7 @@ TEST_F(Subscriptions, DoNotTimeOutDuringASlowCallback) {
     EXPECT_THAT(broker.requests(), SizeIs(1));
 }
 
-TEST_F(Subscriptions, AreRetriedAtIntervalsOf200Milliseconds) {
+TEST_F(Subscriptions, AreRetriedEvery200Milliseconds) {
     listen(kStarted, inbox);
     broker.answer(kStartedName, R"({"status": 1})");
     broker.forget_requests();
@@ -470,8 +478,8 @@ TEST_F(Subscriptions, AreRetriedAtIntervalsOf200Milliseconds) {
     inbox.wait_for(1);
 }
 
-// Callbacks run under the registrar's lock, on which these calls would deadlock.
-TEST_F(Subscriptions, CallbacksMayUnsubscribeButNotSubscribeReadOrStop) {
+// Callbacks run under the registrar's lock. The refused calls would deadlock on it.
+TEST_F(EventCallbacks, MayUnsubscribeButNotSubscribeReadOrUninit) {
     for (const auto& [piped, ends] : {std::pair(false, kStarted), std::pair(false, kScan),
                                       std::pair(true, kStarted), std::pair(true, kScan)}) {
         settle(0);
@@ -509,14 +517,14 @@ TEST_F(Subscriptions, CallbacksMayUnsubscribeButNotSubscribeReadOrStop) {
     }
 }
 
-TEST_F(Subscriptions, ReadersWaitWithoutADescriptorUntilWokenOrCancelled) {
+TEST_F(EventReaders, BlockWithoutANewDescriptorUntilWokenOrCancelled) {
     rlimit limit{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
-    // poll needs a limit that is not below its number of descriptors.
+    // With this limit the reader cannot open a descriptor. A limit of 0 would make poll fail.
     const rlimit none{1, limit.rlim_max};
     settle(0);
     const auto before = open_descriptors();
-    // The action that ends the wait, and the result of the call; 7 means that it did not return.
+    // The action that ends the wait, and the result of the read; 7 means that it did not return.
     const std::pair<std::function<void(pthread_t)>, int> cases[] = {
         {[&](pthread_t) { broker.emit(kStartedName, "1"); }, 0},
         {[](pthread_t) { qx_plix_unsubscribe(kStarted); }, -1},
@@ -542,7 +550,8 @@ TEST_F(Subscriptions, ReadersWaitWithoutADescriptorUntilWokenOrCancelled) {
         qx_plix_unsubscribe(kStarted);
     }
     broker.wait_for_connections(0);
-    EXPECT_EQ(open_descriptors().size(), before.size() - 2) << "the thread's own";
+    EXPECT_EQ(open_descriptors().size(), before.size() - 2)
+        << "uninit closed the epoll set and the eventfd";
 }
 
 TEST_F(Subscriptions, LeaveNoDescriptorOpenOrInheritable) {
@@ -567,14 +576,14 @@ TEST_F(Subscriptions, LeaveNoDescriptorOpenOrInheritable) {
     EXPECT_EQ(open_descriptors(), before);
 }
 
-TEST_F(Subscriptions, StoppedFlagAloneEndsTheEventThread) {
+TEST_F(EventThread, EndsWhenTheStoppedFlagIsSet) {
     const std::size_t before = count_threads();
     __atomic_store_n(&stopped, 1, __ATOMIC_RELEASE);
     wait_until([&] { return count_threads() < before; });
     EXPECT_EQ(qx_plix_uninit(), 0);
 }
 
-/// Repeats `work` on a thread of its own until the object is destroyed.
+/// Repeats `work` on its own thread until the object is destroyed.
 class Repeated {
 public:
     explicit Repeated(std::function<void()> work)
@@ -596,12 +605,13 @@ private:
 };
 
 // Threads subscribe, unsubscribe, read events and send commands while the broker restarts.
-TEST_F(Subscriptions, SurviveUseFromManyThreads) {
+TEST_F(Subscriptions, SurviveConcurrentUseFromManyThreads) {
     std::atomic<int> events{0};
     const auto count = [](const char*, void* counter) {
         ++*static_cast<std::atomic<int>*>(counter);
     };
-    // The emitter ends last: a reader whose notification another reader took waits for more events.
+    // The emitter must end last: another reader may take a reader's notification, and the reader
+    // then blocks until the next event.
     const Repeated emitter([&] {
         broker.emit(kStartedName, "1");
         broker.emit(kScanName, "[1, 2]");
@@ -628,7 +638,7 @@ TEST_F(Subscriptions, SurviveUseFromManyThreads) {
     threads.emplace_back([] {
         int status = 0;
         qx_plix_is_enabled(&status);
-        // The descriptor and the subscription belong to other threads, if they exist.
+        // Descriptor 10 and the subscription, if they exist, belong to other threads.
         qx_plix_read_event_fd(10, 1);
         qx_plix_unsubscribe(kScan);
     });

@@ -26,8 +26,10 @@ std::string last_reason() {
 }
 
 using Failures = Agent;
+using GenericCall = Agent;
+using ConnectionCallback = StartedClient;
 
-TEST_F(Failures, AreRecordedUntilTheNextCallSucceeds) {
+TEST_F(Failures, AreRecordedPerThreadUntilACallSucceeds) {
     EXPECT_EQ(last_reason(), "0 ");
     broker.answer("va_start", failure(R"({"code": -7, "description": "busy"})"));
     EXPECT_EQ(qx_plix_va_start(), -1);
@@ -38,14 +40,15 @@ TEST_F(Failures, AreRecordedUntilTheNextCallSucceeds) {
     EXPECT_STREQ(refused.message, "refused by the broker: busy (code -7)");
     EXPECT_EQ(qx_plix_last_failure(nullptr), -1);
     qx_plix_unsubscribe(QX_PLIX_QXAGENT_STARTED);
-    EXPECT_EQ(last_reason(), "5 refused by the broker: busy (code -7)") << "not a failing call";
+    EXPECT_EQ(last_reason(), "5 refused by the broker: busy (code -7)")
+        << "unsubscribe does not change the record";
     std::thread([] { EXPECT_EQ(last_reason(), "0 "); }).join();
     EXPECT_EQ(qx_plix_va_stop(), 0);
     const qx_plix_failure_t cleared = last_failure();
     EXPECT_TRUE(cleared.stage == 0 && cleared.code == 0 && cleared.description[0] == '\0');
 }
 
-TEST_F(Failures, NameTheStageThatTheCallHadReached) {
+TEST_F(Failures, NameTheStageInWhichTheCallFailed) {
     char* out = nullptr;
     const auto expect = [](const std::string& reason, int result) {
         EXPECT_EQ(result, -1);
@@ -78,7 +81,7 @@ TEST_F(Failures, NameTheStageThatTheCallHadReached) {
     expect("4 cannot connect to the broker: Connection refused", qx_plix_init());
 }
 
-TEST_F(Failures, OfAnyCommandKeepTheBrokersData) {
+TEST_F(GenericCall, ReturnsTheBrokersDataAlsoOnRefusal) {
     broker.answer("custom", success("[1, 2]"));
     char* out = nullptr;
     EXPECT_EQ(qx_plix_call("custom", R"("text")", &out), 0);
@@ -119,8 +122,9 @@ TEST_F(Deadlines, EndCallsToASilentOrBlockedBroker) {
     expect_time_out(qx_plix_enable());
     broker.reply("set_router_name", {});
     expect_time_out(qx_plix_set_router_info(R"({"name": "n", "model": "m"})"));
-    // The requests of one call share its deadline, so the second one is never sent. The reply to a
-    // later command shows that the broker has met the earlier connections.
+    // All requests of a call share its deadline, so the second request is never sent. The broker
+    // accepts in order, so its reply to a later command shows that it has seen every earlier
+    // request.
     qx_plix_set_timeout(30'000);
     EXPECT_EQ(qx_plix_reapply_firewall_rules(), 0);
     broker.wait_for_connections(0);
@@ -131,7 +135,7 @@ TEST_F(Deadlines, EndCallsToASilentOrBlockedBroker) {
     expect_time_out(qx_plix_subscribe(QX_PLIX_QXAGENT_STARTED, Inbox::note, nullptr, nullptr));
     qx_plix_uninit();
     broker.stop();
-    // One connection fills the backlog of a broker that accepts none.
+    // This broker never accepts, so one connection fills its backlog and the next one blocks.
     const qx::io::descriptor listener(broker_socket(::bind));
     require(::listen(listener.get(), 0) == 0, "listen");
     const std::string large = '"' + std::string(5'000'000, 'x') + '"';
@@ -159,7 +163,7 @@ TEST_F(Deadlines, AreNotCutShortBySignalHandlers) {
     ::setitimer(ITIMER_REAL, &never, nullptr);
 }
 
-TEST_F(StartedClient, IsToldOncePerLossAndPerReturnOfTheBroker) {
+TEST_F(ConnectionCallback, RunsOncePerLossAndOncePerReturnOfTheBroker) {
     Inbox told;
     qx_plix_set_connection_cb(
         [](int connected, std::int64_t missed, void* inbox) {

@@ -6,7 +6,7 @@ namespace {
 
 using namespace qxplix;
 
-TEST(FrameReader, RejectsLengthsOutOfRange) {
+TEST(FrameReader, RejectsLengthsBelow1OrAbove64MiB) {
     constexpr std::int32_t kMost = 64 * 1024 * 1024;
     for (const std::int32_t length : {0, -1, INT32_MIN, INT32_MAX, kMost, kMost + 1}) {
         frame_reader reader{};

@@ -25,7 +25,7 @@ protected:
     }
 };
 
-TEST_F(InstallPath, IsFoundByLinkThenByUserThenByDefault) {
+TEST_F(InstallPath, PrefersTheLinkThenTheUserThenTheDefault) {
     EXPECT_EQ(found(), "(none)");
     fs::create_directories(kInstallDir);
     EXPECT_EQ(found(), kInstallDir);
@@ -48,7 +48,7 @@ TEST_F(InstallPath, IgnoresAnUnusableLink) {
     EXPECT_EQ(found(), kInstallDir);
 }
 
-TEST_F(InstallPath, ComesFromTheUsersFirstLineUnlessABadLinePrecedes) {
+TEST_F(InstallPath, ComesFromTheFirstPasswdLineUnlessAMalformedLinePrecedes) {
     fs::create_directories(kInstallDir);
     const std::string good = "norvane-plix:x:7:7:comment:/opt/agent:/bin/false\n";
     const std::string other = "norvane-plix:x:7:7::/opt/other:\n";
@@ -77,7 +77,7 @@ TEST_F(InstallPath, IsCachedUntilItIsSetAgain) {
     fs::create_directories(kInstallDir);
     qxpath_set_install_path("/opt/other");
     EXPECT_STREQ(qxpath_default_install_path(), kInstallDir.c_str());
-    // The cached path stays although a link, which has precedence, now exists.
+    // A link would have precedence, but the path is cached.
     fs::create_symlink("/opt/agent/etc", kLink);
     EXPECT_STREQ(qxpath_default_install_path(), kInstallDir.c_str());
     EXPECT_EQ(found(), "/opt/agent");

@@ -17,9 +17,10 @@ using Clock = std::chrono::steady_clock;
 constexpr const char* kDown = "Daemon is down or you are running an older version of it\n";
 constexpr const char* kUnlocked = "Daemon is down or you need to try again later\n";
 
-using Lifecycle = Agent;
+using ClientLibrary = Agent;
 
-// Starts the library. Returns its text on standard error or, without one, its result.
+// Starts the library. Returns what it printed on standard error or, if it printed nothing, the
+// result of the call.
 std::string start(const char* install_path = nullptr) {
     testing::internal::CaptureStderr();
     const int result = install_path == nullptr ? qx_plix_init() : qx_plix_init2(install_path);
@@ -33,7 +34,7 @@ std::string wrong_version(const std::string& version) {
     return "Wrong Protocol Version: Daemon=(" + version + ") vs Client=(1.3)\n";
 }
 
-TEST(Start, NeedsARunningBrokerOfTheSameVersion) {
+TEST(Init, FailsWithoutARunningBrokerOfTheSameVersion) {
     EXPECT_EQ(start(), "-1") << "no install directory";
     fs::create_directories(kInstallDir);
     const auto before = open_descriptors();
@@ -62,7 +63,7 @@ TEST(Start, NeedsARunningBrokerOfTheSameVersion) {
     qx_plix_unsubscribe(kStarted);
 }
 
-TEST_F(Lifecycle, StartsOnARegularVersionFileOnly) {
+TEST_F(ClientLibrary, RejectsAVersionFileThatIsNotRegular) {
     const fs::path moved = kInstallDir / "moved";
     fs::rename(kVersionFile, moved);
     fs::create_symlink(moved, kVersionFile);
@@ -72,7 +73,7 @@ TEST_F(Lifecycle, StartsOnARegularVersionFileOnly) {
     EXPECT_EQ(start(), kUnlocked);
     fs::remove(kVersionFile);
     require(::mkfifo(kVersionFile.c_str(), 0644) == 0, "mkfifo");
-    EXPECT_EQ(start(), kUnlocked) << "without waiting for a writer";
+    EXPECT_EQ(start(), kUnlocked) << "init does not wait for a writer of the FIFO";
     const qx::io::descriptor writer(::open(kVersionFile.c_str(), O_RDWR));
     struct flock lock {};
     lock.l_type = F_WRLCK;
@@ -81,7 +82,7 @@ TEST_F(Lifecycle, StartsOnARegularVersionFileOnly) {
     EXPECT_EQ(start(), "-1");
 }
 
-TEST_F(Lifecycle, TruncatesTheVersionFilesPathTo4094Characters) {
+TEST_F(ClientLibrary, TruncatesTheVersionFilesPathTo4094Characters) {
     const std::string cut = "/var/run/qxbrokerd.vers";
     fs::rename(kVersionFile, kInstallDir.string() + cut);
     std::string directory = kInstallDir;
@@ -91,14 +92,14 @@ TEST_F(Lifecycle, TruncatesTheVersionFilesPathTo4094Characters) {
     EXPECT_EQ(start((directory + "/").c_str()), kDown);
 }
 
-TEST_F(Lifecycle, StartsAndStopsAtOnceAsOftenAsAsked) {
+TEST_F(ClientLibrary, StartsRepeatedlyAndStopsWithoutDelay) {
     const auto before = open_descriptors();
     auto quickest = since(Clock::time_point());
     for (int round = 0; round < 3; ++round) {
         std::atomic<int> event_thread{-1};
         Inbox inbox([&] { event_thread = open_own_stat(); });
         EXPECT_EQ(start(round == 1 ? kInstallDir.c_str() : nullptr), "0");
-        EXPECT_EQ(qx_plix_init(), -1) << "it is started already";
+        EXPECT_EQ(qx_plix_init(), -1) << "the library is already started";
         EXPECT_EQ(stopped, 0);
         EXPECT_THAT(broker.requests(), IsEmpty());
         listen(kStarted, inbox);
@@ -112,10 +113,10 @@ TEST_F(Lifecycle, StartsAndStopsAtOnceAsOftenAsAsked) {
         settle(0);
         EXPECT_EQ(open_descriptors(), before);
     }
-    EXPECT_LT(quickest.count(), 500) << "the thread was not woken";
+    EXPECT_LT(quickest.count(), 500) << "uninit did not wake the event thread";
 }
 
-TEST_F(Lifecycle, UsesAnotherInstallDirectoryUntilTheStop) {
+TEST_F(ClientLibrary, UsesAnotherInstallDirectoryUntilUninit) {
     const LockedVersionFile elsewhere("/opt/elsewhere");
     fs::remove_all(kInstallDir);
     EXPECT_EQ(start(), "-1");
@@ -124,7 +125,7 @@ TEST_F(Lifecycle, UsesAnotherInstallDirectoryUntilTheStop) {
     EXPECT_EQ(start(), "-1");
 }
 
-// Returns how many of the signals that end a program the calling thread does not block.
+// Returns how many of the fatal signals the calling thread does not block.
 std::ptrdiff_t count_accepted_signals() {
     sigset_t blocked;
     ::pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
@@ -142,7 +143,7 @@ std::size_t stack_size(int (*get_attributes)(pthread_attr_t*)) {
     return size;
 }
 
-TEST_F(Lifecycle, SignalsAreTheApplicationsAloneAndTheStackIsFull) {
+TEST_F(ClientLibrary, BlocksAllSignalsOnItsThreadAndGivesItAFullStack) {
     std::ptrdiff_t accepted = -1;
     std::size_t stack = 0;
     Inbox inbox([&] {
@@ -156,11 +157,10 @@ TEST_F(Lifecycle, SignalsAreTheApplicationsAloneAndTheStackIsFull) {
     broker.emit(kStartedName, "1");
     inbox.wait_for(1);
     qx_plix_uninit();
-    EXPECT_TRUE(accepted == 0 || kEmulated) << "the emulator chooses the masks of its threads";
+    EXPECT_TRUE(accepted == 0 || kEmulated) << "the emulator sets the signal masks of its threads";
     EXPECT_GE(stack, std::max(stack_size(::pthread_attr_init), std::size_t{1} << 20));
 }
 
-// Uses the library in a forked child.
 void use_as_child(int parents_fd) {
     int fd = -1;
     Inbox inbox;
@@ -171,7 +171,8 @@ void use_as_child(int parents_fd) {
     const std::size_t copies = open_descriptors().size();
     EXPECT_EQ(qx_plix_uninit(), 0);
     EXPECT_EQ(qx_plix_uninit(), 0);
-    // Two connections, both ends of a pipe, the epoll set and the eventfd.
+    // Uninit closes the inherited descriptors: two connections, both ends of a pipe, the epoll set
+    // and the eventfd.
     EXPECT_EQ(open_descriptors().size() + 6, copies);
     if (!kSanitized) { // a sanitizer cannot start threads in a forked child
         EXPECT_EQ(qx_plix_init(), 0);
@@ -185,11 +186,12 @@ void use_as_child(int parents_fd) {
 void start_as_child() {
     const std::size_t copies = open_descriptors().size();
     EXPECT_EQ(qx_plix_init(), 0);
-    EXPECT_EQ(open_descriptors().size() + 6, copies + 2) << "an epoll set and an eventfd are new";
+    EXPECT_EQ(open_descriptors().size() + 6, copies + 2)
+        << "init opens an epoll set and an eventfd";
     EXPECT_EQ(qx_plix_uninit(), 0);
 }
 
-TEST_F(Lifecycle, AForkedChildRestartsWithoutAffectingItsParent) {
+TEST_F(ClientLibrary, RestartsInAForkedChildWithoutAffectingTheParent) {
     std::atomic<bool> over{false};
     Inbox held([&] { wait_until([&] { return over.load(); }); });
     Inbox inbox;
@@ -199,7 +201,8 @@ TEST_F(Lifecycle, AForkedChildRestartsWithoutAffectingItsParent) {
     broker.reply(kScanName, {framed(kOk) + framed("1")});
     broker.emit("device_discovery", "1");
     held.wait_for(1);
-    EXPECT_TRUE(succeeds_in_child([&] { use_as_child(fd); })) << "forked under the lock";
+    EXPECT_TRUE(succeeds_in_child([&] { use_as_child(fd); }))
+        << "a callback held the registrar's lock at the fork";
     EXPECT_TRUE(kSanitized || succeeds_in_child(start_as_child));
     over = true;
     broker.emit("device_discovery", "2");
@@ -210,7 +213,7 @@ TEST_F(Lifecycle, AForkedChildRestartsWithoutAffectingItsParent) {
     broker.wait_for_connections(0);
 }
 
-TEST_F(Lifecycle, AForkedChildFindsNoLockTaken) {
+TEST_F(ClientLibrary, HoldsNoLockInAForkedChild) {
     ASSERT_EQ(qx_plix_init(), 0);
     std::atomic<bool> over{false};
     std::thread caller([&over] {
@@ -232,7 +235,7 @@ TEST_F(Lifecycle, AForkedChildFindsNoLockTaken) {
     EXPECT_EQ(qx_plix_uninit(), 0);
 }
 
-TEST_F(Lifecycle, AChildForkedInACallbackGetsNoFurtherEvents) {
+TEST_F(ClientLibrary, DeliversNoMoreEventsToAChildForkedInACallback) {
     pid_t child = -1;
     Inbox forks([&] { child = forks.count() == 1 ? ::fork() : child; });
     ASSERT_EQ(qx_plix_init(), 0);

@@ -1,9 +1,9 @@
 // Runs the calls of tests/client/transcripts. A transcript has the lines
-//   given NAME ANSWER   the broker's answer to the command NAME of the next call, else success
-//   bytes NAME BYTES    the same as bytes, with the escapes \xNN; then the broker hangs up
-//   $ CALL DOCUMENT     a call; without DOCUMENT, with a null pointer
+//   given NAME ANSWER   the next call gets this answer to the command NAME; the default is success
+//   bytes NAME BYTES    the next call gets these bytes, with the escapes \xNN, and then EOF
+//   $ CALL DOCUMENT     a call; without DOCUMENT, the argument is a null pointer
 // and, for each call, the expected
-//   > NAME DATA         request; without DATA, null
+//   > NAME DATA         request; without DATA, its data is null
 //   = RESULT OUTPUT     result of the call, and the values that it stores for its caller
 
 #include "agent_fixture.h"
@@ -20,8 +20,8 @@ namespace {
 using namespace qx::test;
 using ::testing::IsEmpty;
 
-/// The values that a call stores for its caller. All bytes of the numbers and of the record are 'Z'
-/// before the call.
+/// The values that a call stores for its caller. Before the call, all bytes of the numbers and of
+/// the record are 'Z', which shows whether the call has changed them.
 struct Output {
     explicit Output(char* untouched)
         : text(untouched) {
@@ -103,7 +103,7 @@ TEST(Commands, AreCheckedAndSentAsInTheTranscript) {
     expect_transcript("commands");
 }
 
-TEST(Answers, AreReadAsInTheTranscript) {
+TEST(Answers, AreDecodedAsInTheTranscript) {
     expect_transcript("answers");
 }
 
@@ -119,9 +119,9 @@ TEST(Commands, FailWithoutAnOutputPointer) {
     EXPECT_THAT(broker.requests(), IsEmpty());
 }
 
-using StartedCommands = StartedClient;
+using CloudRegistration = StartedClient;
 
-TEST_F(StartedCommands, RegisterToTheCloudOnlyWhileStarted) {
+TEST_F(CloudRegistration, FailsUnlessTheLibraryIsStarted) {
     EXPECT_EQ(qx_plix_register_to_cloud("t", "m", nullptr), 0);
     EXPECT_EQ(qx_plix_register_to_cloud("t", "m", ""), 0);
     EXPECT_EQ(qx_plix_register_to_cloud(nullptr, "m", "r"), -1);
@@ -135,7 +135,7 @@ TEST_F(StartedCommands, RegisterToTheCloudOnlyWhileStarted) {
                                        command("start_cloud_registration", sent + "\"\"}")));
 }
 
-TEST(Wire, TakesLongAnswersAndRefusesDeepOnes) {
+TEST(Wire, AcceptsLongAnswersAndRejectsDeeplyNestedOnes) {
     TestBroker broker;
     const std::string data = '"' + std::string(5'000'000, 'x') + '"';
     broker.answer("x", success(data));
@@ -144,7 +144,7 @@ TEST(Wire, TakesLongAnswersAndRefusesDeepOnes) {
     EXPECT_EQ(outcome_of("send", nullptr), "-1");
 }
 
-TEST(Wire, SendsMoreThanTheSocketHoldsAndRaisesNoSignal) {
+TEST(Wire, CompletesShortWritesAndRaisesNoSigpipe) {
     ::signal(SIGPIPE, SIG_DFL);
     int ends[2] = {-1, -1};
     ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);

@@ -17,7 +17,8 @@ protected:
     void SetUp() override { qx_plix_set_warning_cb(Inbox::note, &warnings); }
     void TearDown() override { qx_plix_set_warning_cb(nullptr, nullptr); }
 
-    // Returns false where the test cannot act as another user.
+    // Restarts the broker as this user. Returns false, and restarts it as the test's own user, if
+    // the test cannot act as another user.
     bool restart_as(unsigned uid) {
         broker.stop();
         const OtherUser user(uid);
@@ -25,7 +26,7 @@ protected:
         return static_cast<bool>(user);
     }
 
-    // Returns whether a command reaches the broker. The library must start only if one does.
+    // Returns whether a command reaches the broker. The library must start in exactly this case.
     bool is_accepted() {
         broker.forget_requests();
         const bool accepted = qx_plix_enable() == 0;
@@ -42,7 +43,7 @@ void give(const fs::path& file, unsigned uid) {
     require(::lchown(file.c_str(), uid, uid) == 0, "lchown");
 }
 
-TEST_F(Trust, AcceptsRootTheOwnUserAndTheAgentsUsersOnly) {
+TEST_F(Trust, AcceptsOwnersOfTheAgentAndRefusesStrangers) {
     if (!restart_as(kStranger)) {
         GTEST_SKIP() << "only root can act as another user";
     }
@@ -54,17 +55,17 @@ TEST_F(Trust, AcceptsRootTheOwnUserAndTheAgentsUsersOnly) {
     }
     const std::string root = read_file("/etc/passwd");
     write_file("/etc/passwd", "norvane-plix:x:1234:7::" + kInstallDir.string() + ":/bin/false\n");
-    EXPECT_TRUE(is_accepted()) << "the agent's user";
+    EXPECT_TRUE(is_accepted()) << "the user norvane-plix";
     write_file("/etc/passwd", root);
     give(kVersionFile, kStranger);
     const fs::path moved = kInstallDir / "moved";
     fs::rename(kVersionFile, moved);
     fs::create_symlink(moved, kVersionFile);
     give(kVersionFile, kStranger);
-    EXPECT_FALSE(is_accepted()) << "the owner of a link and of the file that it leads to";
+    EXPECT_FALSE(is_accepted()) << "a symbolic link as version file confers no trust";
 }
 
-TEST_F(Trust, AcceptsOwnersOfTheDirectoryGivenAtTheStart) {
+TEST_F(Trust, AcceptsTheOwnerOfADirectoryGivenToInitUntilUninit) {
     if (!restart_as(kStranger)) {
         GTEST_SKIP() << "only root can act as another user";
     }
@@ -77,7 +78,7 @@ TEST_F(Trust, AcceptsOwnersOfTheDirectoryGivenAtTheStart) {
     EXPECT_FALSE(is_accepted());
 }
 
-TEST_F(Trust, RefusesUsersWithoutAMapping) {
+TEST_F(Trust, RefusesUnmappedUsersExceptTheOwnUser) {
     if (!restart_as(kNobody)) {
         GTEST_SKIP() << "only root can act as another user";
     }
@@ -88,7 +89,7 @@ TEST_F(Trust, RefusesUsersWithoutAMapping) {
     EXPECT_TRUE(is_accepted());
 }
 
-TEST_F(Trust, CanBeSetToOneUserOrToAll) {
+TEST_F(Trust, CanBeLimitedToOneUserOrExtendedToAll) {
     const unsigned uid = restart_as(kStranger) ? kStranger : 0;
     const std::tuple<std::int64_t, int, bool> cases[] = {
         {QX_PLIX_BROKER_UID_ANY, 0, true},
@@ -105,7 +106,7 @@ TEST_F(Trust, CanBeSetToOneUserOrToAll) {
     }
 }
 
-TEST_F(Trust, WarnsOfARefusedUserOnceUntilAnotherListens) {
+TEST_F(Trust, WarnsOncePerRefusedUser) {
     Inbox events;
     ASSERT_EQ(qx_plix_init(), 0);
     listen(kStarted, events);
@@ -114,7 +115,7 @@ TEST_F(Trust, WarnsOfARefusedUserOnceUntilAnotherListens) {
     qx_plix_require_broker_uid(kStranger);
     broker.drop_subscribers(kStartedName);
     warnings.wait_for(1);
-    // The library goes on connecting, but sends nothing.
+    // The library still connects, but sends nothing.
     EXPECT_EQ(qx_plix_enable(), -1);
     EXPECT_THAT(broker.requests(), IsEmpty());
     EXPECT_THAT(warnings.events(), ElementsAre(HasSubstr("has the user id 0, which is not 1234")));
