@@ -16,7 +16,7 @@ using namespace ::testing;
 
 const fs::path kRun = "/opt/run";
 
-// The texts that may report a failure.
+// The documented texts on standard error.
 const char* const kTexts =
     "(Cannot start qxlog\n"
     "|Cannot read the settings: [^\n]+\n"
@@ -36,7 +36,7 @@ const char* const kTexts =
     "|terminate called without an active exception\n|terminate called recursively\n"
     "|  what\\(\\):  std::bad_alloc\n)*";
 
-/// The errors with which a function can fail.
+/// The errors that a function can return.
 struct Failures {
     qx_call call;
     const char* name;
@@ -55,7 +55,7 @@ bool can_be_short(qx_call call) {
            call == QX_CALL_write;
 }
 
-/// Prints, when the program ends, how many calls failed.
+/// Counts the failed calls and prints the counts when the program ends.
 struct Account {
     long allocations = 0;
     long system_calls = 0;
@@ -145,13 +145,13 @@ void check_end(const Fault& fault, const FaultyRun& run, const FaultyRun& untouc
     }
     if (run.outcome.signal != 0) {
         EXPECT_EQ(run.outcome.signal, SIGABRT);
-        EXPECT_EQ(fault.call, QX_CALL_alloc) << "only a lack of memory may end the tool like this";
+        EXPECT_EQ(fault.call, QX_CALL_alloc) << "only a failed allocation may abort the tool";
     } else {
         EXPECT_THAT(run.outcome.status, AnyOf(0, 1, 255));
     }
     EXPECT_THAT(run.outcome.err, MatchesRegex(kTexts));
     EXPECT_EQ(run.left_open, 0);
-    EXPECT_THAT(run.live, IsSubsetOf(untouched.live)) << "something is leaked";
+    EXPECT_THAT(run.live, IsSubsetOf(untouched.live)) << "memory leak";
 }
 
 std::vector<Change> changes_of_tool(const std::vector<std::string>& words) {
@@ -159,7 +159,7 @@ std::vector<Change> changes_of_tool(const std::vector<std::string>& words) {
         "sh", "-c", "exec strace -qq -y -s 4096 -o /opt/trace \"$@\"", "sh", QX_TOOL};
     command.insert(command.end(), words.begin(), words.end());
     output_of(command);
-    // strace prints a descriptor as NUMBER<PATH>, and the working directory before a path likewise.
+    // strace prints a descriptor as NUMBER<PATH>, and a relative path after AT_FDCWD<DIRECTORY>.
     const std::regex success(
         R"re((mkdir|rename|unlink|write|fsync|close|open(?=.*O_CREAT))\w*\((?:AT_FDCWD<.*?>, )?)re"
         R"re((?:\d+<|")(.*?)[">](?:, "(.*)")?.* = \d.*)re");

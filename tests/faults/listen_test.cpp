@@ -1,5 +1,5 @@
-// Every allocation and every system call of listen fails once, while events arrive and a signal
-// finally ends the tool.
+// Makes each allocation and each system call of listen fail once. Events arrive during each run,
+// and a signal ends it.
 
 #include "broker_client.h"
 #include "fault.h"
@@ -20,12 +20,13 @@ bool interrupts(const Fault& fault) {
     return fault.action == QX_FAIL && fault.detail == EINTR;
 }
 
-/// After such a fault the event thread ends silently, by design, and no further event may arrive.
+/// Returns whether the fault may end the event thread, which by design reports nothing. Then no
+/// further event arrives.
 bool may_deafen(const Fault& fault) {
     return fault.call == QX_CALL_epoll_wait && !interrupts(fault);
 }
 
-class FaultsOfListen : public Test {
+class ListenFaults : public Test {
 protected:
     /// Listens until three events have arrived or no more can arrive.
     FaultyRun listen(const Fault& fault) {
@@ -44,7 +45,7 @@ protected:
     void check(const Fault& fault, const FaultyRun& run) const {
         const Outcome& outcome = run.outcome;
         if (outcome.signal == 0 && outcome.status != 1) {
-            EXPECT_TRUE(events_came_ || may_deafen(fault)) << "no event came";
+            EXPECT_TRUE(events_came_ || may_deafen(fault)) << "no event arrived";
         }
         if (!run.fired || is_made_up_for(fault)) {
             EXPECT_EQ(outcome.status, 0);
@@ -60,7 +61,9 @@ protected:
                          R"(, "times": 0, "every_ms": 5}]})"};
 };
 
-TEST_F(FaultsOfListen, AtEachCallLeaveNoDamage) {
+using FaultCoverage = ListenFaults; // a suite name for reports of failures
+
+TEST_F(ListenFaults, AtAnyCallLeakNothingAndTearNoLine) {
     const FaultyRun untouched = listen(kNoFault);
     check(kNoFault, untouched);
     for (const Fault& fault : list_faults(untouched, 17)) {
@@ -71,7 +74,7 @@ TEST_F(FaultsOfListen, AtEachCallLeaveNoDamage) {
     }
 }
 
-TEST_F(FaultsOfListen, AreReportedOnStandardError) {
+TEST_F(ListenFaults, AreReportedOnStandardError) {
     const std::tuple<qx_call, int, const char*> rows[] = {
         {QX_CALL_epoll_create1, EMFILE, "epoll_create1(): Too many open files\n"},
         {QX_CALL_signalfd, EMFILE, "failed to set up signal handling: Too many open files\n"},
@@ -84,7 +87,7 @@ TEST_F(FaultsOfListen, AreReportedOnStandardError) {
         {QX_CALL_write, ENOSPC, "standard output: No space left on device\n"},
     };
     for (const auto& [call, error, text] : rows) {
-        // The library makes such calls too, so try them all until one is a call of listen itself.
+        // The library makes such calls too. Try each call until one of listen itself fails.
         bool told = false;
         for (long at = 1; at <= 20 && !told; ++at) {
             const Outcome outcome = listen({call, at, QX_FAIL, error}).outcome;
@@ -94,14 +97,13 @@ TEST_F(FaultsOfListen, AreReportedOnStandardError) {
     }
 }
 
-TEST_F(FaultsOfListen, CoverEachCallThatTheToolMakes) {
+TEST_F(FaultCoverage, IncludesEverySystemCallOfTheTool) {
     fs::remove_all(kLogFile.parent_path());
     write_file(kSettingsFile, R"({"/agent/protection_enabled": "1"})");
     const FaultyRun switched =
         run_with_fault(kNoFault, {"set_registration_cloud", "--cloud=staging"});
-    // Everybody may write to the directory and the settings, so the tool corrects modes and logs a
-    // warning. The settings belong to another user, so the tool also restores their owner; only
-    // root can set this up.
+    // These modes make the tool call fchmod and log a warning. Settings of another user, which only
+    // root can create, make it call fchown.
     fs::permissions(kInstallDir / "etc", fs::perms(0777));
     fs::permissions(kSettingsFile, fs::perms(0666));
     const bool is_others = ::chown(kSettingsFile.c_str(), 1, 1) == 0;
@@ -112,9 +114,9 @@ TEST_F(FaultsOfListen, CoverEachCallThatTheToolMakes) {
         const bool made = switched.calls[call] + written.calls[call] + listened.calls[call] > 0;
         EXPECT_TRUE(made || (call == QX_CALL_fchown && !is_others)) << name_of(qx_call(call));
     }
-    // The system calls that the tool imports and that the preloaded library does not wrap. The tool
-    // calls ftruncate, for a torn line of the log, and getrandom, for the settings' reserve, only
-    // after another call has failed.
+    // Lists the system calls that the tool imports and the preloaded library does not wrap. Two of
+    // them run only after another call has failed: ftruncate for a torn line of the log, and
+    // getrandom for the settings' reserve.
     EXPECT_EQ(
         output_of({"sh", "-c", R"(
         find /usr/include -path '*/asm/unistd*' -exec sed -n 's/.*__NR_\([a-z_0-9]*\).*/\1/p' {} + >/opt/calls

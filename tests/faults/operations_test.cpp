@@ -1,5 +1,5 @@
-// Every allocation and every system call of every operation fails once, with every error that it
-// can give. QX_FAULT_STEP=1 leaves none out.
+// Makes each allocation and each system call of each operation fail once with each error that it
+// can return. By default the tests try a sample; QX_FAULT_STEP=1 tries all.
 
 #include "broker_client.h"
 #include "fault.h"
@@ -17,7 +17,7 @@ const OperationCall kSwitch = {qx::manage::Operation::set_registration_cloud, {"
 const fs::path kRan = "/opt/ran";
 const fs::path kMark = kSettingsFile.string() + ".switching";
 
-/// Returns the settings at a step of the switch to another cloud.
+/// Returns the settings file at a step of the deployment switch.
 std::string document(bool is_protected, bool registered, bool switched) {
     return fmt::format(R"({{"/agent/protection_enabled": "{:d}"{}{}}})"
                        "\n",
@@ -32,7 +32,7 @@ std::string log() {
     return fs::exists(kLogFile) ? read_file(kLogFile) : "";
 }
 
-/// An agent whose connector notes what it is told, with the settings on a small disk.
+/// An agent with its settings on a small disk. Its connector records the arguments of each run.
 class Scene : public Test {
 protected:
     Scene() {
@@ -51,7 +51,7 @@ protected:
         fs::remove(kMark);
         write_file(kSettingsFile, settings);
         fs::permissions(kSettingsFile, fs::perms(0644));
-        // The tool logs a warning when everybody may write to the directory.
+        // A directory that everybody can write to makes the tool log a warning.
         fs::permissions(kSettingsDirectory,
                         fs::perms(operation.title() == "set_quillet_location" ? 0777 : 0755));
         write_file(kRan, "");
@@ -64,8 +64,8 @@ protected:
         return run_with_fault(fault, operation.words());
     }
 
-    // The reserve file may stay when a call for its removal fails, and the mark of the switch when
-    // the log says so. The next run removes both and restores protection.
+    // The reserve file may stay if a call that removes it fails, and the mark of the switch may
+    // stay if the log says so. The next run removes both and restores protection.
     static void check_directory(qx_call failed = QX_CALL_any) {
         const bool may_stay = failed == QX_CALL_unlink || failed == QX_CALL_lstat ||
                               failed == QX_CALL_fstat || failed == QX_CALL_alloc;
@@ -97,8 +97,8 @@ protected:
         }
     }
 
-    // If the exit status of a program cannot be determined, the program is run again. The log names
-    // the programs that could not be run or that failed.
+    // If the exit status of a program cannot be determined, the tool runs the program again. The
+    // log names each program that failed or could not be run.
     static void check_connector(qx_call failed = QX_CALL_any) {
         const bool some_failed = log().find("[report()]") != std::string::npos;
         const bool again = failed == QX_CALL_waitpid || failed == QX_CALL_read;
@@ -114,8 +114,12 @@ protected:
         "start_cloud_registration": [{"status": 0, "times": 0}]}})"};
 };
 
-/// Returns the events that can happen at any call: a full disk, the loss of all further
-/// descriptors, and each fatal signal.
+// Suite names for reports of failures.
+using DeploymentSwitch = Scene;
+using Shutdown = Scene;
+
+/// Returns the events that can happen at any call: the disk fills up, no more descriptors can be
+/// opened, or a fatal signal arrives.
 std::vector<Fault> events_at(long call) {
     std::vector<Fault> all = {{QX_CALL_any, call, QX_FULL, 0}, {QX_CALL_any, call, QX_FILES, 0}};
     for (const int signal : ending_signals()) {
@@ -124,7 +128,7 @@ std::vector<Fault> events_at(long call) {
     return all;
 }
 
-TEST_F(Scene, CompletesOrUndoesTheSwitchWhateverHappensAtAnyCall) {
+TEST_F(DeploymentSwitch, IsCompletedOrUndoneAfterAFullDiskOrSignalAtAnyCall) {
     const long calls = run(kSwitch, kNoFault).calls[QX_CALL_any];
     EXPECT_GT(calls, 50);
     std::size_t number = 0;
@@ -150,7 +154,7 @@ TEST_F(Scene, CompletesOrUndoesTheSwitchWhateverHappensAtAnyCall) {
     }
 }
 
-TEST_F(Scene, TheNextRunRepairsASwitchThatIsKilledAtAnyCall) {
+TEST_F(DeploymentSwitch, IsRepairedByTheNextRunWhenKilledAtAnyCall) {
     const long calls = run(kSwitch, kNoFault).calls[QX_CALL_any];
     for (long at = 1; at <= calls; at += fault_step(5)) {
         SCOPED_TRACE(at);
@@ -158,18 +162,19 @@ TEST_F(Scene, TheNextRunRepairsASwitchThatIsKilledAtAnyCall) {
         const bool is_marked = fs::exists(kMark);
         const bool is_unprotected = read_file(kSettingsFile).find("\"1\"") == std::string::npos;
         EXPECT_TRUE(is_marked || !is_unprotected);
-        fs::remove(kRan); // a program that the switch started may still write to it
+        // A program that the killed switch started may still run, and would write to the old file.
+        fs::remove(kRan);
         check_repair();
         EXPECT_TRUE(!is_marked || read_file(kRan).find("-start\n") != std::string::npos);
     }
 }
 
-TEST_F(Scene, ClosesTheLogLast) {
+TEST_F(Shutdown, ClosesTheLogLast) {
     const Change last = changes_of_tool({"get_version_info"}).back();
     EXPECT_EQ(last.call + " " + last.path, "close " + kLogFile.string());
 }
 
-TEST_F(Scene, LogsEachRegistrationKeyThatCannotBeDeleted) {
+TEST_F(DeploymentSwitch, LogsEachRegistrationKeyThatItCannotDelete) {
     const std::string keys[] = {"/agent/default_settings/next_query_ts",
                                 "/cirrel/registration/router_id", "/cirrel/registration/token",
                                 "/cirrel/registration/timestamp"};
@@ -185,7 +190,7 @@ TEST_F(Scene, LogsEachRegistrationKeyThatCannotBeDeleted) {
     }
 }
 
-class Faults : public Scene, public WithParamInterface<OperationCall> {
+class Operations : public Scene, public WithParamInterface<OperationCall> {
 protected:
     void SetUp() override {
         untouched_ = run(operation_, kNoFault);
@@ -201,7 +206,8 @@ protected:
         if (operation_.operation == kSwitch.operation) {
             check_switch(outcome);
         } else {
-            // Without memory, jansson can drop a character of a key and report no error.
+            // Compare the whole file: after a failed allocation, jansson can drop a character of a
+            // key without an error.
             EXPECT_EQ(read_file(kSettingsFile), outcome.status == 0 ? after_ : kSettings);
         }
         check_directory(failed);
@@ -214,7 +220,7 @@ protected:
     std::string after_;
 };
 
-TEST_P(Faults, AtEachCallLeaveNoDamage) {
+TEST_P(Operations, KeepOutputAndSettingsIntactWhenAnyCallFails) {
     const FaultyRun again = run(operation_, kNoFault);
     EXPECT_EQ(again.outcome.status, 0) << again.outcome.err;
     EXPECT_EQ(again.outcome.out, untouched_.outcome.out);
@@ -230,8 +236,8 @@ TEST_P(Faults, AtEachCallLeaveNoDamage) {
     }
 }
 
-/// Returns the commands that start the tool with few descriptors, with a limit on the size of
-/// files, and on a full disk.
+/// Returns the commands that start the tool with few descriptors, with a limit on file sizes, and
+/// with a full disk.
 std::vector<std::vector<std::string>> limits() {
     std::vector<std::vector<std::string>> all;
     for (int files = 3; files <= 20; ++files) {
@@ -246,7 +252,7 @@ std::vector<std::vector<std::string>> limits() {
     return all;
 }
 
-TEST_P(Faults, UnderEachLimitLeaveNoDamage) {
+TEST_P(Operations, KeepOutputAndSettingsIntactUnderResourceLimits) {
     const std::vector<std::string> operation = operation_.words();
     std::size_t number = phase_;
     for (std::vector<std::string> words : limits()) {
@@ -257,13 +263,13 @@ TEST_P(Faults, UnderEachLimitLeaveNoDamage) {
         words.insert(words.end(), operation.begin(), operation.end());
         prepare(operation_);
         const Outcome outcome = qx::test::run(words);
-        // The loader ends with 127 when it cannot load the tool.
+        // The loader exits with 127 when it cannot load the tool.
         EXPECT_THAT(outcome.status, AnyOf(0, 1, 255, 127)) << outcome.signal;
         check(outcome);
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, Faults, ValuesIn(operation_calls()),
+INSTANTIATE_TEST_SUITE_P(Each, Operations, ValuesIn(operation_calls()),
                          [](const auto& each) { return each.param.title(); });
 
 } // namespace

@@ -1,4 +1,4 @@
-// The settings store when its writer is killed, and when the power is cut.
+// The settings store after kills of its writers and after power cuts.
 
 #include "broker_client.h"
 #include "fault.h"
@@ -39,8 +39,8 @@ void begin_with(const std::string& text) {
     }
 }
 
-// Kills one run at its first call, the next at its second, and so on until a run ends before its
-// kill. Returns the number of runs that were killed.
+// Kills run N of the tool at its call N, until a run ends before that call. Returns the number of
+// killed runs.
 long kill_at_each(Fault fault, const Write& write) {
     for (fault.at = 1;; ++fault.at) {
         SCOPED_TRACE(text_of(fault));
@@ -53,13 +53,13 @@ long kill_at_each(Fault fault, const Write& write) {
         }
         EXPECT_EQ(run.outcome.signal, SIGKILL);
         EXPECT_THAT(store(), AnyOf(write.before, write.after));
-        EXPECT_EQ(run_tool(kWrite).status, 0) << "the next writer is not stopped by what was left";
+        EXPECT_EQ(run_tool(kWrite).status, 0) << "files of the killed run stop the next writer";
         EXPECT_EQ(store(), write.after);
         EXPECT_FALSE(fs::exists(kStore + ".tmp"));
     }
 }
 
-TEST(StoreCrash, AKillAtAnyCallLeavesTheOldOrTheNewStore) {
+TEST(SettingsStore, IsOldOrNewAfterAKillAtAnyCall) {
     const Simulator simulator;
     for (const Write& write : kWrites) {
         EXPECT_GT(kill_at_each({QX_CALL_any, 0, QX_SIGNAL, SIGKILL}, write), 20);
@@ -67,7 +67,7 @@ TEST(StoreCrash, AKillAtAnyCallLeavesTheOldOrTheNewStore) {
     }
 }
 
-TEST(StoreCrash, KilledWritersLoseNoUpdateAndTearNoFile) {
+TEST(SettingsStore, LosesNoUpdateWhenWritersAreKilled) {
     const unsigned kills = 10000 / fault_step(20);
     const unsigned seed = std::random_device()();
     SCOPED_TRACE("seed " + std::to_string(seed));
@@ -77,7 +77,7 @@ TEST(StoreCrash, KilledWritersLoseNoUpdateAndTearNoFile) {
     SettingsWriter writers[] = {SettingsWriter(0), SettingsWriter(1), SettingsWriter(2),
                                 SettingsWriter(3)};
     for (unsigned i = 0; i < kills && !Test::HasFailure(); ++i) {
-        ::usleep(pause(random)); // the moment of the kill
+        ::usleep(pause(random)); // so that the kill comes at a random moment
         SettingsWriter& writer = writers[random() % std::size(writers)];
         writer.kill_and_check();
         writer.start();
@@ -91,8 +91,8 @@ TEST(StoreCrash, KilledWritersLoseNoUpdateAndTearNoFile) {
     std::printf("%u kills of 4 writers, %ld updates, none lost, no torn file\n", kills, written);
 }
 
-/// The settings directory under a power cut: flushed data survives for certain, any other data may
-/// or may not.
+/// A model of the settings directory under a power cut: data that was flushed with fsync survives;
+/// other data may survive or be lost.
 class Disk {
 public:
     explicit Disk(const std::string& store_text) {
@@ -123,7 +123,8 @@ public:
         }
     }
 
-    /// Returns every text that the store can have after a power cut now; "" stands for no store.
+    /// Returns every text that the store may have after a power cut at this moment; "" stands for
+    /// no store.
     [[nodiscard]] std::set<std::string> texts_after_cut() const {
         std::set<std::string> texts;
         for (unsigned survivors = 0; survivors < 1U << pending_.size(); ++survivors) {
@@ -151,7 +152,7 @@ private:
         std::string text;
         std::string flushed;
     };
-    using File = std::shared_ptr<Content>; // a directory has an empty text
+    using File = std::shared_ptr<Content>; // a directory has empty content
     using Names = std::map<std::string, File>;
 
     struct NameChange {
@@ -163,7 +164,7 @@ private:
         return std::make_shared<Content>(Content{text, text});
     }
 
-    /// Distinguishes an empty store from no store, which is "".
+    /// Returns "empty" for an empty store, because "" stands for no store.
     static std::string shown(const std::string& text) { return text.empty() ? "empty" : text; }
 
     void enter(const fs::path& path, const std::function<void(Names&)>& change) {
@@ -197,8 +198,8 @@ std::vector<Change> changes_of_a_write(const std::string& before) {
     return changes;
 }
 
-/// Returns whether a power cut during the changes leaves the old or the new store, and a cut after
-/// them always the new one.
+/// Returns whether a power cut at any moment during the changes leaves the old or the new store,
+/// and a power cut after them leaves the new one.
 bool survives_cuts(const std::vector<Change>& changes, const Write& write) {
     Disk disk(write.before);
     for (const Change& change : changes) {
@@ -210,12 +211,12 @@ bool survives_cuts(const std::vector<Change>& changes, const Write& write) {
     return disk.texts_after_cut() == std::set<std::string>{write.after};
 }
 
-TEST(StoreCrash, APowerCutLeavesTheOldOrTheNewStore) {
+TEST(SettingsStore, IsOldOrNewAfterAPowerCut) {
     const Simulator simulator;
     for (const Write& write : kWrites) {
         const std::vector<Change> changes = changes_of_a_write(write.before);
         EXPECT_TRUE(survives_cuts(changes, write));
-        // Each flush is necessary.
+        // Without any one of its flushes, the write must not survive.
         for (auto change = changes.begin(); change != changes.end(); ++change) {
             std::vector<Change> without(changes.begin(), change);
             without.insert(without.end(), change + 1, changes.end());

@@ -1,9 +1,9 @@
 /*
- * Makes one call of a program meet a fault when loaded in front of the C library (LD_PRELOAD).
- * QX_RUN names a file that holds a struct qx_run: it specifies the fault and receives the account
- * of the run. QX_FILL names the file with which QX_FULL fills a disk.
+ * Injects a fault into one call of a program. LD_PRELOAD loads this library before the C library.
+ * QX_RUN names a file that holds a struct qx_run: the file specifies the fault, and the library
+ * records the run in it. QX_FILL names the file that QX_FULL writes to fill the disk.
  *
- * Programs that the program executes meet no faults, nor do the C library's internal calls.
+ * Programs that the program executes get no fault, and neither do the C library's internal calls.
  */
 #define _GNU_SOURCE
 #include "run.h"
@@ -23,11 +23,11 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-/* Any function of calls.def, called with the registers that carry its arguments of any types. */
+/* Any function of calls.def. Six longs forward the argument registers, whatever their types. */
 typedef long function(long, long, long, long, long, long);
 static function* real[QX_CALL_COUNT];
 
-static struct qx_run nobody; /* stands in until the file of QX_RUN is open */
+static struct qx_run nobody; /* in use until the file of QX_RUN is mapped */
 static struct qx_run* run = &nobody;
 static char fill[256];
 static int open_at_start;
@@ -55,8 +55,8 @@ static bool counts_to_fault(enum qx_call call) {
     return run->fault.call == call && run->fault.at == count;
 }
 
-/* Counts the call. Carries out a fault that happens around the call, and returns one that changes
- * the call itself: to fail or to be short. */
+/* Counts the call. Carries out a fault that happens before the call. Returns a fault that changes
+ * the call itself, and QX_NOTHING otherwise. */
 static enum qx_action meets(enum qx_call call) {
     const bool is_any = call != QX_CALL_alloc && counts_to_fault(QX_CALL_any);
     if (!counts_to_fault(call) && !is_any) {
@@ -97,8 +97,8 @@ static long bend(enum qx_call call, long words[6]) {
         return failure(call);
     }
     if (action == QX_SHORT || action == QX_TEAR) {
-        words[2] =
-            words[2] > 1 ? words[2] / 2 : words[2]; /* the size in all calls that can be short */
+        /* The third argument is the size in every call that can be short. */
+        words[2] = words[2] > 1 ? words[2] / 2 : words[2];
     }
     const long result = real[call](words[0], words[1], words[2], words[3], words[4], words[5]);
     if (action == QX_TEAR) {
@@ -115,7 +115,7 @@ static long bend(enum qx_call call, long words[6]) {
     }
 #include "calls.def"
 
-/* A fortified program calls this function instead of realpath. */
+/* Fortified programs call this function instead of realpath. */
 function checked_realpath __asm__("__realpath_chk") __attribute__((alias("realpath")));
 
 /* --- allocations --- */
@@ -125,7 +125,8 @@ extern void* __libc_calloc(size_t count, size_t size);
 extern void* __libc_realloc(void* block, size_t size);
 extern void __libc_free(void* block);
 
-static __typeof__(run->live) live; /* each child has its own */
+/* Not in the shared file, because each child has its own blocks. */
+static __typeof__(run->live) live;
 static atomic_flag live_lock = ATOMIC_FLAG_INIT;
 
 /* Replaces an entry of the table: a null `old` adds, a null `block` removes. */
@@ -145,8 +146,8 @@ static void keep(void* old, void* block, size_t size) {
     atomic_flag_clear(&live_lock);
 }
 
-/* Keeps a block that the program itself asked for. The C library never frees some of its own
- * blocks, for example those for time zones. */
+/* Records a block if the program itself allocated it. Shared libraries are excluded: the C library
+ * never frees some of its blocks, for example those for time zones. */
 static void* keep_for(void* caller, void* block, size_t size) {
     struct dl_find_object object;
     if (_dl_find_object(caller, &object) == 0 && object.dlfo_link_map->l_name[0] == '\0') {
@@ -169,7 +170,7 @@ void* realloc(void* old, size_t size) {
     if (meets(QX_CALL_alloc) != QX_NOTHING) {
         return NULL;
     }
-    keep(old, NULL, 0); /* before another thread can get that block */
+    keep(old, NULL, 0); /* before another thread can get this block */
     return keep_for(__builtin_return_address(0), __libc_realloc(old, size), size);
 }
 

@@ -1,6 +1,6 @@
 /*
- * The file that a test shares with a program under the preloaded library: the fault that the
- * program is to meet and, afterwards, what the program did. For C and C++.
+ * The layout of the file that a test shares with the preloaded library: the test writes the fault,
+ * and the library writes what the program did. Included by C and C++.
  */
 #pragma once
 
@@ -17,14 +17,14 @@ enum qx_call {
 enum qx_action {
     QX_NOTHING,
     QX_FAIL,   /* with the error `detail` */
-    QX_SHORT,  /* handle half of what a read or write is asked for */
-    QX_TEAR,   /* the same, then kill the program */
+    QX_SHORT,  /* transfer half of the requested size */
+    QX_TEAR,   /* like QX_SHORT, then kill the program */
     QX_SIGNAL, /* send the program the signal `detail` before the call */
     QX_FULL,   /* fill the file system of QX_FILL before the call */
-    QX_FILES   /* from this call on, nothing can be opened any more */
+    QX_FILES   /* from this call on, no descriptor can be opened */
 };
 
-/* The call number `at` (from 1, children counted too) of a function meets `action`. */
+/* Injects `action` into call number `at` of a function, counted from 1 and over all children. */
 struct qx_fault {
     enum qx_call call;
     long at;
@@ -41,5 +41,5 @@ struct qx_run {
     struct {
         void* block;
         size_t size;
-    } live[1 << 12]; /* blocks that the program itself has not freed */
+    } live[1 << 12]; /* blocks that the program allocated itself and has not freed */
 };
