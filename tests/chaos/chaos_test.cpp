@@ -1,6 +1,6 @@
-// A listener, callers and writers of settings run at once while the broker is killed, is restarted
-// and answers late, half or wrongly. QX_CHAOS_SECONDS (default 5) sets the duration and
-// QX_CHAOS_SEED the random choices. The test prints an account at the end.
+// A listener, callers and writers of settings run concurrently while the broker is killed and
+// restarted and sends late, incomplete and invalid answers. QX_CHAOS_SECONDS (default 5) sets the
+// duration and QX_CHAOS_SEED the seed of the random choices. The test prints statistics at the end.
 
 #include "broker_client.h"
 #include "settings_writer.h"
@@ -31,13 +31,13 @@ const std::string& one_of(const Texts& all, std::mt19937& random) {
     return all[random() % all.size()];
 }
 
-/// Returns the lines of a file beside this one. The files "answers" (to commands) and "refusals"
-/// (of subscriptions) hold rules of a scenario, and "calls" holds command lines.
+/// Returns the lines of a file in this directory. "answers" holds scenario rules for commands,
+/// "refusals" holds scenario rules for subscriptions, and "calls" holds command lines.
 Texts read_lines(const char* name) {
     return lines_of(read_file(fs::path(QX_SOURCE_DIR) / "tests/chaos" / name));
 }
 
-/// Returns a scenario in which the broker refuses one subscription or none.
+/// Returns a random scenario. If `refuses`, the broker refuses one subscription.
 std::string make_scenario(std::mt19937& random, bool refuses) {
     const Texts all_answers = read_lines("answers");
     std::string answers = "{}";
@@ -51,7 +51,8 @@ std::string make_scenario(std::mt19937& random, bool refuses) {
                        refusal);
 }
 
-/// Calls the tool over and over. Returns how many of the calls ended with each status.
+/// Calls the tool until `stop` is set. Returns the number of calls per exit status; a negative
+/// status is a signal.
 std::map<int, long> call_until(const std::atomic<bool>& stop, unsigned seed) {
     const Texts calls = read_lines("calls");
     std::map<int, long> statuses;
@@ -64,7 +65,7 @@ std::map<int, long> call_until(const std::atomic<bool>& stop, unsigned seed) {
     return statuses;
 }
 
-/// The memory and the descriptors that a process uses.
+/// The memory and the number of open descriptors of a process.
 struct Footprint {
     explicit Footprint(const Process& process)
         : kilobytes(resident_kib(std::to_string(process.pid())))
@@ -74,8 +75,8 @@ struct Footprint {
     std::size_t descriptors;
 };
 
-/// Returns the events that the broker sent to a subscriber according to its trace, as listen prints
-/// them.
+/// Returns the lines that listen must print for the events in the broker's trace. The trace says
+/// which events went to a subscriber.
 Texts sent_events(const std::string& trace) {
     Texts events;
     const std::string before = "event ";
@@ -90,7 +91,7 @@ Texts sent_events(const std::string& trace) {
     return events;
 }
 
-/// Returns the texts of `all` that `others` lacks.
+/// Returns the texts of `all` that are missing from `others`.
 Texts missing_from(Texts others, Texts all) {
     std::sort(others.begin(), others.end());
     std::sort(all.begin(), all.end());
@@ -100,15 +101,16 @@ Texts missing_from(Texts others, Texts all) {
     return missing;
 }
 
-/// A listener and the brokers that come and go under it.
+/// A listener, and the brokers that it outlives.
 class Stage {
 public:
     explicit Stage(unsigned seed)
         : random_(seed) {}
 
-    /// Starts a broker, restarts it several times and kills or ends it.
+    /// Starts a broker, restarts it several times, and ends it with SIGKILL or SIGTERM.
     void one_life() {
-        // A refusal ends a listener that is just starting; one that has subscribed before retries.
+        // A refusal would end a listener that is starting, so the first broker refuses nothing. A
+        // listener that has subscribed before retries.
         const bool refuses = deaths_ > 0 && random_() % 4 == 0;
         Simulator simulator(make_scenario(random_, refuses), {"--trace"});
         if (deaths_ == 0) {
@@ -117,7 +119,8 @@ public:
         }
         std::size_t requests = kEvents.size() + (refuses ? 1 : 0);
         wait_until_back(simulator, requests);
-        // In the first life the listener was still starting, so measure its start in the second.
+        // The listener is still starting under the first broker, so take the second measurement as
+        // its footprint at the start.
         at_end_.emplace(*listener_);
         at_start_ = deaths_ < 2 ? at_end_ : at_start_;
         std::size_t returns = 0;
@@ -140,7 +143,7 @@ public:
         ++deaths_;
     }
 
-    /// Stops the listener. It must have printed every event once and must not have grown.
+    /// Stops the listener. The listener must have printed every event once and must not have grown.
     void finish() {
         EXPECT_EQ(listener_->stop(), Outcome());
         Texts printed;
@@ -182,9 +185,9 @@ private:
         }
         simulator.wait_for_output(fmt::format(R"({{"n": "{}-{}"}})", rounds_, kBurst),
                                   kEvents.size());
-        // The broker traces an event before it sends it, and it sends in order, so the reply to a
-        // later command shows that the events are sent. Keep reading the trace meanwhile, because
-        // the broker waits for the reader of its trace.
+        // The broker traces an event before it sends the event, and it works in order, so its reply
+        // to a later command shows that it has sent all events. Keep reading the trace: the broker
+        // blocks when nobody does.
         const BrokerClient client;
         client.send(command("get_version_info"));
         while (!client.has_input()) {
@@ -204,7 +207,7 @@ private:
     int drops_ = 0;
 };
 
-TEST(Chaos, LosesNoEventAndNoSetting) {
+TEST(BrokerChaos, LosesNoEventAndNoSetting) {
     const unsigned seed = from_environment("QX_CHAOS_SEED", std::random_device()());
     std::printf("seed: %u\n", seed);
     std::fflush(stdout);

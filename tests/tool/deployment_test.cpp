@@ -1,4 +1,5 @@
-// Tests of the deployment switch that no session can make: an unknown cloud and a short time limit.
+// The deployment switch with arguments that the command line cannot pass: an unknown deployment and
+// a short grace period.
 
 #include "deployment.h"
 
@@ -21,13 +22,13 @@ int switch_to(const char* cloud) {
     return qx::manage::run_set_registration_cloud(cloud, std::chrono::seconds(2));
 }
 
-TEST(Deployment, UnknownNameIsRefused) {
+TEST(DeploymentSwitch, RefusesAnUnknownDeployment) {
     fs::create_directories(kInstallDir);
     EXPECT_EQ(switch_to("attic"), 1);
     EXPECT_THAT(read_file(kLogFile), EndsWith(": Entrypoint for deployment 'attic' not found\n"));
 }
 
-TEST(Deployment, KillsAHangingProgramAfterAStopSignal) {
+TEST(DeploymentSwitch, KillsAHangingProgramAfterAStopSignal) {
     const std::tuple<std::string, fs::path, std::string, std::string> rows[] = {
         {"stop", kScript, "stop\nstart\n-start\n", ""},
         {"-stop", kDaemon, "stop\n-stop\nstart\n-start\n", ""},

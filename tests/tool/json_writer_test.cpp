@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Generates random JSON documents with every kind of value and of character.
+/// Generates random JSON documents from every kind of value and every class of characters.
 class Documents {
 public:
     std::string next() { return of_depth(4); }
@@ -66,7 +66,7 @@ std::string written(json_t* value, bool for_terminal) {
     return {text.data(), text.size()};
 }
 
-/// Escapes DEL and the C1 control characters, which jansson prints as they are.
+/// Escapes DEL and the C1 control characters, which jansson does not escape.
 std::string escaped(std::string text) {
     for (const auto& [raw, shown] : {std::pair("\x7f", "\\u007F"), std::pair("\u0080", "\\u0080"),
                                      std::pair("\u009f", "\\u009F")}) {
@@ -77,7 +77,7 @@ std::string escaped(std::string text) {
     return text;
 }
 
-TEST(JsonWriter, WritesWhatJanssonWrites) {
+TEST(JsonWriter, WritesTheSameTextAsJansson) {
     Documents documents;
     for (int i = 0; i < 20'000; ++i) {
         const std::string document = "[" + documents.next() + "]";

@@ -1,5 +1,5 @@
-// A broker that misbehaves at random. The tool must not crash, must end with a documented status
-// and must print nothing but JSON.
+// Runs the tool against a broker that misbehaves at random. The tool must not crash, must end with
+// a documented status, and must print only JSON.
 
 #include "broker_client.h"
 #include "operations.h"
@@ -44,7 +44,8 @@ private:
         return texts[random_() % Count];
     }
 
-    // Returns members that bend how an answer or event is sent.
+    // Returns random members of a rule that truncate, split or delay a message, or falsify its
+    // length prefix.
     std::string bend() {
         const std::tuple<unsigned, const char*, long, long> ways[] = {
             {3, R"(, "send": )", 0, 30},
@@ -95,7 +96,7 @@ private:
     std::vector<OperationCall> calls_ = operation_calls();
 };
 
-// Runs the tool until it ends, at most for 40 ms, then stops it.
+// Runs the tool for at most 40 ms, then stops it.
 Outcome run_for_a_while(const std::vector<std::string>& words) {
     Process tool(words);
     tool.close_input();
@@ -104,7 +105,7 @@ Outcome run_for_a_while(const std::vector<std::string>& words) {
 }
 
 // QX_SCHEDULE_SEED is the first seed and QX_SCHEDULES the number of seeds to try.
-TEST(Misbehaviour, AtRandomNeverCrashesTheTool) {
+TEST(Misbehaviour, OfTheBrokerNeverCrashesTheTool) {
     const unsigned first = from_environment("QX_SCHEDULE_SEED", std::random_device()());
     const unsigned count = from_environment("QX_SCHEDULES", kSanitized ? 12 : 40);
     for (unsigned seed = first; seed - first < count && !HasFailure(); ++seed) {

@@ -1,13 +1,13 @@
 // Runs the command lines of tests/tool/transcripts. A transcript has the lines
-//   given NAME ANSWER   the broker's answer to the command NAME of the next run, instead of success
+//   given NAME ANSWER   the next run gets this answer to the command NAME; the default is success
 //   input TEXT          standard input of the next run, with the escapes \\, \n, \r and \xNN
 //   $ WORDS             a run; words may be in single quotes and contain escapes
 // and, for each run, the expected
-//   > NAME DATA         request; without DATA, null
+//   > NAME DATA         request; without DATA, its data is null
 //   | LINE              line on standard output; "(usage)" stands for the usage
 //   ! LINE              line on standard error
 //   = STATUS            exit status, unless it is 0
-//   log LINE            line of the log, from the level on, without line numbers of code
+//   log LINE            line of the log, from its level on, without the line number of the code
 
 #include "test_broker.h"
 #include "transcript.h"
@@ -19,7 +19,7 @@ namespace {
 using namespace qx::test;
 
 struct Step {
-    std::string line; ///< the command line, which names the run in messages
+    std::string line; ///< the command line, which identifies the run in failure messages
     std::vector<std::string> words;
     std::map<std::string, std::string> answers;
     std::string input;
@@ -59,8 +59,7 @@ std::vector<Step> read_steps(const fs::path& file) {
     return runs;
 }
 
-/// Returns the log without the parts that differ from run to run: each line from its level on,
-/// without the line number of the code.
+/// Returns the log without timestamps, process ids and line numbers of the code.
 std::string log_text() {
     constexpr std::size_t kLevelColumn = 32;
     std::string text;
@@ -98,7 +97,7 @@ protected:
     LockedVersionFile version_file{kInstallDir};
 };
 
-TEST_P(Transcripts, AreRepeatedByTheTool) {
+TEST_P(Transcripts, MatchRequestsOutputAndStatus) {
     const std::vector<Step> runs = read_steps(GetParam());
     ASSERT_FALSE(runs.empty());
     for (const Step& run : runs) {
@@ -106,7 +105,7 @@ TEST_P(Transcripts, AreRepeatedByTheTool) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, Transcripts,
+INSTANTIATE_TEST_SUITE_P(Each, Transcripts,
                          ::testing::ValuesIn(files_in(QX_TRANSCRIPTS "/tool/transcripts")),
                          [](const auto& file) { return file.param.stem().string(); });
 

@@ -1,5 +1,5 @@
-A switch of the cloud deployment stops and starts the connector, with protection off meanwhile. It
-deletes the keys of the registration and keeps other keys.
+A switch of the cloud deployment turns protection off, restarts the connector and turns protection on again. It deletes
+the registration keys and keeps all other keys.
 
   $ . "$SESSION"
   $ broker
@@ -20,7 +20,7 @@ A switch to the current deployment does nothing.
   $ switch_to staging
   $ ran
 
-Protection that was off before stays off.
+Protection that was off before the switch stays off.
 
   $ echo '{}' >$settings
   $ switch_to development
@@ -34,7 +34,7 @@ Each program runs once even when the caller ignores SIGCHLD, which hides exit st
   $ ran
   stop -stop start -start
 
-Each program runs in a session of its own, so Ctrl-C at the terminal cannot stop it half-way.
+Each program runs in its own session, so Ctrl-C at the terminal cannot interrupt it.
 
   $ printf '#!/bin/sh\ncut -d" " -f6 /proc/$$/stat >>%s/sessions\n' "$PWD" >$root/bin/qxcloudd
   $ switch_to production

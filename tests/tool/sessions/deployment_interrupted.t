@@ -9,7 +9,7 @@ This session interrupts a switch while a program of the connector waits.
   $ pause_at() { mkfifo "./$1"; switch_to staging; read -r _ <"./$1"; }
   $ go_on() { echo >"./$1"; wait $tool; }
 
-A signal ends the tool only when the switch is done. Of several signals, the one with the lowest number
+The tool holds a signal until the switch is complete. If several signals are pending, the one with the lowest number
 ends the tool.
 
   $ several="30 29 27 26 24 22 21 20 16 15 14 13 12 10 3 2 1 $(seq -s ' ' 35 64)"
@@ -71,7 +71,7 @@ While the switch waits for a lock, a signal ends it at once and nothing changes.
   $ ran; cat $settings
   {"/agent/protection_enabled": "1"}
 
-The switch reads the settings after it has got the lock.
+The switch reads the settings only after it has acquired the lock.
 
   $ written() {
   >     protected; hold "$1"; switch_to staging; eventually waits
@@ -88,7 +88,7 @@ The switch reads the settings after it has got the lock.
   $ written switch '{"/cirrel/entrypoints/default": "stage"}'
   $ ran
 
-A second switch waits for the end of the first.
+A second switch waits until the first has ended.
 
   $ protected; pause_at stop; first=$tool
   $ switch_to development; eventually waits

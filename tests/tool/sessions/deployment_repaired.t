@@ -1,4 +1,4 @@
-SIGKILL, like a power cut, ends a switch half-way. The next run repairs it.
+SIGKILL interrupts a switch, as a power cut would. The next run repairs the switch.
 
   $ . "$SESSION"
   $ [ -z "$EMULATED" ] || skip "signals reach the emulator before the tool"
@@ -58,7 +58,7 @@ already changed.
   {"services_status": true}
   {"/agent/protection_enabled": "1", "/other": "o", "/cirrel/entrypoints/default": "stage"}
 
-An agent that was off stays off.
+Protection that was off before the switch stays off.
 
   $ begin 0; cut_at stop
   cut at stop: stop protection=0
@@ -70,7 +70,7 @@ An agent that was off stays off.
   {"/agent/protection_enabled": "0", "/cirrel/registration/token": "t", "/other": "o"}
   WARN  [deployment.cpp][repair_interrupted_switch()]: a switch of the deployment was interrupted; restoring protection and the connector
 
-A run beside a switch repairs nothing.
+A run during a switch repairs nothing.
 
   $ begin 1; mkfifo stop
   $ start qxagent-manage set_registration_cloud --cloud=staging
@@ -83,7 +83,7 @@ A run beside a switch repairs nothing.
   -stop protection=0 start protection=0 -start protection=0
   {"/agent/protection_enabled": "1", "/other": "o", "/cirrel/entrypoints/default": "stage"}
 
-The repair says what it does.
+The repair prints a warning.
 
   $ begin 1; cut_at -start >out
   $ QX_ERRORS=text qxagent-manage is_enabled
@@ -91,7 +91,7 @@ The repair says what it does.
   {"services_status": true}
   $ shown >out
 
-A damaged mark counts as that of an agent that was on.
+If the mark is damaged, the repair turns protection on.
 
   $ begin 0; echo '{"was_prot' >$mark
   $ qxagent-manage is_enabled; shown
@@ -123,7 +123,7 @@ The mark stays until protection is on again.
   {"/agent/protection_enabled": "1", "/other": "o", "/cirrel/entrypoints/default": "stage"}
   WARN  [deployment.cpp][repair_interrupted_switch()]: a switch of the deployment was interrupted; restoring protection and the connector
 
-Protection is restored although others can replace the connector, which is not run then.
+If others could have replaced the connector, the repair restores protection but does not run the connector.
 
   $ begin 1; cut_at -start >out; chmod o+w $root/bin
   $ qxagent-manage is_enabled; shown
@@ -133,7 +133,7 @@ Protection is restored although others can replace the connector, which is not r
   ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/bin/qxcloudd': '/opt/norvane/bin' can be written by others
   $ chmod o-w $root/bin
 
-The switch leaves space for the repair on a full disk.
+The switch reserves space, so the repair succeeds on a full disk.
 
   $ mount -t tmpfs -o size=32k,mode=755 tmpfs $root/etc; connector
   $ begin 1; cut_at -stop >out
@@ -145,7 +145,7 @@ The switch leaves space for the repair on a full disk.
   {"/agent/protection_enabled": "1", "/cirrel/registration/token": "t", "/other": "o"}
   WARN  [deployment.cpp][repair_interrupted_switch()]: a switch of the deployment was interrupted; restoring protection and the connector
 
-Without space for the repair, protection is not switched off.
+If there is no space to reserve, the switch does not turn protection off.
 
   $ begin 1; cat /dev/zero >$root/etc/fill 2>&-
   [1]

@@ -1,4 +1,4 @@
-When a file reaches the size limit, the tool ends with a reason and not by a signal.
+When a file reaches the size limit, the tool reports the reason and ends with a status, not by a signal.
 
   $ . "$SESSION"
   $ [ -z "$SANITIZED" ] || skip "the thread sanitizer writes files of its own"
@@ -6,7 +6,7 @@ When a file reaches the size limit, the tool ends with a reason and not by a sig
   >     "data": ["'"$(printf %0200d 0)"'"]}]}'
   $ limited() { limit=$1; shift; sh -c "ulimit -f $limit; exec qxagent-manage $*"; }
 
-When the log reaches the limit, the reason still appears on standard error.
+When the log reaches the limit, the tool still reports the reason on standard error.
 
   $ mkdir $root/etc; echo '[]' >$settings
   $ limited 0 is_enabled

@@ -5,7 +5,7 @@
   >     "data": ["'"$(printf %0200d 0)"'"]}]}'
   $ listen="qxagent-manage listen --events=QX_PLIX_DEVICE_DISCOVERY"
 
-It reports the reason
+`listen` reports the reason
 
   $ $listen >/dev/full
   standard output: No space left on device

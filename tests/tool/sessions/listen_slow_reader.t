@@ -1,4 +1,4 @@
-`listen` works with a reader that opens the pipe but reads only when it is told to.
+The reader in this session opens the pipe but reads only when the session tells it to.
 
   $ . "$SESSION"
   $ mkfifo pipe go
@@ -10,8 +10,7 @@
   $ writes() { grep -q '^[0-9]* 0x1 ' /proc/$tool/syscall; }
   $ broker
 
-While nobody reads, a stop signal ends `listen`. The output then ends with a whole line, unless the line
-does not fit into the pipe.
+While nobody reads, a stop signal ends `listen`. The output then ends with a whole line if the line fits into the pipe.
 
   $ for size in 10 100000; do
   >     n=$((n + 1)); reader; listen; await trace answer $n

@@ -7,8 +7,8 @@ Whatever the broker answers, every operation ends with a status, and prints JSON
   $ step=${QX_FAULT_STEP:-$step} number=0
   $ complain() { echo "$scenario: $operation: status $status"; head -c 1000 out; }
 
-An operation ends badly when it prints nothing and fails. There are two exceptions: `get_router_info`
-leaves out fields that the broker does not return, and `get_devices` prints the broker's reason.
+After a bad answer, an operation fails and prints nothing. There are two exceptions: `get_router_info` leaves out the
+fields that the broker does not return, and `get_devices` prints the broker's reason.
 
   $ is_bad() {
   >     case $operation in

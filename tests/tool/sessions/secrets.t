@@ -40,7 +40,8 @@ No secret from damaged settings or wrong parameters reaches a message, or the lo
   messages:0
   [1]
 
-The log does not repeat a broker that quotes the token, though a terminal or a script may see it.
+If the broker's reason quotes the token, the tool leaves the reason out of the log. A terminal or a script still gets
+the reason.
 
   $ stop $broker
   $ broker "{\"commands\": {\"start_cloud_registration\": [{\"status\": 1, \"data\": {\"description\": \"$s is unknown\"}}]}}"

@@ -43,7 +43,7 @@ A broker of the right version receives the request.
   {"type": "command", "name": "get_services_status", "data": null}
   $ log
 
-The tool asks the broker nothing when the log cannot be written
+The tool sends the broker nothing when the log cannot be written
 
   $ rm -f $log; mkdir -p $log
   $ qxagent-manage is_enabled

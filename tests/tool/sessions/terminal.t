@@ -1,4 +1,4 @@
-The tool writes other text to a terminal than to a file or pipe.
+The tool formats its output differently for a terminal than for a file or pipe.
 
   $ . "$SESSION"
   $ on_terminal() { TERM=xterm script -qec "$1" /dev/null </dev/null | tr -d '\r'; }
@@ -16,7 +16,7 @@ Headings of the usage are bold on a terminal, unless it is dumb or NO_COLOR is s
   >     on_terminal "env $variables qxagent-manage help 2>/dev/null" | cmp - plain
   > done
 
-Results have a layout for people on a terminal.
+On a terminal, results are indented, and yes-or-no answers read `name: value`.
 
   $ broker '{"commands": {"get_version_info": [{"data": {"a": [1]}}], "va_status": [{"data": {"status": 1}}]}}'
   $ on_terminal 'qxagent-manage get_version_info'
