@@ -1,4 +1,4 @@
-// Transcripts of calls and their answers.
+// Runs transcripts of calls and their results.
 #pragma once
 
 #include "transcript.h"
@@ -7,8 +7,8 @@
 
 namespace qx::test {
 
-/// Repeats the transcript tests/utils/transcripts/NAME.txt. There "$ WORDS" is a call, whose words
-/// are handed to `answer_to`, and "= ANSWER" what that returns.
+/// Runs the transcript tests/utils/transcripts/NAME.txt: passes the words of each line "$ WORDS" to
+/// `answer_to` and compares the result with the line "= ANSWER" after it.
 inline void
 expect_answers(const std::string& name,
                const std::function<std::string(const std::vector<std::string>&)>& answer_to) {

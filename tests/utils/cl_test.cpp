@@ -35,7 +35,7 @@ struct Household {
     cl::flag dry_run{"n", desc("say what would be done"), countlimits(0, 2)};
 };
 
-/// More options of the household, which are read in several notations.
+/// More options of the household: integers, booleans, value lists and lists.
 struct Bedroom {
     static cl::valuelist_struct<int> sizes() {
         cl::valuelist_struct<int> words;
@@ -81,11 +81,11 @@ std::string options_of(const std::vector<std::string>& words) {
     return text;
 }
 
-TEST(CommandLine, IsReadAsInTheTranscript) {
+TEST(CommandLine, IsParsedAsInTheTranscript) {
     expect_answers("command_lines", options_of);
 }
 
-TEST(CommandLine, ReasonsQuoteSixtyCharacters) {
+TEST(CommandLine, ErrorsQuoteAtMostSixtyCharactersOfAWord) {
     const Household home;
     EXPECT_THAT(parse_words({std::string(100000, 'x')}),
                 HasSubstr("'" + std::string(60, 'x') + "...'"));
@@ -94,7 +94,7 @@ TEST(CommandLine, ReasonsQuoteSixtyCharacters) {
     EXPECT_FALSE(cl::parse(0, nullptr));
 }
 
-TEST(CommandLine, AProgramWithoutSubCommandsIsTheSubjectItself) {
+TEST(CommandLine, ErrorsNameTheProgramIfItHasNoSubCommands) {
     const std::pair<const char*, const char*> cases[] = {
         {"--whole a,b --numbers 1 --numbers=2,3", ""},
         {"--whole a,b --numbers 1,x",
@@ -110,7 +110,7 @@ TEST(CommandLine, AProgramWithoutSubCommandsIsTheSubjectItself) {
     }
 }
 
-TEST(OptionValue, IsLeftAloneByAWordThatItDoesNotKnow) {
+TEST(OptionValue, StaysUnchangedAfterAnUnknownWord) {
     bool value = true;
     EXPECT_FALSE((cl::option_parser<bool, false>::parse_bool("nonsense", value)));
     EXPECT_TRUE(value);
@@ -123,7 +123,7 @@ TEST(OptionValue, IsLeftAloneByAWordThatItDoesNotKnow) {
     EXPECT_TRUE(inverted.handle("inverted", "true") && !inverted);
 }
 
-TEST(Registry, HoldsLivingOptionsInOrderAndNoCopies) {
+TEST(OptionRegistry, HoldsLivingOptionsInOrderButNoCopies) {
     const auto registered = [] { return cl::parser()->options().size(); };
     {
         Household home;
@@ -145,7 +145,7 @@ TEST(Registry, HoldsLivingOptionsInOrderAndNoCopies) {
     EXPECT_EQ(registered(), 0U);
 }
 
-TEST(Usage, WrapsTextsUnderThemselves) {
+TEST(Usage, WrapsDescriptionsWithinTheirColumn) {
     const std::string column(26, ' ');
     const std::string a(26, 'a');
     const std::string full = a + " " + std::string(27, 'b');

@@ -22,7 +22,7 @@ int shell(const std::string& script, int detach = 0) {
     return exec_command({"/bin/sh", "-c", script}, detach);
 }
 
-TEST(ExecCommand, HandsOnTheArgumentsAndReturnsTheExitStatus) {
+TEST(ExecCommand, PassesArgumentsUnchangedAndReturnsTheExitStatus) {
     EXPECT_EQ(exec_command({"/bin/sh", "-c", R"([ "$0:$#:$1:$2" = 'a b:2::$HOME;*' ] && exit 255)",
                             "a b", "", "$HOME;*"},
                            0),
@@ -30,7 +30,7 @@ TEST(ExecCommand, HandsOnTheArgumentsAndReturnsTheExitStatus) {
     EXPECT_EQ(shell("kill -9 $$"), 128 + 9);
 }
 
-TEST(ExecCommand, SaysWhatCannotBeRun) {
+TEST(ExecCommand, NamesTheProgramThatCannotRunAndTheReason) {
     const TemporaryDirectory here;
     const fs::path file = here.path() / "file";
     write_file(file, "echo no program\n");
@@ -45,10 +45,10 @@ TEST(ExecCommand, SaysWhatCannotBeRun) {
     fs::permissions(file, fs::perms::owner_all);
     EXPECT_THAT(reason(file), HasSubstr("Exec format error"));
     EXPECT_LT(exec_command({}, 0), 0);
-    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child was left";
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child process is left";
 }
 
-// From now on close_range(2) is unknown, as in an older kernel.
+// Makes close_range(2) fail with ENOSYS, as on an older kernel.
 void forbid_close_range() {
     sock_filter program[] = {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
@@ -62,7 +62,8 @@ void forbid_close_range() {
     ASSERT_EQ(::syscall(SYS_close_range, 4000, 4000, 0), -1);
 }
 
-// Spoils everything that a program could inherit, and leaves it as it is.
+// Changes everything that a program could inherit. The program must not see the changes, and
+// exec_command must not undo them in the caller.
 void expect_fixed_surroundings() {
     const TemporaryDirectory here;
     const fs::path out = here.path() / "out";
@@ -91,13 +92,13 @@ void expect_fixed_surroundings() {
     EXPECT_TRUE(::sigismember(&blocked, SIGTERM) == 1 && ::sigismember(&blocked, SIGINT) == 0);
 }
 
-TEST(ExecCommand, GivesTheProgramFixedSurroundings) {
+TEST(ExecCommand, ResetsSignalsDescriptorsAndEnvironment) {
     EXPECT_TRUE(succeeds_in_child(expect_fixed_surroundings));
 }
 
-TEST(ExecCommand, GivesTheProgramFixedSurroundingsOnOlderKernels) {
+TEST(ExecCommand, ResetsSignalsDescriptorsAndEnvironmentWithoutCloseRange) {
     if (kEmulated) {
-        GTEST_SKIP() << "the emulator takes no system call filters";
+        GTEST_SKIP() << "the emulator does not support seccomp filters";
     }
     EXPECT_TRUE(succeeds_in_child([] {
         forbid_close_range();
@@ -105,7 +106,7 @@ TEST(ExecCommand, GivesTheProgramFixedSurroundingsOnOlderKernels) {
     }));
 }
 
-TEST(ExecCommand, RunsWhenTheStandardStreamsAreClosed) {
+TEST(ExecCommand, RunsAProgramWhileTheStandardStreamsAreClosed) {
     Forked child([] {
         ::close(0);
         ::close(1);
@@ -115,9 +116,9 @@ TEST(ExecCommand, RunsWhenTheStandardStreamsAreClosed) {
     EXPECT_EQ(child.wait(), 5);
 }
 
-// The shell's child, in a process group of its own, has to be killed too, and only the first
-// program of two is slow.
-TEST(ExecCommand, KillsAProgramThatRunsOnAfterAStopSignal) {
+// The slow program starts a child in another process group, which must be killed too. A quick
+// program that runs after the signal must not be killed.
+TEST(ExecCommand, KillsASlowProgramAndItsChildrenAfterAStopSignal) {
     const TemporaryDirectory here;
     const fs::path gate = here.path() / "gate";
     ASSERT_EQ(::mkfifo(gate.c_str(), 0600), 0);
@@ -139,12 +140,12 @@ TEST(ExecCommand, KillsAProgramThatRunsOnAfterAStopSignal) {
     wait_until([&] { return fs::read_symlink("/proc/" + child + "/exe", ended).empty(); });
 }
 
-TEST(ExecCommand, DoesNotWaitWhenToldSo) {
+TEST(ExecCommand, DoesNotWaitForADetachedProgram) {
     const TemporaryDirectory here;
     const fs::path gate = here.path() / "gate";
     ASSERT_EQ(::mkfifo(gate.c_str(), 0600), 0);
     EXPECT_EQ(shell("echo $$ > " + gate.string(), 1), 0);
-    // Only now can the program go on: it waits for somebody to read.
+    // The program blocks until this read opens the FIFO, so exec_command did not wait for it.
     EXPECT_THAT(read_file(gate), testing::MatchesRegex("[0-9]+\n"));
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
     EXPECT_EQ(errno, ECHILD);

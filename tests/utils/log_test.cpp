@@ -48,7 +48,7 @@ protected:
     }
 };
 
-TEST_F(Log, FillsThePlaceholder) {
+TEST_F(Log, ReplacesThePlaceholderWithTimePidAndLevel) {
     ASSERT_TRUE(start());
     QX_LOG(level::error, "Deleting '{}' {:s}", qx::path(qx::common_path::programs),
            std::string("failed"));
@@ -70,11 +70,11 @@ TEST_F(Log, FillsThePlaceholder) {
                      "a line that is rather long but has no placeholder\nyyyy-mm-dd\n"));
 }
 
-TEST_F(Log, UsesLocalTime) {
+TEST_F(Log, StampsLinesWithLocalTime) {
     ::setenv("TZ", "XYZ-5:30", 1);
     ASSERT_TRUE(start());
     const auto stamp = [] {
-        // time() may lag a few milliseconds behind the clock that the log reads.
+        // Do not use time(): it may lag a few milliseconds behind the clock that the log reads.
         const auto now = std::chrono::system_clock::now() + std::chrono::minutes(330);
         const std::time_t when = std::chrono::system_clock::to_time_t(now);
         char text[32];
@@ -87,8 +87,9 @@ TEST_F(Log, UsesLocalTime) {
     EXPECT_THAT(read_file(kLog).substr(0, 19), AnyOf(before, stamp()));
 }
 
-TEST_F(Log, EnvironmentSetsTheThreshold) {
-    // The lines of four, one per level; "-" leaves the variable unset.
+TEST_F(Log, TakesItsThresholdFromTheEnvironment) {
+    // A value of QXLOG_LEVEL, where "-" leaves it unset, and how many of the four levels it
+    // enables.
     const std::pair<std::string, int> cases[] = {{"-", 2},    {"error", 1}, {"warn", 2},
                                                  {"info", 3}, {"debug", 4}, {"none", 0},
                                                  {"", 2},     {"ERROR", 2}};
@@ -103,7 +104,7 @@ TEST_F(Log, EnvironmentSetsTheThreshold) {
     }
 }
 
-TEST_F(Log, HasNoSinkWithoutAnInstallDirectory) {
+TEST_F(Log, WritesNothingWithoutAnInstallDirectory) {
     EXPECT_FALSE(qx::log::can_log(0, level::error)) << "before the start";
     fs::remove(kInstallDir);
     EXPECT_TRUE(start());
@@ -111,7 +112,7 @@ TEST_F(Log, HasNoSinkWithoutAnInstallDirectory) {
     EXPECT_FALSE(fs::exists(kInstallDir));
 }
 
-TEST_F(Log, DoesNotStartOnWhatIsNoFile) {
+TEST_F(Log, DoesNotStartIfTheLogFileIsNotRegular) {
     fs::create_directories(kLog);
     EXPECT_FALSE(start());
     fs::remove(kLog);
@@ -122,7 +123,7 @@ TEST_F(Log, DoesNotStartOnWhatIsNoFile) {
     EXPECT_FALSE(start());
 }
 
-TEST_F(Log, EscapesControlCharactersButTheLineFeed) {
+TEST_F(Log, EscapesControlCharactersExceptTheFinalLineFeed) {
     ASSERT_TRUE(start());
     for (const char* const line : {"a\nb\x1b\x9b\n", "\xe2\x82\xac\n", "\n", "~ no end"}) {
         write(line);
@@ -130,7 +131,7 @@ TEST_F(Log, EscapesControlCharactersButTheLineFeed) {
     EXPECT_EQ(read_file(kLog), "a\\x0ab\\x1b\\x9b\n\xe2\x82\xac\n\n~ no end");
 }
 
-TEST_F(Log, HasItsModeWhateverTheUmask) {
+TEST_F(Log, FilesAreMode0640WhateverTheUmask) {
     for (const mode_t umask : {0U, 077U, 0777U}) {
         ::umask(umask);
         fs::remove_all(kDirectory);
@@ -146,7 +147,7 @@ TEST_F(Log, HasItsModeWhateverTheUmask) {
     }
 }
 
-TEST_F(Log, LeavesNoHalfLineOnAFullDisk) {
+TEST_F(Log, LeavesNoIncompleteLineOnAFullDisk) {
     mount_small_disk();
     ASSERT_TRUE(start());
     write("one\n");
@@ -155,9 +156,9 @@ TEST_F(Log, LeavesNoHalfLineOnAFullDisk) {
     EXPECT_EQ(read_file(kLog), "one\ntwo\n");
 }
 
-// Anyone who may read the log can hold its lock. A line that a full disk or a killed writer left
-// incomplete is then not removed, but terminated before the next line.
-TEST_F(Log, NeverWaitsForALockAndTerminatesHalfALine) {
+// Anyone who can read the log can hold its lock. While someone does, the log cannot remove a line
+// that a full disk or a killed writer left incomplete, and terminates it before the next line.
+TEST_F(Log, NeverBlocksOnALockAndTerminatesAnIncompleteLine) {
     mount_small_disk();
     ASSERT_TRUE(start());
     const qx::io::descriptor reader(::open(kLog.c_str(), O_RDONLY | O_CLOEXEC));
@@ -179,7 +180,7 @@ TEST_F(Log, NeverWaitsForALockAndTerminatesHalfALine) {
     EXPECT_EQ(fs::file_size(kOlder), 2 * kLargest);
 }
 
-TEST_F(Log, BeginsTheFileAgainBeforeItGrowsTooLarge) {
+TEST_F(Log, RotatesTheFileBeforeItExceeds256KiB) {
     write_file(kLog, std::string(kLargest - 11, 'x') + "\n");
     write_file(kOlder, "older still");
     ASSERT_TRUE(start());
@@ -188,12 +189,12 @@ TEST_F(Log, BeginsTheFileAgainBeforeItGrowsTooLarge) {
     write("next\n");
     EXPECT_EQ(read_file(kLog), "next\n");
     EXPECT_EQ(fs::file_size(kOlder), kLargest);
-    write(std::string(kLargest + 1, 'y')); // fits into no file
+    write(std::string(kLargest + 1, 'y')); // larger than the limit even in an empty file
     EXPECT_EQ(read_file(kOlder), "next\n");
     EXPECT_EQ(fs::file_size(kLog), kLargest + 1);
 }
 
-TEST_F(Log, FollowsAFileThatAnotherBeganAgain) {
+TEST_F(Log, FollowsARotationByAnotherProcess) {
     ASSERT_TRUE(start());
     write("first\n");
     fs::rename(kLog, kOlder);
@@ -207,9 +208,9 @@ TEST_F(Log, FollowsAFileThatAnotherBeganAgain) {
     EXPECT_FALSE(fs::exists(kDirectory));
 }
 
-// All writers, two threads each, find the file full at the same moment. A second rotation would
-// lose lines.
-TEST_F(Log, SeveralWritersLoseNoLine) {
+// All writers, two threads each, find the file full at the same moment. Exactly one of them may
+// rotate it: a second rotation would lose lines.
+TEST_F(Log, LosesNoLineWhenSeveralProcessesRotateIt) {
     constexpr int kWriters = 6;
     constexpr int kLines = 20;
     const std::string full(kLargest - 2, 'x');

@@ -86,11 +86,11 @@ std::string answer_to(const std::vector<std::string>& words) {
     return result == 0 ? "0" : fmt::format("{} {}", result, last_error());
 }
 
-TEST_F(Settings, AnswerAsInTheTranscript) {
+TEST_F(Settings, BehaveAsInTheTranscript) {
     expect_answers("settings", answer_to);
 }
 
-TEST_F(Settings, AreStoredInAnInstallDirectoryOnly) {
+TEST_F(Settings, AreStoredOnlyInAnExistingInstallDirectory) {
     EXPECT_EQ(qx::kCirrelEntrypointsKey.to_string(), "/cirrel/entrypoints");
     EXPECT_EQ(qx::kCirrelCaFileDefault.to_string(), "/opt/norvane/etc/certs/ca-certificates.crt");
     ASSERT_EQ(setMgmt::init(), 0);
@@ -104,13 +104,13 @@ TEST_F(Settings, AreStoredInAnInstallDirectoryOnly) {
     EXPECT_FALSE(fs::exists(kInstallDir));
 }
 
-TEST_F(Settings, HaveTheirModesWhateverTheUmask) {
+TEST_F(Settings, FilesAreMode0600WhateverTheUmask) {
     write_file(kSettingsFile, "{\"a\": \"1\"}");
     fs::permissions(kSettingsFile, fs::perms(0664));
     fs::permissions(kSettingsDirectory, fs::perms(0777));
     ASSERT_EQ(setMgmt::init(), 0);
     EXPECT_EQ(setMgmt::deleteKey("b"), -1);
-    EXPECT_EQ(mode(kSettingsFile), fs::perms(0664)) << "only a write narrows it";
+    EXPECT_EQ(mode(kSettingsFile), fs::perms(0664)) << "only a write changes the mode";
     EXPECT_THAT(log(), IsEmpty());
     for (const mode_t umask : {0U, 0777U}) {
         ::umask(umask);
@@ -135,21 +135,21 @@ TEST_F(Settings, OfAnotherUserAreUsedWithAWarning) {
     };
     write_file(kSettingsFile, "{}");
     if (!give(kSettingsFile, 1234)) {
-        GTEST_SKIP() << "there are other users only where root runs the tests";
+        GTEST_SKIP() << "only root can create files of another user";
     }
     fs::permissions(kSettingsDirectory, fs::perms(0755));
     write();
     EXPECT_THAT(log(), ElementsAre(EndsWith("settings.json' belong to another user (1234)")));
     ASSERT_TRUE(give(kInstallDir, 1234));
     write();
-    EXPECT_EQ(log().size(), 1) << "the owner of the install directory";
+    EXPECT_EQ(log().size(), 1) << "the owner of the install directory is trusted";
     ASSERT_TRUE(give(kInstallDir, 0));
     write_file("/etc/passwd", "norvane-plix:x:1234:1234::/opt/norvane:/bin/false\n");
     write();
-    EXPECT_EQ(log().size(), 1) << "the agent's user";
+    EXPECT_EQ(log().size(), 1) << "the agent's user is trusted";
 }
 
-TEST_F(Settings, AreNamedAndLeftAloneWhenDamaged) {
+TEST_F(Settings, AreReportedAndStayUnchangedWhenDamaged) {
     const std::pair<std::string, std::string> cases[] = {
         {"", "is empty"},
         {"\n", "is not JSON (line "},
@@ -165,7 +165,7 @@ TEST_F(Settings, AreNamedAndLeftAloneWhenDamaged) {
     for (const auto& [text, reason] : cases) {
         write_file(kSettingsFile, "{\"a\": \"1\"}");
         ASSERT_EQ(setMgmt::init(), 0);
-        write_file(kSettingsFile, text); // meanwhile
+        write_file(kSettingsFile, text); // another process damages the file
         fs::permissions(kSettingsFile, fs::perms(0664));
         EXPECT_EQ(answer_to({"set", "/b", "2"}), "-1 3") << text;
         EXPECT_EQ(answer_to({"delete", "a"}), "-1 3");
@@ -180,7 +180,7 @@ TEST_F(Settings, AreNamedAndLeftAloneWhenDamaged) {
     }
 }
 
-TEST_F(Settings, AreNotEmptyWhenTheyCannotBeRead) {
+TEST_F(Settings, AreNotReplacedWhenTheyCannotBeRead) {
     const std::pair<std::function<void()>, const char*> obstacles[] = {
         {[] { fs::create_symlink("/opt/other", kSettingsFile); }, "settings.json: is a link"},
         {[] { fs::create_directory(kSettingsFile); }, "settings.json: is not a regular file"},
@@ -203,7 +203,7 @@ TEST_F(Settings, AreNotEmptyWhenTheyCannotBeRead) {
     EXPECT_EQ(read_file("/opt/other"), "{}");
 }
 
-TEST_F(Settings, StayAsTheyAreWhenTheyCannotBeWritten) {
+TEST_F(Settings, StayUnchangedWhenTheyCannotBeWritten) {
     mount_disk();
     ASSERT_EQ(setMgmt::init(), 0);
     ASSERT_EQ(setMgmt::setKey("a", "1"), 0);
@@ -230,7 +230,7 @@ TEST_F(Settings, StayAsTheyAreWhenTheyCannotBeWritten) {
 
 const fs::path kFill = kSettingsDirectory / "fill";
 
-// Takes all the space that is left in the settings directory.
+// Fills the disk of the settings directory.
 void fill_disk() {
     const qx::io::descriptor fd(::open(kFill.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
     while (qx::io::write_all(fd.get(), std::string(512, 'x'))) {
@@ -238,11 +238,11 @@ void fill_disk() {
     EXPECT_EQ(errno, ENOSPC);
 }
 
-TEST_F(Settings, SucceedInAReservedChangeOnAFullDisk) {
+TEST_F(Settings, AcceptAReservedChangeOnAFullDisk) {
     const fs::path space = kSettingsFile.string() + ".reserve";
     const std::size_t size = std::string("{\"on\": \"1\"}\n").size() + 4096;
     constexpr int punch = FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE;
-    // A hole in the reserve stands for a file system that never overwrites in place.
+    // Without `overwrites`, a hole punched into the reserve simulates a copy-on-write file system.
     for (const bool overwrites : {true, false}) {
         mount_disk();
         write_file(space, "left by a killed process");
@@ -267,7 +267,7 @@ TEST_F(Settings, SucceedInAReservedChangeOnAFullDisk) {
             EXPECT_FALSE(reserve);
         }
         fs::remove(kFill);
-        EXPECT_TRUE(qx::settings_reserve("on", "1")) << "and not used";
+        EXPECT_TRUE(qx::settings_reserve("on", "1")) << "a reserve that is not used is removed";
         fill_disk();
         EXPECT_FALSE(qx::settings_reserve("on", "1"));
         EXPECT_THAT(last_reason(), HasSubstr("settings.json.reserve: cannot be allocated: No"));
@@ -277,14 +277,14 @@ TEST_F(Settings, SucceedInAReservedChangeOnAFullDisk) {
         EXPECT_EQ(open_descriptors(), descriptors);
         ASSERT_EQ(::umount(kSettingsDirectory.c_str()), 0);
     }
-    mount_disk("ramfs", "mode=0755"); // a file system without preallocation
+    mount_disk("ramfs", "mode=0755"); // has no preallocation
     const qx::settings_reserve reserve("on", "1");
     EXPECT_TRUE(reserve);
     EXPECT_EQ(fs::file_size(space), size);
 }
 
-// The lock file is unlinked while a writer waits for it, and a new one is locked in its place.
-TEST_F(Settings, WaitForTheNewLockFileWhenTheirsIsGone) {
+// Unlinks the lock file while a writer waits for it, and locks a new file of the same name.
+TEST_F(Settings, LockTheNewFileWhenTheirLockFileIsReplaced) {
     const auto lock = [] {
         qx::io::descriptor fd(::open(kLock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
         EXPECT_EQ(::flock(fd.get(), LOCK_EX), 0);
@@ -299,7 +299,7 @@ TEST_F(Settings, WaitForTheNewLockFileWhenTheirsIsGone) {
     fs::create_directory(kSettingsDirectory);
     qx::io::descriptor first = lock();
     Forked writer([&] {
-        first.reset(); // the child's copy
+        first.reset(); // closes the child's copy, which would keep the lock
         return setMgmt::init() == 0 ? setMgmt::setKey("a", "1") : -1;
     });
     wait_until([&] { return is_waited_for(first); });
@@ -307,7 +307,7 @@ TEST_F(Settings, WaitForTheNewLockFileWhenTheirsIsGone) {
     qx::io::descriptor second = lock();
     first.reset();
     wait_until([&] { return is_waited_for(second) || fs::exists(kSettingsFile); });
-    EXPECT_FALSE(fs::exists(kSettingsFile)) << "two writers at a time";
+    EXPECT_FALSE(fs::exists(kSettingsFile)) << "the writer ignored the new lock";
     second.reset();
     EXPECT_EQ(writer.wait(), 0);
 }

@@ -12,7 +12,7 @@ namespace {
 
 using qx::io::descriptor;
 
-TEST(Io, EpollSetFdAddsThenChanges) {
+TEST(EpollSetFd, AddsADescriptorThenChangesItsEvents) {
     const descriptor set(::epoll_create1(EPOLL_CLOEXEC));
     int ends[2] = {-1, -1};
     ASSERT_EQ(::pipe(ends), 0);
@@ -28,7 +28,7 @@ TEST(Io, EpollSetFdAddsThenChanges) {
     EXPECT_EQ(errno, EBADF);
 }
 
-TEST(ScopeGuard, RunsInReverseOrderOnEveryWayOut) {
+TEST(ScopeGuards, RunInReverseOrderEvenWhenOneThrows) {
     std::string order;
     const auto leave = [&] {
         const qx::scope_guard first([&] { order += "1"; });
@@ -42,7 +42,7 @@ TEST(ScopeGuard, RunsInReverseOrderOnEveryWayOut) {
     EXPECT_EQ(order, "21");
 }
 
-TEST(Json, AppendTakesTheValueOver) {
+TEST(JsonArrayAppend, TakesOwnershipOfTheValue) {
     const qx::json_ptr array(::json_array());
     json_t* const text = ::json_string("a");
     const qx::json_ptr kept(::json_incref(text));

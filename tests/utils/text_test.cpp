@@ -1,4 +1,4 @@
-// Texts: views, streams, paths and what formats them.
+// String views, memory streams, paths and formatted output.
 #include "answers.h"
 #include "qx/escape.h"
 #include "qx/format.h"
@@ -33,7 +33,7 @@ std::string changed_text(const std::vector<std::string>& words) {
     return joined.to_string();
 }
 
-TEST(Texts, AreChangedAsInTheTranscript) {
+TEST(Texts, AreSplitJoinedAndEscapedAsInTheTranscript) {
     qx::test::expect_answers("texts", changed_text);
 }
 
@@ -51,7 +51,8 @@ TEST(Memstream, ViewIsZeroTerminatedWhateverTheCapacity) {
     for (const long capacity : {-1L, 0L, 1L, 3L, 128L}) {
         basic_memstream stream(capacity);
         std::string expected;
-        EXPECT_EQ(stream.sview().data() == nullptr, capacity == -1) << "before anything is written";
+        EXPECT_EQ(stream.sview().data() == nullptr, capacity == -1)
+            << "a stream without capacity has no buffer before the first write";
         for (int i = 0; i < 300; ++i) {
             stream << i << '.';
             stream.put('x');
@@ -66,7 +67,7 @@ TEST(Memstream, ViewIsZeroTerminatedWhateverTheCapacity) {
     }
 }
 
-TEST(Path, TakesEveryKindOfPiece) {
+TEST(Path, JoinsPiecesOfEveryType) {
     path built(qx::common_path::configuration);
     const char* const name = "certs";
     built.add_piece(true, "init.d");
@@ -82,7 +83,7 @@ TEST(Path, TakesEveryKindOfPiece) {
     EXPECT_EQ(programs.to_string(), "/opt/norvane/bin");
 }
 
-TEST(Println, WritesEachLineAtOnce) {
+TEST(Println, WritesEachLineInOneCall) {
     std::vector<std::string> writes;
     cookie_io_functions_t functions{};
     functions.write = [](void* cookie, const char* text, std::size_t size) {
@@ -104,7 +105,7 @@ TEST(Println, WritesEachLineAtOnce) {
                                     "(ok) no error\n", "(A) B\n"));
 }
 
-TEST(Format, ViewTakesStringSpecifications) {
+TEST(StringView, AcceptsStringFormatSpecifications) {
     const string_view text("abcdef", 5);
     EXPECT_EQ(fmt::format("{} {:*^9s} [{:>6.2}]", text, text, text), "abcde **abcde** [    ab]");
     EXPECT_EQ(fmt::format("[{:<{}}] {:.{}}", text, 7, text, 3), "[abcde  ] abc");
