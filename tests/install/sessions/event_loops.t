@@ -8,7 +8,7 @@ integrating.md lists the files of the library.
   $ sed -n '/component library/,/^## /s/^| `\([^`]*\)` |.*/\1/p' "$document" | LC_ALL=C sort >listed
   $ (cd prefix && xargs ls -d) <listed | LC_ALL=C sort | diff listed -
 
-The programs of integrating.md build from the installed library with the command before each.
+Each program of integrating.md builds against the installed library with the command above it.
 
   $ python3 - "$document" <<'.'
   > import re, sys

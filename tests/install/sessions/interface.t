@@ -1,7 +1,7 @@
   $ . "$SESSION"
 
-Frozen files hold the interface on which scripts rely. A difference is either a mistake or a new version of the
-interface, for which the file is edited first.
+Frozen files hold the interface on which scripts rely. A difference is a mistake, unless it belongs to a new version of
+the interface: then edit the frozen file first.
 
   $ frozen=$SOURCES/tests/frozen
   $ qxagent-manage help 2>help.err | diff "$frozen/usage.txt" -

@@ -10,8 +10,8 @@ systemd accepts the unit as installed and rates it 1.3 of 10, where less is bett
   $ systemd-analyze verify --man=no "$unit"
   $ systemd-analyze security --offline=true --threshold=13 "$unit" >rating || cat rating
 
-A listener with no other capabilities and writable directories of the agent than the unit's subscribes, survives a restart of the
-broker, writes its log and ends.
+With only the unit's capabilities and writable directories, a listener subscribes, survives a restart of the broker,
+writes its log and ends.
 
   $ mkdir -p $root/var/log
   $ capabilities=$(sed -n 's/^CapabilityBoundingSet=CAP_//p' "$unit")

@@ -70,7 +70,8 @@ same time leave one listener too.
   qx-events: running
   $ emit 5
 
-A pid file and a lock from before a power cut name processes that are others now, or none. No other process is ended.
+After a power cut, the old pid file and lock may name an unrelated process or none. The scripts never end an unrelated
+process.
 
   $ events stop; ls /var/run
   qxbrokerd-sim.pid

@@ -43,7 +43,7 @@ The next build after a commit contains the new commit.
   ninja: Entering directory `build'
   ninja: no work to do.
 
-A source archive contains the commit that it was made from. A copy of the files alone does not tell it.
+A source archive contains the commit that it was made from. A plain copy of the files has an unknown commit.
 
   $ mkdir ../archive ../copy
   $ git archive HEAD | tar -C ../archive -x

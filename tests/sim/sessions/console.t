@@ -1,6 +1,7 @@
   $ . "$SESSION"
 
-Orders on standard input send an event under either of its names, as is. They can send many events or raw bytes at once.
+Orders on standard input send an event under either of its names, with its data unchanged. One order can send many
+events or raw bytes.
 
   $ broker
   $ client subscribe va_status_changed

@@ -81,7 +81,7 @@ over, and the file stays when the first broker ends.
   $ cat $version; echo
   1.3
 
-One line names the mistake in a command line.
+The broker reports a mistake in its command line in one line.
 
   $ qxbrokerd-sim --help | head -n 1
   usage: qxbrokerd-sim --install-dir DIR [--scenario FILE] [--trace] [--help]

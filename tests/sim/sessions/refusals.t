@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-Each command refuses with the members that its clients decode.
+The refusal of each command has the members that its clients decode.
 
   $ broker
   $ ask start_registration '{"router_id": ""}'

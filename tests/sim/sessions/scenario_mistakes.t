@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-A mistake in a scenario ends the broker before the broker makes a file. One line names the place and the reason.
+A mistake in a scenario ends the broker before it creates a file. One line names the place and the reason.
 
   $ start_with() {
   >     printf '%s' "$1" >scenario.json

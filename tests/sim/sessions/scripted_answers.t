@@ -1,7 +1,7 @@
   $ . "$SESSION"
 
-The broker gives a command's scripted answers in order and does not carry the command out. Afterwards the command works
-normally.
+The broker sends a command's scripted answers in order and does not carry out the command. After the last scripted
+answer, the command works normally.
 
   $ broker '{"commands": {
   >     "get_router_name": [
@@ -31,7 +31,7 @@ normally.
   $ ask get_router_name
   {"status": 0, "data": "Home Router"}
 
-A rule can change the length prefix of an answer, the number of its bytes, the bytes themselves and their pace.
+A rule can change an answer's length prefix, truncate the answer, replace its bytes and set their pace.
 
   $ stop $broker
   $ broker '{"commands": {"enable_services": [

@@ -38,7 +38,7 @@ The tool runs where it is unpacked, and needs no library and no loader.
   $ readelf -ldW usr/sbin/qxagent-manage | grep -oE ' LOAD|INTERP|NEEDED' | sort -u
    LOAD
 
-The tool opens what its work is about: no locale, no name service, no time zone. jansson reads /dev/urandom for its hashes.
+The tool opens no locale, name service or time zone file. jansson reads /dev/urandom to seed its hash tables.
 
   $ mkdir -p $root/var/log
   $ broker
