@@ -1,4 +1,4 @@
-// Runs a test program inside a world of its own.
+// Runs the tests inside private namespaces (world.h).
 
 #include "world.h"
 

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Changes one place of the product at a time, rebuilds it and runs the tests until one fails.
+"""Changes one place of the product at a time, rebuilds the product and runs the tests until one fails.
 
 usage: mutants.py BUILD [COUNT] [SEED]
 
-The share of the changes that a test catches measures the tests. The same seed chooses the same
-places as long as the sources stay the same. A change that does not compile is replaced by another.
+The share of changes that a test catches measures the quality of the tests. For unchanged sources,
+the same seed chooses the same places. A change that does not compile is skipped and does not count.
 """
 
 import pathlib
@@ -16,9 +16,9 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 PARTS = ["base/include", "client/src", "utils/include", "utils/src", "tools/qxagent-manage/src"]
-# These compare builds or take long, and no change of the product makes them alone fail.
+# Tests that compare builds or take long. Other tests cover the same code.
 LEFT_OUT = "Reproducible|chaos|Valgrind"
-LONGEST_RUN = 600  # seconds; a run that takes longer hangs, and so the change is caught
+LONGEST_RUN = 600  # seconds; a longer run counts as a hang, so the change is caught
 
 STRING = re.compile(r'"(?:\\.|[^"\\])*"|\'(?:\\.|[^\'\\])*\'')
 COMMENT = re.compile(r"//.*")
@@ -60,7 +60,7 @@ def run(command, **options):
 
 
 class Copy:
-    """A copy of the sources with a build of its own."""
+    """A copy of the sources with its own build."""
 
     def __init__(self, folder):
         self.source = folder / "source"
@@ -81,7 +81,7 @@ class Copy:
         return run(["ninja", "-C", self.build]).returncode == 0
 
     def failing_test(self):
-        """Returns the name of a test that fails, or None."""
+        """Returns the name of a failing test, or None."""
         tests = ["ctest", "--test-dir", self.build, "-j2", "--stop-on-failure", "-E", LEFT_OUT]
         try:
             result = run(tests, timeout=LONGEST_RUN)
