@@ -32,7 +32,7 @@ The next build after a commit contains the new commit.
   > qx_embed_version(program small)
   > .
   $ commit() { git add . && git commit -q --allow-empty -m "$1" && git rev-parse --short=12 HEAD >../commit; }
-  $ embedded() { sed -n "s/.*\"\(small 2.5.0 (.*)\)\".*/\1/p" build/version.cpp | sed "s/$(cat ../commit)/COMMIT/"; }
+  $ embedded() { sed -n "s/.*\(small 2.5.0 [^)]*)\).*/\1/p" build/version.cpp | sed "s/$(cat ../commit)/COMMIT/"; }
   $ commit first
   $ cmake -G Ninja -S . -B build >configured && embedded
   small 2.5.0 (commit COMMIT)
