@@ -7,7 +7,7 @@ this is its standard error. The tour becomes a session of its own, and any diffe
   >     s/^    \$ (.*)/  $ { \1; } >out 2>err; [ -s err ] || cat out; cat err/
   >     s/^    ([^ $])/  \1/' "$SOURCES/README.md" >tour.t
   $ grep -c '^  \$' tour.t
-  21
+  22
   $ echo "cram3 --shell=/bin/sh '$PWD/tour.t'" | sh "$SOURCES/tools/shell.sh" "$BUILD" "${PATH%%:*}"
   .
   # Ran 1 tests, 0 skipped, 0 failed.
