@@ -1,4 +1,4 @@
-// Owning a file descriptor.
+// Ownership of file descriptors. Nothing here locks: threads must not share an object.
 #pragma once
 
 #include <cerrno>
@@ -7,8 +7,9 @@
 
 namespace qx::io {
 
-/// Closes `fd`, unless negative, and makes it -1. It is -1 before the close: a child forked in
-/// between could otherwise close a recycled descriptor number. Leaves errno alone.
+/// Closes `fd` and sets it to -1; does nothing if `fd` is negative. Ignores errors and preserves
+/// errno. `fd` becomes -1 before the close: otherwise a child forked in between would keep the
+/// closed number and could close another descriptor under that number.
 inline void close_fd(int& fd) noexcept {
     const int number = std::exchange(fd, -1);
     if (number >= 0) {
@@ -18,9 +19,10 @@ inline void close_fd(int& fd) noexcept {
     }
 }
 
-/// Owns a descriptor and closes it; a negative number owns nothing.
+/// Owns a file descriptor and closes it in the destructor. A negative number means no descriptor.
 class descriptor {
 public:
+    /// Takes ownership of `fd`.
     explicit descriptor(int fd = -1) noexcept
         : fd_(fd) {}
     descriptor(descriptor&& other) noexcept
@@ -31,14 +33,15 @@ public:
     }
     ~descriptor() { close_fd(fd_); }
 
-    /// Closes the owned descriptor and owns `fd` instead.
+    /// Closes the owned descriptor, if any, and takes ownership of `fd`.
     void reset(int fd = -1) noexcept {
         close_fd(fd_);
         fd_ = fd;
     }
-    /// Gives the descriptor away.
+    /// Passes ownership to the caller and returns the descriptor, or -1 if there is none.
     [[nodiscard]] int release() noexcept { return std::exchange(fd_, -1); }
 
+    /// Returns the descriptor, which stays owned by the object, or -1 if there is none.
     [[nodiscard]] int get() const noexcept { return fd_; }
     explicit operator bool() const noexcept { return fd_ >= 0; }
 

@@ -1,4 +1,4 @@
-// Registering descriptors with epoll.
+// Registration of descriptors with epoll. Safe to call from any thread, like epoll_ctl(2).
 #pragma once
 
 #include <cerrno>
@@ -6,7 +6,8 @@
 
 namespace qx::io {
 
-/// Calls epoll_ctl with `fd` as the record's data. Returns 0, or -1 with errno.
+/// Calls epoll_ctl(2) for `fd`. `operation` is an EPOLL_CTL_ constant and `events` a mask of EPOLL
+/// flags; epoll_wait(2) then reports `fd` in `data.fd`. Returns 0, or -1 with errno on failure.
 inline int epoll_control(int epfd, int operation, int fd, unsigned int events) {
     epoll_event event{};
     event.events = events;
@@ -14,8 +15,8 @@ inline int epoll_control(int epfd, int operation, int fd, unsigned int events) {
     return ::epoll_ctl(epfd, operation, fd, &event);
 }
 
-/// Makes `epfd` report `events` of `fd`, whether or not it watches `fd` already. Returns 0, or -1
-/// with errno.
+/// Watches `fd` for `events` (EPOLL flags); replaces the events of a descriptor that is already
+/// watched. Returns 0, or -1 with errno on failure.
 inline int epoll_set_fd(int epfd, int fd, unsigned int events) {
     if (epoll_control(epfd, EPOLL_CTL_MOD, fd, events) == 0) {
         return 0;

@@ -1,10 +1,10 @@
-// Names in the agent's install directory. C and C++.
+// Names in the agent's install directory, for C and C++.
 #pragma once
 
-/// Where the agent is installed unless the machine says otherwise.
+/// The install directory if neither the link nor the agent's user names another one.
 #define QX_INSTALL_DIRECTORY "/opt/norvane"
 
-// Below the install directory:
+// Paths below the install directory.
 #define QX_RUN_DIRECTORY "/var/run"
 #define QX_VERSION_FILE QX_RUN_DIRECTORY "/qxbrokerd.version"
 #define QX_STATE_DIRECTORY "/var"

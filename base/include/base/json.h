@@ -1,4 +1,5 @@
-// Owning what jansson and malloc hand out.
+// Ownership of JSON values and of texts from malloc. Nothing here locks: threads must not share an
+// object.
 #pragma once
 
 #include <cstddef>
@@ -9,17 +10,19 @@
 
 namespace qx {
 
+/// Deleter that drops one reference to a JSON value.
 struct json_release {
     void operator()(json_t* value) const { ::json_decref(value); }
 };
 
-/// One reference to a JSON value.
+/// Owns one reference to a JSON value, or is null.
 using json_ptr = std::unique_ptr<json_t, json_release>;
 
-/// A zero-terminated text from malloc, or null.
+/// Owns a zero-terminated text from malloc, or is null. Frees the text in the destructor.
 class text_ptr {
 public:
     text_ptr(std::nullptr_t = nullptr) noexcept {}
+    /// Takes ownership of `text`, which may be null.
     explicit text_ptr(char* text) noexcept
         : text_(text) {}
     text_ptr(text_ptr&& other) noexcept
@@ -30,12 +33,15 @@ public:
     }
     ~text_ptr() { std::free(text_); }
 
+    /// Returns the text, which stays owned by the object, or null.
     [[nodiscard]] char* get() const noexcept { return text_; }
     explicit operator bool() const noexcept { return text_ != nullptr; }
 
-    /// Where a call stores a text that this object then owns. The object must be empty.
+    /// Returns the address of the pointer, for a function that stores a text there; the object then
+    /// owns that text. The object must be null, otherwise its old text leaks.
     [[nodiscard]] char** out() noexcept { return &text_; }
-    /// Gives the text away.
+    /// Passes ownership to the caller, who frees the text with free(). Returns null if there is
+    /// none.
     [[nodiscard]] char* release() noexcept { return std::exchange(text_, nullptr); }
 
 private:

@@ -1,4 +1,4 @@
-// Opening files.
+// Opening of files.
 #pragma once
 
 #include "base/retry.h"
@@ -8,10 +8,10 @@
 
 namespace qx::io {
 
-/// Opens a file like open(2), with O_CLOEXEC, and repeats the call until no signal interrupts it.
-/// Returns the descriptor, or -1 with errno.
+/// Opens `name` like open(2) with O_CLOEXEC and retries on EINTR. Returns the descriptor, which the
+/// caller closes, or -1 with errno on failure. Safe to call from any thread.
 inline int open_file(const char* name, int flags, mode_t mode = 0) {
-    // musl's open() spends a second system call on kernels without O_CLOEXEC, openat() does not.
+    // musl's open() makes a second system call for kernels without O_CLOEXEC; openat() does not.
     return uninterrupted([&] { return ::openat(AT_FDCWD, name, flags | O_CLOEXEC, mode); });
 }
 

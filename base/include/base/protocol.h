@@ -1,4 +1,4 @@
-// The broker's protocol: where the broker listens and what a message may be. C and C++.
+// The broker's protocol: the address of its socket and the limits of a message, for C and C++.
 #pragma once
 
 #include <stddef.h>
@@ -7,24 +7,26 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+/// The version of the protocol, which is also the whole content of the broker's version file.
 #define QX_PROTOCOL_VERSION "1.3"
 
 /// The name of the broker's socket in the abstract namespace.
 #define QX_BROKER_SOCKET ":qxbrokerd-" QX_PROTOCOL_VERSION ".skt"
 
-/// The largest body of a message in bytes. A larger length means that the stream is broken.
+/// The largest body of a message from the broker, in bytes. A larger length breaks the stream.
 #define QX_MOST_MESSAGE_BYTES (64 * 1024 * 1024)
 
-/// Whether the body of a message may have this length.
+/// Returns 1 if `length`, in bytes, is valid for the body of a message, else 0.
 static inline int qx_is_message_length(int32_t length) {
     return length > 0 && length <= QX_MOST_MESSAGE_BYTES;
 }
 
-/// Fills `address` with the broker's address; returns its length for connect() and bind().
+/// Fills `address`, which must not be null, with the address of the broker's socket. Returns the
+/// length to pass to connect(2) and bind(2).
 static inline socklen_t qx_broker_address(struct sockaddr_un* address) {
     memset(address, 0, sizeof *address);
     address->sun_family = AF_UNIX;
-    // The first byte of the path stays zero: the abstract namespace. No terminator is counted.
+    // A leading zero byte selects the abstract namespace, whose names have no terminator.
     memcpy(address->sun_path + 1, QX_BROKER_SOCKET, sizeof QX_BROKER_SOCKET - 1);
     return (socklen_t)(offsetof(struct sockaddr_un, sun_path) + sizeof QX_BROKER_SOCKET);
 }

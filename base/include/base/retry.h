@@ -1,11 +1,12 @@
-// Repeating system calls that a signal interrupts.
+// Retry of system calls that a signal interrupts.
 #pragma once
 
 #include <cerrno>
 
 namespace qx::io {
 
-/// Repeats `call`, a system call, until a signal does not interrupt it. Returns its last result.
+/// Calls `call`, which makes a system call and returns its result, and retries it on EINTR. Returns
+/// the final result, with errno from the system call. Safe to call from any thread.
 template <typename Call>
 auto uninterrupted(const Call& call) {
     auto result = call();

@@ -1,9 +1,9 @@
-// The version of the program, which cmake/version.cmake writes into each program.
+// The version of a program; cmake/version.cmake generates the definition.
 #pragma once
 
 namespace qx {
 
-/// "NAME VERSION (commit COMMIT)".
+/// The text "NAME VERSION (commit COMMIT)".
 extern const char* const version_text;
 
 } // namespace qx
