@@ -1,4 +1,5 @@
-/* Where the agent is installed. Shared with the utility layer; not installed. */
+/* The agent's install directory and its users, shared with the utility layer. This header is not
+ * installed. */
 #ifndef QXPATH_H
 #define QXPATH_H
 
@@ -8,16 +9,18 @@
 extern "C" {
 #endif
 
-/* Whether files and processes of user `uid` are trusted: root, this process's user, the owner of
- * the install directory, or the agent's user by /etc/passwd. Returns 1 or 0. Any thread. */
+/* Returns 1 if files and processes of user `uid` are trusted, else 0. Trusted are root, the
+ * effective user of this process, the owner of the install directory, and the agent's user in
+ * /etc/passwd. Safe to call from any thread. */
 int qxpath_is_trusted_user(uid_t uid);
 
 #if defined(__GNUC__)
 #pragma GCC visibility push(default)
 #endif
 
-/* The install directory, or null when there is none. The text belongs to the library and lasts as
- * long as the process, but a later call, or qx_plix_init2, may change it. Any thread. */
+/* Returns the install directory, or null if there is none. The library owns the text: the pointer
+ * stays valid, but a later call of this function or of qx_plix_init2 may change the characters.
+ * Safe to call from any thread. */
 const char* qxpath_default_install_path(void);
 
 #if defined(__GNUC__)

@@ -1,4 +1,4 @@
-// Lets programs of this project that link the static library observe its requests. C++ only.
+// Observation of the library's requests, for programs of this project. C++ only.
 #pragma once
 
 #include <cstddef>
@@ -6,18 +6,18 @@
 
 namespace qxplix {
 
-/// A finished request.
+/// Describes a finished request.
 struct traced_request {
-    const char* name; ///< of the command or of the event subscribed to, valid during the call only
-    std::size_t sent; ///< in bytes, like `received`
-    std::size_t received;
+    const char* name;     ///< the command or the subscribed event; valid during the call only
+    std::size_t sent;     ///< bytes, including the line feed
+    std::size_t received; ///< bytes, including the length
     std::int64_t microseconds;
-    int result; ///< 0 or -1
+    int result; ///< 0 on success, -1 on failure
 };
 
 /// Sets the observer, which runs on the requesting thread after each command and each
-/// qx_plix_subscribe. Null, the initial value, disables tracing. Call it while no other thread uses
-/// the library.
+/// qx_plix_subscribe. A null observer, the initial value, disables tracing. No other thread may use
+/// the library during the call.
 void trace_requests(void (*observer)(const traced_request& request));
 
 } // namespace qxplix

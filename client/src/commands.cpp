@@ -22,7 +22,7 @@ struct router_field {
     const char* getter;
 };
 
-// In the order in which they are sent.
+// The commands are sent in this order.
 constexpr router_field kRouterFields[] = {
     {"name", "set_router_name", "get_router_name"},
     {"model", "set_router_model", "get_router_model"},
@@ -51,7 +51,7 @@ int fail_to_parse(const json_error_t& error) {
                : reject("the document is not JSON", error.text);
 }
 
-// Parses a caller's document; null when that is not one, which is recorded.
+// Parses a caller's document. Returns null and records the failure if the text is not JSON.
 qx::json_ptr parse_argument(const char* text, std::size_t flags = 0) {
     json_error_t error;
     qx::json_ptr document(json_loads(text, flags, &error));
@@ -124,7 +124,7 @@ qx::json_ptr build_registration_data(const char* token, const char* mac, const c
     return data;
 }
 
-// What the broker said about a registration that it refused.
+// Converts the broker's details of a refused registration. Returns -1.
 int report_refusal(const char* data, qx_plix_error_t* err) {
     if (data == nullptr) {
         return fail_with(err, kInternalError, "no response from daemon");
@@ -156,7 +156,7 @@ int fetch_router_field(json_t* result, const router_field& field) {
     return 0;
 }
 
-/// What the broker did not tell of the router, and why the first member is missing.
+/// Collects the router's missing members and the failure of the first one.
 class missing_fields {
 public:
     void add(const router_field& field) {
@@ -182,7 +182,7 @@ private:
     qx_plix_failure_t first_{};
 };
 
-// Sends one property of a device, if the document has it.
+// Sends one property of a device. Does nothing if the document lacks the property.
 int send_device_property(const char* name, const json_t* document, const char* key) {
     json_t* const value = json_object_get(document, key);
     if (value == nullptr) {
@@ -246,7 +246,7 @@ int fail_schedule(char** err_text, const char* reason) {
 
 using namespace qxplix;
 
-// --- commands that are sent and answered, nothing more ------------------------------------------
+// --- commands of a single request ----------------------------------------------------------------
 
 int qx_plix_enable(void) {
     return send_plain("enable_services");
@@ -350,7 +350,7 @@ int qx_plix_call(const char* name, const char* data_json, char** out) {
     return data ? send_command(name, data.get(), out) : -1;
 }
 
-// --- commands with steps of their own ------------------------------------------------------------
+// --- commands of several steps -------------------------------------------------------------------
 
 int qx_plix_register_to_cloud(const char* token, const char* mac, const char* redeem_code) {
     clear_failure();
@@ -457,7 +457,7 @@ int qx_plix_remove_satellite(const char* satellite_json) {
         return 0;
     }
     const int result = removal_result(data.get());
-    if (result == 0) { // the broker's code, and so a success
+    if (result == 0) { // the broker's code 0 means success
         clear_failure();
     }
     return result;

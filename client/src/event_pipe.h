@@ -1,4 +1,4 @@
-// The pipe that tells a subscriber, byte by byte, that events wait.
+// The pipe that notifies a subscriber of waiting events, with one byte per event.
 #pragma once
 
 #include <cstddef>
@@ -6,9 +6,10 @@
 
 namespace qxplix {
 
-/// Both ends are non-blocking and close-on-exec. Reference-counted: the subscription holds one
-/// reference, and so does each thread that waits at the read end. The descriptors stay open, so
-/// their numbers cannot be recycled, until the last reference is released.
+/// A pipe whose ends are non-blocking and close-on-exec. The pipe is reference-counted: the
+/// subscription holds one reference, and so does each thread that waits on the pipe. The
+/// descriptors stay open, so their numbers cannot be recycled, until the last reference is
+/// released.
 struct event_pipe {
     int read_fd;
     int write_fd;
@@ -21,15 +22,15 @@ event_pipe* event_pipe_create();
 /// Drops one reference; dropping the last one closes both ends and frees the pipe.
 void event_pipe_release(event_pipe* pipe);
 
-/// Writes up to `count` notification bytes; how many fitted.
+/// Writes up to `count` notification bytes without waiting. Returns how many fitted into the pipe.
 std::size_t event_pipe_write(const event_pipe& pipe, std::size_t count);
 
-/// Reads up to `count` notification bytes without waiting. Returns how many there were, or -1 on an
-/// error.
+/// Reads up to `count` notification bytes without waiting. Returns how many the pipe held, or -1 on
+/// an error.
 ssize_t event_pipe_read(const event_pipe& pipe, std::size_t count);
 
-/// Waits for a notification byte. Returns -1 on an error and when a signal interrupts. A
-/// cancellation point.
+/// Waits for a notification byte. Returns 0, or -1 on an error or if a signal interrupts the wait.
+/// The call is a cancellation point.
 int event_pipe_wait(const event_pipe& pipe);
 
 } // namespace qxplix

@@ -14,7 +14,7 @@ struct event_chunk {
 
 namespace {
 
-// A longer message stays where it is.
+// A longer message is not copied into the chunk.
 constexpr std::size_t kLongest = std::size_t{64} * 1024;
 
 // A drained chunk is reused while at most this much of it was used; otherwise it is freed.

@@ -1,4 +1,4 @@
-// Messages that wait for their subscriber, first in, first out.
+// The FIFO queue of messages that wait for their subscriber.
 #pragma once
 
 #include <cstddef>
@@ -9,37 +9,37 @@ struct event_chunk;
 
 struct event_node {
     char* message;
-    std::size_t length; ///< of the message, with its terminator
+    std::size_t length; ///< length of the message, including its terminator
     event_node* next;
-    event_chunk* chunk; ///< where the node lies
+    event_chunk* chunk; ///< the chunk that holds the node
 
     [[nodiscard]] std::size_t size() const { return sizeof(event_node) + length; }
 };
 
-/// A long queue is tens of thousands of small blocks, allocated and freed in about the same order.
-/// They lie side by side in chunks; a chunk is freed with the last of its nodes. Zero-initialised,
-/// a queue is empty. The registrar's lock guards every use.
+/// A long queue has tens of thousands of small nodes, which are freed in about the order of their
+/// allocation. They are allocated in large chunks; a chunk is freed with its last node. A
+/// zero-initialised queue is empty. The registrar's lock guards every use.
 struct event_queue {
     event_node* head;
     event_node* tail;
-    event_chunk* chunk; ///< where the next node is going to lie, or null
+    event_chunk* chunk; ///< the chunk for the next node, or null
 };
 
-/// Appends a message of `length` bytes, with its terminator, from malloc. Takes ownership of the
-/// message even on failure. Returns the node, or null when memory is short.
+/// Appends a message from malloc; `length` includes its terminator. Takes ownership of the message
+/// even on failure. Returns the node, or null if memory runs out.
 const event_node* event_queue_enqueue(event_queue& queue, char* message, std::size_t length);
 
-/// The oldest node, which the caller destroys; null when there is none.
+/// Removes and returns the oldest node, which the caller destroys, or null if the queue is empty.
 event_node* event_queue_dequeue(event_queue& queue);
 
-/// Frees a dequeued node of this queue with its message.
+/// Frees a dequeued node of `queue` together with its message.
 void event_node_destroy(event_node* node, event_queue& queue);
 
-/// Counts how many of the oldest messages it takes to reach `most` bytes, terminators included.
-/// Counts all of them when they have less.
+/// Returns how many of the oldest messages reach `most` bytes together, terminators included, or
+/// the number of all messages if they have fewer bytes.
 std::size_t event_queue_count(const event_queue& queue, std::size_t most);
 
-/// Frees what still waits.
+/// Frees the queue with all its nodes.
 void event_queue_destroy(event_queue& queue);
 
 } // namespace qxplix

@@ -16,11 +16,11 @@ namespace qxplix {
 namespace {
 
 constexpr int kMostEvents = 8;
-constexpr int kIdleTimeout = 1000; ///< ms; also how soon the flag `stopped` alone is noticed
-constexpr int kRetryTimeout = 200; ///< ms, while a subscription is lost
+constexpr int kIdleTimeout = 1000; ///< ms; bounds how late the thread notices `stopped`
+constexpr int kRetryTimeout = 200; ///< ms, while a subscription has no connection
 
-// Callbacks may parse JSON as deeply nested as the parser allows, and so does the thread itself.
-// Memory that is not used is never touched.
+// The thread and its callbacks parse JSON, and the parser recurses to its maximum depth. Unused
+// stack costs no memory.
 constexpr std::size_t kLeastStackSize = std::size_t{1024} * 1024;
 
 struct event_thread {
@@ -62,7 +62,7 @@ void* event_thread_main(void* /*unused*/) {
     return nullptr;
 }
 
-// Signals are the application's: its threads, and its signal descriptors, must get them all.
+// The thread blocks all signals, so that the application's threads and signal descriptors get them.
 int create_without_signals(pthread_t* handle) {
     pthread_attr_t attributes;
     if (::pthread_attr_init(&attributes) != 0) {

@@ -1,25 +1,27 @@
-// The thread that waits on the subscriptions' connections.
+// The thread that waits for input on the connections of the subscriptions.
 #pragma once
 
 namespace qxplix {
 
-/// Starts the thread, which runs until is_stopped(). 0 or -1.
+/// Starts the thread, which runs until is_stopped(). Returns 0, or -1 with errno on failure.
 int event_thread_create();
 
-/// Wakes the thread, which must have been told to stop, and waits for its end.
+/// Wakes the thread and waits for its end. Call set_stopped(true) first.
 void event_thread_destroy();
 
-/// Closes the descriptors of a thread that does not run in this process: it has ended, or this is a
-/// forked child.
+/// Closes the descriptors of a thread that does not run in this process, because the thread has
+/// ended or because this process is a forked child.
 void event_thread_disown();
 
-/// Makes the thread check the registrar's limits and retries now, without an event. Any thread.
+/// Makes the thread apply the backlog limit and retry lost subscriptions immediately. Safe to call
+/// from any thread.
 void event_thread_wake();
 
-/// Has the thread watch `fd` for input. 0 or -1. Any thread.
+/// Makes the thread watch `fd` for input. Returns 0, or -1 with errno on failure. Safe to call from
+/// any thread.
 int event_thread_schedule_fd_ro(int fd);
 
-/// Has it watch `fd` no longer. The result of epoll_ctl. Any thread.
+/// Stops watching `fd`. Returns 0, or -1 with errno on failure. Safe to call from any thread.
 int event_thread_cancel_fd(int fd);
 
 } // namespace qxplix

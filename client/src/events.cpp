@@ -27,7 +27,7 @@ constexpr const char* kEventNames[] = {
 };
 static_assert(sizeof kEventNames / sizeof *kEventNames == QX_PLIX_EVENT_UNKNOWN);
 
-// Event names are ASCII; the functions of <cctype> depend on the application's locale.
+// Event names are ASCII, but the functions of <cctype> depend on the application's locale.
 bool is_white_space(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }

@@ -1,4 +1,4 @@
-// Event names, the application's and the broker's.
+// The broker's names of events.
 #pragma once
 
 #include <cstddef>
@@ -7,8 +7,8 @@ namespace qxplix {
 
 inline constexpr std::size_t kBrokerNameSize = 64;
 
-/// The broker's name of the event that applications call `name`: "QX_PLIX_VA_STATUS_CHANGED" is
-/// "va_status_changed". -1 for a null, too long or otherwise impossible name.
+/// Converts the application's name of an event to the broker's: "QX_PLIX_VA_STATUS_CHANGED" becomes
+/// "va_status_changed". Returns 0, or -1 if `name` is null, too long or has another form.
 int to_broker_event_name(const char* name, char (&broker_name)[kBrokerNameSize]);
 
 } // namespace qxplix

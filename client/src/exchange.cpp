@@ -12,7 +12,7 @@
 namespace qxplix {
 namespace {
 
-// A century. Adding this to the clock cannot overflow.
+// A century: adding this to the clock cannot overflow.
 constexpr std::uint64_t kLongestTimeout = std::uint64_t{100} * 366 * 24 * 3600 * 1000;
 
 std::size_t timeout = 0; ///< in milliseconds; 0 means none
@@ -32,7 +32,7 @@ bool is_over() {
     return deadline() != 0 && now() >= deadline();
 }
 
-// What is left until the deadline; 0, with errno, when it has passed.
+// Returns the time until the deadline, or 0 with errno if the deadline has expired.
 milliseconds time_left() {
     const milliseconds left = deadline() - now();
     if (left <= 0) {
@@ -46,9 +46,8 @@ int flags() {
     return deadline() == 0 ? 0 : MSG_DONTWAIT;
 }
 
-// Waits until `fd` is ready for `events`. Returns true when the call that has just failed with
-// errno should be repeated, and false with errno when its failure is final or the deadline has
-// passed.
+// Waits until `fd` is ready for `events` after a call has failed with errno. Returns true if the
+// call should be retried, or false with errno if the failure is final or the deadline expires.
 bool becomes_ready(int fd, short events) {
     if (deadline() == 0 || (errno != EAGAIN && errno != EINTR)) {
         return false;
@@ -76,7 +75,7 @@ milliseconds choose_deadline() {
     return limit == 0 ? 0 : now() + static_cast<milliseconds>(limit);
 }
 
-// Bounds connect(2). SO_SNDTIMEO is the only time limit that connect(2) obeys on a Unix socket.
+// SO_SNDTIMEO is the only time limit that connect(2) obeys on a Unix socket.
 int limit_connect(int fd, milliseconds left) {
     const timeval limit{static_cast<time_t>(left / 1000),
                         static_cast<suseconds_t>(left % 1000 * 1000)};

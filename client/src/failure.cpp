@@ -63,7 +63,7 @@ void set_message(const char* sentence, const char* detail) {
 } // namespace
 
 void clear_failure() {
-    // Most calls succeed, so clear the large record only when it holds a failure.
+    // The record is large and most calls succeed, so clear it only if it holds a failure.
     if (last.stage != QX_PLIX_STAGE_NONE) {
         last = {};
     }

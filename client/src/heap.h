@@ -1,10 +1,10 @@
-// Memory that the process has freed but keeps.
+// Return of freed memory to the system.
 #pragma once
 
 namespace qxplix {
 
-/// Returns to the system what freed events have left in the heaps of the calling thread and of the
-/// process. glibc keeps it otherwise; other C libraries return it by themselves.
+/// Returns the memory of freed events to the system, from the heaps of the calling thread and of
+/// the process. glibc would keep this memory; other C libraries return it without a call.
 void return_free_memory();
 
 } // namespace qxplix

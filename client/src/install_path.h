@@ -1,4 +1,4 @@
-// The install path as the library itself sets it; qxpath.h is for others.
+// The install path inside the library; other code uses qxpath.h.
 #pragma once
 
 #include <cstddef>
@@ -8,26 +8,26 @@ namespace qxplix {
 
 inline constexpr std::size_t kPathSize = 4096;
 
-/// The kernel shows this id for users without a mapping in this user namespace.
+/// The id that the kernel shows for users without a mapping in this user namespace.
 inline constexpr uid_t kUnmappedUser = 65534;
 
-/// Replaces the install path. With null, or the path that is set already, the next query works the
-/// default out again. Always 0.
+/// Sets the install path. If `wanted` is null or equal to the current path, the next query finds
+/// the default again. Returns 0.
 int qxpath_set_install_path(const char* wanted);
 
-/// Writes the path of the broker's version file in an install directory, truncated to 4094
+/// Stores in `name` the path of the broker's version file in `install_path`, truncated to 4094
 /// characters.
 void version_file_name(const char* install_path, char (&name)[kPathSize]);
 
-/// Copies the install directory that the library was started with, or else the default. Returns -1
-/// when there is none. Does not change what later queries return.
+/// Stores in `to` the install directory that the library was started with, or the default if it is
+/// not started. Returns 0, or -1 if there is no directory. Does not affect later queries.
 int qxpath_copy_install_path(char (&to)[kPathSize]);
 
-/// In a forked child: reinitialises the lock, whose owner may not exist there.
+/// Reinitialises the lock in a forked child, where the lock's owner may not exist.
 void qxpath_renew_lock();
 
-/// Copies a user's home directory into `home`, which has room for kPathSize bytes. -1 when
-/// /etc/passwd does not tell.
+/// Stores in `home`, which has kPathSize bytes, the home directory of `user` from /etc/passwd.
+/// Returns 0, or -1 if /etc/passwd has none.
 int get_userhome(const char* user, char* home);
 
 } // namespace qxplix

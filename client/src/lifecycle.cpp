@@ -32,7 +32,7 @@ int open_version_file(const char* install_path) {
     return qx::io::open_file(name, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
 }
 
-// The broker holds a lock on its version file for as long as it runs.
+// The broker locks its version file while it runs.
 bool is_locked(int fd) {
     struct flock query {};
     query.l_type = F_WRLCK;
@@ -41,8 +41,8 @@ bool is_locked(int fd) {
     return result == 0 && query.l_type != F_UNLCK;
 }
 
-// Reads the first line, with its line feed, or as much of it as fits. Unlike read, pread fails for
-// a FIFO or a terminal, so the type needs no check of its own.
+// Reads the first line with its line feed, truncated to fit. pread fails for a FIFO or a terminal,
+// unlike read, so the file's type needs no check.
 int read_line(int fd, char (&line)[kVersionSize]) {
     const ssize_t got =
         qx::io::uninterrupted([&] { return ::pread(fd, line, sizeof line - 1, 0); });
@@ -74,7 +74,7 @@ void print_wrong_version(const char* version) {
                  QX_PROTOCOL_VERSION);
 }
 
-// Ends the text at its line feed and replaces what is not printable ASCII.
+// Cuts the text at its line feed and replaces characters other than printable ASCII.
 void make_printable(char* version) {
     char* at = version;
     for (; *at != '\0' && *at != '\n'; ++at) {
@@ -175,7 +175,6 @@ int qx_plix_init2(const char* install_path) {
     }
     close_parents_descriptors();
     qxpath_set_install_path(install_path);
-    // Stays open, and the broker's lock in sight, until the start is through.
     const qx::io::descriptor version_file(open_version_file(install_path));
     if (!version_file) {
         fail_with_errno(QX_PLIX_STAGE_NOT_RUNNING,

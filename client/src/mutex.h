@@ -1,4 +1,4 @@
-// POSIX mutexes whose use clang checks: a type says which of its members a mutex guards.
+// POSIX mutexes with annotations for clang's thread-safety analysis.
 #pragma once
 
 #include <pthread.h>
@@ -13,14 +13,14 @@
 
 namespace qxplix {
 
-/// A default mutex, ready from its construction on.
+/// A default mutex.
 class QX_ANNOTATE(capability("mutex")) mutex {
 public:
     constexpr mutex() = default;
     mutex(const mutex&) = delete;
     mutex& operator=(const mutex&) = delete;
 
-    /// Makes the mutex new in a forked child, where its owner may not exist.
+    /// Reinitialises the mutex in a forked child, where its owner may not exist.
     void renew() { ::pthread_mutex_init(&native_, nullptr); }
 
     void lock() QX_ANNOTATE(acquire_capability()) { ::pthread_mutex_lock(&native_); }
@@ -30,8 +30,8 @@ private:
     pthread_mutex_t native_ = PTHREAD_MUTEX_INITIALIZER;
 };
 
-/// A mutex that a thread may lock again and again without keeping the others out: whoever waits is
-/// the next to have it, for only the one that waits longest may try.
+/// A mutex that does not starve waiting threads when one thread locks and unlocks it in a loop: the
+/// thread that has waited longest gets the mutex next.
 class QX_ANNOTATE(capability("mutex")) fair_mutex {
 public:
     constexpr fair_mutex() = default;
@@ -45,7 +45,6 @@ public:
     }
     void unlock() QX_ANNOTATE(release_capability()) { ::pthread_mutex_unlock(&native_); }
 
-    /// The same as for a mutex.
     void renew() {
         ::pthread_mutex_init(&turn_, nullptr);
         ::pthread_mutex_init(&native_, nullptr);
@@ -59,7 +58,6 @@ private:
     pthread_mutex_t native_ = PTHREAD_MUTEX_INITIALIZER;
 };
 
-/// Holds a mutex for a scope.
 template <typename Mutex>
 class QX_ANNOTATE(scoped_lockable) mutex_guard {
 public:

@@ -32,19 +32,19 @@ constexpr std::size_t kLinkEndingLength = sizeof kLinkEnding - 1;
 struct install_path {
     mutex guard;
     char text[kPathSize] QX_GUARDED_BY(guard) = {};
-    int known QX_GUARDED_BY(guard) = 0;  ///< 1 when `text` is the answer
-    int in_use QX_GUARDED_BY(guard) = 0; ///< 1 when the library was started with `text`
+    int known QX_GUARDED_BY(guard) = 0;  ///< 1 if `text` is valid
+    int in_use QX_GUARDED_BY(guard) = 0; ///< 1 if the library was started with `text`
 };
 
 constinit install_path path;
 
-// Reads the user database line by line into `text`. stdio would take a heap block for it.
+// Reads /etc/passwd line by line into `text`. stdio would allocate a heap block.
 class passwd_reader {
 public:
     explicit passwd_reader(char (&text)[kPathSize])
         : text_(text) {}
 
-    /// The next line with its line feed, or as much of it as fits. Empty at the end.
+    /// Returns the next line with its line feed, truncated to fit, or an empty span at EOF.
     std::span<char> next() {
         char* feed = std::find(begin_, end_, '\n');
         while (feed == end_) {
@@ -98,8 +98,8 @@ bool use_fallback(char* text) {
     return true;
 }
 
-// Returns field `number` of a passwd line, whose text behind the first colon is `rest`. Overwrites
-// the colons up to the end of the field; returns null when no colon ends it.
+// Returns field `number` of a passwd line, or null if no colon ends the field. `rest` is the line
+// after its first colon. Overwrites the colons up to the end of the field.
 char* passwd_field(char* rest, int number) {
     char* start = rest;
     for (int colon = 2; colon <= number; ++colon) {
@@ -114,7 +114,7 @@ char* passwd_field(char* rest, int number) {
     return start;
 }
 
-// Finds a field of a user's line in /etc/passwd. The result points into `text`; null when there is
+// Finds a field of a user's line in /etc/passwd. Returns a pointer into `text`, or null if there is
 // no such line or field.
 const char* find_in_passwd(const char* user, int number, char (&text)[kPathSize]) {
     passwd_reader passwd(text);
@@ -141,7 +141,7 @@ bool find_default(char* text) {
     return read_link(text) || get_userhome(kUser, text) == 0 || use_fallback(text);
 }
 
-// Appends `text`, truncated to the longest name. Returns the new length.
+// Appends `text`, truncated to the maximum length of a name. Returns the new length.
 std::size_t append(char (&name)[kPathSize], std::size_t length, const char* text) {
     const std::size_t added = std::min(std::strlen(text), kLongestVersionFileName - length);
     std::memcpy(name + length, text, added);

@@ -18,18 +18,18 @@
 namespace qxplix {
 namespace {
 
-constexpr milliseconds kRetryInterval = 200; ///< between two attempts to subscribe again
-constexpr milliseconds kAnswerTime = 1000;   ///< for the broker to answer such an attempt
+constexpr milliseconds kRetryInterval = 200; ///< between two retries of a subscription
+constexpr milliseconds kAnswerTime = 1000;   ///< limit for the broker's reply to a retry
 
 // A reader releases the lock after this many events.
 constexpr std::size_t kMostPerTurn = 32;
 
-// A queue that has been this large leaves memory behind that is worth returning.
+// A queue of this size leaves enough free memory to return it to the system.
 constexpr std::size_t kLargeQueue = std::size_t{64} * 1024;
 
 constexpr std::size_t kUsualLimit = std::size_t{32} * 1024 * 1024;
-constexpr milliseconds kCalmTime = 1000;  ///< of uninterrupted reading that ends a backlog
-constexpr milliseconds kStallTime = 5000; ///< without progress of the exempt connection
+constexpr milliseconds kCalmTime = 1000;  ///< uninterrupted reading that ends a backlog
+constexpr milliseconds kStallTime = 5000; ///< limit for the exempt connection without progress
 
 /// Connections and pipes are read and closed under this lock; otherwise a recycled descriptor
 /// number could be mistaken for its previous owner.
@@ -40,18 +40,18 @@ struct registrar_table {
     bool emptied QX_GUARDED_BY(guard);   ///< a long queue has become empty
     bool any_ended QX_GUARDED_BY(guard); ///< a callback has ended a subscription
 
-    bool held_back QX_GUARDED_BY(guard); ///< the backlog is too large; connections are not read
+    bool held_back QX_GUARDED_BY(guard); ///< back-pressure: connections are not read
     bool warned QX_GUARDED_BY(guard);
-    milliseconds held_back_at QX_GUARDED_BY(guard); ///< the last time, while `warned`
-    /// The one connection that is read while held back with empty queues: no reader can make room
-    /// then, so its frame has to complete. Its subscription may have ended.
+    milliseconds held_back_at QX_GUARDED_BY(guard); ///< last time of back-pressure, while `warned`
+    /// The one connection that is read under back-pressure with empty queues: no reader can make
+    /// room then, so its frame must complete. Its subscription may have ended.
     subscription* exempt QX_GUARDED_BY(guard);
-    milliseconds progressed_at QX_GUARDED_BY(guard); ///< when the exempt connection was read
+    milliseconds progressed_at QX_GUARDED_BY(guard); ///< last read of the exempt connection
 
-    milliseconds lost_at QX_GUARDED_BY(guard); ///< when the broker was lost; 0 while it is there
+    milliseconds lost_at QX_GUARDED_BY(guard); ///< time of the connection's loss, or 0
 };
 
-/// Memory of events that wait.
+/// Memory of waiting events.
 struct backlog {
     std::size_t queued;
     std::size_t unfinished; ///< received parts of incomplete frames
@@ -84,7 +84,7 @@ subscription* find_event(const char* event_name) QX_REQUIRES(table.guard) {
     });
 }
 
-// To be called after every callback.
+// Call this after every callback.
 void close_ended() QX_REQUIRES(table.guard) {
     if (!table.any_ended) {
         return;
@@ -116,7 +116,7 @@ bool may_be_read(const subscription& slot) QX_REQUIRES(table.guard) {
     return !table.held_back || &slot == table.exempt;
 }
 
-// To be called after anything that makes room, except in the event thread.
+// Call this after every change that frees backlog, except on the event thread.
 void wake_if_relieved() QX_REQUIRES(table.guard) {
     if (!table.held_back) {
         return;
@@ -147,7 +147,8 @@ void choose_exempt(bool has_queued) QX_REQUIRES(table.guard) {
         }
         subscription_lose(*table.exempt);
     }
-    // The largest first: completing it frees the most memory, and new frames cannot starve it.
+    // Choose the largest frame: its completion frees the most memory, and new frames cannot starve
+    // it.
     table.exempt = nullptr;
     for (subscription& slot : table.slots) {
         if (is_under_way(slot) && (table.exempt == nullptr ||
@@ -178,7 +179,7 @@ void take_in(subscription& slot) QX_REQUIRES(table.guard) {
 void resubscribe(subscription& slot, milliseconds time) QX_REQUIRES(table.guard) {
     const milliseconds waited = time - slot.attempted_at;
     if (slot.state == subscription_state::subscribing && waited >= kAnswerTime) {
-        // A slow callback may have used the time up, and the answer be there.
+        // A slow callback may have delayed this pass, so the reply may have arrived in time.
         take_in(slot);
         if (slot.state == subscription_state::subscribing) {
             subscription_lose(slot);
@@ -190,7 +191,7 @@ void resubscribe(subscription& slot, milliseconds time) QX_REQUIRES(table.guard)
 }
 
 bool registrar_process_event_on_pipe(subscription& slot) QX_REQUIRES(table.guard) {
-    // The callback may have forked, and this be the child.
+    // The callback may have forked, and this may be the child.
     if (!subscription_hand_over(slot) || !is_initialised()) {
         return false;
     }
@@ -226,8 +227,8 @@ int fail_no_subscription() {
 
 enum class notification { taken, awaited, ended };
 
-// Takes the notifications of the oldest events, until those total `most` bytes of text, and stores
-// the number of these events.
+// Takes the notification bytes of the oldest events, up to `most` bytes of text in total. Stores
+// the number of these events in `events`.
 notification take_notifications(const event_pipe& pipe, std::size_t most, std::size_t& events) {
     const mutex_guard lock(table.guard);
     subscription* const slot = find_pipe(pipe);
@@ -235,7 +236,8 @@ notification take_notifications(const event_pipe& pipe, std::size_t most, std::s
         return notification::ended;
     }
     events = event_queue_count(slot->queue, most);
-    // Another reader may have delivered the event of a notification, or taken that of an event.
+    // Another reader may have taken some of these notification bytes, or may have delivered events
+    // whose notification byte is still in the pipe.
     const ssize_t taken = event_pipe_read(pipe, slot->waiting == 0 ? 1 : events);
     if (taken < 0) {
         return notification::ended;
@@ -277,7 +279,7 @@ int read_events(event_pipe* pipe, std::size_t most, int cancel_state) {
         switch (take_notifications(*pipe, most, events)) {
         case notification::taken:
             deliver_waiting(*pipe, events);
-            clear_failure(); // of a callback
+            clear_failure(); // the callback may have left a failure
             return 0;
         case notification::awaited:
             if (wait_for_notification(pipe, cancel_state) != 0) {
@@ -292,7 +294,7 @@ int read_events(event_pipe* pipe, std::size_t most, int cancel_state) {
 
 enum class backlog_change { none, begins, ends };
 
-// Decides which connections are read.
+// Starts and ends back-pressure, and watches the connections that may be read.
 backlog_change limit_backlog(std::size_t limit) QX_REQUIRES(table.guard) {
     const backlog waiting = measure_backlog();
     if (table.held_back) {
@@ -316,8 +318,8 @@ backlog_change limit_backlog(std::size_t limit) QX_REQUIRES(table.guard) {
     return backlog_change::none;
 }
 
-// Goes on with every subscription whose connection was lost, without waiting. Returns whether
-// another attempt is due soon. Does nothing while reading is paused.
+// Retries every lost subscription without waiting. Returns whether another retry is due soon. Does
+// nothing under back-pressure.
 bool registrar_resubscribe_all_pending_subs() QX_REQUIRES(table.guard) {
     if (table.held_back) {
         return false;
@@ -335,8 +337,8 @@ bool registrar_resubscribe_all_pending_subs() QX_REQUIRES(table.guard) {
 
 enum class connection_change { none, lost, regained };
 
-// Compares the connections with what the application was told last. `missed` receives the time
-// without the broker.
+// Compares the connections with the last report to the application. Stores in `missed` how long the
+// broker was lost.
 connection_change note_connection(milliseconds& missed) QX_REQUIRES(table.guard) {
     bool any_lost = false;
     bool any_there = false;
@@ -345,7 +347,7 @@ connection_change note_connection(milliseconds& missed) QX_REQUIRES(table.guard)
                    slot.state == subscription_state::subscribing;
         any_there = any_there || slot.state == subscription_state::active;
     }
-    // Without any subscription nobody knows yet whether a lost broker is back.
+    // Without an active subscription it is unknown whether a lost broker runs again.
     const bool is_lost = any_lost || (table.lost_at != 0 && !any_there);
     if (is_lost == (table.lost_at != 0)) {
         return connection_change::none;
@@ -364,8 +366,8 @@ void warn_of_backlog(std::size_t limit) {
     warn(text);
 }
 
-// Calls `read` with a reference to the pipe and with cancellation disabled. `read` gets the cancel
-// state to restore while it waits.
+// Calls `read` while holding a reference to the pipe and with thread cancellation disabled. `read`
+// receives the cancel state to restore while it waits.
 template <typename Read>
 int use_pipe(int read_fd, const Read& read) {
     event_pipe* const pipe = acquire_pipe(read_fd);
@@ -461,7 +463,7 @@ int registrar_process_some_events_on_pipe(int read_fd, std::size_t most) {
             return fail_no_subscription();
         }
         deliver_waiting(*pipe, events);
-        clear_failure(); // of a callback
+        clear_failure(); // the callback may have left a failure
         return 0;
     });
 }

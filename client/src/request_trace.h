@@ -1,4 +1,4 @@
-// Measures a request for the observer of qx_plix_trace.h.
+// The measurement of a request for the observer of qx_plix_trace.h.
 #pragma once
 
 #include "exchange.h"
@@ -7,14 +7,15 @@ namespace qxplix {
 
 class request_trace {
 public:
+    /// Starts the measurement of the command or event `name`, which must outlive the object.
     explicit request_trace(const char* name);
 
-    /// Tells the observer, if there is one, how the exchange went.
+    /// Reports the finished request to the observer, if there is one.
     void end(const exchange& talk, int result) const;
 
 private:
     const char* name_;
-    std::int64_t begun_ = 0; ///< in microseconds
+    std::int64_t begun_ = 0; ///< time in microseconds
 };
 
 } // namespace qxplix

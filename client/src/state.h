@@ -7,15 +7,15 @@
 
 namespace qxplix {
 
-/// Whether qx_plix_init has succeeded and qx_plix_uninit has not been called since. Any thread.
+/// Returns whether the library is started. Safe to call from any thread.
 bool is_initialised();
 void set_initialised(bool now);
 
-/// The exported flag `stopped`, from any thread.
+/// Read and set the exported flag `stopped`. Safe to call from any thread.
 bool is_stopped();
 void set_stopped(bool now);
 
-/// Fills `err`, unless null. A description that does not fit is cut between two characters.
+/// Fills `err`, which may be null. Truncates the description at a UTF-8 character boundary.
 void set_error(qx_plix_error_t* err, std::int32_t code, const char* description);
 
 } // namespace qxplix

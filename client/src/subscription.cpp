@@ -12,12 +12,12 @@
 namespace qxplix {
 namespace {
 
-// One flood of events must not keep the other connections waiting, nor whoever wants the lock.
+// Limit per call, so that a flood of events starves neither other connections nor other threads.
 constexpr std::size_t kMostPerReport = std::size_t{256} * 1024;
 
 void close_connection(subscription& slot) {
     event_thread_cancel_fd(slot.conn_fd);
-    // A child that was forked just now has a copy; it must not keep the subscription alive.
+    // A forked child may hold a copy of the descriptor, which would keep the connection open.
     ::shutdown(slot.conn_fd, SHUT_RDWR);
     qx::io::close_fd(slot.conn_fd);
     frame_reader_reset(slot.reader);
@@ -26,7 +26,7 @@ void close_connection(subscription& slot) {
 __thread bool in_callback = false;
 
 void run_callback(const subscription& slot, const char* message) {
-    clear_failure(); // a callback has made no call yet
+    clear_failure(); // so that the callback sees only failures of its own calls
     in_callback = true;
     slot.callback(message, slot.user_data);
     in_callback = false;
@@ -80,7 +80,7 @@ bool handle_all(subscription& slot, byte_range in) {
     return true;
 }
 
-// Stores in `size` how many bytes were received. Returns false when the connection is lost.
+// Stores in `size` how many bytes were received. Returns false if the connection is lost.
 bool receive_into(byte_gap room, int fd, std::size_t& size) {
     const std::size_t wanted = room.size < kMostPerReport ? room.size : kMostPerReport;
     const ssize_t result = ::recv(fd, room.data, wanted, MSG_DONTWAIT);
@@ -106,8 +106,8 @@ bool receive_bulk(subscription& slot, byte_gap scratch) {
     return true;
 }
 
-// Receives at most one event. Later events stay in the socket, which epoll reports again after the
-// other connections have had their turn.
+// Receives at most one event. Later events stay in the socket; level-triggered epoll reports them
+// after the other connections.
 bool receive_one(subscription& slot) {
     frame_state state = frame_state::incomplete;
     for (int part = 0; part < 2 && state == frame_state::incomplete; ++part) {
@@ -203,7 +203,7 @@ bool subscription_receive(subscription& slot, byte_gap scratch) {
     return has_queue ? receive_bulk(slot, scratch) : receive_one(slot);
 }
 
-// One notification byte per event. Those that do not fit follow when the reader has made room.
+// A later call writes the bytes that do not fit into the pipe.
 void subscription_announce(subscription& slot) {
     if (slot.unannounced > 0) {
         slot.unannounced -= event_pipe_write(*slot.pipe, slot.unannounced);

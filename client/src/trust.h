@@ -1,13 +1,14 @@
-// Checks who the broker is: its socket has no file, so any user can listen on it first.
+// The check of the broker's user. The broker's socket has no file, so any user can listen on it
+// first.
 #pragma once
 
 namespace qxplix {
 
-/// Whether the process that listens at the other end of `conn` runs as an accepted user. Warns of a
-/// refused user once, until the peer is a different user. Any thread.
+/// Returns whether the peer of the connected socket `conn` runs as an accepted user. Warns of a
+/// refused user once, until the peer is a different user. Safe to call from any thread.
 bool is_trusted_broker(int conn);
 
-/// In a forked child: forgets who had the lock.
+/// Reinitialises the lock in a forked child, where the lock's owner may not exist.
 void trust_renew_lock();
 
 } // namespace qxplix

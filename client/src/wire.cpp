@@ -17,7 +17,7 @@ int fail_bad_reply(const char* detail) {
     return fail(QX_PLIX_STAGE_BAD_REPLY, "the broker's reply cannot be understood", detail);
 }
 
-// A length that makes no sense leaves the reader without a body, as a lack of memory does.
+// A frame is broken if its length is invalid or if memory for its body ran out.
 int fail_broken_frame(const frame_reader& reader) {
     std::int32_t length = 0;
     std::memcpy(&length, reader.header, sizeof length);
@@ -29,7 +29,7 @@ const char* text_of(const json_t* details, const char* key) {
     return json_string_value(json_object_get(details, key));
 }
 
-// The broker's reason for a refusal stands in "description" or "error" of the data, or is the data.
+// The broker's reason is the "description" or the "error" of the data, or the data itself.
 int fail_with_reason(const json_t* data) {
     const char* description = text_of(data, "description");
     if (description == nullptr) {
@@ -147,7 +147,7 @@ int read_response(const char* text, char** data_out) {
     if (status == nullptr) {
         return fail_bad_reply("it has no \"status\"");
     }
-    // A status that is no integer reads as 0.
+    // A status that is not an integer counts as 0.
     const bool accepted = static_cast<std::int32_t>(json_integer_value(status)) == 0;
     return accepted ? 0 : fail_with_reason(data);
 }
