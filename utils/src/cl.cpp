@@ -11,7 +11,7 @@ namespace {
 constexpr string_view kBoolWords[] = {"", "true", "yes", "1", "false", "no", "0"};
 constexpr std::size_t kTrueWords = 4;
 
-// A notation that strtoll knows in newer C libraries only.
+// Only newer C libraries accept binary numbers in strtoll, so none are accepted.
 bool is_binary(const std::string& text) {
     std::size_t at = std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size());
     if (text[at] == '+' || text[at] == '-') {
@@ -201,7 +201,7 @@ void command_line_parser::add(detail::option_base& option) {
 }
 
 void command_line_parser::remove(const detail::option_base& option) {
-    // From the back: options go in the reverse order of their coming.
+    // Search from the end: options are destroyed in the reverse order of their construction.
     const auto found = std::find(options_.rbegin(), options_.rend(), &option);
     if (found != options_.rend()) {
         options_.erase(std::next(found).base());

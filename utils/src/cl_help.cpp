@@ -37,8 +37,8 @@ std::string upper_case(string_view text) {
     return upper;
 }
 
-/// Where the line that begins with `text` ends: at a blank within `room`, or behind a word that is
-/// longer.
+/// Returns the length of the first line of `text`: up to the last space within `room`, or up to the
+/// end of a word that is longer.
 std::size_t line_length(string_view text, std::size_t room) {
     if (text.size() <= room) {
         return text.size();
@@ -51,7 +51,7 @@ std::size_t line_length(string_view text, std::size_t room) {
     return std::min(text.find(" "), text.size());
 }
 
-/// How an option is typed.
+/// Returns the option as the user types it.
 std::string synopsis(option_base& option) {
     const string_view described = option.value_description();
     const bool bracketed = described.find("<") != string_view::npos;
@@ -85,7 +85,7 @@ private:
     void add_help(std::size_t used, string_view help);
     void add_notes();
     void add_option(option_base& option);
-    /// The options of one sub-command; those of every sub-command when the name is empty.
+    /// Adds the options of one sub-command, or those of all sub-commands if the name is empty.
     void add_options(string_view sub_command);
 
     const command_line_parser& parser_;
@@ -99,7 +99,8 @@ void UsagePage::add_heading(string_view text) {
     add(bold_ ? "\033[0m" : "");
 }
 
-/// Adds `text` to a line that is filled up to `column`, where its further lines begin too.
+/// Adds `text` to a line that is filled up to `column`. Its continuation lines begin at `column`
+/// too.
 void UsagePage::add_wrapped(string_view text, std::size_t column) {
     bool first = true;
     for (string_view rest : text.split("\n")) {
@@ -114,8 +115,7 @@ void UsagePage::add_wrapped(string_view text, std::size_t column) {
     }
 }
 
-/// Adds the help text of something that fills its line up to `used`: beside it, or below when that
-/// is too far.
+/// Adds a help text to a line that is filled up to `used`, or below that line if it is too long.
 void UsagePage::add_help(std::size_t used, string_view help) {
     constexpr std::size_t kGap = 2;
     if (help.empty() || used + kGap > kHelpColumn) {

@@ -13,7 +13,7 @@ using detail::nearest_word;
 using detail::option_base;
 using detail::quoted;
 
-/// A word that names an option, taken apart: one dash or two, the name, and perhaps "=" and a
+/// The parts of a word that names an option: one or two dashes, the name, and optionally "=" and a
 /// value.
 struct NamedWord {
     string_view name;
@@ -38,7 +38,7 @@ std::string dashed(string_view name) {
     return concat({"--", name});
 }
 
-/// What a person may give to `option`.
+/// Returns what `option` accepts, for a message.
 std::string expected(const option_base& option) {
     const string_view kind = option.expected_kind();
     if (!kind.empty()) {
@@ -52,13 +52,13 @@ std::string did_you_mean(string_view known) {
     return known.empty() ? std::string() : concat({"; did you mean '", known, "'?"});
 }
 
-/// Fills the last-error record and yields the result of a rejected command line.
+/// Sets the last error of a rejected command line. Returns false.
 bool reject(string_view fault, const std::string& reason) {
     set_qxerrno(error_number::bad_command_line, fault, reason);
     return false;
 }
 
-/// One pass over a command line, after the sub-command was found in it.
+/// Parses one command line: finds the sub-command first, then handles the words in order.
 class Scanner {
 public:
     Scanner(const command_line_parser& parser, std::span<char* const> words)
@@ -71,7 +71,7 @@ public:
     bool scan();
 
 private:
-    /// "Nowhere" as the index of a word.
+    /// The index of no word.
     static constexpr std::size_t kNone = string_view::npos;
 
     [[nodiscard]] string_view word(std::size_t at) const { return words_[at]; }
@@ -99,11 +99,11 @@ private:
     std::span<option_base* const> options_;
     option_base* selector_;
     std::span<char* const> words_;
-    string_view subject_; // the sub-command, once it is known
+    string_view subject_; // the program, or the sub-command once it is known
     std::size_t chosen_at_;
     std::size_t stranger_at_ = kNone;  // the first unknown option before the sub-command
-    std::size_t swallowed_at_ = kNone; // the first value that would have been a sub-command
-    std::size_t value_at_ = kNone;     // the last word that was taken as a value
+    std::size_t swallowed_at_ = kNone; // the first value that is also the name of a sub-command
+    std::size_t value_at_ = kNone;     // the last word used as the value of an option
 };
 
 bool Scanner::scan() {
@@ -138,11 +138,11 @@ bool Scanner::choose_sub_command() {
     return true;
 }
 
-// The sub-command decides which of several options of one name is meant, also for options in front
-// of it, so it is found first. Until it is known, a name takes the next word unless every option of
-// that name is a switch. A name that nobody registered takes it too, unless that word is a
-// sub-command or an option: such a line is rejected anyhow, and so the reason can still say for
-// which sub-command.
+// Several sub-commands may have an option of the same name, and options may precede the
+// sub-command, so the sub-command is found first. Until then an option takes the next word as its
+// value unless every option of its name is a switch. An unknown option also takes the next word
+// unless that word is a sub-command or an option; the line is rejected anyway, but the message can
+// name the sub-command.
 std::size_t Scanner::find_sub_command() {
     bool options_ended = false;
     for (std::size_t at = 0; at < words_.size(); ++at) {
@@ -266,7 +266,7 @@ bool Scanner::is_accepted(const option_base& option) const {
     return option.belongs_to(subject_);
 }
 
-/// The sub-commands that have an option of this name.
+/// Returns the names of the sub-commands that have an option of this name.
 std::string Scanner::owners(string_view name) const {
     std::vector<string_view> found;
     for (const option_base* option : options_) {
@@ -278,7 +278,8 @@ std::string Scanner::owners(string_view name) const {
     return joined(found, " and ");
 }
 
-/// The option of this sub-command, or of any while there is none, whose name is closest.
+/// Finds the option with the closest name, among those of the sub-command or, without one, among
+/// all.
 nearest_word Scanner::nearest_option(string_view name) const {
     nearest_word nearest(name);
     const bool any = selector_ != nullptr && !selector_->given();
@@ -292,7 +293,7 @@ nearest_word Scanner::nearest_option(string_view name) const {
     return nearest;
 }
 
-/// The option in a reason.
+/// Returns the name of an option for messages.
 std::string Scanner::label(const option_base& option) const {
     if (option.is_positional()) {
         return concat({"the word of ", subject_});

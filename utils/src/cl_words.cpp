@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kShownCharacters = 60;
 
-constexpr std::size_t kShortestPart = 3; ///< of a word, to suggest the whole word
+constexpr std::size_t kShortestPart = 3; ///< minimum length of a part that suggests the whole word
 
 std::size_t edit_distance(string_view left, string_view right) {
     std::vector<std::size_t> row(right.size() + 1);

@@ -13,7 +13,7 @@ struct Character {
     bool valid = false;
 };
 
-/// The UTF-8 character at `at`; one invalid byte where there is none.
+/// Decodes the UTF-8 character at `at`, or one byte, marked invalid, if there is none.
 Character decode(string_view text, std::size_t at) {
     const auto byte = [&](std::size_t index) { return static_cast<unsigned char>(text[index]); };
     const unsigned char lead = byte(at);
@@ -36,7 +36,7 @@ Character decode(string_view text, std::size_t at) {
     return {code, size, !overlong && !surrogate && code < 0x110000};
 }
 
-/// Whether the character is visible on a terminal and changes neither line nor direction.
+/// Returns whether the character is visible and changes neither the line nor the text direction.
 bool is_plain(std::uint32_t code) {
     struct Range {
         std::uint32_t first;

@@ -24,15 +24,15 @@
 namespace qx {
 namespace {
 
-constexpr int kFirstOther = 3; // behind the standard streams
+constexpr int kFirstOther = 3; // the first descriptor after the standard streams
 constexpr int kCannotRun = 127;
 constexpr mode_t kUmask = 022;
 constexpr char kPath[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
 
 using Clock = std::chrono::steady_clock;
 
-// What the child uses, made before the fork: in it only async-signal-safe calls are allowed, for
-// another thread may hold the allocator's lock for ever.
+// The data of the child, prepared before the fork: the child may make only async-signal-safe calls,
+// because another thread may have held the allocator's lock during the fork.
 struct Launch {
     std::vector<char*> words;
     std::vector<char*> environment;
@@ -74,9 +74,9 @@ void close_descriptors(int first, int last, int limit) {
 [[noreturn]] void become(const Launch& launch) {
     const int report = launch.report_write.get();
     reset_signals();
-    // Ctrl-C at the terminal is for the caller, who may want the program to reach its end.
+    // A session of its own: Ctrl-C at the terminal must not end the program.
     ::setsid();
-    // Closed first: at the descriptor limit the open below would fail.
+    // Close descriptors first: at the descriptor limit the open below would fail.
     close_descriptors(kFirstOther, report - 1, launch.descriptor_limit);
     close_descriptors(report + 1, INT_MAX, launch.descriptor_limit);
     const int null = ::open("/dev/null", O_RDWR);
@@ -94,7 +94,7 @@ void close_descriptors(int first, int last, int limit) {
 
 [[noreturn]] void run_child(const Launch& launch) {
     if (launch.detach) {
-        // The program becomes an orphan, so that nobody has to wait for it.
+        // Fork twice: init adopts the program and reaps it.
         const pid_t pid = ::fork();
         if (pid < 0) {
             give_up(launch.report_write.get());
@@ -114,7 +114,7 @@ bool open_report(Launch& launch) {
     launch.report_read.reset(ends[0]);
     launch.report_write.reset(ends[1]);
     if (ends[1] < kFirstOther) {
-        // The child puts /dev/null there.
+        // Keep the write end clear of the standard streams, which the child replaces.
         launch.report_write.reset(::fcntl(ends[1], F_DUPFD_CLOEXEC, kFirstOther));
     }
     return static_cast<bool>(launch.report_write);
@@ -152,7 +152,7 @@ bool prepare(Launch& launch, const std::vector<std::string>& argv) {
 }
 
 pid_t start(const Launch& launch) {
-    // A handler of the caller must not run in the child.
+    // Block signals: a handler of the caller must not run in the child.
     sigset_t all;
     sigset_t before;
     ::sigfillset(&all);
@@ -167,8 +167,8 @@ pid_t start(const Launch& launch) {
     return pid;
 }
 
-// Sets the default action of SIGCHLD for a scope: where the signal is ignored, and that may come
-// from whoever started this program, nobody ever learns how a child ended.
+// Sets the default action of SIGCHLD for a scope. If SIGCHLD is ignored, which the parent of this
+// process may have arranged, waitpid cannot return the status of a child.
 class waitable_children {
 public:
     waitable_children() {
@@ -184,14 +184,15 @@ private:
     struct sigaction before_ {};
 };
 
-// 0 when the program runs: then its exec has closed the other end.
+// Returns 0 if the program runs, because exec has then closed the write end, or else errno of the
+// child.
 int read_report(int fd) {
     int reason = 0;
     const ssize_t got = io::uninterrupted([&] { return ::read(fd, &reason, sizeof reason); });
     return got < 0 ? errno : reason;
 }
 
-// Blocks SIGCHLD for a scope, so that it can be waited for.
+// Blocks SIGCHLD for a scope, so that sigtimedwait can receive it.
 class held_sigchld {
 public:
     held_sigchld() {
@@ -225,8 +226,7 @@ bool is_told_to_stop() {
     return false;
 }
 
-// Kills every process of the session that `leader` leads. Returns false when the leader could not
-// be killed.
+// Kills every process of the session of `leader`. Returns false if the leader could not be killed.
 bool kill_session(pid_t leader) {
     const bool is_killed = ::kill(-leader, SIGKILL) == 0;
     const std::unique_ptr<DIR, int (*)(DIR*)> processes(::opendir("/proc"), ::closedir);
@@ -239,7 +239,7 @@ bool kill_session(pid_t leader) {
     return is_killed;
 }
 
-// Like waitpid, but kills the child's session when `grace` has passed after a stop signal.
+// Like waitpid, but kills the child's session if the child still runs `grace` after a stop signal.
 pid_t wait_with_grace(pid_t pid, int& how, std::chrono::milliseconds grace, bool& is_killed) {
     constexpr std::chrono::milliseconds turn(100);
     const held_sigchld child_ends;

@@ -23,7 +23,6 @@ bool write_all(int fd, string_view text) {
 void set_mode(int fd, unsigned int mode, unsigned int wanted) {
     constexpr unsigned int all_bits = 07777;
     if ((mode & all_bits) != wanted) {
-        // Only the owner may; anybody else is no worse off than before.
         static_cast<void>(::fchmod(fd, wanted));
     }
 }

@@ -25,8 +25,8 @@ constexpr string_view kPlaceholder = "yyyy-mm-dd HH:MM:SS.__m ____pid __lvl ";
 constexpr int kNothing = -1;
 
 struct Level {
-    const char* setting; // what the environment variable calls it
-    const char* name;    // what a line calls it
+    const char* setting; // name in the environment variable
+    const char* name;    // name in a line
 };
 
 constexpr Level kLevels[] = {
@@ -83,7 +83,7 @@ void fill_placeholder(std::string& line, level severity) {
     }
 }
 
-// A value from outside must neither forge a line nor control the terminal of whoever reads the log.
+// Untrusted values must neither forge a line nor control the terminal of a reader.
 void escape_controls(std::string& line) {
     const std::size_t end = line.ends_with('\n') ? 1 : 0;
     const string_view text(line.data(), line.size() - end);
@@ -103,7 +103,7 @@ bool open(log_file& log, const char* name) {
         return false;
     }
     if (!io::make_directory(state.c_str())) {
-        return errno == ENOENT; // no agent is installed
+        return errno == ENOENT; // no agent is installed, so there is no log
     }
     return io::make_directory(directory.c_str()) && log.open(file);
 }

@@ -15,15 +15,15 @@ namespace qx {
 namespace {
 
 constexpr off_t kLargest = 256L * 1024;
-// The limit while another process holds the lock, which anyone who may read the log can hold for
+// The limit while another process holds the lock. Any user who can read the log can hold it for
 // ever.
 constexpr off_t kLargestUnlocked = 2 * kLargest;
 constexpr mode_t kMode = 0640;
 
-// Opens a file for appending and sets the log's mode. Returns nothing, with errno, when it is not a
-// regular file or has several hard links (EMLINK).
+// Opens a file for appending and sets the log's mode. Returns an empty descriptor, with errno, on
+// failure, also if the file is not a regular file (EINVAL) or has several hard links (EMLINK).
 io::descriptor open_for_appending(const std::string& file, int more_flags) {
-    // Non-blocking for the sake of a fifo in the file's place; a file takes no notice.
+    // O_NONBLOCK: the name may refer to a FIFO.
     const int flags = O_RDWR | O_APPEND | O_NOFOLLOW | O_NONBLOCK | more_flags;
     io::descriptor fd(io::open_file(file.c_str(), flags, kMode));
     struct stat status {};
@@ -34,7 +34,7 @@ io::descriptor open_for_appending(const std::string& file, int more_flags) {
         errno = EINVAL;
         return io::descriptor();
     }
-    // A hard link may lead to a file of another user.
+    // The file may be a hard link to another user's file.
     if (status.st_nlink > 1) {
         errno = EMLINK;
         return io::descriptor();
@@ -76,10 +76,10 @@ bool log_file::is_replaced(const struct stat& opened) const {
            opened.st_dev != named.st_dev;
 }
 
-// Takes one step towards a current file with room for the line, locked if possible. Returns false
-// when another step is needed.
+// Locks the file if possible, then reopens a file that another process has rotated, or rotates a
+// full one. Returns false if the file was reopened and must be checked again.
 bool log_file::make_ready(std::size_t length) {
-    // Without the lock, lines of several writers still come out whole.
+    // A failure is harmless: appends of other writers do not interleave even without the lock.
     locked_ = io::uninterrupted([&] { return ::flock(fd_.get(), LOCK_EX | LOCK_NB); }) == 0;
     const off_t largest = !locked_ && errno == EWOULDBLOCK ? kLargestUnlocked : kLargest;
     struct stat status {};
@@ -87,7 +87,6 @@ bool log_file::make_ready(std::size_t length) {
         return true;
     }
     if (is_replaced(status)) {
-        // Somebody else has begun the file again.
         return !reopen();
     }
     size_ = status.st_size;
@@ -95,11 +94,11 @@ bool log_file::make_ready(std::size_t length) {
     if (size_ == 0 || size_ + static_cast<off_t>(length + (has_half_line_ ? 1 : 0)) <= largest) {
         return true;
     }
-    // When the file cannot be begun again, a file too large is better than a line lost.
+    // If the rotation fails, append to the full file rather than lose the line.
     return ::rename(path_.c_str(), older().c_str()) != 0 || !reopen();
 }
 
-// Whether a writer was killed, or had no room, in the middle of the last line.
+// A killed writer or a full disk leaves an incomplete last line.
 bool log_file::ends_in_half_line() const {
     char last = '\n';
     return size_ > 0 &&
@@ -107,8 +106,8 @@ bool log_file::ends_in_half_line() const {
            last != '\n';
 }
 
-// Writes with a single call, so that lines of other writers do not interleave. After a short write
-// the torn line is cut off unless another writer has appended since.
+// Writes with a single call, so that lines of several writers do not interleave. After a short
+// write, removes the incomplete line unless another writer has appended since.
 void log_file::write(string_view text) {
     const ssize_t written =
         io::uninterrupted([&] { return ::write(fd_.get(), text.data(), text.size()); });

@@ -9,18 +9,18 @@
 
 namespace qx {
 
-/// Holds the last lines, up to a fixed size; the lines before are in one older file beside it, ".1"
-/// appended.
+/// A log file with rotation: at a fixed size the file is renamed to its name with ".1" appended,
+/// which replaces the previous one. One thread may use an object at a time.
 class log_file {
 public:
-    /// Opens `file`, or creates it; a file with several hard links is rotated away. Returns false,
-    /// with errno, on failure.
+    /// Opens or creates `file`. Rotates a file with several hard links. Returns false, with errno,
+    /// on failure.
     bool open(const std::string& file);
     [[nodiscard]] bool is_open() const { return static_cast<bool>(fd_); }
     void close() { fd_.reset(); }
 
-    /// Appends one line without ever waiting for another process. A line that cannot be written as
-    /// a whole is dropped. If the file ends in half a line, that is terminated first.
+    /// Appends one line without waiting for other processes. Drops a line that cannot be written
+    /// completely. If the file ends with an incomplete line, terminates that line first.
     void append(string_view line);
 
 private:
@@ -33,7 +33,7 @@ private:
 
     std::string path_;
     io::descriptor fd_;
-    // The state of the file before the line that is being appended.
+    // The state of the file before the current append.
     bool locked_ = false;
     bool has_half_line_ = false;
     off_t size_ = 0;

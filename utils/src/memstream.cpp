@@ -30,14 +30,14 @@ void basic_membuf::truncate(std::size_t length) {
 }
 
 std::size_t basic_membuf::written() const {
-    // Single characters go into the put area without a virtual call, so only its position knows.
+    // std::streambuf stores single characters without a virtual call, so only pptr() counts them.
     return characters_.empty() ? 0 : static_cast<std::size_t>(pptr() - characters_.data());
 }
 
 void basic_membuf::set_position(std::size_t position) {
     char* const start = characters_.data();
     length_ = position;
-    // The put area begins at the write position: moving it within a larger one is limited to int.
+    // Begin the put area at the write position, because pbump moves a position by an int only.
     setp(start + position, start + capacity_);
 }
 

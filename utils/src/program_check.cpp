@@ -11,7 +11,7 @@
 namespace qx {
 namespace {
 
-constexpr int kMostSteps = 1000; // ends a loop of links
+constexpr int kMostSteps = 1000; // limit that ends a loop of links
 
 void push_pieces(std::vector<std::string>& pieces, const std::string& path) {
     std::size_t end = path.size();

@@ -20,7 +20,7 @@ namespace qx {
 namespace {
 
 struct Store {
-    json_ptr values; // as last read or written; null while the store is closed
+    json_ptr values; // last values read or written; null while the store is closed
     bool has_warned = false;
 };
 
@@ -39,7 +39,7 @@ store::place find_place() {
     return {directory, file, file + ".lock"};
 }
 
-// The switch has a lock of its own, and its mark lies beside the store's file.
+// The deployment switch has its own lock, and its mark is a file beside the store.
 store::place find_switch_mark() {
     store::place where = find_place();
     where.lock_file = where.file + ".switch";
@@ -47,11 +47,11 @@ store::place find_switch_mark() {
     return where;
 }
 
-// The members of the switch's mark.
+// Members of the mark.
 constexpr char kWasProtected[] = "was_protected";
 constexpr char kEntrypoint[] = "entrypoint";
 
-// The lock that a settings_lock holds.
+// The lock of the settings_lock object.
 io::descriptor& held_lock() {
     static io::descriptor lock;
     return lock;
@@ -75,20 +75,20 @@ json_ptr damaged(const std::string& file, const std::string& reason) {
     return nullptr;
 }
 
-// Says where, never what: jansson's own message quotes the text, which may hold a secret.
+// Reports only the position: jansson's message quotes the text, which may contain a secret.
 json_ptr not_parsed(const std::string& file, const json_error_t& error) {
     return damaged(file, "is not JSON (line " + std::to_string(error.line) + ", column " +
                              std::to_string(error.column) + ")");
 }
 
-// One line, whatever characters the key has.
+// Escapes the key as JSON, so that the message stays one line.
 std::string key_in_json(const char* key) {
     const json_ptr name(::json_string(key));
     const text_ptr text(::json_dumps(name.get(), JSON_ENCODE_ANY | JSON_ENSURE_ASCII));
     return text ? text.get() : "a key";
 }
 
-// Null, with the last-error record, when `bytes` is not an object of texts.
+// Parses an object of texts. Returns null, with the last error, if `bytes` is anything else.
 json_ptr parse(const std::string& file, const std::string& bytes) {
     if (bytes.empty()) {
         return damaged(file, "is empty");
@@ -112,7 +112,7 @@ json_ptr parse(const std::string& file, const std::string& bytes) {
     return object;
 }
 
-// The values in `content`; null as in `parse`.
+// Returns the values in `content`, or null like `parse`.
 json_ptr load(const std::string& file, const store::snapshot& content) {
     if (content.exists) {
         return parse(file, content.bytes);
@@ -122,8 +122,7 @@ json_ptr load(const std::string& file, const store::snapshot& content) {
     return none;
 }
 
-// Warns once per opening of the store; a warning for each write would push other lines out of the
-// log.
+// Warns once after each init: a warning for each write would push other lines out of the log.
 void warn_of_others(const store::place& where, const store::snapshot& old) {
     struct stat status {};
     if (std::exchange(store_state().has_warned, true)) {
@@ -149,7 +148,7 @@ int refuse(string_view reason) {
     return -1;
 }
 
-// Memory that runs out is a failure like others. Its record needs none.
+// Converts std::bad_alloc to an ordinary failure. Recording this one needs no memory.
 template <typename Work>
 int attempt(const Work& work) {
     try {
@@ -159,7 +158,7 @@ int attempt(const Work& work) {
     }
 }
 
-// jansson's keys end at a NUL, so no store has a key that contains one.
+// jansson's keys are zero-terminated, so no key of the store contains NUL.
 bool is_key(const std::string& key) {
     return key.find('\0') == std::string::npos;
 }
@@ -186,7 +185,7 @@ std::string to_text(const json_t* object) {
     return std::string(text.get()) + "\n";
 }
 
-// Takes the store's lock, unless a settings_lock holds it. False, with errno, on failure.
+// Takes the store's lock unless a settings_lock holds it. Returns false, with errno, on failure.
 bool lock_store(const store::place& where, bool make_directory, io::descriptor& lock) {
     if (held_lock()) {
         return true;
@@ -195,8 +194,8 @@ bool lock_store(const store::place& where, bool make_directory, io::descriptor& 
     return static_cast<bool>(lock);
 }
 
-// Applies one change to `old`; a null value deletes the key. Returns null, with the last-error
-// record, when the change is refused.
+// Applies one change to `old`; a null value deletes the key. Returns null, with the last error, if
+// the change is invalid.
 json_ptr changed_store(const store::place& where, const store::snapshot& old,
                        const std::string& key, const std::string* value) {
     json_ptr changed = load(where.file, old);
@@ -216,7 +215,7 @@ json_ptr changed_store(const store::place& where, const store::snapshot& old,
     return changed;
 }
 
-// One change of the store, made to what it holds by now; a null value deletes.
+// Changes the store, based on its current content on disk; a null value deletes the key.
 int change(const std::string& key, const std::string* value) {
     const store::place where = find_place();
     if (!values()) {
@@ -294,7 +293,7 @@ int open_store() {
     return values() ? 0 : -1;
 }
 
-// Without memory for the line, the last-error record still has the reason.
+// If memory runs out, the line is lost, but the last error has the reason.
 void report_failure() try {
     QX_LOG(log::level::error, "Cannot read the settings: {:s}", last_error().reason);
 } catch (const std::bad_alloc&) {
@@ -326,7 +325,7 @@ int setMgmt::getKeyValue(const std::string& key, int default_value) {
     const char* begin = text.data();
     const char* const end = begin + text.size();
     if (text.size() > 1 && text[0] == '+' && text[1] != '-') {
-        ++begin; // from_chars knows only "-"
+        ++begin; // from_chars accepts no "+"
     }
     int number = 0;
     const auto [stop, error] = std::from_chars(begin, end, number);

@@ -26,7 +26,7 @@ io::descriptor open_file(const std::string& file, int flags) {
     return io::descriptor(io::open_file(file.c_str(), flags | O_NOFOLLOW, kMode));
 }
 
-// May be a link: to a part of the flash that is not read-only, say.
+// The directory may be a link, for example to a writable part of the flash.
 io::descriptor open_directory(const std::string& directory) {
     return io::descriptor(io::open_file(directory.c_str(), O_RDONLY | O_DIRECTORY));
 }
@@ -36,7 +36,7 @@ bool flush(int fd) {
 }
 
 bool flush_directory(int fd) {
-    // Some file systems keep no directories that could be flushed.
+    // Some file systems cannot flush directories.
     return flush(fd) || errno == EINVAL;
 }
 
@@ -46,7 +46,7 @@ bool flush_parent(const std::string& directory) {
     return fd && flush_directory(fd.get());
 }
 
-// Under the lock the name is ours: what is there was left by a writer that was killed, or planted.
+// Under the lock no other writer uses the name: an existing file is stale or planted.
 io::descriptor make_temporary(const std::string& file) {
     constexpr int flags = O_WRONLY | O_CREAT | O_EXCL;
     io::descriptor fd = open_file(file, flags);
@@ -54,7 +54,7 @@ io::descriptor make_temporary(const std::string& file) {
         fd = open_file(file, flags);
     }
     if (fd) {
-        io::set_mode(fd.get(), 0, kMode); // the umask may have taken rights away
+        io::set_mode(fd.get(), 0, kMode); // the umask may have removed permissions
     }
     return fd;
 }
@@ -72,7 +72,7 @@ bool lacks_space() {
     return errno == ENOSPC || errno == EDQUOT;
 }
 
-// Whether the name still refers to the open file. Stores the file's status in `opened`.
+// Returns whether the name still refers to the open file. Stores the file's status in `opened`.
 bool is_named(int fd, const std::string& file, struct stat& opened) {
     struct stat named {};
     return ::fstat(fd, &opened) == 0 && ::lstat(file.c_str(), &named) == 0 &&
@@ -83,7 +83,7 @@ std::string reserve_of(const place& where) {
     return where.file + ".reserve";
 }
 
-// On a file system without preallocation, writes random bytes, which cannot be compressed away.
+// Reserves disk space. Without fallocate, writes random bytes, which no file system can compress.
 bool allocate(int fd, std::size_t size) {
     if (io::uninterrupted([&] { return ::fallocate(fd, 0, 0, static_cast<off_t>(size)); }) == 0) {
         return true;
@@ -108,8 +108,8 @@ bool write_reserved(const std::string& file, int fd, string_view bytes) {
            flush(fd);
 }
 
-// Writes `bytes` to `temporary`, or on a full disk to the reserved file; `temporary` then gets that
-// file's name.
+// Writes `bytes` to `temporary`. If the disk is full, writes to the reserved file and stores its
+// name in `temporary`.
 bool write_new(const place& where, std::string& temporary, uid_t owner, string_view bytes,
                io::descriptor* reserved) {
     if (write_temporary(temporary, owner, bytes)) {
@@ -127,14 +127,13 @@ bool write_new(const place& where, std::string& temporary, uid_t owner, string_v
     if (!lacks_space()) {
         return false;
     }
-    // A file system that never overwrites in place needs new blocks even here: free the reserved
-    // ones.
+    // A file system that never overwrites in place needs new blocks: free the reserved ones.
     release(where, *reserved);
     return write_temporary(temporary, owner, bytes);
 }
 
 io::descriptor open_lock(const place& where, bool make_directory) {
-    // Non-blocking for the sake of a device in the file's place.
+    // O_NONBLOCK: the name may refer to a device.
     constexpr int flags = O_RDWR | O_CREAT | O_NONBLOCK;
     io::descriptor fd = open_file(where.lock_file, flags);
     if (!fd && errno == ENOENT && make_directory && io::make_directory(where.directory.c_str())) {
@@ -150,12 +149,12 @@ io::descriptor lock(const place& where, bool make_directory, int how) {
             return io::descriptor();
         }
         struct stat locked {};
-        // A lock on an unlinked file excludes nobody.
+        // A lock on an unlinked file excludes no process.
         if (!is_named(fd.get(), where.lock_file, locked)) {
             continue;
         }
-        // A hard link may lead to a file of another user. Whoever waits for the old file starts
-        // over too.
+        // The file may be a hard link to another user's file. Processes that wait for the old file
+        // start over too.
         if (S_ISREG(locked.st_mode) && locked.st_nlink > 1) {
             if (::unlink(where.lock_file.c_str()) != 0) {
                 return io::descriptor();
@@ -176,7 +175,8 @@ bool refuse(const std::string& file, const char* what) {
     return false;
 }
 
-// The new file is visible but may not survive: what was reported as failed must not be found later.
+// Restores the old file after a failed flush: a change that is reported as failed must not take
+// effect.
 void put_back(const place& where, const std::string& temporary, const snapshot& old) {
     if (!old.exists) {
         ::unlink(where.file.c_str());
@@ -198,7 +198,7 @@ bool fail(const std::string& file, const char* what) {
 
 bool read(const place& where, snapshot& content) {
     content = snapshot();
-    // Non-blocking for the sake of a fifo in the file's place.
+    // O_NONBLOCK: the name may refer to a FIFO.
     const io::descriptor fd = open_file(where.file, O_RDONLY | O_NONBLOCK);
     if (!fd) {
         return errno == ENOENT || fail(where.file, "cannot be opened");
@@ -278,7 +278,7 @@ bool replace(const place& where, const snapshot& old, string_view bytes, io::des
     if (!directory) {
         return fail(where.directory, "cannot be opened");
     }
-    // The directory may be new; no store is ever in one that a power cut could take away.
+    // The directory may be new, and its entry must be durable before the store is.
     if (!old.exists && !flush_parent(where.directory)) {
         return fail(where.directory, "cannot be flushed");
     }

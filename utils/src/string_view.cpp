@@ -28,7 +28,7 @@ std::vector<basic_string_view<Char, Traits>>
 basic_string_view<Char, Traits>::split(const basic_string_view& separator,
                                        unsigned long max) const {
     std::vector<basic_string_view> pieces;
-    const unsigned long limit = max - 1; // wraps: 0 means no limit too
+    const unsigned long limit = max - 1; // wraps around: a `max` of 0 means no limit
     std::size_t from = 0;
     while (from < length_) {
         const std::size_t hit = find(separator, from);

@@ -1,29 +1,33 @@
-// The agent's directories, and paths of files and of settings that are known when compiling.
+// The agent's directories, and paths of files and of settings that are known at compile time.
 #pragma once
 
 #include <string>
 
 namespace qx {
 
-/// The agent's well-known directories.
+/// The agent's directories.
 enum class common_path {
-    programs = 1,      ///< where the agent's programs are
-    configuration = 2, ///< where its configuration is
+    programs = 1,      ///< the directory of the agent's programs
+    configuration = 2, ///< the directory of the agent's configuration
 };
 
-/// The path of `directory`; empty for a value that names none.
+/// Returns the path of `directory`, or an empty text if the value is not an enumerator. Main thread
+/// only.
 std::string to_string(common_path directory);
 
-/// A constant path: plain text, or text below one of the agent's directories, which are found at
-/// run time.
+/// A constant path: a text, or a text below one of the agent's directories, which are found at run
+/// time. The texts must live as long as the object.
 class constant_path {
 public:
+    /// Makes a path of `text`.
     constexpr explicit constant_path(const char* text)
         : text_(text) {}
+    /// Makes a path of `below`, which has no leading "/", below `directory`.
     constexpr constant_path(common_path directory, const char* below)
         : directory_(directory)
         , text_(below) {}
 
+    /// Returns the whole path. Main thread only.
     [[nodiscard]] std::string to_string() const;
 
 private:

@@ -1,4 +1,5 @@
-// What the published interface has and nothing here needs: programs written against it compile.
+// Members of the published interface that nothing here uses. They exist so that programs written
+// against that interface compile.
 #pragma once
 
 namespace qx::cl::detail {
@@ -7,30 +8,34 @@ class option_base;
 
 namespace qx::contract {
 
-/// Members of every option.
+/// The unused members of every option.
 class option_members {
 public:
-    virtual int int_val() const { return 0; } ///< a sub-command selector returns its value
+    /// Returns the value of a sub-command selector, and 0 for every other option.
+    virtual int int_val() const { return 0; }
+    /// Returns true: every option has storage.
     virtual bool storage_allocated() { return true; }
 
 protected:
     ~option_members() = default;
 };
 
-/// Members of every value parser.
+/// The unused members of every value parser.
 class parser_members {
 public:
+    /// Does nothing.
     virtual void anchor() {}
-    virtual void initialize(cl::detail::option_base& /*option*/) {} ///< at the registration
+    /// Is called when `option` is registered.
+    virtual void initialize(cl::detail::option_base& /*option*/) {}
 
 protected:
     ~parser_members() = default;
 };
 
-/// The parameter `External` of the option templates: an option is always its own storage.
+/// The value of the parameter `External` of the option templates: an option stores its own value.
 inline constexpr bool external_storage = false;
 
-/// Selects log lines; every mask selects all of them.
+/// A selection of log lines. Every mask selects all lines.
 using log_mask = unsigned long;
 
 } // namespace qx::contract

@@ -1,5 +1,5 @@
-// The last error as a record of streams. A program that uses last_error() instead does not link the
-// locales of the C++ library.
+// The last error as a record of streams. Prefer last_error() of qx/last_error.h: streams link the
+// locales of the C++ library into the program.
 #pragma once
 
 #include "qx/last_error.h"
@@ -9,9 +9,9 @@
 
 namespace qx {
 
-/// What went wrong last: a number and two texts, the short class of the error and its reason.
+/// The last error: its number, its kind in `first` and its reason in `second`.
 struct _QXErrorStorage {
-    /// Number 0, "ok" and "no error".
+    /// Makes a record of no error: the number 0, "ok" and "no error".
     _QXErrorStorage();
 
     std::int32_t number;
@@ -19,7 +19,8 @@ struct _QXErrorStorage {
     basic_memstream second;
 };
 
-/// The one record of the process, brought up to date. For the main thread.
+/// Returns the record of the process, updated from last_error(). The reference stays valid; the
+/// next call updates the same record. Main thread only.
 _QXErrorStorage& _get_qxerrno();
 
 } // namespace qx

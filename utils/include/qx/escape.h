@@ -1,4 +1,5 @@
-// Escapes foreign text for terminals, which would obey its control characters.
+// Escaping of untrusted text, whose control characters a terminal would obey. Safe to call from any
+// thread.
 #pragma once
 
 #include "qx/string_view.h"
@@ -8,15 +9,15 @@
 
 namespace qx {
 
-/// Appends the UTF-8 character at `at`, or one byte if that is no valid character. Control,
-/// invisible and direction-changing characters and invalid bytes are escaped byte by byte, as in
-/// "\x1b". Returns how many bytes of `text` were consumed.
+/// Appends to `out` the UTF-8 character of `text` at index `at`, or one byte if no valid character
+/// begins there. Escapes control, invisible and direction-changing characters and invalid bytes,
+/// byte by byte, as in "\x1b". Returns how many bytes of `text` were consumed.
 std::size_t append_shown(std::string& out, string_view text, std::size_t at);
 
-/// Escapes the whole text like append_shown.
+/// Returns `text`, escaped in the same way.
 std::string shown(string_view text);
 
-/// Whether the text is printable ASCII only and so needs no escaping.
+/// Returns whether `text` contains only printable ASCII and therefore needs no escaping.
 bool is_printable_ascii(string_view text);
 
 } // namespace qx

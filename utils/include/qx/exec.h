@@ -1,4 +1,4 @@
-// Running other programs.
+// Execution of other programs.
 #pragma once
 
 #include <cerrno>
@@ -9,26 +9,29 @@
 namespace qx {
 
 /// Runs the program at the path argv[0], without a shell, with the rest of `argv` as its arguments.
-/// Its standard input and output are /dev/null, its standard error is the caller's; it gets no
-/// other descriptor, no blocked and no ignored signal. It has a session of its own, the working
-/// directory "/", the umask 022 and a fixed PATH; the rest of the environment is the caller's. With
-/// `detach` 0 waits for its end and returns its exit status, 128 plus the signal that ended it;
-/// otherwise returns 0 as soon as it runs. Negative, with the last-error record, when it could not
-/// be run. Meanwhile SIGCHLD has its default action. May be called while other threads run, by one
-/// at a time.
+/// The program has /dev/null as standard input and output, the caller's standard error and no other
+/// descriptor. It neither blocks nor ignores any signal, and has its own session, the working
+/// directory "/", the umask 022, and the caller's environment with a fixed PATH.
+///
+/// With `detach` 0 the call waits until the program ends and returns its exit status, or 128 plus
+/// the number of the signal that ended it. Otherwise the call returns 0 as soon as the program
+/// runs. Returns a negative number, with the last error, if the program could not be run. SIGCHLD
+/// has its default action during the call. Other threads may run, but only one may call this
+/// function at a time.
 int exec_command(const std::vector<std::string>& argv, int detach);
 
-/// How a program ended.
+/// The end of a program.
 struct program_end {
-    int status = -1;        ///< as exec_command returns it
-    int error = ENOMEM;     ///< why it could not be run, when `status` is negative
-    bool is_killed = false; ///< `grace` had passed
+    int status = -1;        ///< the result of exec_command
+    int error = ENOMEM;     ///< errno, if `status` is negative
+    bool is_killed = false; ///< whether the grace period expired
 };
 
-/// Like exec_command with `detach` 0, but limits the wait once the caller is told to stop: when
-/// SIGINT, SIGTERM, SIGHUP or SIGQUIT, which the caller blocks, becomes pending, the program has
-/// `grace` left before its session is killed. Leaves the last-error record alone. Other
-/// threads must block SIGCHLD.
+/// Runs a program like exec_command with `detach` 0, but limits the wait after a stop signal. The
+/// caller blocks SIGINT, SIGTERM, SIGHUP and SIGQUIT. Once one of them is pending, the program has
+/// the time `grace` to end; then every process of its session is killed. Returns how the program
+/// ended; does not record a last error. Other threads must block SIGCHLD, and only one thread may
+/// call this function at a time.
 program_end run_program(const std::vector<std::string>& argv, std::chrono::milliseconds grace);
 
 } // namespace qx

@@ -1,4 +1,4 @@
-// How the utility layer's types appear in fmt's replacement fields.
+// Formatters of fmt for types of the utility layer. Safe to call from any thread.
 #pragma once
 
 #include "qx/error.h"
@@ -7,21 +7,21 @@
 
 #include <fmt/format.h>
 
-/// Takes the specifications of fmt's own string view.
+/// Formats a view of chars. Accepts the format specifications of fmt::string_view.
 template <>
 struct fmt::formatter<qx::string_view> : fmt::formatter<fmt::string_view> {
     fmt::format_context::iterator format(const qx::string_view& text,
                                          fmt::format_context& context) const;
 };
 
-/// The path's text. Only "{}".
+/// Formats the text of a path. Accepts only "{}", without specifications.
 template <>
 struct fmt::formatter<qx::path> {
     constexpr const char* parse(fmt::format_parse_context& context) { return context.begin(); }
     fmt::format_context::iterator format(const qx::path& path, fmt::format_context& context) const;
 };
 
-/// "(first text) second text". Only "{}".
+/// Formats an error as "(first) second". Accepts only "{}", without specifications.
 template <>
 struct fmt::formatter<qx::_QXErrorStorage> {
     constexpr const char* parse(fmt::format_parse_context& context) { return context.begin(); }

@@ -1,19 +1,22 @@
-// Writing files, and their modes.
+// Output to files, and modes of files.
 #pragma once
 
 #include "qx/string_view.h"
 
 namespace qx::io {
 
-/// Writes all of `text`; false, with errno, when that is not possible.
+/// Writes all of `text` to the descriptor `fd`, across short writes and EINTR. Returns false, with
+/// errno, on failure. Async-signal-safe.
 bool write_all(int fd, string_view text);
 
-/// Sets the mode bits of an open file to `wanted`, regardless of the umask, unless `mode`, its
-/// current st_mode, has them already. Does nothing when the file belongs to another user.
+/// Sets the permission bits of the open file `fd` to `wanted`, regardless of the umask. `mode` is
+/// the current st_mode; if it has these bits already, the call does nothing. Ignores errors: only
+/// the owner can change the mode. Safe to call from any thread.
 void set_mode(int fd, unsigned int mode, unsigned int wanted);
 
-/// Makes the directory `path` with mode 0755, whatever the umask. False, with errno, on failure;
-/// true when it exists already. Main thread only: the umask is the process's.
+/// Creates the directory `path` with mode 0755, regardless of the umask. Returns true if the
+/// directory was created or existed already, and false, with errno, on failure. Main thread only,
+/// because the call changes the umask of the process for a moment.
 bool make_directory(const char* path);
 
 } // namespace qx::io

@@ -1,12 +1,12 @@
-// JSON values.
+// Operations on JSON values.
 #pragma once
 
 #include "base/json.h"
 
 namespace qx {
 
-/// Appends `value`, which is taken over in any case. False when it cannot be appended, or one of
-/// them is null.
+/// Appends `value` to `array` and takes ownership of `value`, even on failure. Returns false if
+/// `array` or `value` is null, `array` is not an array, or memory runs out.
 bool json_array_append_value(json_t* array, json_ptr value);
 
 } // namespace qx

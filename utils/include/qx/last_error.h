@@ -1,4 +1,4 @@
-// The last error of the process, which operations of the utility layer fill when they fail.
+// The last error of the process. Functions of the utility layer that fail set it. Main thread only.
 #pragma once
 
 #include "qx/string_view.h"
@@ -18,23 +18,25 @@ struct error_number {
     static constexpr std::int32_t no_store = 5;
 };
 
-/// What went wrong: a number, the short class of the error and its reason.
+/// An error: its number, its kind in one or two words, and its reason.
 struct error_info {
     std::int32_t number = error_number::none;
     string_view kind = "ok";
     std::string reason = "no error";
 };
 
-/// The last error. Only a failure changes it. For the main thread.
+/// Returns the last error, or the default record if there was none. Only a failure changes it;
+/// success does not clear it. The reference stays valid.
 const error_info& last_error();
 
-/// Replaces the last error. The text of `kind` lives as long as the program; `reason` is not part
-/// of the last error.
+/// Sets the last error. The text of `kind` must live as long as the program. `reason` is copied; it
+/// must not point into the last error itself.
 void set_qxerrno(std::int32_t number, string_view kind, string_view reason);
 
-/// The same for an input or output that failed; `reason` says how.
+/// Sets the last error to an input/output error with the given reason.
 void set_io_error(string_view reason);
 
-/// The same, with the text of `reason`, an errno, behind `what`.
+/// Sets the last error to an input/output error. Its reason is `what` followed by the text of the
+/// errno value `reason`.
 void set_io_error(const std::string& what, int reason);
 } // namespace qx

@@ -1,5 +1,5 @@
-// The log: lines in a file of the agent's log directory. After `start` any thread may log until
-// `stop`; call both in the main thread, while no other thread logs.
+// The log: a file of lines in the agent's log directory. Call `start` and `stop` on the main
+// thread, while no other thread logs; in between, any thread may log.
 #pragma once
 
 #include "qx/contract.h"
@@ -11,27 +11,31 @@
 
 namespace qx::log {
 
+/// The severity of a line.
 enum class level { error = 0, warning = 1, info = 2, debug = 3 };
 
-/// Opens "var/log/<name>.log" of the install directory, for lines up to the level that the
-/// environment variable QXLOG_LEVEL names (error, warn, info, debug, none; else warn). Without an
-/// install directory it succeeds and nothing is ever written. False when the file cannot be opened,
-/// which becomes the last error (qx/last_error.h).
-/// `second` selects nothing.
+/// Opens "var/log/<name>.log" in the install directory. The environment variable QXLOG_LEVEL
+/// (error, warn, info, debug or none) sets the highest level that is logged; the default is warn.
+/// `second` has no effect. Without an install directory the call succeeds and the log drops every
+/// line. Returns false, with the last error (qx/last_error.h), if the file cannot be opened.
 bool start(const char* name, const char* second);
 
-/// Whether a line of this level would be written. The mask selects nothing.
+/// Returns whether lines of this level are written. The mask has no effect. Safe to call from any
+/// thread.
 bool can_log(contract::log_mask mask, level severity);
 
-/// Writes a whole line, line feed included, in one piece. Date, time, process id and level replace
-/// the placeholder that it begins with, if any. All but the final line feed is escaped like text on
-/// a terminal (qx/escape.h). A line that cannot be written is dropped.
+/// Writes `line`, which ends with a line feed, in one write. If the line begins with the
+/// placeholder of QX_LOG, date, time, process id and level replace the placeholder. The text is
+/// escaped as in qx/escape.h, except the final line feed. The mask has no effect. A line that
+/// cannot be written is dropped. Safe to call from any thread.
 void print(contract::log_mask mask, level severity, std::string&& line);
 
+/// Closes the log; later lines are dropped.
 void stop();
 
 namespace detail {
 
+/// Returns the part of a path after the last "/".
 constexpr string_view base_name(const char* file) {
     const char* base = file;
     for (const char* c = file; *c != '\0'; ++c) {
@@ -42,8 +46,11 @@ constexpr string_view base_name(const char* file) {
     return base;
 }
 
+/// Implements format_line without a template.
 std::string vformat_line(fmt::string_view line, fmt::format_args args);
 
+/// Formats a line of QX_LOG. `line` is the format of the whole line; `file`, `number` and
+/// `function` are its first arguments.
 template <typename... Args>
 std::string format_line(const char* line, string_view file, int number, const char* function,
                         const Args&... args) {
@@ -53,8 +60,9 @@ std::string format_line(const char* line, string_view file, int number, const ch
 } // namespace detail
 } // namespace qx::log
 
-/// Logs `message`, a string literal in fmt's syntax, with its arguments. Nothing is formatted for a
-/// level that is off.
+/// Logs a line of level `severity`. `message` is a string literal in fmt's syntax, followed by its
+/// arguments, which are evaluated only if the level is logged. Throws fmt::format_error if the
+/// arguments do not match the message. Safe to use on any thread.
 #define QX_LOG(severity, message, ...)                                                             \
     do {                                                                                           \
         if (qx::log::can_log(0, severity)) {                                                       \

@@ -1,4 +1,4 @@
-// An output stream into memory.
+// An output stream into memory. Threads must not share an object.
 #pragma once
 
 #include "qx/string_view.h"
@@ -10,24 +10,26 @@
 
 namespace qx {
 
-/// A stream buffer whose characters live in a vector of its own; it grows by doubling.
+/// A stream buffer that owns its characters and grows by doubling.
 class basic_membuf : public std::streambuf {
 public:
-    /// Room for `capacity` characters before the first growth; -1: no room, and null as the data of
-    /// `sview`.
+    /// Reserves room for `capacity` characters. With -1 the buffer has no room, and data() of
+    /// `sview` is null until the first write.
     explicit basic_membuf(long capacity);
 
-    /// The capacity given at construction.
+    /// Returns the capacity given to the constructor.
     [[nodiscard]] long requested_capacity() const { return requested_capacity_; }
 
-    /// What was written so far, also readable as a zero-terminated text. Valid until the next
+    /// Returns the characters written so far, followed by a terminating NUL. Valid until the next
     /// write.
     [[nodiscard]] string_view sview() const;
 
-    /// Forgets everything behind the first `length` characters; no more than were written.
+    /// Keeps only the first `length` characters. `length` must not exceed the number of characters
+    /// written.
     void truncate(std::size_t length);
 
 protected:
+    /// Overrides of std::streambuf. They throw std::bad_alloc if memory runs out.
     int_type overflow(int_type character) override;
     std::streamsize xsputn(const char* text, std::streamsize count) override;
 
@@ -37,26 +39,26 @@ private:
     void grow(std::size_t more);
 
     long requested_capacity_;
-    mutable std::vector<char> characters_; // one more than the capacity, for the terminator
+    mutable std::vector<char> characters_; // the capacity plus the terminator
     mutable std::size_t length_ = 0;
     long capacity_;
 };
 
-/// A stream into a basic_membuf that it owns. Memory that runs out throws instead of cutting the
-/// text short.
+/// A stream that owns its basic_membuf. Throws if memory runs out; it never truncates the text.
 class basic_memstream : public std::ostream {
 public:
-    /// `capacity` as in basic_membuf.
+    /// Reserves room for `capacity` characters, like basic_membuf.
     explicit basic_memstream(long capacity);
     basic_memstream(const basic_memstream&) = delete;
     basic_memstream& operator=(const basic_memstream&) = delete;
     ~basic_memstream() override;
 
-    /// What was written so far, also readable as a zero-terminated text. Valid until the next
+    /// Returns the characters written so far, followed by a terminating NUL. Valid until the next
     /// write.
     [[nodiscard]] string_view sview() const { return buffer_.sview(); }
 
-    /// Forgets everything behind the first `length` characters; no more than were written.
+    /// Keeps only the first `length` characters. `length` must not exceed the number of characters
+    /// written.
     void truncate(std::size_t length) { buffer_.truncate(length); }
 
 private:

@@ -1,4 +1,4 @@
-// Paths of files and of settings, built piece by piece in a stream.
+// Paths of files and of settings, built from pieces. Main thread only.
 #pragma once
 
 #include "qx/constant_path.h"
@@ -13,26 +13,30 @@ namespace qx {
 
 namespace detail {
 
-/// Writes the same to a stream.
+/// Writes the path of `directory` to `stream`.
 void print_common_path(std::ostream& stream, common_path directory);
 
 } // namespace detail
 
-/// A path as text in a memory stream. Copies are independent of each other.
+/// A path as text in a memory stream. A copy has its own text. Throws std::bad_alloc if memory runs
+/// out.
 class path : public basic_memstream {
 public:
+    /// Makes an empty path, or the path of an agent's directory or of a constant.
     path();
     path(common_path&& directory);
     path(const constant_path& constant);
+
+    /// Copies the text of `other`.
     path(const path& other);
     path& operator=(const path&) = delete;
 
-    /// Appends `piece`, with exactly one "/" between it and what is there; an empty piece changes
-    /// nothing. On an empty path `first` decides: true takes the piece as it stands, false without
-    /// leading "/", so that a piece that is meant to follow another never makes a path absolute.
+    /// Appends `piece` with exactly one "/" before it. An empty piece changes nothing. If the path
+    /// is still empty, `first` decides: true appends the piece unchanged, false drops its leading
+    /// "/", so that a relative piece cannot make the path absolute.
     void add_piece(bool first, string_view piece);
 
-    /// The same for anything that a stream can print, and for a common_path.
+    /// Does the same with the text of `piece`: a common_path, or any value with a stream operator.
     template <typename Piece>
     void add_piece(bool first, Piece&& piece) {
         basic_memstream rendered(128);
@@ -44,6 +48,7 @@ public:
         add_piece(first, rendered.sview());
     }
 
+    /// Returns a copy of the text.
     [[nodiscard]] std::string to_string() const;
 };
 

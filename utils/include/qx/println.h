@@ -1,4 +1,4 @@
-// One formatted line in one write.
+// Formatted output of one line.
 #pragma once
 
 #include <cstdio>
@@ -7,14 +7,15 @@
 namespace qx {
 namespace detail {
 
+/// Implements println without a template.
 void vprintln(std::FILE* stream, fmt::string_view format, fmt::format_args args);
 
 } // namespace detail
 
-/// Formats at run time (zero-terminated text, literal braces doubled), appends a line feed and
-/// hands the whole line to the stream with one fwrite. A stream that is a terminal gets the line's
-/// control characters escaped. Throws fmt::format_error when format and
-/// arguments do not fit.
+/// Formats a line, appends a line feed and writes the line to `stream` with one fwrite. `format` is
+/// a zero-terminated text in fmt's syntax, which is checked at run time. On a terminal, control
+/// characters of the line are escaped as in qx/escape.h. Throws fmt::format_error if the format
+/// does not match the arguments; write errors remain in the stream. Safe to call from any thread.
 template <typename Format, typename... Args>
 void println(std::FILE* stream, Format format, const Args&... args) {
     detail::vprintln(stream, format, fmt::make_format_args(args...));

@@ -1,4 +1,4 @@
-// Whether another user of the machine could have replaced a program.
+// The check whether another user could have replaced a program.
 #pragma once
 
 #include <set>
@@ -8,37 +8,41 @@
 
 namespace qx {
 
-/// Examines programs of the agent before they are run with this process's rights. A program and
-/// each directory from the install directory down to it must belong to root, this process's user,
-/// the owner of the install directory or the agent's user, and must not be writable by others.
-/// Links are followed; when one leads out of the install directory, the same holds for every
-/// directory from "/" down. Main thread only.
+/// Examines programs of the agent before this process runs them with its own rights. A program, and
+/// each directory from the install directory down to it, must belong to root, to this process's
+/// user, to the owner of the install directory or to the agent's user, and must not be writable by
+/// others. The check follows links. If a link leads out of the install directory, the rule applies
+/// to every directory from "/" down. Main thread only.
 class program_check {
 public:
+    /// Finds the install directory.
     program_check();
 
-    /// Whether `program`, a path in the install directory, may be run. True also for a program that
-    /// does not exist: nobody has replaced it.
+    /// Returns whether `program`, a path below the install directory, may be run. Returns true also
+    /// if the program does not exist, because then no user has replaced it. On false, reason()
+    /// tells why.
     bool accepts(const std::string& program);
 
-    /// Why the last program was not accepted.
+    /// Returns why the last program was refused. Valid until the next call of accepts().
     [[nodiscard]] const std::string& reason() const { return reason_; }
 
-    /// Those of the examined files and directories that their group may write.
+    /// Returns the examined files and directories that are writable by their group.
     [[nodiscard]] const std::set<std::string>& group_writable() const { return group_writable_; }
 
 private:
-    using pieces = std::vector<std::string>; ///< of a path, in reverse order
+    using pieces = std::vector<std::string>; ///< pieces of a path, in reverse order
 
     bool refuse(const std::string& path, const std::string& what);
+    // Each returns false, with the reason recorded, if the object is refused.
     bool accepts_owner(const std::string& path, const struct stat& status);
     bool accepts_one(const std::string& path, const struct stat& status);
     bool accepts_directory(const std::string& path);
     bool accepts_ancestors(const std::string& path);
+    // Both advance `at` by one piece or link, and change the pieces that are left.
     bool follow(const std::string& link, std::string& at, pieces& left);
     bool step(const std::string& piece, std::string& at, pieces& left);
 
-    std::string root_; ///< the install directory without links; empty when it cannot be found
+    std::string root_; ///< the resolved install directory; empty if there is none
     std::string reason_;
     std::set<std::string> group_writable_;
 };

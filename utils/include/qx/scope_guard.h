@@ -1,15 +1,17 @@
-// Work that is done on every way out of a scope.
+// Cleanup at the end of a scope.
 #pragma once
 
 #include <utility>
 
 namespace qx {
 
-/// Calls its function when it is destroyed. An exception of the function ends there: on the way out
-/// nobody is left to take it, and the guards armed before must still run.
+/// Calls a function without arguments in the destructor, on the thread that leaves the scope. Drops
+/// an exception of the function: no caller could catch it, and the guards constructed earlier must
+/// still run.
 template <typename Function>
 class [[nodiscard]] scope_guard {
 public:
+    /// Takes the function, by value.
     explicit scope_guard(Function function)
         : function_(std::move(function)) {}
     scope_guard(const scope_guard&) = delete;
@@ -18,7 +20,7 @@ public:
         try {
             function_();
         } catch (...) {
-            // see above
+            // see the comment of the class
         }
     }
 

@@ -1,4 +1,5 @@
-// The agent's settings: texts under hierarchical keys, shared with the agent's other programs.
+// The agent's settings: a store of texts under hierarchical keys, shared with the agent's other
+// programs.
 #pragma once
 
 #include "base/descriptor.h"
@@ -11,30 +12,31 @@
 
 namespace qx {
 
-/// The connector's entry points; the key of the one in use is this path and "default".
+/// Parent of the connector's entry points; its child "default" is the one in use.
 inline constexpr constant_path kCirrelEntrypointsKey("/cirrel/entrypoints");
-/// Where the update component fetches from: "production" or "staging".
+/// The location that the update component fetches from: "production" or "staging".
 inline constexpr constant_path kQuilletUpdateLocationKey("/quillet/update_location");
 /// "1" while the agent protects, "0" while it is switched off.
 inline constexpr constant_path kProtectionEnabledKey("/agent/protection_enabled");
-/// When the default settings are asked for next.
+/// The time of the next query for default settings.
 inline constexpr constant_path
     kDefaultSettingsNextQueryTsPath("/agent/default_settings/next_query_ts");
-/// What the agent keeps about its registration.
+/// The keys of the agent's registration.
 inline constexpr const char* kRegistrationMetadataKeys[] = {
     "/cirrel/registration/router_id",
     "/cirrel/registration/token",
     "/cirrel/registration/timestamp",
 };
 
-/// The entry point of each cloud deployment, by the deployment's name.
+/// Pairs of a cloud deployment and its entry point.
 inline constexpr std::pair<string_view, const char*> kCloudDeploymentMap[] = {
     {"production", "prod"},
     {"staging", "stage"},
     {"development", "dev"},
 };
 
-/// Keys that name a file of the connector, each with the file that is used when it is not set.
+/// Keys whose values name a file of the connector, each followed by the file to use if the key is
+/// not set.
 inline constexpr constant_path kCirrelIniKey("/cirrel/qxnc_ini");
 inline constexpr constant_path kCirrelIniDefault(common_path::configuration, "qxnc.ini");
 inline constexpr constant_path kCirrelCaFileKey("/cirrel/ca_file");
@@ -43,35 +45,42 @@ inline constexpr constant_path kCirrelCaFileDefault(common_path::configuration,
 inline constexpr constant_path kCirrelUuidFileKey("/cirrel/uuid_file");
 inline constexpr constant_path kCirrelUuidFileDefault(common_path::configuration, "qxnc.uuid");
 
-/// The settings store. Failures, a lack of memory among them, leave the last-error record; only
-/// getKeyValue throws when memory is short. Main thread only.
+/// The settings store. A call that fails, also for lack of memory, records the reason in the last
+/// error (qx/last_error.h). Only getKeyValue throws std::bad_alloc. Main thread only.
 class setMgmt {
 public:
-    /// Reads the store; where there is none yet, it is empty. Negative, with a line in the log and
-    /// the last-error record, when it cannot be read or is damaged; the file is left alone. The
-    /// last value of a duplicate key wins. Calls manage_json_memory() for a program that has not.
+    /// Opens the store and reads it. A missing file counts as an empty store. The last value of a
+    /// duplicate key wins. Returns 0, or a negative number, with a line in the log, if the file
+    /// cannot be read or is damaged; the file remains unchanged. Calls manage_json_memory().
     static int init();
+
+    /// Closes the store.
     static void uninit();
 
-    /// The value of `key` as of `init` or this process's last write.
+    /// Returns the value of `key` as of `init` or of this process's last write, or `default_value`
+    /// if the key is not set.
     static std::string getKeyValue(const std::string& key, const std::string& default_value);
-    /// The same for a value that is, as a whole, a decimal integer; any other yields the default.
+
+    /// Returns the value as an integer, or `default_value` if the whole value is not a decimal
+    /// integer that fits.
     static int getKeyValue(const std::string& key, int default_value);
 
-    /// Stores a value: when 0 comes back it outlives a power cut, on a failure (negative) the old
-    /// store is in place. Waits while another process writes, and keeps its changes. The first
-    /// write logs a warning when others can write to the directory, and another when the store
-    /// belongs to neither root, nor this user, the owner of the install directory or the agent's
-    /// user.
+    /// Sets `key` to `value`, both UTF-8. Waits while another process writes, and keeps its
+    /// changes. Returns 0 when the change is durable, that is, survives a power cut. Returns a
+    /// negative number on failure; the old store is then in place. The first write logs a warning
+    /// if others can write to the directory, and another one if the store does not belong to root,
+    /// this process's user, the owner of the install directory or the agent's user.
     static int setKey(const std::string& key, const std::string& value);
-    /// Removes a key, in the same way. Error 4 when there is no such key, 5 when there is no store
-    /// yet.
+
+    /// Removes `key` in the same way. The last error has number 4 if there is no such key, and 5 if
+    /// there is no store yet.
     static int deleteKey(const std::string& key);
 };
 
-/// Keeps other processes from writing the store while it lives; this process writes as usual. The
-/// constructor waits while another process writes; a signal that ends the process ends the wait.
-/// If the lock cannot be taken, later writes fail with the reason. One at a time; main thread only.
+/// Prevents other processes from writing the store while the object lives; this process writes as
+/// usual. The constructor waits while another process writes; a fatal signal still ends the
+/// process. If the lock cannot be taken, later writes fail with the reason. One object at a time;
+/// main thread only.
 class settings_lock {
 public:
     settings_lock();
@@ -81,13 +90,13 @@ public:
 };
 
 /// Reserves disk space for one later change of the store, so that a full disk cannot prevent it.
-/// While the object lives, `setKey(key, value)` with the constructor's arguments uses the space
-/// when the disk is full; no other change does. The space is a file beside the store, large enough
-/// for the store with this change and 4 KiB of other changes; a file that a killed process left is
-/// replaced. The constructor waits for the store's lock like a write. The destructor frees space
-/// that was not used. On a file system that never overwrites in place (log-structured or
-/// copy-on-write) the space is freed right before the change, so another writer could take it in
-/// that moment. One object at a time; main thread only.
+/// While the object lives, `setKey(key, value)` with the constructor's arguments uses the reserved
+/// space if the disk is full; no other change does. The reserve is a file beside the store, large
+/// enough for the store with this change and 4 KiB of other changes. It replaces a file that a
+/// killed process left behind. The constructor waits for the store's lock, like a write. The
+/// destructor frees unused space. A file system that never overwrites in place (log-structured or
+/// copy-on-write) needs new blocks: the reserve is freed right before the change, and another
+/// writer could take the space in that moment. One object at a time; main thread only.
 class settings_reserve {
 public:
     settings_reserve(const std::string& key, const std::string& value);
@@ -95,36 +104,37 @@ public:
     settings_reserve& operator=(const settings_reserve&) = delete;
     ~settings_reserve();
 
-    /// Whether space is reserved. If the constructor failed, the last-error record says why.
+    /// Returns whether space is reserved. If the constructor failed, the last error has the reason.
     explicit operator bool() const;
 };
 
 /// Locks the deployment switch against other processes until the returned descriptor is closed.
-/// Waits while another process holds the lock; a signal that ends the process ends the wait. On
-/// failure the descriptor is empty and the last-error record says why.
+/// Waits while another process holds the lock; a fatal signal still ends the process. On failure
+/// the descriptor is empty and the last error has the reason. Main thread only.
 io::descriptor lock_switch();
 
-/// Does the same without waiting. The descriptor is empty while another process holds the lock.
+/// Does the same without waiting. The descriptor is empty if another process holds the lock, or on
+/// failure, which is not recorded.
 io::descriptor try_lock_switch();
 
-/// What a deployment switch must restore, noted in a file beside the store before its first change.
-/// A switch that a power cut or SIGKILL interrupts leaves the file for a later run.
+/// The state that a deployment switch must restore. The switch writes it to a file beside the store
+/// before its first change. After a power cut or SIGKILL a later run finds the file.
 struct switch_mark {
     bool was_protected = true; ///< whether protection was on before the switch
     std::string entrypoint;    ///< the entry point to switch to
 };
 
-/// Writes the mark. When it returns 0 the mark outlives a power cut. Returns a negative number,
-/// with the last-error record, on failure. Call it under lock_switch() only.
+/// Writes the mark. Returns 0 when the mark is durable, or a negative number, with the last error,
+/// on failure. Call it only while holding lock_switch().
 int write_switch_mark(const switch_mark& mark);
 
-/// Stores the mark in `mark`, or nothing when there is none. A damaged mark counts as that of a
-/// switch that began with protection on. Returns 0, or a negative number, with the last-error
-/// record, when the mark cannot be read.
+/// Reads the mark into `mark`, which is empty if there is none. A damaged mark counts as the mark
+/// of a switch that began with protection on. Returns 0, or a negative number, with the last error,
+/// if the mark cannot be read.
 int read_switch_mark(std::optional<switch_mark>& mark);
 
-/// Removes the mark for good. Returns 0, or a negative number with the last-error record. Call it
-/// under lock_switch() only.
+/// Removes the mark. Returns 0 when the removal is durable, or a negative number, with the last
+/// error, on failure. Call it only while holding lock_switch().
 int remove_switch_mark();
 
 } // namespace qx

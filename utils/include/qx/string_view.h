@@ -1,4 +1,4 @@
-// A text that somebody else owns.
+// A view of a text that it does not own.
 #pragma once
 
 #include <cstddef>
@@ -7,30 +7,37 @@
 
 namespace qx {
 
-/// The character operations of the utility layer: those of the standard library.
+/// The character operations of the standard library.
 template <typename Char>
 struct char_traits : std::char_traits<Char> {};
 
-/// A length and a pointer to the first character; the text behind it belongs to somebody else, must
-/// outlive the view and need not end with NUL.
+/// A pointer to characters and their number. The view does not own the characters, which must
+/// outlive it and need not end with NUL. Only split and to_string allocate memory.
 template <typename Char, typename Traits = char_traits<Char>>
 class basic_string_view {
 public:
-    /// "Not found", and "up to the end".
+    /// The index "not found", and the length "up to the end".
     static constexpr std::size_t npos = static_cast<std::size_t>(-1);
-    /// The `max` of a split that yields every piece.
+    /// The `max` of a split into all pieces.
     static constexpr unsigned long unlimited = static_cast<unsigned long>(-2);
 
+    /// Makes the empty view, whose data() is null.
     constexpr basic_string_view() = default;
+
+    /// Views `length` characters from `data` on.
     constexpr basic_string_view(const Char* data, std::size_t length)
         : length_(length)
         , data_(data) {}
-    /// A zero-terminated text; null gives the empty view.
+
+    /// Views a zero-terminated text without its terminator; null gives the empty view.
     constexpr basic_string_view(const Char* text)
         : basic_string_view(text, text == nullptr ? 0 : Traits::length(text)) {}
+
+    /// Views the current characters of `text`.
     basic_string_view(const std::basic_string<Char>& text)
         : basic_string_view(text.data(), text.size()) {}
 
+    /// Access to the characters, as in std::string_view. An index must be less than size().
     [[nodiscard]] constexpr const Char* data() const { return data_; }
     [[nodiscard]] constexpr std::size_t size() const { return length_; }
     [[nodiscard]] constexpr bool empty() const { return length_ == 0; }
@@ -38,27 +45,30 @@ public:
     [[nodiscard]] constexpr const Char* end() const { return data_ + length_; }
     [[nodiscard]] constexpr Char operator[](std::size_t index) const { return data_[index]; }
 
-    /// Same length and same bytes.
+    /// Returns whether the lengths and the characters are equal.
     constexpr bool operator==(const basic_string_view& other) const {
         return length_ == other.length_ && Traits::compare(data_, other.data_, length_) == 0;
     }
 
-    /// At most `length` characters from `from` on; `from` must not lie behind the end.
+    /// Returns a view of at most `length` characters from index `from` on. `from` must not exceed
+    /// size().
     [[nodiscard]] constexpr basic_string_view substr(std::size_t from,
                                                      std::size_t length = npos) const {
         const std::size_t rest = length_ - from;
         return {data_ + from, length < rest ? length : rest};
     }
 
-    /// The index of the first `text` at or behind `from`, or npos. An empty text is found nowhere.
+    /// Returns the index of the first occurrence of `text` at or after `from`, or npos. An empty
+    /// text never occurs.
     [[nodiscard]] std::size_t find(const basic_string_view& text, std::size_t from = 0) const;
 
-    /// The pieces between the separators, as views into the same text. A text that ends with a
-    /// separator ends with an empty piece; an empty text has no piece. When `max` - 1 pieces are
-    /// there, what is left is one last piece.
+    /// Splits the text at each separator and returns the pieces as views of the same characters. A
+    /// separator at the end is followed by an empty piece. An empty text has no pieces. A `max` of
+    /// 2 or more limits the number of pieces; the last piece is then the rest of the text.
     [[nodiscard]] std::vector<basic_string_view> split(const basic_string_view& separator,
                                                        unsigned long max = unlimited) const;
 
+    /// Returns a copy of the characters.
     [[nodiscard]] std::basic_string<Char> to_string() const { return {data_, length_}; }
 
 private:
@@ -68,6 +78,7 @@ private:
 
 extern template class basic_string_view<char, char_traits<char>>;
 
+/// A view of chars.
 using string_view = basic_string_view<char, char_traits<char>>;
 
 } // namespace qx
