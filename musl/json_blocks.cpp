@@ -7,7 +7,8 @@
 namespace qx::detail {
 namespace {
 
-// Free lists for the small sizes that occur, used by one thread without a lock.
+// Free lists for small blocks, one for each size class. Each thread has its own, so there is no
+// lock.
 class Stock {
 public:
     void open() { open_ = true; }

@@ -1,5 +1,5 @@
-// Write-protects the relocated constants of a static program (PT_GNU_RELRO): in this C library only
-// the dynamic loader does.
+// Write-protects the relocated constants of a static program (PT_GNU_RELRO). In musl only the
+// dynamic loader does so.
 
 #include <cstdint>
 #include <link.h>
@@ -24,7 +24,7 @@ int protect(dl_phdr_info* program, std::size_t /*size*/, void* /*unused*/) {
     return 0;
 }
 
-// Before every other constructor: the program's own code never runs without the protection.
+// Priority 101 runs before every other constructor, so no code of the program runs unprotected.
 [[gnu::constructor(101)]] void protect_constants() {
     ::dl_iterate_phdr(protect, nullptr);
 }

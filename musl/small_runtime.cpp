@@ -1,9 +1,9 @@
-// Takes the place of parts of the C++ runtime that the static tool has no use for.
+// Replaces parts of the C++ runtime that the static tool does not need.
 
 #include <cstddef>
 
-// The demangler, a quarter of the tool, makes the name of an exception's type readable when nobody
-// catches it. Without it, that name is printed as the compiler writes it.
+// A stub for the demangler, which would be a quarter of the tool. The runtime uses the demangler
+// only to print the type of an uncaught exception; with the stub it prints the mangled name.
 extern "C" char* __cxa_demangle(const char* /*mangled*/, char* /*buffer*/, std::size_t* /*length*/,
                                 int* status) {
     constexpr int invalid_name = -2;
