@@ -31,13 +31,13 @@ A mistake in a scenario ends the broker before it creates a file. One line names
   qxbrokerd-sim: scenario.json: commands.va_stop[1].length: raw bytes have no length prefix
   [1]
   $ start_with '{"commands": {"va_stop": [{}, {"raw": "x", "raw_hex": "00"}]}}'
-  qxbrokerd-sim: scenario.json: commands.va_stop[1].raw_hex: what is sent is given already
+  qxbrokerd-sim: scenario.json: commands.va_stop[1].raw_hex: another member gives the content already
   [1]
   $ start_with '{"commands": {"va_stop": [{}, {"raw": "x", "status": 1}]}}'
-  qxbrokerd-sim: scenario.json: commands.va_stop[1].status: what is sent is given already
+  qxbrokerd-sim: scenario.json: commands.va_stop[1].status: another member gives the content already
   [1]
   $ start_with '{"commands": {"va_stop": [{}, {"data": 1, "data_size": 2}]}}'
-  qxbrokerd-sim: scenario.json: commands.va_stop[1].data_size: what is sent is given already
+  qxbrokerd-sim: scenario.json: commands.va_stop[1].data_size: another member gives the content already
   [1]
   $ start_with '{"events": [{"after_ms": 1}]}'
   qxbrokerd-sim: scenario.json: events[0]: the member 'event' is needed
@@ -46,7 +46,7 @@ A mistake in a scenario ends the broker before it creates a file. One line names
   qxbrokerd-sim: scenario.json: events[0].event: unknown event 'x'
   [1]
   $ start_with '{"events": [{"event": "qxagent_started", "body": "", "data": 1}]}'
-  qxbrokerd-sim: scenario.json: events[0].data: what is sent is given already
+  qxbrokerd-sim: scenario.json: events[0].data: another member gives the content already
   [1]
   $ start_with '{"events": [{"event": "va_status_changed", "times": 0}]}'
   qxbrokerd-sim: scenario.json: events[0].every_ms: an event that comes for ever needs a time between

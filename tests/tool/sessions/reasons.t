@@ -201,7 +201,7 @@ A run that ends with 0 although something went wrong prints a warning.
   $ qxagent-manage get_version_info
   qxagent-manage: get_version_info: warning: the broker's answer is neither an object nor an array and is not printed
   $ qxagent-manage get_devices --ids $(printf 'device-1,\377') | jq length
-  qxagent-manage: get_devices: warning: what is not UTF-8 in the value of '--ids' is left out
+  qxagent-manage: get_devices: warning: elements of '--ids' that are not UTF-8 are left out
   1
   $ QX_ERRORS=json qxagent-manage set_registration_cloud --cloud staging
   {"operation": "set_registration_cloud", "status": 0, "stage": "warning", "code": null, "description": null, "message": "'/opt/norvane/etc/init.d/qplix-qxcloudd stop' could not be run: No such file or directory"}

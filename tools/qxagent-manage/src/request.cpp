@@ -51,7 +51,7 @@ qx::json_ptr array_of_valid(const char* option, const std::vector<std::string>& 
         ::json_array_append_new(array.get(), ::json_string(text.c_str()));
     }
     if (::json_array_size(array.get()) != texts.size()) {
-        print_notice(fmt::format("what is not UTF-8 in the value of '{}' is left out", option));
+        print_notice(fmt::format("elements of '{}' that are not UTF-8 are left out", option));
     }
     return array;
 }

@@ -148,7 +148,7 @@ Delivery read_delivery(Object& object) {
 }
 
 [[noreturn]] void refuse_second_content(const Object& object, std::string_view key) {
-    refuse(object.at(key), "what is sent is given already");
+    refuse(object.at(key), "another member gives the content already");
 }
 
 /// The bytes that are given directly, however they are written.
