@@ -1,4 +1,4 @@
-// The agent's features: reading, changing and listing them.
+// The operation `feature`: reads, changes and lists the agent's features. Main thread only.
 #pragma once
 
 #include "options.h"
@@ -17,14 +17,16 @@ struct FeatureOptions {
     Flag list{"list", owner, cl::countlimits(0, 1), cl::desc("list all available features")};
 };
 
-/// Gets, sets or lists features: the first of these that was asked for. Returns 0 or 1.
+/// Runs the operation. If several options are given, --get takes precedence over --set, and --set
+/// over --list. Returns 0 on success and 1 on failure.
 int run_feature(const FeatureOptions& options);
 
-/// Prints the status of the named features. Returns 0 or 1.
+/// Prints the status of the features `names`. Returns 0 on success. Returns 1 if a name is not
+/// UTF-8, memory is short or the request fails.
 int run_get_feature(const std::vector<std::string>& names);
 
-/// Sets features from feature=status pairs and prints the broker's answer. Nothing is sent unless
-/// every element is a pair. Returns 0 or 1.
+/// Sets features from pairs of the form FEATURE=STATUS and prints the broker's reply. Sends nothing
+/// unless every element is such a pair. Returns 0 on success and 1 on failure.
 int run_set_feature(const std::vector<std::string>& pairs);
 
 } // namespace qx::manage

@@ -12,8 +12,8 @@
 
 namespace qx::manage {
 
-/// Constructing it registers every option with the parser, in the order of the members; after
-/// `cl::parse` the members hold the values. One object at a time.
+/// The constructor registers every option with the parser, in the order of the members. After
+/// `cl::parse` the members hold the values. Only one object may exist at a time.
 struct CommandLine {
     cl::sub_commands<Operation> operation{
         cl::valuedesc("operation"), cl::desc("The operation to be performed:"), operation_words()};

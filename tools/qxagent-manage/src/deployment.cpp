@@ -38,7 +38,7 @@ constexpr cl::detail::value_entry deployment(CloudDeployment value, const char* 
     return {static_cast<int>(value), word, help};
 }
 
-// An update location is one of the first two.
+// The first two entries are the update locations.
 constexpr cl::detail::value_entry kDeployments[] = {
     deployment(CloudDeployment::production, "production", "production environment"),
     deployment(CloudDeployment::staging, "staging", "staging environment"),
@@ -47,8 +47,8 @@ constexpr cl::detail::value_entry kDeployments[] = {
 
 constexpr int kAttempts = 3;
 
-// What must not stay undone is tried again when a step says so, or when memory was short, which may
-// be over by then. Nothing is thrown past the undo steps that are still to come.
+// Tries a step up to kAttempts times if it returns false or runs out of memory. Returns whether the
+// step succeeded. Does not throw, so that the remaining undo steps always run.
 template <typename Step>
 bool insist(const Step& step) noexcept {
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -74,7 +74,7 @@ Connector find_connector() {
     return {kScript.to_string(), kDaemon.to_string()};
 }
 
-// What went wrong with a program, or "".
+// Returns why a program failed, or "" if it succeeded.
 std::string describe(const std::string& program, const char* word, const qx::program_end& end) {
     if (end.is_killed) {
         return fmt::format("'{} {}' did not end and was killed", program, word);
@@ -108,8 +108,7 @@ bool run(const std::string& program, const char* word, std::chrono::milliseconds
     return !end.is_killed;
 }
 
-// Tries to open more descriptors than any step of the switch needs, so that no step can run out of
-// them.
+// Checks that the process can still open more descriptors than any step of the switch needs.
 bool has_descriptors(const qx::io::descriptor& any) {
     qx::io::descriptor spare[8];
     for (qx::io::descriptor& fd : spare) {
@@ -160,7 +159,7 @@ std::string protection_key() {
     return qx::kProtectionEnabledKey.to_string();
 }
 
-// On a full disk, protection could not be switched on again without reserved space.
+// Without reserved space, protection could not be turned on again on a full disk.
 bool reserve_space(std::optional<qx::settings_reserve>& reserve) {
     if (reserve.emplace(protection_key(), "1")) {
         return true;
@@ -179,8 +178,8 @@ bool leave_mark(const qx::switch_mark& mark) {
     return false;
 }
 
-// Without the mark, a later run would not restore protection after a power cut. An agent that is
-// off is switched even where no mark can be written.
+// Without the mark, a later run could not restore protection after a power cut. If protection is
+// off already, the switch proceeds even without a mark.
 bool disable_agent(std::optional<qx::settings_reserve>& reserve, const qx::switch_mark& mark) {
     if (!mark.was_protected) {
         leave_mark(mark);
@@ -220,7 +219,7 @@ int note_unwritten_settings() {
     return note_failure({message::settings_are_not_written, qx::last_error().reason});
 }
 
-// Empty when the deployment is unknown.
+// Returns "" if the deployment is unknown.
 std::string find_entrypoint(const std::string& deployment) {
     const auto* const found =
         std::find_if(std::begin(qx::kCloudDeploymentMap), std::end(qx::kCloudDeploymentMap),
@@ -248,8 +247,7 @@ void delete_previous_registration() {
     }
 }
 
-// Brings an interrupted switch to an end. Protection comes first, lest a connector that hangs delay
-// it.
+// Restores protection before anything else, because the connector may hang.
 void restore(const qx::switch_mark& mark, std::chrono::milliseconds grace) {
     const bool is_off = mark.was_protected && setMgmt::getKeyValue(protection_key(), 0) == 0;
     std::optional<qx::settings_reserve> reserve;
@@ -271,7 +269,8 @@ void restore(const qx::switch_mark& mark, std::chrono::milliseconds grace) {
     }
 }
 
-// Whether a mark was left behind. While a switch runs, its mark is not one.
+// Returns whether an interrupted switch left a mark; `turn` then holds the lock of the switch. The
+// mark of a running switch does not count.
 bool find_interrupted_switch(qx::io::descriptor& turn, std::optional<qx::switch_mark>& mark) {
     if (qx::read_switch_mark(mark) < 0) {
         QX_LOG(qx::log::level::warning, "Could not look for an interrupted switch: {:s}",
@@ -282,7 +281,7 @@ bool find_interrupted_switch(qx::io::descriptor& turn, std::optional<qx::switch_
         return false;
     }
     turn = qx::try_lock_switch();
-    // A switch may have ended in between.
+    // The switch may have ended before the lock was taken, so read the mark again.
     return turn && qx::read_switch_mark(mark) >= 0 && mark;
 }
 
@@ -316,7 +315,7 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
         return kFailure;
     }
 
-    // Lock before the signals are held, so that a signal can end the wait.
+    // Lock before signals are blocked, so that a signal can end the wait for the lock.
     std::optional<qx::settings_lock> settings(std::in_place);
     const HeldSignals held;
     if (setMgmt::init() < 0) {

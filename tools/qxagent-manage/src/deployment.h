@@ -1,4 +1,5 @@
-// Pointing the agent at another deployment of the maker's cloud.
+// Switches the agent to another deployment (production, staging or development) of the maker's
+// cloud. Main thread only.
 #pragma once
 
 #include "options.h"
@@ -8,15 +9,16 @@
 
 namespace qx::manage {
 
-/// The clouds, and update locations, that the agent can be pointed at.
+/// The deployments. The update component supports only the first two.
 enum class CloudDeployment : int {
     production,
     staging,
     development,
 };
 
-/// The words for the update locations, and those for the clouds, which include the locations.
+/// Returns the words for the update locations: production and staging.
 cl::value_table location_words();
+/// Returns the words for all deployments.
 cl::value_table cloud_words();
 
 struct RegistrationCloudOptions {
@@ -32,8 +34,8 @@ struct QuilletLocationOptions {
                                         location_words(), cl::desc("the deployment to switch to")};
 };
 
-/// The name that run_set_registration_cloud and run_set_quillet_location take; "production" for an
-/// unknown value.
+/// Returns the name that run_set_registration_cloud() and run_set_quillet_location() expect, or
+/// "production" for an unknown value.
 constexpr const char* deployment_name(CloudDeployment deployment) {
     switch (deployment) {
     case CloudDeployment::staging:
@@ -46,27 +48,30 @@ constexpr const char* deployment_name(CloudDeployment deployment) {
     return "production";
 }
 
-/// Switches the cloud connector to the entry point of `deployment` (a name that deployment_name
-/// gives), with the agent's protection off and the connector stopped meanwhile. Returns 0 when that
-/// entry point is in use, and 1 when nothing was changed or the entry point could not be set; both
-/// are on again then. Waits while another process switches or writes the settings, and reads the
-/// settings after that. Refuses to begin when descriptors are short or when another user could have
-/// replaced one of the connector's programs. The log gives the reason, and names programs that
-/// could not be run or failed.
+/// Switches the cloud connector to the entry point of `deployment`, a name from deployment_name(),
+/// and deletes the previous registration. Does nothing if this entry point is in use already. Waits
+/// while another process switches or writes the settings. During the switch, the agent's protection
+/// is off and the connector is stopped. Refuses to begin if the process cannot open enough
+/// descriptors or if another user could have replaced one of the connector's programs. Returns 0 on
+/// success. Returns 1 if nothing was changed or the entry point could not be set; protection and
+/// the connector are then on again. The log gives the reason and names programs that could not be
+/// run or that failed.
 ///
-/// Signals are held from the first change until protection and connector are on again, also when an
-/// exception is thrown. Once SIGINT, SIGTERM, SIGHUP or SIGQUIT is pending, each program has
-/// `grace` left before it is killed; if a stop command is killed, the switch is undone.
+/// Signals are blocked from the first change until protection and the connector are on again, also
+/// if an exception is thrown. Once SIGINT, SIGTERM, SIGHUP or SIGQUIT is pending, each program has
+/// `grace` left before it is killed. If a stop command is killed, the switch is undone.
 int run_set_registration_cloud(const std::string& deployment,
                                std::chrono::milliseconds grace = std::chrono::seconds(10));
 
-/// Brings a switch that a power cut or SIGKILL interrupted to an end: restores protection, deletes
-/// the previous registration if the new entry point is set, and starts the connector. Does nothing
-/// when there is no such switch or another process is switching. Holds signals meanwhile, like
-/// run_set_registration_cloud. Returns 0, or 1 with a message when the settings cannot be read.
+/// Completes a switch that a power cut or SIGKILL interrupted: restores protection, deletes the
+/// previous registration if the new entry point is set, and starts the connector. Does nothing if
+/// no switch was interrupted or if another process is switching. Blocks signals and uses `grace`
+/// like run_set_registration_cloud(). Returns 0, or 1 after printing a message if the settings
+/// cannot be read.
 int repair_interrupted_switch(std::chrono::milliseconds grace = std::chrono::seconds(10));
 
-/// Sets where the update component looks for updates. Returns the settings store's result.
+/// Stores `deployment`, a name from deployment_name(), as the place where the update component
+/// looks for updates. Returns the settings store's result: 0 on success, negative on failure.
 int run_set_quillet_location(const std::string& deployment);
 
 } // namespace qx::manage

@@ -1,4 +1,4 @@
-// The devices of the network.
+// Operations on the devices of the network. Main thread only.
 #pragma once
 
 #include "options.h"
@@ -38,16 +38,16 @@ struct DeviceQueryOptions {
              cl::desc("an array of device ids; example: id1,id2,id3")};
 };
 
-/// Names a device and, when given, sets whether its traffic is blocked. Returns the library's
-/// result, or 1 when a text is not UTF-8.
+/// Renames a device and, if `traffic_blocked` is given, blocks or unblocks its traffic. Returns the
+/// client library's result, or 1 if a text is not UTF-8.
 int run_set_device_info(const DeviceOptions& options);
 
-/// Reports that a device came or went. Empty texts and an empty `ip` are left out. Returns the
-/// library's result, or 1 when a text is not UTF-8; an address that is not UTF-8 is left out.
+/// Reports that a device went online or offline. Omits empty texts, an empty `ip` and addresses
+/// that are not UTF-8. Returns the client library's result, or 1 if another text is not UTF-8.
 int run_set_device_online_status(const OnlineStatusOptions& options);
 
-/// Prints the devices with the given ids, or all when there are none. Returns the library's result,
-/// or 1 when the query cannot be built.
+/// Prints the devices with the given ids, or all devices if no id is given. Returns the client
+/// library's result, or 1 if the query cannot be built.
 int run_get_devices(const DeviceQueryOptions& options);
 
 } // namespace qx::manage

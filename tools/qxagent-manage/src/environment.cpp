@@ -16,7 +16,8 @@ bool is_digit(char c) {
     return c >= '0' && c <= '9';
 }
 
-// Reads digits as thousandths, rounded up. Returns the first character that is no digit.
+// Adds the digits after a decimal point to `thousandths`, rounded up. Returns the position of the
+// first character that is not a digit.
 const char* read_thousandths(const char* at, std::uint64_t& thousandths) {
     std::uint64_t unit = 100;
     bool is_cut = false;

@@ -18,7 +18,7 @@ namespace {
 // The default capacity of a pipe.
 constexpr std::size_t kFull = std::size_t{64} * 1024;
 
-// Returns whole lines of at most `most` bytes together, or a single longer line.
+// Returns as many whole lines as fit into `most` bytes, or the first line if it is longer.
 string_view first_piece(string_view text, std::size_t most) {
     if (text.size() <= most) {
         return text;
@@ -31,11 +31,12 @@ string_view first_piece(string_view text, std::size_t most) {
                        static_cast<std::size_t>(static_cast<const char*>(end) - text.data()) + 1);
 }
 
-// Writes once and waits for the reader. Fails with EINTR when the caller is to try again.
+// Writes once. If standard output is non-blocking and full, waits until it is writable and fails
+// with EINTR. The caller retries after EINTR.
 ssize_t write_some(string_view piece) {
     const ssize_t written = ::write(STDOUT_FILENO, piece.data(), piece.size());
     if (written < 0 && errno == EAGAIN) {
-        // Standard output may be non-blocking, which is a property of the open file that we share.
+        // Another process may have set O_NONBLOCK, because processes share the open file.
         pollfd output{STDOUT_FILENO, POLLOUT, 0};
         ::poll(&output, 1, -1);
         errno = EINTR;
@@ -43,7 +44,7 @@ ssize_t write_some(string_view piece) {
     return written;
 }
 
-// Removes an incomplete last line from a regular file, after a write failed.
+// Removes an incomplete last line from a regular file after a failed write.
 void cut_file(std::size_t unfinished) {
     const int before = errno;
     struct stat status {};
@@ -74,7 +75,7 @@ EventOutput::EventOutput() {
 }
 
 std::size_t EventOutput::room() const {
-    // A line is longer than its event: by a quarter for events of 200 bytes.
+    // A printed line is longer than its event: by a quarter for events of 200 bytes.
     return (kFull - std::min(lines_.size(), kFull)) * 3 / 4;
 }
 
@@ -110,9 +111,11 @@ EventOutput::Result EventOutput::print() {
     return stop_has_come() ? Result::stopped : Result::printed;
 }
 
-// A full pipe blocks a large write in the middle of a line. Nothing is split when the pipe has room
-// for the whole piece. A pipe consists of pages; two neighbours hold more than one page of text,
-// and the reader may be in the middle of the first. PIPE_BUF bytes are never split.
+// Returns how many bytes can be written without splitting a line. A large write blocks in the
+// middle of a line when the pipe is full, so a piece must fit into the free space of the pipe. The
+// kernel keeps the content of a pipe in pages that may be partly filled: two adjacent pages hold
+// more than one page of text, but the reader may have consumed part of the first page. `used` is
+// the resulting upper bound. The kernel never splits a write of up to PIPE_BUF bytes.
 std::size_t EventOutput::piece_limit(std::size_t left) const {
     constexpr std::size_t least = PIPE_BUF;
     int unread = 0;
@@ -127,7 +130,7 @@ std::size_t EventOutput::piece_limit(std::size_t left) const {
     return std::max(pipe_size_ - std::min(used, pipe_size_), least);
 }
 
-// A single long event must not keep its memory for ever.
+// Frees the buffer if a single long event has enlarged it.
 void EventOutput::drop_lines() {
     if (lines_.capacity() > 2 * kFull) {
         lines_ = OutputText();

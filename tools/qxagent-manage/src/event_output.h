@@ -1,4 +1,4 @@
-// Events on their way to standard output.
+// Buffered output of events.
 #pragma once
 
 #include "printers.h"
@@ -7,26 +7,26 @@
 
 namespace qx::manage {
 
-/// Collects documents while events are handed over and writes them in large pieces. All members:
-/// main thread only.
+/// Collects events as lines of JSON and writes them to standard output in large pieces. Main thread
+/// only.
 class EventOutput {
 public:
     enum class Result { printed, stopped, failed };
 
     EventOutput();
 
-    /// About how many bytes of events fit before the next print().
+    /// Returns about how many bytes of events fit before the next print().
     [[nodiscard]] std::size_t room() const;
-    /// Whether it is time for print() although more events wait.
+    /// Returns whether print() is due even if more events wait.
     [[nodiscard]] bool is_full() const;
 
-    /// Adds an event, or nothing for null. Throws std::bad_alloc.
+    /// Adds an event with the name `event_name` and the data `data`, which the caller keeps. Does
+    /// nothing if `data` is null. Throws std::bad_alloc.
     void add(string_view event_name, json_t* data);
 
-    /// Writes the collected lines; waits for a slow reader without a time limit. Returns `stopped`
+    /// Writes the collected lines. Waits for a slow reader without a time limit. Returns `stopped`
     /// once a stop signal has arrived and either everything is written or a second has passed.
-    /// Returns `failed`, with errno, when a write fails; a regular file then ends with a whole
-    /// line.
+    /// Returns `failed`, with errno, if a write fails; a regular file then ends with a whole line.
     Result print();
 
 private:
@@ -34,7 +34,7 @@ private:
     void drop_lines();
 
     OutputText lines_;
-    bool takes_all_ = true;     ///< no pipe or socket, so a write splits no line
+    bool takes_all_ = true;     ///< neither pipe nor socket: no write splits a line
     std::size_t pipe_size_ = 0; ///< 0 unless standard output is a pipe
 };
 

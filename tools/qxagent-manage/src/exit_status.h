@@ -1,5 +1,5 @@
-// The exit statuses that the tool itself gives. A client-library result of -1 is passed on as it is
-// and reaches the shell as 255.
+// Exit statuses of the tool. The client library's result of -1 is returned unchanged; the shell
+// sees 255.
 #pragma once
 
 namespace qx::manage {

@@ -1,14 +1,14 @@
-// Keeping signals away from work that must not be left half done.
+// Keeps signals from interrupting work that must be completed.
 #pragma once
 
 #include <csignal>
 
 namespace qx::manage {
 
-/// Holds back every signal but SIGKILL, SIGSTOP and those that the C library keeps for itself (32
-/// to 34) while it lives; a signal that came meanwhile takes effect when it ends. A fault of the
-/// program itself still ends the program at once: the kernel delivers the signal of a fault even
-/// when it is blocked.
+/// Blocks every signal in the calling thread while the object lives, except SIGKILL, SIGSTOP and
+/// the signals that the C library reserves (32 to 34). The destructor lets pending signals take
+/// effect. A fault of the program, such as SIGSEGV, still ends it at once: the kernel delivers the
+/// signal of a fault even if it is blocked.
 class HeldSignals {
 public:
     HeldSignals() {

@@ -66,7 +66,7 @@ void JsonWriter::string(string_view content) {
     for (const char* at = plain; at != content.end(); ++at) {
         if (!is_plain(at)) {
             put({plain, static_cast<std::size_t>(at - plain)});
-            // The code of a C1 character is its second byte.
+            // In UTF-8, the second byte of a C1 control character equals its code.
             at += code_of(*at) == kLeadOfC1 ? 1 : 0;
             escape(code_of(*at));
             plain = at + 1;

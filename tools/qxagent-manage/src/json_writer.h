@@ -1,5 +1,5 @@
-// Writing parsed JSON values, byte for byte as jansson writes them and faster: jansson searches
-// each value for loops and for invalid UTF-8, which its parser does not produce.
+// Serialises parsed JSON values to the same bytes as jansson, but faster: jansson checks each value
+// for loops and invalid UTF-8, which parsed values cannot contain.
 #pragma once
 
 #include "qx/string_view.h"
@@ -10,11 +10,12 @@
 
 namespace qx::manage {
 
-/// A text of results.
+/// A buffer for output. Short output needs no allocation.
 using OutputText = fmt::basic_memory_buffer<char, 500>;
 
-/// Appends values to a text: on one line, or indented by 4 for a terminal, where DEL and the C1
-/// control characters are escaped too. Use one writer per document. Members throw std::bad_alloc.
+/// Appends values to a buffer: on one line, or, for a terminal, indented by 4 and with DEL and the
+/// C1 control characters escaped too. Use one writer per document. Members borrow the values, which
+/// must not be null, and throw std::bad_alloc.
 class JsonWriter {
 public:
     JsonWriter(OutputText& text, bool for_terminal)
@@ -22,7 +23,7 @@ public:
         , for_terminal_(for_terminal) {}
 
     void value(json_t* value);
-    /// An object of the event's name and its data.
+    /// Appends an object with the event's name and data.
     void event(string_view name, json_t* data);
 
 private:

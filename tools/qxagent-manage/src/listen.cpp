@@ -34,8 +34,8 @@ struct Event {
 
 using Events = std::vector<Event>;
 
-// Runs inside the C library's call, so nothing may be thrown: an event that memory is too short for
-// is passed over.
+// The client library calls this function, so it must not throw. It drops an event if memory is
+// short.
 void print_event(const char* text, void* user_data) noexcept try {
     const Event& subscribed = *static_cast<const Event*>(user_data);
     const qx::json_ptr data(::json_loads(text, 0, nullptr));
@@ -112,8 +112,8 @@ private:
     std::vector<int> fds_;
 };
 
-// Reports nothing but that the reader of standard output has gone. A file has no reader, and cannot
-// be watched.
+// With no events requested, epoll reports only that the reader of standard output has closed. The
+// call fails for a regular file, which has no reader.
 void watch_reader(int epfd) {
     qx::io::epoll_set_fd(epfd, STDOUT_FILENO, 0);
 }
@@ -158,7 +158,7 @@ Next handle(int fd, int signal_fd, EventOutput& output) {
     return output.is_full() ? print(output) : Next::wait;
 }
 
-// Handles what is ready, and prints the events that came with it.
+// Handles every ready descriptor, then prints the events that were received.
 Next handle_all(std::span<const epoll_event> ready, int signal_fd, EventOutput& output) {
     for (const epoll_event& event : ready) {
         const Next next = handle(event.data.fd, signal_fd, output);
@@ -191,7 +191,7 @@ Next print_until_stopped(int epfd, int signal_fd, std::size_t watched, EventOutp
     }
 }
 
-// The exit status for `end`, after the line that says why listening ended, if one is due.
+// Reports why listening ended, unless a signal ended it. Returns the exit status.
 int finish(Next end) {
     switch (end) {
     case Next::wait_failed:

@@ -1,4 +1,4 @@
-// Printing the broker's events as they come.
+// The operation `listen`, which prints the broker's events as they arrive.
 #pragma once
 
 #include "options.h"
@@ -15,9 +15,10 @@ struct ListenOptions {
                         "example: QX_PLIX_DEVICE_DISCOVERY,QX_PLIX_SUBSCRIPTION_CHANGED")};
 };
 
-/// Subscribes to the named events, or to all when there are none, and prints each event as one JSON
-/// object until SIGINT, SIGQUIT or SIGTERM arrives. Returns 0 then, and 1 after one line on
-/// standard error when something fails, or quietly when the reader of standard output has gone.
+/// Subscribes to `events`, or to all events if the set is empty, and prints each event as one JSON
+/// object until SIGINT, SIGQUIT or SIGTERM arrives. Returns 0 after such a signal. Returns 1 if
+/// something fails, after one line on standard error, or without a line if the reader of standard
+/// output has closed. Main thread only.
 int run_listen(const std::set<std::string>& events);
 
 } // namespace qx::manage

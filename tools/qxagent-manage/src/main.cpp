@@ -16,7 +16,8 @@ int run_chosen(const CommandLine& options, bool accepted) try {
     print_usage();
     return kFailure;
 } catch (...) {
-    // An exception that nobody catches would end the program without stopping the services.
+    // An uncaught exception would end the program without unwinding, and the services would not be
+    // stopped. This handler makes the stack unwind.
     throw;
 }
 

@@ -154,14 +154,14 @@ int result_of(const OperationRow& row, const CommandLine& options) {
     return (*std::get_if<Handler>(&row.work))(options);
 }
 
-// What a broker says of a registration may quote its values, which the log never holds.
+// The broker's reply to a registration may quote secrets, which must not appear in the log.
 bool may_quote_secrets(Operation operation, const Reason& why) {
     return (operation == Operation::register_router || operation == Operation::register_to_cloud) &&
            (why.failure.stage == QX_PLIX_STAGE_REFUSED ||
             why.failure.stage == QX_PLIX_STAGE_BAD_REPLY);
 }
 
-// While the log is open.
+// Call it while the log is open.
 void log_reason(const OperationRow& row) {
     const Reason& why = reason();
     QX_LOG(qx::log::level::info, "{}: {}", row.word,
@@ -189,7 +189,7 @@ const OperationRow& row_of(Operation operation) {
 int do_work(const OperationRow& row, const CommandLine& options) {
     const int result = result_of(row, options);
     if (result == kSuccess) {
-        // Where memory was short, the request or the result may lack characters.
+        // If memory was short, the request or the result may lack characters.
         qx::require_json_memory();
     }
     return result;

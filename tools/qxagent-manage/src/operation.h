@@ -1,4 +1,4 @@
-// The operations of the tool: one row of one table each.
+// The table of operations.
 #pragma once
 
 #include "qx/cl.h"
@@ -8,7 +8,7 @@
 
 namespace qx::manage {
 
-/// The operations in the order of their rows.
+/// Operations in the order of the rows in the table.
 enum class Operation : int {
     listen,
     register_router,
@@ -47,26 +47,26 @@ enum class Operation : int {
 
 struct CommandLine;
 
-/// A library call without arguments. Its result is the operation's.
+/// A library call without arguments. Its result becomes the operation's result.
 using Action = int (*)();
-/// A library call that answers with a JSON text, which is printed.
+/// A library call that returns JSON text, which the tool prints.
 using Query = int (*)(char** out);
-/// A library call that answers yes or no, which is printed under a name.
+/// A library call that returns yes or no, which the tool prints under the name `field`.
 struct StatusQuery {
     int (*call)(int* status);
     const char* field;
 };
-/// Work that reads the command line. Returns the exit status.
+/// A function that uses the options. Returns the exit status.
 using Handler = int (*)(const CommandLine& options);
 
-/// What must be set up before an operation does its work.
+/// The services that must run before the operation.
 enum class Needs {
     nothing,
     services,
-    stoppable_services, ///< and a stop signal ends the program with 0 from the start
+    stoppable_services, ///< services; a stop signal ends the program with status 0 from the start
 };
 
-// The members stand in the order in which a row is read.
+// Members are ordered for readable rows instead of minimal padding.
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 struct OperationRow {
     Operation operation;
@@ -76,19 +76,21 @@ struct OperationRow {
     std::variant<Action, Query, StatusQuery, Handler> work;
 };
 
-/// Every operation, in the order of the enumeration.
+/// Returns the rows of all operations, in the order of the enumeration.
 std::span<const OperationRow> operations();
 
-/// The word and the help text of every operation, in the order of the enumeration.
+/// Returns the word and the help text of every operation, in the order of the enumeration.
 cl::value_table operation_words();
 
 const OperationRow& row_of(Operation operation);
 
-/// Does the row's work; the services that it needs must be running. Returns the exit status, which
-/// includes a library result of -1. Throws std::bad_alloc when memory was short.
+/// Runs the operation. The services that it needs must be running. Returns the exit status, or -1
+/// if the library call failed. Throws std::bad_alloc if memory was short.
 int do_work(const OperationRow& row, const CommandLine& options);
 
-/// Starts what the row needs, does the row's work and stops the services again.
+/// Starts the services that the operation needs, runs the operation and stops the services. Logs
+/// why the operation failed. Returns the exit status, or -1 if the library call failed. Main thread
+/// only.
 int run(const OperationRow& row, const CommandLine& options);
 
 } // namespace qx::manage

@@ -1,5 +1,5 @@
-// The kinds of option that operations have. Each operation's options are a record beside its
-// handler; the command line is the aggregate of these records.
+// Option types of the operations. Each operation declares a record of its options beside its
+// handler, and CommandLine contains all these records.
 #pragma once
 
 #include "qx/cl.h"
@@ -15,17 +15,17 @@ using List = cl::list<std::string>;
 using Set = cl::set<std::string>;
 using Flag = cl::flag;
 
-/// The operation that a record of options belongs to: the record's first member, which its options
-/// refer to.
+/// The operation to which a record of options belongs. It is the first member of the record,
+/// because the other members refer to it.
 using Owner = cl::subcommandname_struct;
 
 enum class Operation : int;
-/// The owner that the options of `operation` take.
+/// Returns the owner for the options of `operation`.
 Owner owner(Operation operation);
 
 inline constexpr cl::countlimits_struct kRequired{1, 1};
 
-/// A value that is cut at commas.
+/// Splits the value of a list or set at commas.
 struct CommaSeparated {
     void apply(cl::detail::option_base& option) const {
         cl::listseparator(",").apply(option);

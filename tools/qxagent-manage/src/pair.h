@@ -1,4 +1,4 @@
-// The elements of list options that consist of two parts: key=value, or name:type.
+// Elements of list options that have two parts: key=value or name:type.
 #pragma once
 
 #include "qx/string_view.h"
@@ -8,14 +8,14 @@
 
 namespace qx::manage {
 
-/// The two parts of an element; views into the element.
+/// The two parts of an element, as views into it.
 struct Pair {
     qx::string_view first;
     qx::string_view second;
 };
 
-/// Splits `element` at every `separator`; nothing unless that gives exactly two parts, either of
-/// which may be empty.
+/// Splits `element` at `separator`. Returns nullopt unless `separator` occurs exactly once. Either
+/// part may be empty.
 std::optional<Pair> split_pair(const std::string& element, const char* separator);
 
 } // namespace qx::manage

@@ -73,7 +73,7 @@ void note(const Failure& failure, bool is_told) {
     note_reason(failure.message.stage, {line.data(), line.size()}, is_told);
 }
 
-// Whether `text`, which has been printed, is the reason that the client library gives.
+// Returns whether `text`, which has been printed, contains the client library's reason.
 bool is_told_by(const char* text) {
     qx_plix_failure_t failure;
     qx_plix_last_failure(&failure);
@@ -82,14 +82,14 @@ bool is_told_by(const char* text) {
            std::string_view(text).find(failure.description) != std::string_view::npos;
 }
 
-// A reason is one line, whatever characters the broker's text holds.
+// The broker's text may contain line feeds, but a reason must stay on one line.
 void print_line(const char* kind, string_view text) {
     const std::string line = shown(text);
     const char* const separator = *speaker == '\0' ? "" : ": ";
     qx::println(stderr, "qxagent-manage: {}{}{}{}", speaker, separator, kind, line);
 }
 
-// The text as JSON; one that is not UTF-8 is escaped first.
+// Converts a text to JSON. Escapes a text that is not UTF-8.
 json_t* to_json(string_view text) {
     json_t* const value = ::json_stringn(text.data(), text.size());
     return value != nullptr ? value : ::json_string(shown(text).c_str());
@@ -105,7 +105,7 @@ void print_record(const char* stage, int status, const qx_plix_failure_t& failur
         to_json(message)));
     const qx::text_ptr line(::json_dumps(record.get(), 0));
     if (line) {
-        // One write, as the line of another thread may come at the same time.
+        // Use one write, because another thread may print a line at the same time.
         const std::string text = std::string(line.get()) + "\n";
         std::fwrite(text.data(), 1, text.size(), stderr);
     }
@@ -179,7 +179,7 @@ void append_json(OutputText& text, json_t* value, string_view event_name) {
         return;
     }
     std::size_t end = text.size();
-    // What is written when memory runs short would stand before the next line.
+    // Remove an incomplete line if memory runs short.
     const qx::scope_guard cut([&] { text.resize(end); });
     JsonWriter writer(text, output_is_terminal());
     if (event_name.empty()) {
@@ -206,7 +206,7 @@ void print_output(const char* text) {
 }
 
 void print_bool_output(bool value, const char* key) {
-    // An answer that memory was too short to read is no answer.
+    // If memory was short, `value` may differ from the broker's reply.
     qx::require_json_memory();
     qx::println(stdout, output_is_terminal() ? "{:s}: {}" : "{{\"{:s}\": {}}}", key, value);
 }

@@ -1,6 +1,7 @@
-// All output of the tool: results and the usage on standard output, failures and warnings on
-// standard error. Nothing else in the tool writes to standard error. Main thread only, unless
-// stated otherwise; no call reports a failure of its own.
+// All output of the tool: results and usage on standard output, failures and warnings on standard
+// error. No other file of the tool writes to standard error. Functions do not report write errors;
+// check_standard_output() detects those of standard output. Main thread only, unless stated
+// otherwise.
 #pragma once
 
 #include "json_writer.h"
@@ -13,8 +14,8 @@
 
 namespace qx::manage {
 
-/// What a failure is about, as scripts see it in the member "stage"; the client library's failures
-/// have the stages of qx_plix_stage.
+/// Kinds of failure. QX_ERRORS=json prints them as the member "stage". Failures of the client
+/// library have the stages of qx_plix_stage instead.
 namespace stage {
 
 inline constexpr char argument[] = "argument"; ///< the command line, the environment or the input
@@ -24,7 +25,7 @@ inline constexpr char broker[] = "broker"; ///< the client library knows the rea
 
 } // namespace stage
 
-/// A line that says why an operation fails; "{}" stands for the failure's detail.
+/// A line that says why an operation fails. "{}" is replaced by the detail of the failure.
 struct Message {
     const char* stage;
     const char* text;
@@ -83,64 +84,65 @@ inline constexpr Message memory_is_short{stage::memory, "out of memory"};
 
 } // namespace message
 
-/// A failure on its way to the user.
+/// A failure to report to the user.
 struct Failure {
     Message message{};
     string_view detail = {}; ///< replaces "{}" in the message; not copied
 };
 
-/// A failure whose detail is the text of errno.
+/// Returns a failure whose detail describes errno.
 Failure system_failure(Message message);
 
 /// Returns the failure as one line without a line feed.
 std::string to_line(const Failure& failure);
 
-/// Notes the failure as the run's reason. Returns kFailure.
+/// Records the failure as the run's reason without printing it. Returns kFailure.
 int note_failure(const Failure& failure);
 
-/// Prints the failure's line on standard error and notes it as the run's reason; for a failure of
-/// stage::broker, the client library's last failure is the reason. Returns kFailure.
+/// Prints the failure's line on standard error and records the failure as the run's reason. For a
+/// failure of stage::broker, the reason is the client library's last failure. Returns kFailure.
 int print_failure(const Failure& failure);
 
 /// Prints the line of a failure that does not end the operation.
 void print_passed_over(const Failure& failure);
 
-/// Prints why the settings store could not be opened last and notes it as the run's reason. Returns
-/// kFailure.
+/// Prints why the last attempt to open the settings store failed, and records it as the run's
+/// reason. Returns kFailure.
 int print_unreadable_settings();
 
 /// Returns whether QX_ERRORS is unset or has a valid value.
 bool errors_setting_is_valid();
 
-/// Sets the operation that the lines of print_notice and print_reason name. `operation` must be a
-/// constant, as it is not copied. Call it before any other thread runs.
+/// Sets the operation that print_notice() and print_reason() name. `operation` is not copied, so it
+/// must be a constant. Call it before any other thread runs.
 void speak_for(const char* operation);
 
-/// Prints a line about something that went wrong in a run that may still end with 0, if QX_ERRORS
-/// asks for reasons. Any thread.
+/// Prints a warning if QX_ERRORS enables reasons. The run may still succeed. Safe to call from any
+/// thread.
 void print_notice(string_view text);
 
-/// Call it last in a run that ends with `status`. Unless that is 0, prints the run's reason if
-/// QX_ERRORS asks for reasons; as text, only if no earlier line gave the reason.
+/// Prints the run's reason if `status` is not 0 and QX_ERRORS enables reasons. In text form, prints
+/// nothing if an earlier line gave the reason. Call it last in a run that ends with `status`.
 void print_reason(int status);
 
-/// Appends a parsed JSON document as it is printed: one line, or several indented by 4 when
-/// standard output is a terminal. With a name, appends an event object of that name with the
-/// document as its data. Appends nothing for null. The caller keeps the value. Throws
-/// std::bad_alloc, also when memory was too short to parse the value.
+/// Appends a parsed JSON document in the form in which the tool prints it: on one line, or indented
+/// by 4 if standard output is a terminal. If `event_name` is given, appends an event object with
+/// this name and with the document as its data. Appends nothing if `value` is null. The caller
+/// keeps `value`. Throws std::bad_alloc, also if memory was too short to parse `value`.
 void append_json(OutputText& text, json_t* value, string_view event_name = {});
 
-/// Prints a JSON document (an object or an array). Prints nothing for any other text, or for null.
+/// Prints a JSON document (an object or an array) on standard output. Does nothing for null. For
+/// any other text, prints only a notice.
 void print_output(const char* text);
 
 /// Prints a one-member object with `key`, or "key: value" when standard output is a terminal.
 void print_bool_output(bool value, const char* key);
 
-/// Prints the record, filled by the client library's last call, as a block of four lines on
+/// Prints `err`, which the client library's last call has filled, as a block of four lines on
 /// standard error.
 void print_error(const qx_plix_error_t& err);
 
-/// Prints on standard error why a schedule was refused: the library's result, and its reason, which
+/// Prints on standard error why a schedule was refused: the library's result and its reason, which
 /// may be null.
 void print_schedule_error(int result, const char* reason);
 

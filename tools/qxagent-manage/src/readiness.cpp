@@ -18,7 +18,8 @@
 namespace qx::manage {
 namespace {
 
-// The protocol of sd_notify(3): a path, or "@" and a name in the abstract namespace.
+// Uses the protocol of sd_notify(3). NOTIFY_SOCKET is a path, or "@" followed by a name in the
+// abstract namespace.
 void notify_manager(const char* state) {
     const char* const name = std::getenv("NOTIFY_SOCKET");
     sockaddr_un address{};
@@ -32,7 +33,7 @@ void notify_manager(const char* state) {
         address.sun_path[0] = '\0';
     }
     const qx::io::descriptor manager(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    const timeval patience{1, 0}; // for a manager whose queue is full
+    const timeval patience{1, 0}; // if the manager's queue is full
     ::setsockopt(manager.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
     if (::connect(manager.get(), reinterpret_cast<const sockaddr*>(&address), size) == 0) {
@@ -40,7 +41,7 @@ void notify_manager(const char* state) {
     }
 }
 
-// A reader that is gone must not end the listener, nor one with a full pipe hold it up.
+// A closed pipe must not end the listener, and a full pipe must not block it.
 void write_line_feed(int fd) {
     pollfd polled{fd, POLLOUT, 0};
     if (::poll(&polled, 1, 0) != 1 || polled.revents != POLLOUT) {
@@ -51,7 +52,7 @@ void write_line_feed(int fd) {
     std::signal(SIGPIPE, before);
 }
 
-// The number that the text is; -1 for any other text, and for null.
+// Returns the number in `text`, or -1 if `text` is null or not a number.
 int parse_descriptor(const char* text) {
     int fd = -1;
     const char* const end = text == nullptr ? nullptr : text + std::strlen(text);

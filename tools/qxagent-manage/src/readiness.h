@@ -15,7 +15,7 @@ std::optional<Failure> check_ready_fd();
 /// announce() reports that all subscriptions are in place: it sends "READY=1" to the service
 /// manager's socket (NOTIFY_SOCKET), writes a line feed to the descriptor that QX_READY_FD names,
 /// and closes this descriptor. The destructor then sends "STOPPING=1" to the socket. A receiver
-/// that is gone or whose buffer is full is skipped. Call check_ready_fd() first.
+/// that has closed or whose buffer is full is skipped. Call check_ready_fd() first.
 class Readiness {
 public:
     Readiness() = default;

@@ -1,4 +1,4 @@
-// The reason why a run does not end with 0. Main thread only; noting a reason allocates nothing.
+// The reason why a run fails. Main thread only. Recording a reason allocates no memory.
 #pragma once
 
 #include "qx/string_view.h"
@@ -6,7 +6,7 @@
 
 namespace qx::manage {
 
-/// The first reason that was noted; later failures are its consequences.
+/// The first recorded reason. Later failures are its consequences and are not recorded.
 struct Reason {
     const char* stage = nullptr; ///< null when no reason was noted
     bool is_told = false;        ///< a line on standard error already gives the reason
@@ -15,10 +15,12 @@ struct Reason {
 
 const Reason& reason();
 
-/// Notes a reason of the tool's own. `stage` must be a constant, as it is not copied.
+/// Records a reason of the tool. `stage` is not copied, so it must be a constant; `message` is
+/// copied and may be shortened. `is_told` states that standard error already shows the reason.
 void note_reason(const char* stage, string_view message, bool is_told);
 
-/// Notes why the client library's last call failed; does nothing when that call succeeded.
+/// Records why the client library's last call failed. Does nothing if that call succeeded.
+/// `is_told` is as for note_reason().
 void note_library_reason(bool is_told);
 
 } // namespace qx::manage

@@ -1,4 +1,4 @@
-// Registering the router with the maker's cloud.
+// Operations that register the router with the maker's cloud. Main thread only.
 #pragma once
 
 #include "options.h"
@@ -8,21 +8,24 @@
 
 namespace qx::manage {
 
-/// For both register and register_to_cloud.
+/// Options of both `register` and `register_to_cloud`.
 struct RegistrationOptions {
     Owner owner;
     List params{"params", owner, cl::valuedesc("list"), kCommaSeparated,
                 cl::desc("an array of key=value pairs; example: key1=value1,key2=value2")};
 };
 
-// The element "-" alone stands for pairs on standard input (registration_params.h).
+// If `params` is the single element "-", the pairs come from standard input
+// (registration_params.h).
 
-/// Sends the key=value pairs of `params` as the registration record. Returns 0, or 1 with nothing
-/// sent when a pair is refused, or with the error block when the broker refuses the record.
+/// Sends the key=value pairs of `params` as the registration record. Returns 0 on success. Returns
+/// 1 without sending anything if a pair is invalid, and 1 after printing the error block if the
+/// broker refuses the record.
 int run_register(const std::vector<std::string>& params);
 
-/// Registers with the pairs token, mac and redeem of `params`; one that is not given is the empty
-/// text. Other keys are named on standard error and passed over. Returns 0, or 1.
+/// Registers with the values of the keys token, mac and redeem in `params`. Sends an empty text for
+/// a missing key. Names other keys on standard error and ignores them. Returns 0 on success and 1
+/// on failure.
 int run_register_to_cloud(const std::vector<std::string>& params);
 
 } // namespace qx::manage

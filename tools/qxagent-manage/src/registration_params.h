@@ -1,4 +1,4 @@
-// The pairs of a registration, which may be secrets.
+// The parameters of a registration, which may be secrets.
 #pragma once
 
 #include "pair.h"
@@ -13,15 +13,16 @@ namespace qx::manage {
 /// Splits the elements of `--params` into pairs.
 class RegistrationParams {
 public:
-    /// A single element "-" means the lines of standard input, which other users cannot see, unlike
-    /// the command line. A line is split at its first "="; empty lines are ignored.
+    /// If the only element is "-", reads the pairs from standard input, one per line; unlike the
+    /// command line, standard input is hidden from other users. Splits each line at its first "="
+    /// and ignores empty lines.
     explicit RegistrationParams(const std::vector<std::string>& elements);
 
-    /// Set when standard input could not be read or is longer than 1 MiB.
+    /// Set if standard input could not be read or is longer than 1 MiB.
     [[nodiscard]] const std::optional<Failure>& failure() const { return failure_; }
 
-    /// The pairs in order; an element or line that is no pair has no value. They point into this
-    /// object or the elements.
+    /// The pairs in order, with nullopt for an element or line that is not a pair. They are views
+    /// into this object or into the elements.
     [[nodiscard]] const std::vector<std::optional<Pair>>& pairs() const { return pairs_; }
 
 private:

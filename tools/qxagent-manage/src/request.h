@@ -1,4 +1,4 @@
-// What the builders of request documents share.
+// Helpers that build request documents. Main thread only.
 #pragma once
 
 #include "base/json.h"
@@ -10,21 +10,22 @@
 
 namespace qx::manage {
 
-/// A request document under construction: an object to which members are added one by one. An
-/// option that was not given, or an empty text, adds nothing.
+/// Builds a request document, a JSON object, member by member. add() ignores an option that is not
+/// given and an empty text.
 class Request {
 public:
     void add(const char* key, const Text& text);
     void add(const char* key, const Integer& number);
     void add(const char* key, const Boolean& truth);
-    /// A null value, which could not be built, makes send() fail.
+    /// Adds `value`. If `value` is null, because it could not be built, take() and send() fail.
     void add(const char* key, qx::json_ptr value);
 
-    /// Gives the object away; null when a member could not be added.
+    /// Transfers ownership of the object to the caller. Returns null if a member could not be
+    /// added.
     [[nodiscard]] qx::json_ptr take();
 
-    /// Hands the document to a library call and returns its result; 1, without the call, when a
-    /// member could not be added.
+    /// Passes the document to `call` and returns the result of `call`. Returns 1 without the call
+    /// if a member could not be added.
     [[nodiscard]] int send(int (*call)(const char* request)) const;
 
 private:
@@ -32,20 +33,22 @@ private:
     bool is_whole_ = object_ != nullptr;
 };
 
-/// A text as JSON, also an empty one; null when it is not UTF-8.
+/// Returns a text, which may be empty, as JSON, or null if it is not UTF-8.
 qx::json_ptr text_value(qx::string_view text);
 
-/// An array of the texts that are UTF-8, in order; a notice that names the option tells of others.
+/// Returns an array of those texts that are UTF-8, in order, or null if memory is short. Prints a
+/// notice that names `option` if a text is left out.
 qx::json_ptr array_of_valid(const char* option, const std::vector<std::string>& texts);
 
-/// An array of the texts, in order; null, with the failure noted for the option, when one of them
-/// is not UTF-8.
+/// Returns an array of the texts, in order. If one of them is not UTF-8, records a failure that
+/// names `option` and returns null.
 qx::json_ptr text_array(const char* option, const std::vector<std::string>& texts);
 
-/// Sets the member that the pair names to its value, a text; false when one of them is not UTF-8.
+/// Sets the member `pair.first` of `object` to the text `pair.second`. Returns false if one of them
+/// is not UTF-8.
 bool set_text(const qx::json_ptr& object, const Pair& pair);
 
-/// The one-line form in which a request is handed to the client library; null when memory is short.
+/// Returns the request as one line of JSON for the client library, or null if memory is short.
 qx::text_ptr serialise(const qx::json_ptr& request);
 
 } // namespace qx::manage

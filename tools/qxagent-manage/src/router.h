@@ -1,4 +1,4 @@
-// The router's own description.
+// The operation `set_router_info`. Main thread only.
 #pragma once
 
 #include "options.h"
@@ -22,9 +22,9 @@ struct RouterOptions {
                                  cl::desc("accept cloud trigger VA scans or not")};
 };
 
-/// Sends what is given of the router's description: empty texts, an empty list and a trigger that
-/// is not given are left out. Each element of `interfaces` is NAME:TYPE. Returns the library's
-/// result, or 1, with nothing sent, when an element is not such a pair or a text is not UTF-8.
+/// Sends the router's description. Omits empty texts, an empty list and options that are not given.
+/// Each element of `interfaces` is NAME:TYPE. Returns the client library's result, or 1 without
+/// sending anything if an element is not such a pair or a text is not UTF-8.
 int run_set_router_info(const RouterOptions& options);
 
 } // namespace qx::manage

@@ -12,8 +12,8 @@
 namespace qx::manage {
 namespace {
 
-// A leading number, of whatever text, is the day's number; a number that fits no int stays the text
-// it is.
+// Converts a text that begins with a number to this number, provided that the number fits 32 bits.
+// Any other text stays a text.
 qx::json_ptr day_value(const std::string& day) {
     const char* const text = day.c_str();
     char* end = nullptr;

@@ -1,4 +1,5 @@
-// Vulnerability scans: when they run and what they leave out.
+// Operations on vulnerability scans: their schedule and the devices that they exclude. Main thread
+// only.
 #pragma once
 
 #include "options.h"
@@ -41,15 +42,17 @@ struct ExclusionOptions {
                  "(the overlapping detection algorithm is case insensitive).")};
 };
 
-/// Sets the scan schedule. Returns 0, or 1 after one line on standard error when the schedule is
-/// refused.
+/// Sets the scan schedule. Returns 0 on success. Returns 1 after one line on standard error if the
+/// schedule is refused.
 int run_va_set_schedule(const ScheduleOptions& options);
 
-/// Sets the MAC patterns that scans leave out. Returns 0, or 1 after the error block when they are
-/// refused.
+/// Sets the patterns of MAC addresses that scans exclude. Returns 0 on success. Returns 1 after
+/// printing the error block if the patterns are refused, and 1 without it if a pattern is not
+/// UTF-8.
 int run_va_set_exclusions(const ExclusionOptions& options);
 
-/// Prints the MAC patterns that scans leave out. Returns 0, or 1 after the error block.
+/// Prints the patterns of MAC addresses that scans exclude. Returns 0 on success, and 1 after
+/// printing the error block on failure.
 int run_va_get_exclusions();
 
 } // namespace qx::manage

@@ -19,7 +19,7 @@
 namespace qx::manage {
 namespace {
 
-// The library's callbacks must not throw: a line that memory is too short for is lost.
+// The client library's callbacks must not throw, so they drop a line if memory is short.
 
 void log_warning(const char* text, void* /*unused*/) noexcept try {
     QX_LOG(qx::log::level::warning, "{:s}", text);
@@ -44,7 +44,7 @@ void log_request(const qxplix::traced_request& request) noexcept try {
 } catch (const std::bad_alloc&) {
 }
 
-// The library has printed why no broker runs, but not that no agent is installed.
+// The client library prints why no broker runs, but it prints nothing if no agent is installed.
 int report_start() {
     qx_plix_failure_t failure;
     qx_plix_last_failure(&failure);

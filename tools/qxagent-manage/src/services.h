@@ -1,9 +1,10 @@
-// What runs around every operation: the logger, the settings store and the client library.
+// The services that operations need: the log, the settings store and the client library.
 #pragma once
 
 namespace qx::manage {
 
-/// Starts the services in order and stops, in reverse order, those that it started.
+/// Starts the services in order. The destructor stops the running ones in reverse order. Main
+/// thread only.
 class Services {
 public:
     Services() = default;
@@ -11,9 +12,10 @@ public:
     Services& operator=(const Services&) = delete;
     ~Services();
 
-    /// Applies the environment and starts the services. Returns 0, or 1 when a variable is invalid
-    /// or a service does not start, with the reason noted. The reason is printed too, unless there
-    /// is no install directory or the broker accepts no connection.
+    /// Applies the environment, starts the services and repairs an interrupted deployment switch.
+    /// Returns 0 on success. Returns 1 and records the reason if a variable is invalid or a service
+    /// does not start. Prints the reason too, unless there is no install directory or the broker
+    /// accepts no connection.
     [[nodiscard]] int start();
 
 private:

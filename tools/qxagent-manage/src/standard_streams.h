@@ -1,16 +1,16 @@
-// The three standard streams: made ready at the start, looked after at the end.
+// Set-up and final check of the standard streams.
 #pragma once
 
 namespace qx::manage {
 
-/// Buffers standard output and standard error by lines, and puts something harmless in the place of
-/// a standard descriptor that the caller has closed, so that no socket or file of ours ends up
-/// under its number. Ignores SIGXFSZ, so that a write above the file size limit fails with an
+/// Makes standard output and standard error line-buffered. Opens a harmless descriptor in place of
+/// each standard descriptor that the caller has closed; otherwise a socket or file of the tool
+/// could get its number. Ignores SIGXFSZ, so that a write above the file size limit fails with an
 /// error.
 void prepare_standard_streams();
 
-/// After one line on standard error when some of standard output could not be written: 1 in the
-/// place of a `result` of 0. Any other `result` stays.
+/// Flushes standard output. If some output could not be written, prints one line on standard error
+/// and returns 1 instead of a `result` of 0. Returns `result` otherwise.
 int check_standard_output(int result);
 
 } // namespace qx::manage
