@@ -1,4 +1,4 @@
-// What the server sends: answers to requests, and events.
+// The part of Server that sends answers and events.
 
 #include "server.h"
 
@@ -110,7 +110,7 @@ void Server::apply(const Reply& reply) {
     if (!reply.scan_time) {
         return;
     }
-    // A scan that is stopped and started again must not be ended by the timer of the first.
+    // The timer of a stopped scan must not end a scan that was started later.
     timers_.add(Clock::now() + *reply.scan_time, [this, number = ++scan_number_] {
         if (number != scan_number_) {
             return;

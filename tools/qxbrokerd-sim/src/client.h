@@ -19,12 +19,12 @@ class LineReader {
 public:
     void add(std::string_view bytes) { buffer_.append(bytes); }
 
-    /// The next whole line without its line feed, valid until the next call of add() or
-    /// drop_taken().
+    /// Returns the next complete line without its line feed, or nullopt. The line is valid until
+    /// the next call of add() or drop_taken().
     std::optional<std::string_view> next();
-    /// Forgets the lines that were taken; called once after a round of next().
+    /// Removes the lines that next() has returned. Call it once after a series of next() calls.
     void drop_taken();
-    /// What stands after the last line feed.
+    /// Returns the bytes that next() has not returned yet.
     [[nodiscard]] std::string_view rest() const { return std::string_view(buffer_).substr(taken_); }
 
 private:
@@ -33,7 +33,7 @@ private:
     std::size_t searched_ = 0;
 };
 
-/// The bytes that all clients hold.
+/// The bytes that are queued for all clients.
 struct Totals {
     std::size_t unanswered = 0;
     std::size_t unread = 0;
@@ -47,18 +47,17 @@ struct Client {
     std::uint64_t id = 0;
     io::descriptor fd;
     LineReader input;
-    Share unanswered; ///< received but not answered
+    Share unanswered; ///< bytes received but not answered
     Outbox output;
-    Share unread; ///< what the output holds
+    Share unread; ///< bytes in `output`
     std::bitset<kEventNames.size()> subscriptions;
-    bool reads = true;       ///< false: what the client sends stays unread
-    bool is_queued = false;  ///< among the clients that are flushed next
-    bool is_blocked = false; ///< the socket takes no more for now
-    bool is_waiting = false; ///< a timer will queue it
-    bool is_leaving =
-        false; ///< the client sends nothing more; it goes when it has got what is queued
-    std::string_view given_up; ///< why it is closed at its next flush, if it is
-    unsigned interest = 0;     ///< what epoll watches
+    bool reads = true;         ///< false: the server does not read from the client
+    bool is_queued = false;    ///< in the list of clients to flush
+    bool is_blocked = false;   ///< the socket's send buffer is full
+    bool is_waiting = false;   ///< a timer will queue the client for a flush
+    bool is_leaving = false;   ///< the client sends no more; close it once `output` is empty
+    std::string_view given_up; ///< why the next flush closes the client; empty if it does not
+    unsigned interest = 0;     ///< the events that epoll watches
 };
 
 } // namespace qx::sim

@@ -1,4 +1,4 @@
-// The broker's commands: each is a row of one table.
+// The table of the broker's commands.
 #pragma once
 
 #include "events.h"
@@ -13,12 +13,12 @@
 
 namespace qx::sim {
 
-/// What a command comes to.
+/// The result of a command.
 struct Reply {
     json_int_t status = 0;
-    Json data;                 ///< null: the answer has no "data"
+    Json data;                 ///< null if the answer has no "data"
     std::vector<Event> events; ///< sent after the answer
-    /// A scan has begun that ends after this time.
+    /// The duration of the scan that the command has started, if any.
     std::optional<std::chrono::milliseconds> scan_time;
 
     static Reply with(Json data) {
@@ -27,14 +27,14 @@ struct Reply {
         return reply;
     }
 
-    /// A refusal whose data is {"code", "description"}.
+    /// Returns a refusal whose data is {"code", "description"}.
     static Reply failure(json_int_t code, std::string_view description);
 
     void add_event(EventType type, const json_t* content) {
         events.push_back({type, dump(content)});
     }
 
-    /// The answer as it goes into a frame.
+    /// Returns the answer as JSON text.
     [[nodiscard]] std::string text() const;
 };
 
@@ -46,10 +46,11 @@ inline constexpr json_int_t invalid_schema = 2;
 
 bool is_command(std::string_view name);
 
-/// Carries out the command `name` with `data` (null when the request has none).
+/// Executes the command `name`. `data` is borrowed, and null if the request has none. Returns a
+/// refusal if the command is unknown or the data is invalid.
 Reply execute(State& state, std::string_view name, json_t* data);
 
-/// Ends the running scan, if there is one, and returns the event that tells so.
+/// Ends the running scan. Returns the event that reports the end, or nullopt if no scan runs.
 std::optional<Event> finish_scan(State& state);
 
 } // namespace qx::sim

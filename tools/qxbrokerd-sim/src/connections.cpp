@@ -1,4 +1,4 @@
-// The server's connections: taking, reading, sending, closing.
+// The part of Server that accepts, reads, flushes and closes connections.
 
 #include "base/descriptor.h"
 #include "server.h"
@@ -16,7 +16,8 @@ namespace {
 constexpr int kExitOfScenario = 3;
 constexpr std::size_t kLongestRequest = 1 << 20;
 constexpr std::size_t kMostUnanswered = 32 << 20; // of all clients
-constexpr std::size_t kReadOnBelow = 256 << 10; // of answers and events that the client left unread
+// Stop reading from a client that leaves this many bytes of answers and events unread.
+constexpr std::size_t kReadOnBelow = 256 << 10;
 constexpr std::size_t kMostUnread = 32 << 20;
 constexpr std::size_t kMostUnreadOfAll = 128 << 20;
 constexpr Milliseconds kAcceptAgain{100};
@@ -51,7 +52,7 @@ void Server::accept_clients() {
     }
 }
 
-/// Gives up the spare descriptor to accept and close the waiting connections. Sets errno like
+/// Closes the spare descriptor to accept and close the waiting connections. Sets errno like
 /// accept4().
 void Server::refuse_clients() {
     spare_ = io::descriptor();
@@ -63,7 +64,7 @@ void Server::refuse_clients() {
     errno = error;
 }
 
-/// Stops watching the listener for a while; it would stay ready and keep the loop busy.
+/// Stops watching the listener for a while; otherwise it would stay ready and keep the loop busy.
 void Server::pause_accepting() {
     accepts_ = false;
     ::epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, presence_->listener(), nullptr);
@@ -115,7 +116,7 @@ void Server::receive(Client& client) {
         return;
     }
     if (got <= 0) {
-        // A client that only ended its own sending still gets the answers that are on their way.
+        // A client that has shut down only its sending side still gets its answers.
         client.is_leaving = true;
         client.reads = false;
         if (got < 0 || client.output.empty() || client.subscriptions.any()) {
@@ -129,7 +130,7 @@ void Server::receive(Client& client) {
     answer_lines(client);
 }
 
-/// Requests wait while their client leaves answers unread.
+/// Answers complete requests, unless the client leaves answers unread.
 void Server::answer_lines(Client& client) {
     while (wants_input(client)) {
         const auto line = client.input.next();
@@ -152,7 +153,7 @@ void Server::limit_unanswered(Client& client) {
     }
 }
 
-/// Whether more may be queued for the client; if not, it is closed.
+/// Gives up clients that leave too much unread. Returns whether more may be queued for `client`.
 bool Server::admits(Client& client) {
     if (client.unread.held() > kMostUnread) {
         give_up(client, "reads too slowly");
@@ -163,7 +164,7 @@ bool Server::admits(Client& client) {
 }
 
 /// Frees the client's unread output. The client is closed at its next flush, when nothing refers to
-/// it.
+/// it any more.
 void Server::give_up(Client& client, std::string_view reason) {
     client.given_up = reason;
     client.output = {};

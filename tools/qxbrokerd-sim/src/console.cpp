@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r";
 
-/// Takes the first word off `line`.
+/// Removes the first word from `line` and returns it.
 std::string_view take_word(std::string_view& line) {
     const std::size_t start = line.find_first_not_of(kBlanks);
     if (start == std::string_view::npos) {

@@ -1,4 +1,4 @@
-// The router's own fields, the devices behind it and its satellites.
+// Handlers for the router's own fields, its devices and its satellites.
 
 #include "handlers.h"
 
@@ -19,7 +19,7 @@ Reply set_router_field(const Call& call) {
     return {};
 }
 
-/// The device that the request is about, or null.
+/// Returns the device that the request names, or null.
 json_t* addressed_device(const Call& call) {
     return call.state.device_with_id(text_of(json_object_get(call.data, "device_id")));
 }
@@ -42,7 +42,7 @@ Reply change_device(json_t* device, const char* key, Json value) {
     return reply;
 }
 
-/// Copies what the report says into the device; true when that changes it.
+/// Copies a report into the device. Returns whether the device has changed.
 bool apply_report(json_t* device, json_t* report) {
     const Json before(json_deep_copy(device));
     const bool online = json_is_true(json_object_get(report, "is_online"));

@@ -28,13 +28,13 @@ inline constexpr std::array<std::string_view, 7> kEventNames = {
     "set_device_online_status_result",
 };
 
-/// The event called `name`, in the broker's form (va_status_changed) or in the library's
-/// (QX_PLIX_VA_STATUS_CHANGED).
+/// Returns the event called `name`, or nullopt. Accepts the form of the broker (va_status_changed)
+/// and that of the library (QX_PLIX_VA_STATUS_CHANGED).
 std::optional<EventType> event_type(std::string_view name);
 
 std::string_view event_name(EventType type);
 
-/// An event that is due: its JSON text goes to every subscriber.
+/// An event to send to every subscriber; `text` is JSON.
 struct Event {
     EventType type;
     std::string text;

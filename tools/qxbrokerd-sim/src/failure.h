@@ -1,11 +1,11 @@
-// What ends the program, or the reading of its scenario.
+// The exception that ends the program or refuses its scenario.
 #pragma once
 
 #include <stdexcept>
 
 namespace qx::sim {
 
-/// Why something cannot be done, as one line for a person.
+/// what() says in one line what failed and why.
 class Failure : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -1,11 +1,12 @@
-// The handlers that the rows of the command table name.
+// The handlers in the command table.
 #pragma once
 
 #include "commands.h"
 
 namespace qx::sim {
 
-/// One call of a handler. `data` is never null; `key` is the table row's.
+/// The arguments of a handler. `data` is borrowed and never null; a request without data has JSON's
+/// null. `key` comes from the command's row.
 struct Call {
     State& state;
     json_t* data;

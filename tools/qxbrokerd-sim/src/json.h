@@ -1,4 +1,4 @@
-// JSON values in owning handles.
+// Ownership of JSON values, and helpers.
 #pragma once
 
 #include <jansson.h>
@@ -15,18 +15,18 @@ struct JsonRelease {
 /// One reference to a JSON value.
 using Json = std::unique_ptr<json_t, JsonRelease>;
 
-/// A further reference to a value that somebody else holds.
+/// Returns a new reference to a borrowed value.
 Json share(json_t* value);
 
-/// `value` on one line; any type of value.
+/// Returns `value`, of any type, as JSON text on one line.
 std::string dump(const json_t* value);
 
 Json json_text(std::string_view text);
 
-/// The text of a JSON string; "" for anything else.
+/// Returns the text of a JSON string as a view into `value`, or "" for any other value.
 std::string_view text_of(const json_t* value);
 
-/// "an object", "a text", ...: how messages name the type of `value`.
+/// Returns the name of the type of `value` in messages, such as "an object" or "a text".
 const char* type_name(const json_t* value);
 
 } // namespace qx::sim

@@ -14,7 +14,8 @@ namespace {
 
 using namespace qx::sim;
 
-/// Descriptors 0 to 2 must be taken, or a socket would become a standard stream.
+/// Opens descriptors 0 to 2 where they are closed; otherwise a socket could become a standard
+/// stream.
 void hold_standard_streams() {
     int fd = 0;
     do {

@@ -13,7 +13,7 @@ struct Options {
     bool version = false;
 };
 
-/// Throws Failure, whose text says what is wrong.
+/// Parses the command line. Throws Failure if the command line is invalid.
 Options parse_options(int argc, char** argv);
 
 extern const char* const kHelp;

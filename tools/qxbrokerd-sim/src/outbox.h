@@ -1,4 +1,4 @@
-// What a connection still has to send, and how.
+// The queue of bytes that a connection has to send.
 #pragma once
 
 #include <chrono>
@@ -15,36 +15,36 @@ namespace qx::sim {
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::milliseconds;
 
-/// What happens after a frame, or the part of it that is sent.
+/// The action after a frame, or the part of it to send, has been sent.
 enum class Then { keep, close, restart, exit };
 
 /// How a frame is sent: whole and at once, unless a scenario says otherwise.
 struct Delivery {
     Milliseconds delay{0};
     std::size_t send =
-        std::numeric_limits<std::size_t>::max(); ///< bytes of the frame that are sent at most
+        std::numeric_limits<std::size_t>::max(); ///< send at most so many bytes of the frame
     std::size_t chunk = 0;                       ///< bytes sent at a time; 0: all of them
     Milliseconds pause{1};                       ///< between chunks
     Then then = Then::keep;
     Milliseconds down{100};             ///< how long a restart takes
-    std::optional<std::int32_t> length; ///< stands in the prefix instead of the text's length
+    std::optional<std::int32_t> length; ///< replaces the true length in the prefix
 
     [[nodiscard]] bool is_plain() const {
         return delay.count() == 0 && chunk == 0 && then == Then::keep;
     }
 };
 
-/// `text` behind its length prefix.
+/// Returns a frame: the length prefix, then `text`. `length` replaces the true length.
 std::string frame(std::string_view text, std::optional<std::int32_t> length = std::nullopt);
 
-/// How far sending came.
+/// The result of Outbox::flush().
 struct Progress {
     enum class Kind {
-        done,    ///< nothing is left
-        blocked, ///< more goes when the socket is writable
-        waiting, ///< until `until`
-        broken,  ///< the peer is gone
-        then,    ///< something was sent after which `action` follows
+        done,    ///< the queue is empty
+        blocked, ///< continue when the socket is writable
+        waiting, ///< continue at `until`
+        broken,  ///< the connection is broken
+        then,    ///< a frame has been sent; do `action`
     };
     Kind kind = Kind::done;
     Clock::time_point until{};
@@ -52,28 +52,28 @@ struct Progress {
     Milliseconds down{0};
 };
 
-/// Frames that are made lazily: `make` returns the bytes of frame number `next` to `last`.
+/// Frames that are generated when they are sent: `make` returns the bytes of a frame, given its
+/// number from `next` to `last`.
 struct Series {
     std::function<std::string(std::uint64_t)> make;
     std::uint64_t next = 1;
     std::uint64_t last = 0;
 };
 
-/// A queue of bytes for one socket, kept in the order in which they were added. Frames that need no
-/// special treatment are joined into blocks, so that a burst costs few system calls and its memory
-/// goes block by block.
+/// A FIFO queue of bytes for one socket. Joins frames without special delivery into blocks: a burst
+/// then needs few system calls, and its memory is freed block by block.
 class Outbox {
 public:
     void add(std::string_view bytes, const Delivery& delivery);
-    /// Adds frames that are made when the earlier ones have been sent.
+    /// Adds frames that are generated after the earlier ones have been sent.
     void add(Series series, const Delivery& delivery);
 
     [[nodiscard]] bool empty() const { return items_.empty(); }
-    /// The bytes that are held, with a little for each item.
+    /// Returns the number of queued bytes plus an overhead for each item.
     [[nodiscard]] std::size_t size() const { return size_; }
 
-    /// Sends what `fd` takes without blocking, up to a limit per call so that other clients get
-    /// their turn.
+    /// Sends to the socket `fd` without blocking. Sends a limited amount per call, so that other
+    /// clients get their turn.
     Progress flush(int fd);
 
 private:

@@ -31,7 +31,7 @@ io::descriptor bind_socket() {
     return socket;
 }
 
-/// A file without a link has just been removed by its broker, which is_same_file() notices.
+/// Accepts a file without a link: its broker has just removed it, and is_same_file() detects this.
 bool is_plain_file(int fd) {
     struct stat status {};
     return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink <= 1;
@@ -92,7 +92,8 @@ bool Presence::set_lock(short type) const {
     return ::fcntl(version_file_.get(), F_SETLK, &whole) == 0;
 }
 
-/// Opens and locks the file; false when it has just been removed by a broker that ended.
+/// Opens and locks the version file. Returns false if a broker that was ending has just removed the
+/// file; the caller then retries.
 bool Presence::open_version_file() {
     constexpr int flags = O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     version_file_ = io::descriptor(::open(version_name_.c_str(), flags, 0644));
@@ -122,7 +123,8 @@ void Presence::write_version(std::string_view version) {
     }
 }
 
-// Also a broker that is to show no lock takes it while it writes, or it would spoil another's file.
+// Locks the file during the write even if `lock` is not set; otherwise it could overwrite another
+// broker's file.
 void Presence::hold_version_file(std::string_view version, bool lock) {
     while (!open_version_file()) {
     }
@@ -132,7 +134,7 @@ void Presence::hold_version_file(std::string_view version, bool lock) {
     }
 }
 
-// Without a lock the file may have become another broker's.
+// Locks the file first, because an unlocked file may belong to another broker by now.
 void Presence::remove_version_file() const {
     if (set_lock(F_WRLCK) && is_same_file(version_file_.get(), version_name_)) {
         ::unlink(version_name_.c_str());

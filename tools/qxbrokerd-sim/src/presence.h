@@ -1,4 +1,4 @@
-// How a broker shows that it is there: the locked version file and the listening socket.
+// The signs of a running broker: the locked version file and the listening socket.
 #pragma once
 
 #include "base/descriptor.h"
@@ -9,10 +9,10 @@
 
 namespace qx::sim {
 
-/// The directories of a path that had to be made. Removed again, where empty, when the object goes.
+/// Creates the missing directories of a path. The destructor removes those that are empty.
 class MadeDirectories {
 public:
-    /// Makes `path` and its parents; throws Failure.
+    /// Creates `path` and its parents. Throws Failure.
     explicit MadeDirectories(const std::string& path);
     MadeDirectories(const MadeDirectories&) = delete;
     MadeDirectories& operator=(const MadeDirectories&) = delete;
@@ -24,18 +24,19 @@ private:
     std::vector<std::string> made_;
 };
 
-/// A broker's presence, from construction to destruction. Nothing of another broker that holds its
-/// lock is touched.
+/// Lets clients find and reach the broker while the object lives. Does not touch the files of
+/// another broker that holds its lock.
 class Presence {
 public:
-    /// Listens, and writes the version file below `install_dir`, which stays locked if `lock` says
-    /// so. A file that is not regular or has further links is left alone. Throws Failure.
+    /// Listens on the broker's socket and writes the version file below `install_dir`. If `lock` is
+    /// set, the file stays locked. Throws Failure, also if the version file is not a regular file
+    /// with one link.
     Presence(const std::string& install_dir, std::string_view version, bool lock);
     Presence(const Presence&) = delete;
     Presence& operator=(const Presence&) = delete;
     ~Presence();
 
-    /// The listening socket; non-blocking.
+    /// The listening socket, which is non-blocking.
     [[nodiscard]] int listener() const { return listener_.get(); }
 
 private:

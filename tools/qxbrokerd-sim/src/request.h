@@ -11,13 +11,14 @@ namespace qx::sim {
 struct Request {
     enum class Type { command, subscribe };
 
-    std::string fault; ///< why the line is no request; empty when it is one
+    std::string fault; ///< why the line is not a request; empty if it is one
     Type type = Type::command;
     std::string_view name;  ///< lives as long as `document`
-    json_t* data = nullptr; ///< borrowed from `document`; null when the request has none
+    json_t* data = nullptr; ///< borrowed from `document`; null if the request has none
     Json document;
 };
 
+/// Parses one line. If the line is not a request, sets `fault`.
 Request parse_request(std::string_view line);
 
 } // namespace qx::sim

@@ -1,4 +1,4 @@
-// Vulnerability scans: running them, their schedule and what they leave out.
+// Handlers for vulnerability scans, their schedule and their exclusions.
 
 #include "handlers.h"
 

@@ -21,7 +21,8 @@ constexpr json_int_t kLargest = 256 << 20;
     refuse(place, concat({wanted, " is needed, not ", type_name(value)}));
 }
 
-/// One object of the file. Remembers what was asked for, so that finish() can refuse the rest.
+/// One object of the file. Remembers which members were read, so that finish() can refuse the
+/// others.
 class Object {
 public:
     Object(json_t* object, std::string place)
@@ -80,7 +81,8 @@ public:
         target = value == nullptr ? target : json_is_true(value);
     }
 
-    /// One of a few words; `target` stays when the member is absent.
+    /// Reads a member that is one of a few words. Leaves `target` unchanged if the member is
+    /// absent.
     template <typename Value>
     void word(const char* key, std::initializer_list<std::pair<std::string_view, Value>> words,
               Value& target) {
@@ -115,7 +117,8 @@ private:
     std::set<std::string, std::less<>> known_;
 };
 
-/// Calls `use(element, place)` for each element of the array `list`; nothing when it is absent.
+/// Calls `use(element, place)` for each element of the array `list`. Does nothing if `list` is
+/// null.
 template <typename Use>
 void for_each(json_t* list, const std::string& place, const Use& use) {
     if (list != nullptr && !json_is_array(list)) {
@@ -151,7 +154,7 @@ Delivery read_delivery(Object& object) {
     refuse(object.at(key), "another member gives the content already");
 }
 
-/// The bytes that are given directly, however they are written.
+/// Reads bytes that are given literally: as a body, as raw text or in hexadecimal.
 std::optional<Content> read_given_content(Object& object) {
     std::optional<Content> content;
     for (const char* const key : {"body", "raw", "raw_hex"}) {
@@ -172,8 +175,7 @@ std::optional<Content> read_given_content(Object& object) {
     return content;
 }
 
-/// What answers and events have in common: how they are sent, and the bytes that are given
-/// directly.
+/// Reads the members that answers and events share: literal bytes and their delivery.
 Rule read_common(Object& object) {
     Rule rule{read_given_content(object), read_delivery(object)};
     if (rule.content && rule.content->kind == Content::Kind::raw && rule.delivery.length) {
@@ -182,8 +184,8 @@ Rule read_common(Object& object) {
     return rule;
 }
 
-/// The member "data", or the long text that "data_size" asks for; null when neither is given.
-/// Refused when there is a content already.
+/// Returns the member "data", or a text of "data_size" bytes, or null if neither is given. Refuses
+/// both if there is content already.
 Json read_data(Object& object, bool has_content) {
     json_t* const data = object.get("data");
     std::size_t size = 0;
@@ -230,7 +232,8 @@ void read_rules(json_t* list, const std::string& place, Script<Rule>& script) {
     });
 }
 
-/// Calls `use(key, value, place)` for each member of the object `map`; nothing when it is absent.
+/// Calls `use(key, value, place)` for each member of the object `map`. Does nothing if `map` is
+/// null.
 template <typename Use>
 void for_each_member(json_t* map, const std::string& place, const Use& use) {
     if (map != nullptr && !json_is_object(map)) {

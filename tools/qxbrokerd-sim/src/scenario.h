@@ -1,5 +1,5 @@
-// A scenario: what the broker does differently from a healthy one, and when. docs/simulator.md
-// describes the file.
+// Scenarios, which make the broker deviate from a healthy one. docs/simulator.md describes the
+// file.
 #pragma once
 
 #include "base/protocol.h"
@@ -16,11 +16,11 @@
 
 namespace qx::sim {
 
-/// What takes the place of the normal answer, or makes up an event.
+/// The bytes that replace a normal answer or form an event.
 struct Content {
     enum class Kind {
-        text, ///< goes into a frame
-        raw,  ///< is sent as it stands
+        text, ///< sent in a frame
+        raw,  ///< sent without a frame
     };
     Kind kind = Kind::text;
     std::string bytes;
@@ -28,22 +28,23 @@ struct Content {
 
 /// How one request is answered.
 struct Rule {
-    std::optional<Content> content; ///< absent: the request is carried out and answered normally
+    std::optional<Content> content; ///< absent: the request is executed and answered normally
     Delivery delivery;
 };
 
-/// What happens to a connection that a client opens.
+/// How the broker treats a new connection.
 enum class Accept { serve, silent, close };
 
-/// Steps that are taken in order, each a number of times.
+/// Steps in order, each of which applies a number of times.
 template <typename Step>
 class Script {
 public:
+    /// Adds a step that applies `times` times, or for ever if `times` is 0.
     void add(Step step, std::uint64_t times) {
         steps_.push_back({std::move(step), times, times == 0});
     }
 
-    /// The step that is due, or null when all have been used up.
+    /// Returns the current step and counts its use, or returns null if all steps are used up.
     const Step* next() {
         while (at_ < steps_.size()) {
             Entry& entry = steps_[at_];
@@ -66,12 +67,13 @@ private:
     std::size_t at_ = 0;
 };
 
-/// An event that comes by itself.
+/// An event that the broker sends at a set time.
 struct TimedEvent {
     EventType type = EventType::device_discovery;
     Rule rule; ///< its content is always present
-    bool on_subscribe =
-        false; ///< counted from, and sent to, each new subscriber; else from the start, to all
+    /// True: the time counts from each subscription, and only its client gets the event. False: the
+    /// time counts from the start, and all subscribers get the event.
+    bool on_subscribe = false;
     Milliseconds after{0};
     Milliseconds every{0};
     std::uint64_t times = 1; ///< 0: for ever
@@ -82,18 +84,19 @@ struct Scenario {
     bool lock = true;
     Json state; ///< changes to the state, or null
     Script<Accept> connections;
-    std::map<std::string, Script<Rule>, std::less<>> commands; ///< "*" stands for every command
+    std::map<std::string, Script<Rule>, std::less<>> commands; ///< "*" matches every command
     std::array<Script<Rule>, kEventNames.size()> subscriptions;
     std::vector<TimedEvent> events;
 };
 
-/// Reads a scenario file; throws Failure, whose text names the file, the place and the reason.
+/// Reads a scenario file. Throws Failure, which names the file, the place in it and the reason.
 Scenario load_scenario(const std::string& file);
 
-/// The bytes that `hex` stands for; digits in pairs, blanks between pairs are left out.
+/// Decodes pairs of hexadecimal digits and ignores blanks between pairs. Returns nullopt if `hex`
+/// is malformed.
 std::optional<std::string> bytes_of_hex(std::string_view hex);
 
-/// Replaces every "%n" by the number.
+/// Returns `text` with every "%n" replaced by `number`.
 std::string numbered(std::string_view text, std::uint64_t number);
 
 } // namespace qx::sim

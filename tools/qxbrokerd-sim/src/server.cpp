@@ -24,13 +24,14 @@ io::descriptor open_signals() {
     for (const int signal : {SIGINT, SIGTERM, SIGQUIT}) {
         sigaddset(&set, signal);
     }
-    // nohup(1) asks for it to be ignored, which a blocked signal is not.
+    // Under nohup(1) SIGHUP is ignored. Blocking it would deliver it to the signalfd.
     if (hangup.sa_handler != SIG_IGN) {
         sigaddset(&set, SIGHUP);
     }
     ::sigprocmask(SIG_BLOCK, &set, nullptr);
     ::signal(SIGPIPE, SIG_IGN);
-    // Started in the background of a terminal, reading it must fail rather than stop the broker.
+    // In the background of a terminal, reading standard input must fail rather than stop the
+    // broker.
     ::signal(SIGTTIN, SIG_IGN);
     return io::descriptor(::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
 }
@@ -133,7 +134,7 @@ void Server::watch_console() {
     if (::epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, STDIN_FILENO, &record) == 0) {
         return;
     }
-    // A file cannot be waited for, but is all there already.
+    // epoll cannot watch a regular file. Read the whole file now, which never blocks.
     while (!console_ended_) {
         read_console();
     }

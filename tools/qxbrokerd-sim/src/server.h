@@ -21,7 +21,7 @@
 
 namespace qx::sim {
 
-/// How often an event is sent, and whether "%n" in it becomes the number.
+/// The numbers of a repeated event. If `is_numbered` is set, "%n" in the event becomes the number.
 struct Run {
     std::uint64_t first = 1;
     std::uint64_t last = 1;
@@ -30,15 +30,15 @@ struct Run {
 
 class Server {
 public:
-    /// `scenario` has been checked, and its state is laid over `state` already.
+    /// `state` must already contain the changes of `scenario`.
     Server(const Options& options, Scenario scenario, State state);
 
-    /// Serves until SIGINT, SIGTERM, SIGHUP or SIGQUIT. Throws Failure when the broker cannot take
-    /// or retake its place.
+    /// Serves until SIGINT, SIGTERM, SIGHUP or SIGQUIT. Throws Failure if the broker cannot listen
+    /// or write its version file, at the start or after a restart.
     void run();
 
 private:
-    // What an epoll record belongs to: clients count up from 1, the rest down from the top.
+    // Ids in epoll records: clients count up from 1, other descriptors count down from the maximum.
     static constexpr std::uint64_t kListener = UINT64_MAX;
     static constexpr std::uint64_t kSignals = UINT64_MAX - 1;
     static constexpr std::uint64_t kConsole = UINT64_MAX - 2;
@@ -83,7 +83,7 @@ private:
     void apply(const Reply& reply);
 
     void send_frame(Client& client, std::string_view bytes, const Delivery& delivery);
-    /// Sends the numbered events of `run` to `only`, or to every subscriber.
+    /// Sends the events of `run` to the client `only`, or to every subscriber.
     void send_events(EventType type, const Rule& rule, const Run& run = {},
                      std::uint64_t only = kEveryClient);
     void schedule(const TimedEvent& event, std::uint64_t sent, Clock::time_point when,
@@ -102,13 +102,13 @@ private:
     std::optional<Presence> presence_;
     std::uint64_t restarts_ = 0;
     bool ended_ = false;
-    io::descriptor spare_; ///< freed for a moment to refuse a client
+    io::descriptor spare_; ///< closed for a moment to refuse clients when descriptors run out
     bool accepts_ = true;  ///< false while the listener is not watched
 
     Totals totals_;
     std::unordered_map<std::uint64_t, std::unique_ptr<Client>> clients_;
     std::uint64_t next_client_ = 1;
-    std::vector<std::uint64_t> queued_; ///< clients that are flushed at the end of the pass
+    std::vector<std::uint64_t> queued_; ///< clients to flush at the end of the pass
     Timers timers_;
     LineReader console_;
     bool console_ended_ = false;

@@ -1,4 +1,4 @@
-// Services, subscription, registration, features and reports.
+// Handlers for services, subscription, registration, features and reports.
 
 #include "handlers.h"
 
@@ -30,7 +30,7 @@ Reply unknown_feature(std::string_view name) {
     return Reply::failure(code::invalid_params, concat({"unknown feature '", name, "'"}));
 }
 
-/// An object of the named parts of the state.
+/// Returns an object with the named parts of the state.
 Json report(const State& state, std::initializer_list<const char*> parts) {
     Json object(json_object());
     for (const char* const key : parts) {

@@ -1,4 +1,4 @@
-// One client's share of a memory budget that all clients have in common.
+// One client's share of the memory that all clients use.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@ namespace qx::sim {
 
 class Share {
 public:
-    /// `total` counts the bytes of all shares and outlives them.
+    /// `total` counts the bytes of all shares and must outlive them.
     explicit Share(std::size_t& total)
         : total_(total) {}
     Share(const Share&) = delete;

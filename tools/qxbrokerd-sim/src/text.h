@@ -1,4 +1,4 @@
-// Putting texts together, and taking them apart.
+// Helpers for text.
 #pragma once
 
 #include <initializer_list>
@@ -16,7 +16,7 @@ inline std::string concat(std::initializer_list<std::string_view> parts) {
     return text;
 }
 
-/// The value of a hexadecimal digit.
+/// Returns the value of a hexadecimal digit, or nullopt for any other character.
 inline std::optional<unsigned> hex_value(char c) {
     if (c >= '0' && c <= '9') {
         return static_cast<unsigned>(c - '0');

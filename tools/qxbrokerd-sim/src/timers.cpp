@@ -12,8 +12,8 @@ void Timers::run_due() {
     if (actions_.empty()) {
         return;
     }
-    // Only what is due now: an action that adds itself again must not keep the loop from its
-    // clients.
+    // Run only actions that are due now: an action that adds itself again must not keep the loop
+    // from serving clients.
     const auto now = Clock::now();
     while (!actions_.empty() && actions_.begin()->first <= now) {
         const auto due = actions_.extract(actions_.begin());

@@ -1,4 +1,4 @@
-// Things to do at a later time.
+// Actions that run at a later time.
 #pragma once
 
 #include "outbox.h"
@@ -14,10 +14,11 @@ public:
 
     void add(Clock::time_point when, Action action);
 
-    /// Runs what is due. Actions may add timers.
+    /// Runs the actions that are due. Actions may add timers.
     void run_due();
 
-    /// Milliseconds until the next one, rounded up, for epoll_wait; -1 when there is none.
+    /// Returns a timeout for epoll_wait(): the milliseconds until the next action, rounded up and
+    /// at most 60000, or -1 if there is no action.
     [[nodiscard]] int wait_time() const;
 
 private:

@@ -13,7 +13,7 @@ public:
 
     [[nodiscard]] bool is_on() const { return is_on_; }
 
-    /// Prints "#CLIENT WHAT TEXT"; bytes that do not print are shown as \xNN.
+    /// Prints "#CLIENT WHAT TEXT". Bytes that are not printable appear as \xNN.
     void client(std::uint64_t client, std::string_view what, std::string_view text = {}) const;
 
     /// Prints "event NAME to COUNT: TEXT".

@@ -11,13 +11,13 @@
 namespace qx::sim {
 namespace {
 
-// Bounds for reported devices, which stay in memory.
+// Limits for reported devices, which stay in memory.
 constexpr std::size_t kLongestName = 255;
 constexpr std::size_t kMostAddresses = 32;
 
 struct Digit {
     unsigned value;
-    char first; ///< '0', 'A' or 'a': an interval stays within digits, capital or small letters
+    char first; ///< '0', 'A' or 'a': an interval must not mix digits, capitals and small letters
 };
 
 std::optional<Digit> hex_digit(char c) {

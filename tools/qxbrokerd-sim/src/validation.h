@@ -1,4 +1,5 @@
-// What the broker accepts. Every check returns an empty text, or the reason why not.
+// Checks of the data in requests. Each check_ function returns "" for valid data, or the reason why
+// the data is refused.
 #pragma once
 
 #include <jansson.h>
@@ -7,26 +8,26 @@
 
 namespace qx::sim {
 
-/// Six groups of two hexadecimal digits, separated by ":".
+/// Returns whether `text` is six groups of two hexadecimal digits, separated by ":".
 bool is_mac(std::string_view text);
 
-/// An IPv4 or IPv6 address.
+/// Returns whether `text` is an IPv4 or IPv6 address.
 bool is_ip(const std::string& text);
 
-/// A text of 1 to 255 bytes.
+/// Returns whether `text` is a JSON string of 1 to 255 bytes.
 bool is_name(const json_t* text);
 
-/// A MAC address in which any digit may be a choice of digits and intervals:
+/// Checks a MAC address in which any digit may be a choice of digits and intervals:
 /// "AA:BB:CC:[0-3|8]D:EE:FF".
 std::string check_mac_pattern(std::string_view pattern);
 
-/// A scan schedule: {"at": "HH:MM", "every": {"num", "unit"}, "on": {"prefix", "day"}}.
+/// Checks a scan schedule: {"at": "HH:MM", "every": {"num", "unit"}, "on": {"prefix", "day"}}.
 std::string check_schedule(const json_t* schedule);
 
-/// One report of a device: {"mac", "interface", "is_online", "ip", "hostname"}.
+/// Checks one report of a device: {"mac", "interface", "is_online", "ip", "hostname"}.
 std::string check_online_status(const json_t* entry);
 
-/// The router's network interfaces: an array of {"name", "type"}.
+/// Checks the router's network interfaces: an array of {"name", "type"}.
 std::string check_interfaces(const json_t* interfaces);
 
 } // namespace qx::sim
