@@ -6,8 +6,8 @@
 namespace qx::docgen {
 namespace {
 
-/// Values that the broker knows: the texts behind `key` in the result of a command, each in the
-/// form of a replacement of sed.
+/// An option whose values only the broker knows: the texts after `key` in the result of `command`.
+/// sed replaces each text by `form`.
 struct Question {
     const char* option;
     const char* key;
@@ -16,7 +16,7 @@ struct Question {
 };
 
 constexpr const char* kDeviceId = "\"device_id\": ";
-// The router's own name stands at the beginning of the result.
+// The bracket or comma excludes the router's own name, which begins the result.
 constexpr const char* kInterfaceName = "[[,] *{\"name\": ";
 
 constexpr Question kQuestions[] = {
@@ -28,7 +28,7 @@ constexpr Question kQuestions[] = {
     {"interfaces", kInterfaceName, "&:wan\\n&:lan", "get_router_info"},
 };
 
-/// Values that are worth offering although others are accepted too.
+/// Values to offer for an option that accepts others too.
 struct Suggestion {
     const char* option;
     const char* words;
@@ -47,7 +47,7 @@ void add_line(std::string& lines, const std::string& line) {
     lines += (lines.empty() ? "" : "\n") + line;
 }
 
-/// Commands that set `values`; "" when nothing is known about them.
+/// Returns a shell command that sets `values`, or "" if no values are known.
 std::string values_command(const Option& option) {
     for (const Question& question : kQuestions) {
         if (option.name == question.option) {
@@ -67,7 +67,7 @@ std::string values_command(const Option& option) {
     return words.empty() ? "" : "values=" + posix_quoted(words);
 }
 
-/// The case of an option, or of an operation's argument.
+/// Returns the `case` branch of an option or of an operation's argument.
 std::string values_case(const Operation& operation, const Option& option) {
     const std::string command = values_command(option);
     if (command.empty()) {
@@ -76,11 +76,11 @@ std::string values_case(const Operation& operation, const Option& option) {
     const std::string separator =
         option.separator.empty() ? "" : " separator=" + posix_quoted(option.separator);
     const std::string name = option.name.empty() ? operation.name : "--" + option.name;
-    // The semicolon makes the assignment last beyond the command.
+    // Without the semicolon, the assignment would apply to the command only.
     return "    " + name + ")" + separator + (separator.empty() ? " " : "; ") + command + " ;;";
 }
 
-/// The options as lines with their help.
+/// Returns a line for each option, with its help.
 std::string option_lines(const std::vector<Option>& options) {
     std::string lines;
     for (const Option& option : options) {
@@ -91,7 +91,7 @@ std::string option_lines(const std::vector<Option>& options) {
     return lines;
 }
 
-/// Every option once, by name.
+/// Returns the options of all operations, without duplicate names.
 std::vector<Option> all_options(const std::vector<Operation>& operations) {
     std::vector<Option> all;
     for (const Operation& operation : operations) {
@@ -109,7 +109,7 @@ std::vector<Option> all_options(const std::vector<Operation>& operations) {
     return all;
 }
 
-/// A pattern of a `case` with the options that have a property.
+/// Returns a `case` pattern of the options that have a property.
 std::string pattern(const std::vector<Option>& options, bool (*has_property)(const Option&)) {
     std::string names;
     for (const Option& option : options) {

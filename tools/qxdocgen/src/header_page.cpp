@@ -10,13 +10,14 @@
 namespace qx::docgen {
 namespace {
 
-/// Lines without an empty one between them: a comment, and the declarations that it is about.
+/// Consecutive non-empty lines: a comment and the declarations that it describes.
 struct Block {
-    std::string comment; ///< lines without the marks of a comment
+    std::string comment; ///< lines without comment marks
     std::string code;
 };
 
-/// One line of a comment without its marks; `open` says whether the comment goes on.
+/// Returns one line of a comment without comment marks. Sets `open` to whether the comment
+/// continues.
 std::string comment_line(std::string line, bool& open) {
     const std::size_t end = line.find("*/");
     open = end == std::string::npos;
@@ -41,7 +42,7 @@ std::vector<Block> read_blocks(const std::string& header) {
     return blocks;
 }
 
-/// A comment of paragraphs and of points that begin with "- ".
+/// Formats a comment that consists of paragraphs and of list items that begin with "- ".
 std::string prose(const std::string& comment) {
     std::istringstream lines(comment);
     std::string page;

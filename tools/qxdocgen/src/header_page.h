@@ -5,8 +5,8 @@
 
 namespace qx::docgen {
 
-/// What the header's first comment says, and then each of its sections: the declarations, each
-/// followed by its comment.
+/// Returns the header's first comment, then each section: the declarations, each followed by its
+/// comment.
 std::string header_page(const std::string& header);
 
 } // namespace qx::docgen

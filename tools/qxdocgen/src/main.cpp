@@ -1,6 +1,6 @@
-// qxdocgen TEMPLATE OUTPUT HEADER README WORDS: writes a document, its marks replaced by what the
-// registrations of the tool's command line, the library's header, or the README's program say.
-// WORDS is the template of the script that completions run.
+// qxdocgen TEMPLATE OUTPUT HEADER README WORDS: copies TEMPLATE to OUTPUT and replaces its marks.
+// The replacements come from the options that the tool registers, from the library's HEADER and
+// from the C program in README. WORDS is the template of the script that completions run.
 
 #include "completions.h"
 #include "header_page.h"
@@ -37,7 +37,7 @@ void write_file(const char* name, const std::string& text) {
     }
 }
 
-/// The page's one program in C.
+/// Returns the README's only C program.
 std::string program_of(const std::string& readme) {
     const std::string mark = "```c\n";
     const std::size_t begin = readme.find(mark);
@@ -50,7 +50,7 @@ std::string program_of(const std::string& readme) {
 
 using Marks = std::map<std::string, std::string, std::less<>>;
 
-/// The document with each @MARK@ replaced; one that nobody knows is an error.
+/// Returns the document with each @MARK@ replaced. Throws std::runtime_error for an unknown mark.
 std::string filled(const std::string& document, const Marks& marks) {
     std::string result;
     std::size_t copied = 0;
@@ -63,7 +63,7 @@ std::string filled(const std::string& document, const Marks& marks) {
         const std::string name = document.substr(begin, at - begin);
         const auto mark = marks.find(name);
         if (mark == marks.end()) {
-            throw std::runtime_error("there is nothing for the mark @" + name + "@");
+            throw std::runtime_error("unknown mark @" + name + "@");
         }
         result.append(document, copied, begin - 1 - copied).append(mark->second);
         copied = ++at;

@@ -20,12 +20,12 @@ std::string escaped(const std::string& text) {
     return result;
 }
 
-/// A line that the formatter does not take for a request.
+/// Protects a line that the formatter would read as a request.
 std::string protected_line(const std::string& line) {
     return (line.starts_with('.') || line.starts_with('\'') ? "\\&" : "") + line;
 }
 
-/// Where the name begins at which `text` ends.
+/// Returns the position of the identifier at the end of `text`.
 std::size_t begin_of_name(const std::string& text) {
     std::size_t begin = text.size();
     while (begin > 0 && (std::isalnum(static_cast<unsigned char>(text[begin - 1])) != 0 ||
@@ -35,7 +35,7 @@ std::size_t begin_of_name(const std::string& text) {
     return begin;
 }
 
-/// Words between backquotes as variables, and the names of functions as such.
+/// Marks up words between backquotes as variables, and names before "()" as functions.
 std::string marked_up(const std::string& text) {
     std::string result;
     bool quoted = false;

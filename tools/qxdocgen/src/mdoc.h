@@ -1,15 +1,15 @@
-// Texts in the markup of manual pages.
+// Text in mdoc, the markup of manual pages.
 #pragma once
 
 #include <string>
 
 namespace qx::docgen {
 
-/// A paragraph: escaped, each sentence on lines of its own, words between backquotes and the names
-/// of functions marked up. Ends with a line feed.
+/// Formats a paragraph: escapes it, begins a line after each sentence, and marks up function names
+/// and words between backquotes. The result ends with a line feed.
 std::string mdoc_paragraph(const std::string& text);
 
-/// Lines that are shown as they are.
+/// Formats lines that are shown unchanged.
 std::string mdoc_literal(const std::string& text);
 
 } // namespace qx::docgen

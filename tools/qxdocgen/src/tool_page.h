@@ -8,7 +8,7 @@
 
 namespace qx::docgen {
 
-/// The operations, each with its options, as a list.
+/// Returns a list of the operations, each with its options.
 std::string tool_operations(const std::vector<Operation>& operations);
 
 } // namespace qx::docgen

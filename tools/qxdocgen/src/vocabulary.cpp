@@ -9,8 +9,7 @@
 namespace qx::docgen {
 namespace {
 
-// Some options leave judging their word to the broker; what stands for the value then tells the
-// words.
+// The broker checks the values of some options. Their value description lists the words.
 std::vector<Choice> alternatives(string_view value_description) {
     std::vector<Choice> found;
     for (const string_view word : value_description.split("|")) {
@@ -19,7 +18,7 @@ std::vector<Choice> alternatives(string_view value_description) {
     return found.size() > 1 ? found : std::vector<Choice>();
 }
 
-// The registered options are of a class that the parser keeps to itself.
+// `auto`, because the class of the registered options is private to the parser.
 std::vector<Choice> choices_of(const auto& option, const manage::CommandLine& command_line) {
     if (&option == &command_line.listen.events) {
         return event_names();

@@ -1,4 +1,4 @@
-// The command line as its documents show it.
+// The operations and options, as documents describe them.
 #pragma once
 
 #include "command_line.h"
@@ -16,11 +16,11 @@ struct Choice {
 
 struct Option {
     std::string name;  ///< without dashes; "" for a positional argument
-    std::string value; ///< what stands for the value; "" for a switch
+    std::string value; ///< placeholder of the value; "" for a switch
     std::string help;
     bool required;
     std::string separator;       ///< between the elements of a list; "" for a single value
-    std::vector<Choice> choices; ///< empty when any text is accepted
+    std::vector<Choice> choices; ///< empty if any text is accepted
 };
 
 struct Operation {
@@ -29,19 +29,19 @@ struct Operation {
     std::vector<Option> options;
 };
 
-/// The names of all events.
+/// Returns the names of all events.
 std::vector<Choice> event_names();
 
-/// The operations that `command_line` has registered, with their options, in their order.
+/// Returns the operations that `command_line` has registered, with their options, in their order.
 std::vector<Operation> read_vocabulary(const manage::CommandLine& command_line);
 
-/// The part of a help text that fits beside a word in a menu.
+/// Shortens a help text to the part that fits beside a word in a menu.
 std::string short_help(const std::string& help);
 
-/// The words of the choices, joined.
+/// Joins the words of the choices.
 std::string words_of(const std::vector<Choice>& choices, const char* separator);
 
-/// Every word of the command line, quoted, one per line: for a fuzzer's dictionary.
+/// Returns the words of the command line for a fuzzer's dictionary: quoted, one per line.
 std::string dictionary_words(const std::vector<Operation>& operations);
 
 } // namespace qx::docgen
