@@ -1,13 +1,13 @@
 #!/bin/sh
-# Runs commands of ./dev, by default demo and test, in a minimal Debian 12 to which nothing but ca-certificates was added,
-# on a clone of the commit that is checked out. This catches packages that a command uses but does not install.
-# The system lives in a folder of build/ that is deleted in the end, also after a failure or a signal. Needs root.
+# Runs ./dev commands, by default demo and test, on a clone of the checked-out commit in a minimal Debian 12 with no
+# added package but ca-certificates. This catches packages that a command uses but does not install. The system is in a
+# folder below build/, which is deleted at the end, also after a failure or a signal. Needs root.
 # usage: bare.sh [COMMAND]...
 set -eu
 
 project=$(cd "$(dirname "$0")/.." && pwd)
 
-# make_root FOLDER: installs Debian from the sources and through the proxies of this machine's apt. The system is temporary,
+# make_root FOLDER: installs Debian with the package sources and proxies of this machine's apt. The system is temporary,
 # so dpkg does not flush its files to the disk.
 make_root() {
     apt-config dump --format '%f "%v";%n' Acquire >"$1/apt.conf"
@@ -22,8 +22,8 @@ make_root() {
     git clone -q --depth 1 "file://$project" "$folder/root/root/project"
 }
 
-# enter ROOT: makes ROOT the root of this mount namespace. After a chroot the kernel would refuse the user namespaces in
-# which the tests run.
+# enter ROOT: makes ROOT the root of this mount namespace. Uses pivot_root, because after a chroot the kernel refuses to
+# create the user namespaces in which the tests run.
 enter() {
     mount --bind "$1" "$1"
     cd "$1"
@@ -50,7 +50,8 @@ fi
 mkdir -p "$project/build"
 folder=$(mktemp -d "$project/build/bare.XXXXXX")
 inside=
-# Kills the first process of the namespace, and with it all others; unshare ends when nothing uses the folder any more.
+# Kills the first process of the PID namespace, and with it all others. unshare ends when no process uses the folder any
+# more.
 # shellcheck disable=SC2317 # the trap calls it
 clean_up() {
     if [ -n "$inside" ]; then

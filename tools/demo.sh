@@ -1,6 +1,6 @@
 #!/bin/sh
-# The main job, shown: a simulated broker and the tool that speaks to it. Moves into private namespaces first, so that
-# the machine's own /opt and sockets stay out of it. Ends with a status other than 0 when a step does not go as shown.
+# Demonstrates the tool with a simulated broker. Moves into private namespaces first, so that the machine's /opt and
+# sockets are not touched. Exits with a status other than 0 if a step does not end as expected.
 # usage: demo.sh FOLDER-OF-THE-PROGRAMS
 set -eu
 
@@ -28,7 +28,7 @@ trap 'exit 1' INT TERM
 heading() { printf '\n\033[1m%s\033[0m\n' "$1"; }
 [ -t 1 ] || heading() { printf '\n%s\n' "$1"; }
 
-# Starts the broker, with further options, and returns when it says that it listens.
+# start_broker [OPTION]...: starts the broker and waits until it listens.
 start_broker() {
     mkfifo "$work/ready"
     "$programs/qxbrokerd-sim" --install-dir "$install_dir" "$@" >"$work/ready" &
@@ -46,19 +46,19 @@ stop_broker() {
     exec 3<&-
 }
 
-# Calls the tool; its exit status goes into `status`.
+# call WORD...: runs the tool and sets `status` to its exit status.
 call() {
     status=0
     "$programs/qxagent-manage" "$@" || status=$?
 }
 
-# report EXPECTED: shows the status, and fails when another was expected.
+# report EXPECTED: prints the status and fails if it is not EXPECTED.
 report() {
     printf '[status %s]\n' "$status"
     [ "$status" -eq "$1" ] || { echo "expected status $1" >&2; exit 1; }
 }
 
-# Shows one call of the tool, what it prints and its exit status.
+# show WORD...: prints a command line, runs it and prints the exit status, which must be 0.
 show() {
     printf '\n$ qxagent-manage %s\n' "$*"
     call "$@"
@@ -71,7 +71,7 @@ show_refused() {
     report 1
 }
 
-# wait_for FILE COUNT TEXT: until so many lines of the file hold the text.
+# wait_for FILE COUNT TEXT: waits until COUNT lines of FILE contain TEXT.
 wait_for() {
     tries=200
     until [ "$(grep -c -- "$3" "$1")" -ge "$2" ]; do
@@ -98,7 +98,7 @@ show va_get_exclusions
 show get_status_report
 show set_quillet_location staging
 
-heading "Requests that carry something"
+heading "Requests with data"
 show set_router_info --model R7 --interfaces br-wan:wan,br-lan1:lan
 show get_router_info
 show va_set_schedule --at 03:30 --every_num 1 --every_unit week --on_day monday
@@ -112,9 +112,9 @@ feature=$("$programs/qxagent-manage" feature --list | jq -r '.[0]')
 show feature --set "$feature=disabled"
 show feature --get "$feature"
 
-heading "A device comes online while somebody listens, and the broker restarts meanwhile"
+heading "A device comes online during listen, and the broker restarts"
 stop_broker
-# The last event that a new listener subscribes to, and the one that is waited for after the restart.
+# A new listener subscribes to the first event last. The script waits for the second event after the restart.
 cat >"$work/hello" <<'TEXT'
 {"events": [
     {"event": "set_device_online_status_result", "when": "subscribe", "data": {"hello": "subscriber"}},
@@ -128,7 +128,7 @@ wait_for "$work/events" 1 'RESULT.*hello'
 show set_device_online_status --mac 02:00:00:00:00:01 --interface br-lan1 --is_online true --ip 192.0.2.7 --hostname lamp
 wait_for "$work/events" 1 'RESULT.*02:00:00:00:00:01'
 stop_broker
-printf '\n(the broker has gone)\n'
+printf '\n(the broker has stopped)\n'
 start_broker --scenario "$work/hello"
 wait_for "$work/events" 2 'VA_STATUS.*hello'
 show va_start
@@ -141,7 +141,7 @@ listener=
 cat "$work/events"
 report 0
 
-heading "The deployment is switched: what ran, in order"
+heading "A deployment switch, and the programs that it runs"
 cat >"$install_dir/etc/init.d/qplix-qxcloudd" <<TEXT
 #!/bin/sh
 echo "service script \$1, protection \$(jq -r '.["/agent/protection_enabled"]' $install_dir/etc/settings.json)" >>$work/ran
@@ -156,7 +156,7 @@ show set_registration_cloud --cloud staging
 cat "$work/ran" "$install_dir/etc/settings.json"
 echo
 
-heading "What cannot be done is said"
+heading "Failures"
 show_refused va_set_schedule --at 25:99 --every_num 1 --every_unit day
 printf '\n$ qxagent-manage set_router_info --modle R7 >usage\n'
 call set_router_info --modle R7 >"$work/usage"
