@@ -1,9 +1,9 @@
-// Connecting to the broker without the client library.
+// Connects to the broker without the client library.
 #pragma once
 
 #include "base/protocol.h"
 
-/// A new connection to the broker, or -1.
+/// Returns a new connection to the broker, or -1 on failure.
 static inline int connect_to_broker(void) {
     struct sockaddr_un address;
     const socklen_t length = qx_broker_address(&address);

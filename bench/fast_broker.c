@@ -1,7 +1,7 @@
-// A broker that answers at once, so that only the other side's time is measured. It makes
-// DIR/var/run/qxbrokerd.version, holds its lock and says "ready"; it says "subscribed" for every
-// subscription. On standard input it takes "burst COUNT SIZE" (events for all subscribers); it ends
-// with standard input.
+// A broker that answers at once, so that only the time of the client is measured. Creates and locks
+// DIR/var/run/qxbrokerd.version, then prints "ready". Prints "subscribed" for every subscription.
+// The order "burst COUNT SIZE" on standard input sends events to all subscribers. Ends at EOF on
+// standard input.
 // usage: fast_broker DIR
 #define _GNU_SOURCE
 #include "base/install.h"
@@ -28,15 +28,15 @@ enum {
     kEvents = 64,
     kClients = 32,
     kRequest = 4096,   // the longest request
-    kOut = 256 * 1024, // frames that are made in one go
+    kOut = 256 * 1024, // size of the output buffer
 };
 
 struct client {
     bool connected;
     bool subscribed;
     int fd;
-    size_t have;   // of the request
-    uint32_t sent; // events of the burst that are made
+    size_t have;   // bytes of the request
+    uint32_t sent; // events of the burst in or before `out`
     size_t out_at;
     size_t out_end;
     char request[kRequest];
@@ -66,7 +66,7 @@ static void make_directory(const char* directory, const char* below) {
     }
 }
 
-// The descriptor stays open: with it goes the lock.
+// Leaves the descriptor open, because closing it would release the lock.
 static void lock_version_file(const char* directory) {
     make_directory(directory, "/var");
     make_directory(directory, "/var/run");
@@ -150,7 +150,8 @@ static bool make_frames(const struct broker* broker, struct client* client) {
     return client->out_end > 0;
 }
 
-// As much of the burst as goes; the rest follows when the client has read. False when it is gone.
+// Sends the burst until the socket is full. The rest follows when the client has read. Returns
+// false if the client has closed the connection.
 static bool send_burst(const struct broker* broker, struct client* client) {
     while (client->out_at < client->out_end || make_frames(broker, client)) {
         const ssize_t sent = send(client->fd, client->out + client->out_at,
@@ -168,14 +169,14 @@ static bool subscribe(const struct broker* broker, struct client* client) {
         return false;
     }
     client->subscribed = true;
-    client->sent = broker->burst; // what went before is none of its business
+    client->sent = broker->burst; // skip an earlier burst
     client->out_at = 0;
     client->out_end = 0;
     puts("subscribed");
     return true;
 }
 
-// False when the client has gone, or is to go.
+// Returns false if the client must be dropped.
 static bool read_request(const struct broker* broker, struct client* client) {
     for (;;) {
         char* const end = client->request + client->have;
@@ -212,7 +213,7 @@ static void start_burst(struct broker* broker, uint32_t count, size_t size) {
     for (struct client* client = broker->clients; client < broker->clients + kClients; ++client) {
         if (client->connected && client->subscribed) {
             client->sent = 0;
-            // One that is gone is dropped when epoll says so.
+            // epoll reports a closed connection, and the client is dropped then.
             send_burst(broker, client);
         }
     }

@@ -1,7 +1,7 @@
-// The least that printing the broker's events costs: what listening with the tool is measured
-// against. Received in large pieces, each event is parsed once and serialised once with jansson.
-// Writes each line at once or, with the argument "collect", up to 64 KiB of lines for as long as
-// more input waits. Ends by a signal, or when the broker has gone.
+// The lower bound of the cost of `listen`: receives events in large pieces, and parses and
+// serialises each event once with jansson. Writes each line at once. With the argument "collect",
+// collects up to 64 KiB of lines while more input waits. Ends on a signal or when the broker closes
+// the connection.
 // usage: floor_listen [collect]
 #include "broker_socket.h"
 
@@ -23,7 +23,7 @@ struct output {
     char lines[2 * kPiece];
 };
 
-// Leaves up to `kept` bytes of lines to be written later.
+// Writes lines until at most `kept` bytes are left.
 static bool write_lines(struct output* output, size_t kept) {
     while (output->size > kept) {
         const size_t size = output->size < kPiece ? output->size : kPiece;
@@ -55,8 +55,8 @@ static bool print_event(struct output* output, const char* text, size_t length) 
     return write_lines(output, output->collects ? kPiece - 1 : 0);
 }
 
-// Takes the whole frames off the front of `bytes`; the first is the answer to the request. The
-// number of bytes taken, or -1.
+// Prints the complete frames at the front of `bytes`, except the first frame, which answers the
+// request. Returns the number of consumed bytes, or -1 on failure.
 static ssize_t take_frames(struct output* output, const char* bytes, size_t have, bool* answered) {
     size_t taken = 0;
     while (have - taken >= kHeader) {
@@ -77,7 +77,7 @@ static ssize_t take_frames(struct output* output, const char* bytes, size_t have
     return (ssize_t)taken;
 }
 
-// Writes what has been collected before it waits.
+// Writes the collected lines before it blocks.
 static ssize_t receive(struct output* output, int fd, char* bytes, size_t size) {
     const ssize_t got = recv(fd, bytes, size, output->collects ? MSG_DONTWAIT : 0);
     if (got >= 0 || errno != EAGAIN) {

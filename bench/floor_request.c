@@ -1,5 +1,5 @@
-// The least that asking the broker for its version costs: what the tool's time for one request is
-// measured against. It relies on the benchmark's broker, whose answers need no parsing.
+// The lower bound of the cost of one request: asks the broker for its version. Relies on the
+// benchmark's broker, whose answers need no parsing.
 #include "broker_socket.h"
 
 #include <stdint.h>
@@ -11,7 +11,7 @@ static const char kAnswerStart[] = "{\"status\": 0, \"data\": ";
 
 enum { kHeader = sizeof(int32_t), kLargest = 4096 };
 
-// The length of the text behind the header, once all of it is there; 0 on failure.
+// Receives a whole frame. Returns the length of the text after the header, or 0 on failure.
 static size_t receive_frame(int fd, char* frame) {
     size_t have = 0;
     int32_t length = 0;
@@ -39,7 +39,7 @@ int main(void) {
     if (length <= start || memcmp(frame + kHeader, kAnswerStart, start) != 0) {
         return 1;
     }
-    // The brace that closes the answer makes room for the line end.
+    // Replace the brace that closes the answer by the line feed.
     frame[kHeader + length - 1] = '\n';
     const size_t size = length - start;
     return write(STDOUT_FILENO, frame + kHeader + start, size) == (ssize_t)size ? 0 : 1;

@@ -1,9 +1,8 @@
-// Runs a program and writes to descriptor 3 its process id, then, at its end, one line: start and
+// Runs a program. Writes its process id to descriptor 3 and, when it has ended, one line: start and
 // end (CLOCK_MONOTONIC, ns), processor time (us), peak memory (KiB) and wait status.
 //
-// The kernel counts the memory of whoever starts a program towards that program's own peak. So this
-// is linked statically and does as little as it can: its own peak is below that of anything that is
-// measured.
+// The kernel includes the memory of the parent in the peak memory of a program. The launcher is
+// therefore static and minimal, so that its own peak is below that of every measured program.
 // usage: launch PROGRAM [ARGUMENT]...
 #define _GNU_SOURCE
 #include <fcntl.h>
@@ -27,7 +26,7 @@ static int64_t microseconds(struct timeval time) {
     return (int64_t)time.tv_sec * 1000000 + time.tv_usec;
 }
 
-// Without stdio, whose buffers would count.
+// Avoids stdio, whose buffers would add to the peak memory.
 static void write_number(int64_t number, char after) {
     char text[24];
     size_t at = sizeof text;

@@ -1,5 +1,5 @@
-// What the parts cost within a process: receiving frames, the command line, cutting texts, building
-// requests, and a log line that nobody wants.
+// Times the parts of the tool within one process: receiving frames, parsing command lines,
+// splitting texts, building requests, and a log line below the threshold.
 #include "command_line.h"
 #include "event_text.h"
 #include "frame_reader.h"
@@ -14,7 +14,7 @@
 
 namespace {
 
-// As many whole frames of one size as fit into what one receive call takes.
+// Returns as many whole frames of one size as one receive call can return.
 std::string stream_of_frames(std::size_t size) {
     constexpr std::size_t received = std::size_t{64} * 1024;
     event_template events = event_template_make(size);
@@ -87,7 +87,7 @@ void request_document(benchmark::State& state) {
 }
 BENCHMARK(request_document);
 
-// Up to the first system call, which the kernel refuses.
+// Ends at the first system call, which fails because the descriptor is closed.
 void request_on_the_wire(benchmark::State& state) {
     constexpr int closed = -1;
     const qx::json_ptr array = qx::manage::text_array("--addresses", kAddresses);

@@ -1,7 +1,7 @@
 #!/bin/sh
-# Compares the tool with programs that make nothing but the system calls, then times its parts. Runs inside private
-# namespaces, as `./dev bench` starts it, so that the machine's own /opt and sockets stay out of it. The tables land in
-# BUILD/bench. Without static tools, their columns are left out.
+# Compares the tool with programs that make only the necessary system calls, then times its parts. `./dev bench` starts
+# this script in private namespaces, so that the machine's /opt and sockets are not touched. Writes the tables to
+# BUILD/bench. Omits the columns of static tools that are not given.
 # usage: run.sh BUILD [STATIC-TOOL [AARCH64-TOOL]]
 set -eu
 
@@ -10,7 +10,7 @@ shift
 results=$build/bench
 install_dir=/opt/norvane
 
-# An agent that is installed and has been running, and a router's few users.
+# Set up an agent that has run before, and the few users of a router.
 mount -t tmpfs tmpfs /opt
 mkdir -p "$install_dir/etc" "$install_dir/var/log"
 echo root:x:0:0:root:/root:/bin/sh >/opt/passwd

@@ -28,13 +28,13 @@ void Broker::wait_for_subscription() const {
 void Broker::burst(long count, long size) const {
     const std::string line = "burst " + std::to_string(count) + " " + std::to_string(size) + "\n";
     if (::write(console_.get(), line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
-        fail("the broker does not listen to its console");
+        fail("cannot write to the console of the broker");
     }
 }
 
 void Broker::expect(const std::string& wanted) const {
     if (read_line(output_.get()) != wanted) {
-        fail("the broker has not " + wanted);
+        fail("the broker did not print '" + wanted + "'");
     }
 }
 

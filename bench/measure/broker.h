@@ -1,4 +1,4 @@
-// The benchmark's broker, as its console shows it.
+// Runs fast_broker and controls it through its console.
 #pragma once
 
 #include "base/descriptor.h"
@@ -8,13 +8,13 @@ namespace qx::bench {
 
 class Broker {
 public:
-    /// Starts it and waits until it listens.
+    /// Starts the broker with its files below `install_dir` and waits until the broker listens.
     explicit Broker(const std::string& install_dir);
     Broker(const Broker&) = delete;
     Broker& operator=(const Broker&) = delete;
     ~Broker();
 
-    /// Waits until somebody has subscribed.
+    /// Waits for the next subscription.
     void wait_for_subscription() const;
 
     /// Sends `count` events of `size` bytes to all subscribers.

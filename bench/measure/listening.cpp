@@ -22,7 +22,7 @@ struct Flood {
     long events;
     long size;
     const char* name;
-    bool collects; ///< the floor collects lines, too
+    bool collects; ///< the floor collects lines too
     Target rate;
     Target processor;
 };
@@ -38,10 +38,10 @@ constexpr Flood kFlood[kFloods] = {
 
 constexpr Target kSystemCalls{true, 0.05}; ///< per event
 
-// The library gives memory back when no event has come for a second.
+// The library returns free memory to the kernel when no event has come for a second.
 constexpr std::chrono::milliseconds kQuiet{1500};
 
-// What listening must print, compared as it arrives.
+// Compares the output of `listen`, as it arrives, with the expected output.
 class Expectation {
 public:
     explicit Expectation(const Flood& flood)
@@ -97,12 +97,12 @@ void read_flood(const Launched& program, const Flood& flood, const std::string& 
     while (!expected.is_complete()) {
         const ssize_t got = ::read(program.output(), bytes, sizeof bytes);
         if (got <= 0 || !expected.accept(bytes, static_cast<std::size_t>(got))) {
-            fail(name + ": the output is not what it must be at " + flood.name);
+            fail(name + ": wrong output for " + flood.name);
         }
     }
 }
 
-// Memory of a running program, KiB.
+// Returns the resident memory of a program in KiB.
 double resident(pid_t pid) {
     std::ifstream status("/proc/" + std::to_string(pid) + "/status");
     const std::string label = "VmRSS:";
@@ -111,10 +111,10 @@ double resident(pid_t pid) {
             return std::stod(line.substr(label.size()));
         }
     }
-    fail("cannot see how much memory a listener uses");
+    fail("cannot read the memory size of a listener");
 }
 
-// Nanoseconds from SIGTERM to the end.
+// Sends SIGTERM and waits for the end. `milliseconds` gets the time in between.
 Cost stop(Launched& program, const Subject& subject, double& milliseconds) {
     const std::int64_t asked = now();
     ::kill(program.pid(), SIGTERM);
@@ -124,7 +124,7 @@ Cost stop(Launched& program, const Subject& subject, double& milliseconds) {
     const bool ended_well =
         subject.ends_on_signal ? cost.wait_status == 0 : WIFSIGNALED(cost.wait_status);
     if (!ended_well || ::read(program.output(), &more, 1) != 0) {
-        fail(subject.name + ": did not end as it must");
+        fail(subject.name + ": did not end as expected");
     }
     return cost;
 }
@@ -142,7 +142,7 @@ struct Series {
     std::vector<std::vector<double>> wall;      // us per event
     std::vector<std::vector<double>> processor; // us per event
     std::vector<std::vector<double>> peak;      // KiB
-    std::vector<std::vector<double>> kept;      // KiB, some time after the flood
+    std::vector<std::vector<double>> kept;      // KiB, kQuiet after the flood
 };
 
 using Words = std::vector<std::string>;
@@ -177,7 +177,7 @@ void run(const Broker& broker, const Subjects& subjects, std::size_t index, cons
     series.peak[index].push_back(static_cast<double>(cost.peak_kib));
 }
 
-// What each value is to the one of the same run in `smaller`.
+// Divides each value by the value of the same run in `smaller`.
 std::vector<std::vector<double>> growth(const std::vector<std::vector<double>>& larger,
                                         const std::vector<std::vector<double>>& smaller) {
     std::vector<std::vector<double>> result = larger;
@@ -233,7 +233,8 @@ Row count_calls_while_listening(const Broker& broker, const Subjects& subjects,
     const Flood& flood = kFlood[kCollecting];
     std::vector<std::vector<double>> calls(subjects.size());
     for (std::size_t subject = 0; subject < subjects.size(); ++subject) {
-        // With -D the tracer is not the parent, so that the signal reaches the program itself.
+        // With -D strace is not the parent of the program, so the signal reaches the program
+        // itself.
         Words words{"/usr/bin/env", "strace", "-D",         "-f", "-qq",
                     "-c",           "-U",     "calls,name", "-o", scratch};
         const Words listener = command(subjects, subject, flood);

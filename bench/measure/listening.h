@@ -1,4 +1,4 @@
-// Listening: floods of events, and the stop.
+// Measures `listen`: floods of events, and the stop. Every function ends the benchmark on failure.
 #pragma once
 
 #include "broker.h"
@@ -6,15 +6,15 @@
 
 namespace qx::bench {
 
-/// Rows about floods of events, from `runs` runs of each subject in turns.
+/// Returns rows about floods of events, from `runs` runs of each subject in turns.
 std::vector<Row> measure_listening(const Broker& broker, const Subjects& subjects, int runs);
 
-/// A row about system calls, from one flood for each subject; needs strace. `scratch` is a file
-/// name that may be overwritten.
+/// Returns a row about system calls, from one flood for each subject. Needs strace. `scratch` is
+/// the name of a file that is overwritten.
 Row count_calls_while_listening(const Broker& broker, const Subjects& subjects,
                                 const std::string& scratch);
 
-/// A row about the time from SIGTERM to exit while listening.
+/// Returns a row about the time from SIGTERM to exit during `listen`.
 Row measure_stop(const Broker& broker, const Subjects& subjects, int runs);
 
 } // namespace qx::bench

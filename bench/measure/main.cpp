@@ -1,7 +1,7 @@
-// Measures the tool against the floors, which do the same work with nothing but system calls (and
-// jansson for listening), in turns. Runs where nobody else has the broker's socket.
+// Compares the tool with the floors, which are programs that do the same work with bare system
+// calls (and jansson for `listen`). Runs them in turns. No other broker may use the socket.
 // usage: measure OUTPUT-DIR INSTALL-DIR TOOL [STATIC-TOOL [AARCH64-TOOL]]
-// Environment: QX_BENCH_PAIRS, how many runs of each (30).
+// Environment: QX_BENCH_PAIRS is the number of runs of each program (default 30).
 #include "listening.h"
 #include "program.h"
 #include "request.h"
@@ -24,7 +24,7 @@ int wanted_pairs() {
     const char* const wanted = std::getenv("QX_BENCH_PAIRS");
     const int pairs = wanted == nullptr ? kPairs : std::atoi(wanted);
     if (pairs < 1) {
-        fail("QX_BENCH_PAIRS is no number");
+        fail("QX_BENCH_PAIRS is not a number above 0");
     }
     return pairs;
 }
@@ -65,7 +65,7 @@ std::vector<std::string> notes(int pairs, bool has_static) {
 double kib(const std::string& file) {
     struct stat status {};
     if (::stat(file.c_str(), &status) != 0) {
-        fail("cannot examine " + file);
+        fail("cannot read the size of " + file);
     }
     return static_cast<double>(status.st_size) / 1024;
 }

@@ -24,7 +24,7 @@ namespace {
 
 constexpr int kStandardError = 2;
 
-// How long a program may take, in seconds; then the benchmark ends by SIGALRM.
+// The time limit of a program in seconds. After it, SIGALRM ends the benchmark.
 constexpr unsigned kPatience = 120;
 
 } // namespace
@@ -38,7 +38,7 @@ std::string helper(const std::string& name) {
     char self[PATH_MAX];
     const ssize_t length = ::readlink("/proc/self/exe", self, sizeof self);
     if (length <= 0) {
-        fail("cannot find myself");
+        fail("cannot read /proc/self/exe");
     }
     const std::string path(self, static_cast<std::size_t>(length));
     return path.substr(0, path.rfind('/') + 1) + name;
@@ -111,7 +111,7 @@ std::string file_text(const std::string& name) {
 double strace_sum(const std::string& output) {
     constexpr int tries = 1000;
     for (int i = 0; i < tries; ++i) {
-        // The last line is the sum: its number, then "total".
+        // The last line is the total: the number, then "total".
         const std::string text = file_text(output);
         const std::size_t total = text.rfind(" total");
         const std::size_t line = text.rfind('\n', total);
@@ -120,7 +120,7 @@ double strace_sum(const std::string& output) {
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-    fail("strace printed no sum");
+    fail("strace printed no total");
 }
 
 Launched::Launched(const std::vector<std::string>& argv)
@@ -154,7 +154,7 @@ Cost Launched::finish() {
     Cost cost{};
     if (std::sscanf(line.c_str(), "%lld %lld %lld %lld %d", &numbers[0], &numbers[1], &numbers[2],
                     &numbers[3], &cost.wait_status) != 5) {
-        fail(name_ + ": the launcher said nothing");
+        fail(name_ + ": the launcher reported no cost");
     }
     ::alarm(0);
     cost.start_ns = numbers[0];

@@ -1,4 +1,4 @@
-// Programs that are measured, and those that count for us.
+// Starts the measured programs, and the tools that count for the benchmark.
 #pragma once
 
 #include "base/descriptor.h"
@@ -11,39 +11,41 @@
 
 namespace qx::bench {
 
-/// Ends the benchmark: a message on standard error and status 1.
+/// Prints a message on standard error and ends the benchmark with status 1.
 [[noreturn]] void fail(const std::string& what);
 
-/// The helper program `name`, which stands beside this one.
+/// Returns the path of the helper program `name`, which is in the folder of this program.
 std::string helper(const std::string& name);
 
-/// Now, in ns of CLOCK_MONOTONIC.
+/// Returns the time of CLOCK_MONOTONIC in ns.
 std::int64_t now();
 
-/// One end for us and one for a child that is started.
+/// A pipe between this process and a child.
 struct Pipe {
     io::descriptor read;
     io::descriptor write;
 };
 Pipe make_pipe();
 
-/// Reads up to and without the next line end; nothing at the end of the stream.
+/// Reads a line and returns it without its line feed. Returns nullopt at EOF.
 std::optional<std::string> read_line(int fd);
 
-/// Starts argv[0] with the descriptors `standard[0]`, [1], ... as its 0, 1, ...; -1 leaves ours.
+/// Starts argv[0] and returns its process id. Descriptor i of the program is `standard[i]`, or the
+/// descriptor i of this process if `standard[i]` is -1 or absent.
 pid_t start(const std::vector<std::string>& argv, const std::vector<int>& standard);
 
-/// Waits for a child that `start` gave; fails unless it ended with status 0.
+/// Waits for a child that start() has returned. Ends the benchmark unless the status of the child
+/// is 0.
 void expect_success(pid_t pid, const std::string& name);
 
-/// The text of a file.
+/// Returns the content of a file, or "" if the file cannot be read.
 std::string file_text(const std::string& name);
 
-/// How many system calls `strace -c -U calls,name -o output` has counted. Waits for the sum: with
-/// -D strace outlives the program.
+/// Returns the total that `strace -c -U calls,name -o output` has counted. Waits for the total,
+/// because with -D strace outlives the program.
 double strace_sum(const std::string& output);
 
-/// What one run of a program cost.
+/// The cost of one run of a program.
 struct Cost {
     std::int64_t start_ns;
     std::int64_t end_ns;
@@ -52,7 +54,8 @@ struct Cost {
     int wait_status;
 };
 
-/// A program under the launcher, with a pipe from its standard output to us.
+/// A program that the launcher runs, with a pipe from its standard output to this process. The
+/// destructor kills the program if it still runs.
 class Launched {
 public:
     explicit Launched(const std::vector<std::string>& argv);
@@ -63,7 +66,7 @@ public:
     [[nodiscard]] pid_t pid() const { return pid_; }
     [[nodiscard]] int output() const { return output_.get(); }
 
-    /// Waits for the program's end.
+    /// Waits for the program's end and returns its cost.
     Cost finish();
 
 private:

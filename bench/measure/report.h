@@ -1,4 +1,4 @@
-// What was measured, and how it stands to what is to be reached.
+// The results of measurements and their targets.
 #pragma once
 
 #include <optional>
@@ -7,30 +7,30 @@
 
 namespace qx::bench {
 
-/// The middle of the values, of which there is at least one.
+/// Returns the median of `values`, which must not be empty.
 double median(std::vector<double> values);
 
-/// A program that is measured.
+/// A measured program.
 struct Subject {
     std::string name;
     std::vector<std::string> request; ///< the command line of one plain request
     std::vector<std::string> listen;  ///< the command line of listening
-    bool ends_on_signal;              ///< SIGTERM ends it with status 0, instead of killing it
+    bool ends_on_signal;              ///< false: SIGTERM kills it; true: it ends with status 0
 };
 
 /// The floor, then the builds of the tool.
 using Subjects = std::vector<Subject>;
 
-/// What is to be reached.
+/// The limit that a value or ratio must keep.
 struct Target {
-    bool at_most; ///< else at least
+    bool at_most; ///< otherwise `limit` is a minimum
     double limit;
 };
 
-/// What a build of the tool has reached.
+/// The result of one build of the tool.
 struct Cell {
     double value;
-    std::optional<double> ratio; ///< to the floor
+    std::optional<double> ratio; ///< of the value to the value of the floor
     std::optional<Target> target;
 
     [[nodiscard]] bool reached() const;
@@ -39,7 +39,7 @@ struct Cell {
 struct Row {
     std::string measure;
     std::string unit;
-    int decimals; ///< of values
+    int decimals; ///< decimal places of the values
     std::optional<double> floor;
     std::vector<std::optional<Cell>> builds; ///< in the order of the report's builds
 };
@@ -50,18 +50,19 @@ struct Report {
     std::vector<Row> rows;
 };
 
-/// The targets of one row, one for each build: the ordinary one, the static one.
+/// The targets of one row: for the ordinary build, then for the static build.
 using Targets = std::vector<std::optional<Target>>;
 
-/// A row from values[subject][run]: medians, and the medians of what each run's values are to the
-/// floor's in the same run. With `ratios` the targets are about these, else about the values.
+/// Makes a row from values[subject][run]. Each cell gets the median of its values. With `ratios`,
+/// each cell also gets the median of its ratios to the floor in the same run, and the targets apply
+/// to this ratio; otherwise they apply to the value.
 Row make_row(std::string measure, std::string unit, int decimals,
              const std::vector<std::vector<double>>& values, bool ratios, const Targets& targets);
 
-/// The report as one Markdown table below its notes.
+/// Returns the notes, then one Markdown table.
 std::string to_markdown(const Report& report);
 
-/// The report as one JSON object.
+/// Returns the report as one JSON object.
 std::string to_json(const Report& report);
 
 } // namespace qx::bench
