@@ -1,4 +1,4 @@
-// A command line, from its words to the requests on the wire and what is printed.
+// Parses and runs a command line, and checks the requests, the output and the status.
 
 #include "command_line.h"
 #include "fake_broker.h"
@@ -52,7 +52,7 @@ bool parse(std::vector<std::string>& words) {
 void check_rejection() {
     const qx::_QXErrorStorage& error = qx::_get_qxerrno();
     const std::string reason = error.second.sview().to_string();
-    check(error.number == qx::error_number::bad_command_line, "a rejection has its number");
+    check(error.number == qx::error_number::bad_command_line, "a rejection sets the error number");
     const bool plain = std::none_of(reason.begin(), reason.end(), [](char byte) {
         return (byte >= '\0' && byte < ' ') || byte == '\x7f';
     });
@@ -80,7 +80,7 @@ void run(const qx::manage::CommandLine& options) {
 
 } // namespace
 
-/// Input: the number of the broker's answer, then words that end at zero bytes.
+/// Input: the index of the broker's answer, then words that each end at a zero byte.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const bool logs = start_log();
     check(logs, "everything is logged");

@@ -1,5 +1,5 @@
-// Subscriptions under a broker that sends, refuses, falls silent, goes and comes back in any order.
-// The target does the event thread's work itself, step by step.
+// Subscriptions to a broker that sends, refuses, hangs, disconnects and returns in any order. The
+// target does the work of the event thread itself, step by step.
 
 #include "fake_broker.h"
 #include "heap.h"
@@ -20,7 +20,7 @@ using qx::fuzz::framed;
 std::size_t noted = 0;
 
 void note(const char* event_json, void* user_data) {
-    check(user_data == &noted, "a subscriber gets its own pointer");
+    check(user_data == &noted, "a callback gets the pointer of its subscriber");
     noted += std::strlen(event_json) + 1;
 }
 
@@ -56,7 +56,7 @@ void read_pipe(const Scene& scene, std::uint8_t argument) {
     }
 }
 
-/// Sends `bytes` on a connection, or hangs up.
+/// Sends `bytes` on a connection, and closes it afterwards if `hang_up` is set.
 void deliver(Scene& scene, std::uint8_t argument, const std::string& bytes, bool hang_up = false) {
     const int fd = pick(scene.connections, argument);
     if (fd >= 0) {
@@ -103,7 +103,7 @@ void step(Scene& scene, qx::fuzz::Input& input) {
 
 } // namespace
 
-/// Input: the size of pieces, then the steps.
+/// Input: the largest number of bytes in a send or receive, then the steps.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const qx::fuzz::DescriptorCheck descriptors;
     qx::fuzz::Input input(data, size);

@@ -74,7 +74,7 @@ int __wrap_connect(int fd, const sockaddr* /*address*/, socklen_t /*length*/) {
 
 // Reports that the broker runs as root.
 int __wrap_getsockopt(int /*fd*/, int /*level*/, int option, void* value, socklen_t* /*length*/) {
-    check(option == SO_PEERCRED, "only the broker's user is asked for");
+    check(option == SO_PEERCRED, "only the user of the broker is queried");
     *static_cast<ucred*>(value) = {};
     return 0;
 }

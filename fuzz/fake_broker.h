@@ -1,5 +1,5 @@
-// A broker without a socket. The linker's --wrap leads the system calls named in CMakeLists.txt
-// here.
+// A broker without a socket. The linker's --wrap replaces the system calls in CMakeLists.txt by
+// calls of this broker.
 #pragma once
 
 #include <cstddef>
@@ -9,12 +9,12 @@
 
 namespace qx::fuzz {
 
-/// Answers the connections that are opened while it lives; one at a time may live. It checks each
-/// request: one line of JSON with "type" and "name".
+/// Answers the connections that are opened while the object lives, and checks that each request is
+/// one line of JSON with "type" and "name". Only one object may exist at a time.
 struct FakeBroker {
     struct Connection {
         std::string to_client;
-        bool stays_open = false; ///< when everything is received, as a subscription does
+        bool stays_open = false; ///< after everything is received, like a subscription
         std::string request;
     };
 
@@ -23,7 +23,7 @@ struct FakeBroker {
     FakeBroker& operator=(const FakeBroker&) = delete;
     ~FakeBroker();
 
-    // How it treats the connections that are opened from now on:
+    // These apply to connections that are opened later:
     std::string answer;
     bool stays_open = false;
     bool refuses = false;
@@ -34,7 +34,7 @@ struct FakeBroker {
     std::map<int, Connection> connections = {}; ///< by descriptor
 };
 
-/// A message as the broker sends it: length, then text.
+/// Returns a frame: the length, then the text.
 std::string framed(const std::string& json);
 
 } // namespace qx::fuzz

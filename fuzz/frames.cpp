@@ -40,8 +40,9 @@ Result read_all(const std::string& stream, std::size_t piece, bool in_place) {
         } else {
             const std::size_t before = in.size;
             state = frame_reader_feed(reader, in);
-            check(in.size < before, "a byte is used up");
-            check(state != frame_state::incomplete || in.size == 0, "no byte is left over");
+            check(in.size < before, "the reader consumes at least one byte");
+            check(state != frame_state::incomplete || in.size == 0,
+                  "an incomplete frame consumes all input");
             at += before - in.size;
         }
         result.broken = state == frame_state::broken;
@@ -96,8 +97,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::string stream = input.rest();
     const Result messages = expected(stream);
     for (const std::size_t cut : {stream.size(), piece, std::size_t{1}}) {
-        check(read_all(stream, cut, false) == messages, "the messages come out");
-        check(read_all(stream, cut, true) == messages, "they do when received in place");
+        check(read_all(stream, cut, false) == messages, "copied pieces give the expected messages");
+        check(read_all(stream, cut, true) == messages,
+              "pieces received in place give the expected messages");
     }
     return 0;
 }

@@ -1,5 +1,4 @@
-// What every fuzz target starts from: its input taken apart, and the ways to say that something is
-// wrong with what came out.
+// Helpers of the fuzz targets, which split the input and check the results.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +9,8 @@
 
 namespace qx::fuzz {
 
-/// The bytes of one run, taken from the front. What is not there reads as zero or empty.
+/// The bytes of one run, consumed from the front. At the end, a byte reads as zero and a text as
+/// empty.
 class Input {
 public:
     Input(const std::uint8_t* data, std::size_t size)
@@ -19,7 +19,7 @@ public:
     [[nodiscard]] bool empty() const { return rest_.empty(); }
     std::uint8_t byte();
     std::string text(std::size_t size);
-    /// Up to the next `end`, which is taken too, or to the end of the input.
+    /// Consumes the input up to the next `end`, or to its end. Returns the text without `end`.
     std::string until(char end);
     std::string rest() { return text(rest_.size()); }
 
@@ -27,13 +27,13 @@ private:
     std::string_view rest_;
 };
 
-/// Says what does not hold and ends the process as a crash does.
+/// If `holds` is false, prints `what` and aborts.
 void check(bool holds, const char* what);
 
-/// Whether `text` is any JSON value.
+/// Returns whether `text` is a JSON value of any type.
 bool is_json(const char* text);
 
-/// Checks, when it goes, that every descriptor opened meanwhile is closed again.
+/// The destructor checks that every descriptor opened since construction is closed.
 class DescriptorCheck {
 public:
     DescriptorCheck() = default;
@@ -47,7 +47,7 @@ private:
     int before_ = lowest_free();
 };
 
-/// Collects what is printed on `stdout` or `stderr` while it lives.
+/// Captures the output on `stdout` or `stderr` while the object lives.
 class Capture {
 public:
     explicit Capture(std::FILE*& stream);
@@ -66,7 +66,7 @@ private:
 
 } // namespace qx::fuzz
 
-/// What the fuzzer, or the replay, calls once for every input.
+/// Runs the target on one input. Called by the fuzzer or the replay.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-/// What they call first; here it moves the process into a private world.
+/// Moves the process into a private world. Called by the fuzzer or the replay before any input.
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);

@@ -85,7 +85,7 @@ int register_to_cloud(Document document) {
     return qx_plix_register_to_cloud(document, document, nullptr);
 }
 
-/// The call may return any code of the broker for a failure; returns -1 instead.
+/// The library returns the code of the broker if the call fails. Returns -1 instead.
 int remove_satellite(Document document) {
     return qx_plix_remove_satellite(document) == 0 ? 0 : -1;
 }
@@ -148,8 +148,8 @@ const Call kCalls[] = {
 
 } // namespace
 
-/// Input: the number of the call, the size of pieces, whether the target prefixes the answer with
-/// its length, the document up to a line feed, and the answer.
+/// Input: the index of the call, the largest number of bytes in a send or receive, whether the
+/// target prefixes the answer with its length, the document up to a line feed, and the answer.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const qx::fuzz::DescriptorCheck descriptors;
     qx::fuzz::Input input(data, size);

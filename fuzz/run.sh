@@ -1,6 +1,6 @@
 #!/bin/sh
-# run.sh BUILD SECONDS: runs the targets of a build in the mode fuzz, one after the other, SECONDS each.
-# What they learn stays in BUILD/fuzz/corpus, what they find in BUILD/fuzz/found. Ends with 1 when something was found.
+# run.sh BUILD SECONDS: runs the targets of a build in the mode `fuzz`, one after the other, SECONDS each. Keeps new
+# inputs in BUILD/fuzz/corpus and failing inputs in BUILD/fuzz/found. Exits with 1 if a target fails.
 set -eu
 
 here=$(dirname "$(realpath "$0")")
@@ -8,7 +8,7 @@ build=$(realpath "$1")
 seconds=$2
 work=$build/fuzz
 mkdir -p "$work/found"
-# The last value that a line of the log has after a word.
+# last WORD: prints the number after the last WORD in the log, or 0.
 last() { grep -o "$1 [0-9]*" "$log" | tail -1 | grep -o '[0-9]*$' || echo 0; }
 
 bad=0

@@ -35,7 +35,7 @@ void change(const std::string& key, const std::string& value) {
     }
     const std::string after = value_of(key);
     read_again();
-    check(value_of(key) == after, "what is held is what is stored");
+    check(value_of(key) == after, "the value in memory equals the stored value");
 }
 
 } // namespace
@@ -53,15 +53,15 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         const int number = setMgmt::getKeyValue(key, 7);
         const std::string text = value_of(key);
         check(number == 7 || std::to_string(number) == text || text.size() > 1,
-              "a number is what its text says");
+              "a number equals its text");
         change(key, value);
         setMgmt::uninit();
         return 0;
     }
     const std::string line = err.text();
     check(line.find('\n') == line.size() - 1, "a damaged store is reported in one line");
-    check(setMgmt::setKey(key, value) < 0, "a damaged store takes nothing");
+    check(setMgmt::setKey(key, value) < 0, "a damaged store refuses writes");
     check(qx::test::read_file(qx::test::kSettingsFile) == content,
-          "a damaged store stays as it is");
+          "a damaged store is not changed");
     return 0;
 }

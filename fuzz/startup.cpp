@@ -37,7 +37,8 @@ int lock_version_file() {
 
 } // namespace
 
-/// Input: a link's target and a passwd file, each up to a zero byte, and a version file.
+/// Input: the target of the link and the passwd file, each up to a zero byte, then the version
+/// file.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const int lock = lock_version_file();
     check(lock >= 0, "the version file is locked");
@@ -57,13 +58,13 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     qxplix::qxpath_set_install_path(nullptr);
     const char* const found = qxpath_default_install_path();
     check(found != nullptr && ::strnlen(found, qxplix::kPathSize) < qxplix::kPathSize,
-          "there is an install path, if only the fallback, and it ends");
+          "there is a terminated install path, at least the fallback");
     stop_if_started(qx_plix_init());
 
     const int result = qx_plix_init2(qx::test::kInstallDir.c_str());
     stop_if_started(result);
     check((result == 0) == (std::strcmp(version.substr(0, 32).c_str(), "1.3") == 0),
-          "the version 1.3, and no other, is right");
+          "only the version 1.3 is accepted");
     check(out.text().empty(), "nothing is printed on standard output");
     return 0;
 }

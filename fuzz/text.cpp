@@ -1,4 +1,4 @@
-// Splitting, joining and formatting texts of every kind.
+// Splits, joins and formats texts.
 
 #include "input.h"
 #include "qx/error.h"
