@@ -1,7 +1,7 @@
-"""Bare connections to the broker. Scripts import this module. As a program it follows orders on standard input:
-    ask NAME [DATA]   sends a command, on a connection of its own, and prints the answer
-    send LINE         sends a line, also on a connection of its own, and prints the answer
-    subscribe EVENT   subscribes on the connection that it keeps, and prints the answer
+"""Bare connections to the broker. Scripts import this module. As a program it executes orders on standard input:
+    ask NAME [DATA]   sends a command on a new connection and prints the answer
+    send LINE         sends a line on a new connection and prints the answer
+    subscribe EVENT   subscribes on one permanent connection and prints the answer
     event             prints the next event
 """
 import functools

@@ -1,4 +1,4 @@
-// in_world COMMAND [ARGUMENT...]: runs a command in a private world, as every test runs.
+// in_world COMMAND [ARGUMENT...]: runs a command in a private world, like a test.
 
 #include "world.h"
 

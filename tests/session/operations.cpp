@@ -1,4 +1,4 @@
-// Prints one call of each operation that sends a request to the broker, each call on a line.
+// Prints the calls that send a request to the broker, one per line.
 
 #include "operations.h"
 

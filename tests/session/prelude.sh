@@ -56,8 +56,8 @@ log() {
     rm -f "$log"
 }
 
-# connector: installs the two programs of the connector. Each appends its argument and the state of
-# protection to the file `ran`. If a FIFO has the name of the argument, the program waits there once.
+# connector: installs the two programs of the connector. Each appends its argument and the state of protection to the
+# file `ran`. If there is a FIFO with the name of the argument, the program waits there once.
 connector() {
     mkdir -p "$root/bin" "$root/etc/init.d"
     cat >"$root/bin/qxcloudd" <<END
@@ -102,7 +102,7 @@ skip() {
     exit 80
 }
 
-# Ends every program that a session left. The list goes through a file, because $(jobs) would list the jobs of a
+# Kills every program that a session has left running. The list is in a file, because $(jobs) would list the jobs of a
 # subshell.
 end_jobs() {
     jobs -p >jobs

@@ -44,7 +44,7 @@ BrokerClient::~BrokerClient() {
 }
 
 void BrokerClient::send(std::string_view bytes) const {
-    EXPECT_TRUE(send_all(fd_, bytes)) << "the broker does not take a request";
+    EXPECT_TRUE(send_all(fd_, bytes)) << "the broker does not accept a request";
 }
 
 void BrokerClient::end_sending() const {
@@ -57,7 +57,7 @@ std::string BrokerClient::read(std::size_t count) const {
     while (filled < count) {
         const ssize_t got = ::recv(fd_, bytes.data() + filled, count - filled, 0);
         if (got < 0) {
-            EXPECT_EQ(errno, ECONNRESET) << "the broker says nothing";
+            EXPECT_EQ(errno, ECONNRESET) << "the broker sends nothing";
         }
         if (got <= 0) {
             break;

@@ -1,5 +1,4 @@
-// The broker's wire, bare: a client that sends what it is told and shows what comes back, and the
-// simulated broker that it talks to.
+// A bare client of the broker, and the simulated broker as a process.
 #pragma once
 
 #include "process.h"
@@ -12,8 +11,8 @@ namespace qx::test {
 /// The simulated broker of this build, serving the world's install directory.
 class Simulator : public Process {
 public:
-    /// Starts it with `scenario` (JSON text, or "" for none) and further `words`, and waits until
-    /// it listens.
+    /// Starts the simulator with `scenario` (JSON text, or "" for none) and further `words`, and
+    /// waits until it listens.
     explicit Simulator(std::string_view scenario = "", const std::vector<std::string>& words = {});
 };
 
@@ -28,29 +27,29 @@ public:
     BrokerClient& operator=(const BrokerClient&) = delete;
     ~BrokerClient();
 
-    /// Sends bytes as they stand.
+    /// Sends `bytes` unchanged.
     void send(std::string_view bytes) const;
-    /// Says that nothing more will be sent.
+    /// Shuts down the sending side of the connection.
     void end_sending() const;
 
-    /// The next `count` bytes, or fewer when the broker closes the connection. Fails after
-    /// kPatience.
+    /// Returns the next `count` bytes, or fewer if the broker closes the connection. Adds a test
+    /// failure after kPatience.
     std::string read(std::size_t count) const;
-    /// The text of the next frame; nothing when the connection ends.
+    /// Returns the text of the next frame, or nullopt if the connection ends.
     std::optional<std::string> read_frame() const;
-    /// True when the broker closes the connection and has sent nothing more.
+    /// Returns whether the broker closes the connection without sending more.
     bool ends() const { return read(1).empty(); }
-    /// True when there are bytes, or an end, to read now.
+    /// Returns whether bytes or EOF can be read now.
     bool has_input() const;
 
-    /// Subscribes to a broker event; a failed expectation when it is refused.
+    /// Subscribes to a broker event. Adds a test failure if the broker refuses.
     void subscribe(const std::string& event) const;
 
 private:
     int fd_ = -1;
 };
 
-/// The answer to a command on a connection of its own.
+/// Sends a command on a new connection and returns the answer.
 std::string ask(const std::string& name, const std::string& data = "null");
 
 } // namespace qx::test

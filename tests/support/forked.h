@@ -11,7 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-// The coverage runtime's, in builds that have it. It writes the line counts, which _exit(2) drops.
+// Exists only in builds for coverage. Writes the line counts, which _exit(2) would lose.
 extern "C" void __gcov_dump() __attribute__((weak)); // NOLINT(bugprone-reserved-identifier)
 
 namespace qx::test {
@@ -24,7 +24,7 @@ namespace qx::test {
     ::_exit(status);
 }
 
-/// A forked child of the test. Killed, if still there, when the object goes.
+/// A forked child of the test. The destructor kills the child if it still runs.
 class Forked {
 public:
     /// Forks; the child calls `work` and exits with its result.
@@ -46,7 +46,7 @@ public:
 
     void kill(int signal) const { ::kill(pid_, signal); }
 
-    /// Waits for the child's end: its exit status, or -1 when a signal ended it.
+    /// Waits for the child's end. Returns its exit status, or -1 if a signal ended it.
     int wait() {
         int how = 0;
         ::waitpid(pid_, &how, 0);
@@ -58,7 +58,7 @@ private:
     pid_t pid_;
 };
 
-/// Forks a child that does `work` and exits. Returns whether every expectation in it has held.
+/// Runs `work` in a forked child. Returns whether every expectation in it has held.
 inline bool succeeds_in_child(const std::function<void()>& work) {
     Forked child([&work] {
         work();

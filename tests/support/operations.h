@@ -1,4 +1,4 @@
-// Every operation of the tool but listen, and how many of them a loop tries.
+// A call of every operation except listen, for tests that loop over the calls.
 #pragma once
 
 #include "operation.h"
@@ -15,7 +15,7 @@ namespace qx::test {
 struct OperationCall {
     manage::Operation operation;
     std::vector<std::string> options = {};
-    bool asks_broker = true;     ///< sends it a request
+    bool asks_broker = true;     ///< sends the broker a request
     const char* label = nullptr; ///< distinguishes calls of the same operation
 
     [[nodiscard]] std::string name() const { return manage::row_of(operation).word; }
@@ -32,7 +32,7 @@ inline void PrintTo(const OperationCall& call, std::ostream* out) {
     *out << call.title();
 }
 
-/// The calls of operations that need options, or send no request.
+/// Returns the calls of operations that need options or send no request.
 inline std::vector<OperationCall> special_calls() {
     using enum manage::Operation;
     return {
@@ -55,7 +55,7 @@ inline std::vector<OperationCall> special_calls() {
     };
 }
 
-/// A call of every operation but listen.
+/// Returns at least one call of every operation except listen.
 inline std::vector<OperationCall> operation_calls() {
     std::vector<OperationCall> calls = special_calls();
     const std::vector<OperationCall> special = calls;
@@ -70,8 +70,8 @@ inline std::vector<OperationCall> operation_calls() {
     return calls;
 }
 
-/// How far apart the combinations are that a loop tries: `quick`, or what QX_FAULT_STEP says; 1
-/// leaves none out.
+/// Returns the step width of a loop over many combinations: QX_FAULT_STEP, or `quick` if that is
+/// not set. A step width of 1 tries every combination.
 inline unsigned fault_step(unsigned quick) {
     return from_environment("QX_FAULT_STEP", quick);
 }

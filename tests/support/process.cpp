@@ -92,7 +92,7 @@ void Process::write(std::string_view text) {
     while (!text.empty()) {
         const ssize_t written = ::write(in_, text.data(), text.size());
         if (written < 0) {
-            ADD_FAILURE() << "the program does not take its input";
+            ADD_FAILURE() << "the program does not read its input";
             return;
         }
         text.remove_prefix(static_cast<std::size_t>(written));
@@ -143,7 +143,7 @@ bool Process::reads(const Stream& stream, std::string_view text, std::size_t tim
             --times;
             continue;
         }
-        // What was searched is not searched again, but for the beginning of a `text` at its end.
+        // Do not search the same output twice, except its last bytes, where a `text` may begin.
         from = std::max(from, stream.text.size() - std::min(stream.text.size(), text.size() - 1));
         if (!pump(deadline)) {
             return false;

@@ -1,5 +1,5 @@
-// Programs that tests start: run to their end, or left running while the test talks to them. Most
-// tests do, so the test framework comes with it.
+// Programs that tests run to their end or control while they run. Includes the test framework,
+// because most users of this header need it.
 #pragma once
 
 #include "world.h"
@@ -18,9 +18,10 @@ namespace qx::test {
 /// How long a test waits for anything before it fails.
 inline constexpr std::chrono::seconds kPatience{30};
 
+/// Returns the time that has passed since `start`.
 std::chrono::milliseconds since(std::chrono::steady_clock::time_point start);
 
-/// Waits until it is so; a failed expectation when it never is.
+/// Waits until `holds()` is true. Adds a test failure after kPatience.
 template <typename Condition>
 void wait_until(const Condition& holds) {
     const auto start = std::chrono::steady_clock::now();
@@ -30,7 +31,7 @@ void wait_until(const Condition& holds) {
     }
 }
 
-/// The signals that end a program and can be held, in their order.
+/// Returns the signals that by default end a program and that can be blocked.
 std::vector<int> ending_signals();
 
 /// How a program ended and what it wrote.
@@ -44,12 +45,12 @@ struct Outcome {
 };
 void PrintTo(const Outcome& outcome, std::ostream* out);
 
-/// A running program whose standard streams are pipes to the test. Killed, if still there, when the
-/// object goes.
+/// A running program whose standard streams are pipes to the test. The destructor kills the program
+/// if it still runs.
 class Process {
 public:
-    /// Starts argv[0] (a path, or a name looked up in PATH) with `environment` added to this
-    /// process's own.
+    /// Starts argv[0] (a path, or a name to look up in PATH) with the environment of this process
+    /// and the variables in `environment`.
     explicit Process(const std::vector<std::string>& argv,
                      const std::map<std::string, std::string>& environment = {});
     Process(const Process&) = delete;
@@ -60,31 +61,32 @@ public:
 
     /// Writes to the program's standard input.
     void write(std::string_view text);
-    /// Ends the program's standard input.
+    /// Closes the program's standard input.
     void close_input();
-    /// Closes the test's end of the program's standard output, as a reader that goes away does.
+    /// Closes the test's end of the program's standard output, like a reader that ends.
     void close_output();
 
-    /// Reads standard output until it contains `text` so many times; a failed expectation when it
-    /// ends or takes too long first.
+    /// Reads standard output until it contains `text` `times` times. Returns false and adds a test
+    /// failure if standard output ends or kPatience passes before.
     bool wait_for_output(std::string_view text, std::size_t times = 1);
-    /// The same, but no failure when it does not come within `time`.
+    /// Does the same within `time`, but adds no test failure.
     bool reads_output(std::string_view text, std::size_t times, std::chrono::milliseconds time);
-    /// Like wait_for_output on standard error.
+    /// Does the same as wait_for_output() with standard error.
     bool wait_for_error(std::string_view text);
 
     void signal(int number) const;
 
-    /// Waits for the program's end, but reads nothing of what it writes.
+    /// Waits up to `time` for the program's end without reading its output. Returns whether it has
+    /// ended.
     [[nodiscard]] bool ends_within(std::chrono::milliseconds time) const;
 
-    /// Collects what the program still writes and waits for its end; a failed expectation, and
-    /// SIGKILL, after kPatience.
+    /// Reads the remaining output and waits for the program's end. After kPatience, kills the
+    /// program and adds a test failure.
     Outcome finish();
-    /// Sends a signal first.
+    /// Sends the signal `number`, then does the same as finish().
     Outcome stop(int number = SIGTERM);
 
-    /// What has been read so far.
+    /// The standard output that has been read so far.
     [[nodiscard]] const std::string& output() const { return out_.text; }
 
 private:
@@ -93,7 +95,8 @@ private:
         std::string text;
     };
 
-    /// One poll on both streams; false when both have ended or nothing came until `deadline`.
+    /// Waits for output on both streams and reads it. Returns false if both have ended or if there
+    /// is none before `deadline`.
     bool pump(std::chrono::steady_clock::time_point deadline);
     bool wait_for(const Stream& stream, std::string_view text, std::size_t times);
     bool reads(const Stream& stream, std::string_view text, std::size_t times,
@@ -105,12 +108,12 @@ private:
     Stream err_;
 };
 
-/// Runs a program to its end with nothing on its standard input.
+/// Runs a program to its end with an empty standard input.
 Outcome run(const std::vector<std::string>& argv,
             const std::map<std::string, std::string>& environment = {});
 
-/// What a program writes to standard output that is run to its end; a failed expectation when its
-/// status is not 0.
+/// Runs a program to its end and returns its standard output. Adds a test failure if its status is
+/// not 0.
 std::string output_of(const std::vector<std::string>& argv,
                       const std::map<std::string, std::string>& environment = {});
 

@@ -1,4 +1,4 @@
-// The broker's wire as texts, and its socket: for the brokers and the clients of tests.
+// The texts and the socket of the broker's protocol, for the brokers and clients of tests.
 #pragma once
 
 #include <string>
@@ -17,29 +17,29 @@ inline const std::vector<std::string> kEvents = {"device_discovery",
                                                  "va_status_changed",
                                                  "set_device_online_status_result"};
 
-/// The line that asks for a command, `data` being JSON text, or "" for a request without data.
+/// Returns the request line of a command. `data` is JSON text, or "" for a request without data.
 std::string command(const std::string& name, const std::string& data = "null");
 
-/// The line that subscribes to an event.
+/// Returns the request line that subscribes to an event.
 std::string subscription(const std::string& event);
 
-/// The answer to a command that went well and gives nothing back, or JSON text, and to one that
-/// did not.
+/// The answer to a successful command without a result.
 inline constexpr const char* kOk = R"({"status": 0})";
+/// Returns the answer to a successful or failed command. `data` is JSON text.
 std::string success(const std::string& data);
 std::string failure(const std::string& data);
 
-/// The line that listen prints of an event.
+/// Returns the line that listen prints for an event.
 std::string printed(const std::string& event, const std::string& data);
 
-/// A message as the broker sends it: length, then text.
+/// Returns a frame: the length, then the text.
 std::string framed(std::string_view json);
 
-/// A socket on which `call`, bind or connect, went well with the broker's address; -1 when it did
-/// not.
+/// Returns a socket that `call`, which is bind or connect, has bound or connected to the broker's
+/// address. Returns -1 on failure.
 int broker_socket(int (*call)(int, const sockaddr*, socklen_t));
 
-/// False when the other side takes no more.
+/// Sends all bytes. Returns false if that fails.
 bool send_all(int fd, std::string_view bytes);
 
 } // namespace qx::test

@@ -16,10 +16,11 @@
 
 namespace qx::test {
 
-/// A process that counts a key of its own upwards, and what it has told of its progress.
+/// A process that increments the value of its own key in a loop and reports its progress.
 class SettingsWriter {
 public:
-    /// After each update it pauses for so many microseconds.
+    /// Starts the process. `number` selects the key; `pause` is the time between updates in
+    /// microseconds.
     explicit SettingsWriter(int number, useconds_t pause = 0)
         : key_("/writer/" + std::to_string(number))
         , pause_(pause)
@@ -41,7 +42,8 @@ public:
         });
     }
 
-    /// Kills it. Every update that it has finished is there, and none that it has not begun.
+    /// Kills the process and checks that the store has every update that the process has finished,
+    /// and none that it has not begun.
     void kill_and_check() {
         process_->kill(SIGKILL);
         process_->wait();

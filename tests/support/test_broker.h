@@ -1,4 +1,4 @@
-// A broker inside the test: it notes every request and answers from a script.
+// A broker inside the test. It records every request and sends prepared answers.
 #pragma once
 
 #include "process.h"
@@ -14,14 +14,14 @@
 
 namespace qx::test {
 
-/// What the broker does with a request.
+/// The broker's reaction to a request.
 struct Reply {
     std::string bytes;
     bool hang_up = false; ///< closes the connection afterwards
 };
 
-/// Listens on the broker's socket from its construction on. Unless told otherwise it answers
-/// {"status": 0} and leaves closing to the client. All members may be called at any time.
+/// Listens on the broker's socket from construction on. By default it answers {"status": 0} and
+/// lets the client close the connection. All members may be called at any time.
 class TestBroker {
 public:
     TestBroker();
@@ -29,35 +29,37 @@ public:
     TestBroker& operator=(const TestBroker&) = delete;
     ~TestBroker();
 
-    /// Goes away with all its connections, and comes back. What it was told and noted stays.
+    /// Stop and restart the broker. stop() closes all connections. Prepared answers and recorded
+    /// requests remain.
     void stop();
     void start();
 
-    /// From now on answers the command, or the subscription to the event, `name` with this JSON.
+    /// Sets the JSON that answers the command `name`, or the subscription to the event `name`.
     void answer(const std::string& name, std::string_view json);
-    /// The same with any bytes; none at all is silence.
+    /// Sets arbitrary bytes as the answer. Without bytes, the broker stays silent.
     void reply(const std::string& name, Reply reply);
 
-    /// Every request so far, byte for byte, line end included.
+    /// Returns every request so far, byte for byte, with its line feed.
     std::vector<std::string> requests() const;
     void forget_requests();
-    /// These wait for the thing to be so; a failed expectation when it never is.
+    /// Each waits until the broker has `count` requests (or more), connections or subscribers.
+    /// Returns false and adds a test failure after kPatience.
     bool wait_for_requests(std::size_t count) const;
     bool wait_for_connections(std::size_t count) const;
     bool wait_for_subscribers(std::size_t count) const;
 
-    /// Sends an event, or any bytes, on every connection subscribed to the event `name`. Blocks
-    /// while a client takes nothing.
+    /// Both send on every connection that is subscribed to the event `name`. They block while a
+    /// client does not read.
     void emit(const std::string& name, std::string_view json);
     void emit_raw(const std::string& name, std::string_view bytes);
-    /// Closes every connection subscribed to the event.
+    /// Closes every connection that is subscribed to the event `name`.
     void drop_subscribers(const std::string& name);
 
 private:
     struct Connection {
         int fd;
         std::string input;
-        std::string event; ///< what it is subscribed to, or ""
+        std::string event; ///< the subscribed event, or ""
     };
 
     void serve();
@@ -79,8 +81,8 @@ private:
     std::thread thread_;
 };
 
-/// The broker's version file below an install directory, locked as a running broker does it, though
-/// not by this process, for as long as the object lives.
+/// Creates the broker's version file and locks it while the object lives. The lock belongs to the
+/// open file, so that this process too finds the file locked.
 class LockedVersionFile {
 public:
     explicit LockedVersionFile(const fs::path& install_dir, std::string_view text = "1.3");

@@ -1,4 +1,4 @@
-// Tests as text: lines that each begin with the word that says what the line is.
+// Tests as text files. The first word of each line is its kind.
 #pragma once
 
 #include "process.h"
@@ -13,17 +13,18 @@ std::pair<std::string, std::string> split_word(const std::string& text);
 /// Replaces the escapes \n, \r, \xNN and \\ of `text`.
 std::string unescaped(const std::string& text);
 
-/// The words of a command line, which may be in single quotes and contain escapes.
+/// Splits a command line into words, which may be in single quotes and contain escapes.
 std::vector<std::string> words_of(const std::string& line);
 
-/// The request for a command and its data, which may be "(no data)", or nothing for null.
+/// Returns the request for a command. `text` is its name and data: JSON text, "(no data)" for a
+/// request without data, or nothing for null.
 std::string request_of(const std::string& text);
 
-/// The first word and the rest of each line; comments, which begin with "#", and empty lines are
-/// left out.
+/// Returns the first word and the rest of each line. Omits empty lines and comments, which begin
+/// with "#".
 std::vector<std::pair<std::string, std::string>> read_transcript(const fs::path& file);
 
-/// The files of a folder, to instantiate tests with.
+/// Returns the files of a folder, with which tests are instantiated.
 std::vector<fs::path> files_in(const char* folder);
 
 } // namespace qx::test

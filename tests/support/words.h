@@ -1,4 +1,4 @@
-// Command lines for tests of what parses them. For test programs that link the utility layer.
+// Helpers for tests of the command-line parser. For test programs that link the utility layer.
 #pragma once
 
 #include "qx/cl.h"
@@ -12,9 +12,8 @@
 
 namespace qx::test {
 
-/// Lets the parser read `words`, after a program name. Returns the class and the reason of the
-/// rejection as
-/// "(class) reason", or "" when they are accepted.
+/// Parses `words` after a program name. Returns "" if the parser accepts the words, or "(class)
+/// reason" if it rejects them.
 inline std::string parse_words(std::vector<std::string> words) {
     words.insert(words.begin(), "/usr/sbin/program");
     std::vector<char*> argv;
@@ -23,7 +22,7 @@ inline std::string parse_words(std::vector<std::string> words) {
         argv.push_back(word.data());
     }
     argv.push_back(nullptr);
-    // Options are views of the words only while they are parsed, so `words` may go.
+    // Options refer to the words only during parsing, so `words` may be destroyed.
     if (qx::cl::parse(static_cast<int>(words.size()), argv.data())) {
         return {};
     }
@@ -31,7 +30,7 @@ inline std::string parse_words(std::vector<std::string> words) {
     return "(" + error.first.sview().to_string() + ") " + error.second.sview().to_string();
 }
 
-/// The usage text as a pipe or a file gets it.
+/// Returns the usage text in the form for a pipe or a file.
 inline std::string usage_text() {
     char* text = nullptr;
     std::size_t size = 0;

@@ -31,8 +31,8 @@ bool try_write(const std::string& file, std::string_view text) {
     return written;
 }
 
-// Waits until `process` has entered a user namespace of its own, and maps the first 65536 users and
-// groups there, or root alone where the machine has no others.
+// Waits until `process` has entered its own user namespace. Then maps the first 65536 users and
+// groups into it, or only root if this machine does not have so many.
 void map_users_of(const std::string& process) {
     const fs::path theirs = process + "/ns/user";
     while (fs::read_symlink(theirs) == fs::read_symlink("/proc/self/ns/user")) {
@@ -65,8 +65,8 @@ std::vector<std::string> namespaces_with_users() {
 }
 
 void enter_private_namespaces(char** argv) {
-    // unshare(1) must run before the first thread of a sanitizer's runtime exists, hence the second
-    // exec.
+    // unshare(1) must run before a sanitizer's runtime starts its first thread, so this program is
+    // executed a second time.
     ::setenv(kInside, "1", 1);
     std::vector<std::string> words = namespaces_with_users();
     if (kEmulated) {
@@ -88,7 +88,7 @@ void enter_private_namespaces(char** argv) {
 
 void furnish() {
     mount_empty("/opt");
-    // The loader's cache only makes programs start quicker; nothing else of /etc is needed.
+    // Keep the loader's cache, so that programs start faster. Programs need nothing else of /etc.
     const std::string loader_cache =
         fs::exists("/etc/ld.so.cache") ? read_file("/etc/ld.so.cache") : "";
     mount_empty("/etc");
@@ -165,7 +165,7 @@ TemporaryDirectory::~TemporaryDirectory() {
     fs::remove_all(path_, ignored);
 }
 
-// The bare system call: the C library's function would change every thread.
+// Uses the system call, because the C library's function would change every thread.
 OtherUser::OtherUser(unsigned uid)
     : changed_(::syscall(SYS_setresuid, -1, uid, -1) == 0) {}
 

@@ -1,4 +1,4 @@
-// The private machine that a test runs on, and the small things that tests do to it.
+// The private environment of a test, and helpers that change and inspect it.
 #pragma once
 
 #include "base/install.h"
@@ -12,14 +12,14 @@ namespace qx::test {
 
 namespace fs = std::filesystem;
 
-/// The agent's install directory in the test's world, found through the fallback name.
+/// The agent's install directory in the test's world. The tool finds it through the fallback name.
 inline const fs::path kInstallDir = QX_INSTALL_DIRECTORY;
-/// What the agent keeps there.
+/// The files of the agent.
 inline const fs::path kSettingsFile = kInstallDir / "etc/settings.json";
 inline const fs::path kLogFile = kInstallDir / "var/log/qxagent-manage.log";
 inline const fs::path kVersionFile = QX_INSTALL_DIRECTORY QX_VERSION_FILE;
 
-/// Whether the test program runs in an emulator, which lacks some details of some system calls.
+/// Whether the test program runs in an emulator, which implements some system calls incompletely.
 inline constexpr bool kEmulated = !std::string_view(QX_EMULATOR).empty();
 
 /// Whether this is a build with a sanitizer.
@@ -32,34 +32,34 @@ inline constexpr bool kSanitized =
 inline constexpr bool kSanitized = false;
 #endif
 
-/// Ends the process, with errno and what was tried on standard error, unless that went well.
+/// If `ok` is false, prints `what` and errno on standard error and ends the process.
 void require(bool ok, const char* what);
 
-/// Moves the program, whose words are `argv`, into a world of its own, by starting it again:
-/// private users, mounts and network, an empty /opt, and an /etc that holds only what programs need
-/// to start (passwd without the agent's user). Broker sockets are abstract, so the private network
-/// separates them too. Ends the process when that cannot be done.
+/// Moves the program with the arguments `argv` into a private world by executing it again: private
+/// users, mounts and network, an empty /opt, and an /etc that holds only the files that programs
+/// need to start (passwd lacks the agent's user). Broker sockets are abstract, so the private
+/// network separates them too. Ends the process on failure.
 void enter_world(char** argv);
 
-/// Writes `text` to `file`, making its directories.
+/// Writes `text` to `file` and creates its directories.
 void write_file(const fs::path& file, std::string_view text);
 
-/// The whole content of `file`; a failed expectation and "" when it cannot be read.
+/// Returns the content of `file`. Adds a test failure and returns "" if the file cannot be read.
 std::string read_file(const fs::path& file);
 
-/// The lines of a text, without their ends.
+/// Splits a text into lines without their line feeds.
 std::vector<std::string> lines_of(const std::string& text);
 
-/// Writes a shell script that can be run.
+/// Writes an executable shell script. Adds the "#!" line.
 void write_program(const fs::path& file, std::string_view script);
 
-/// The rights of `file`.
+/// Returns the permissions of `file`.
 fs::perms mode(const fs::path& file);
 
-/// The number in the environment variable `name`, or what it is otherwise.
+/// Returns the number in the environment variable `name`, or `otherwise` if it is not set.
 unsigned from_environment(const char* name, unsigned otherwise);
 
-/// A directory under /tmp that goes when the object does.
+/// A directory below /tmp, which the destructor removes.
 class TemporaryDirectory {
 public:
     TemporaryDirectory();
@@ -73,8 +73,8 @@ private:
     fs::path path_;
 };
 
-/// Makes the calling thread act as another user while the object lives. Other users, up to 65535,
-/// exist only when root runs the tests.
+/// Lets the calling thread act as another user while the object lives. Converts to false if the
+/// user does not exist: other users, up to 65535, exist only if root runs the tests.
 class OtherUser {
 public:
     explicit OtherUser(unsigned uid);
@@ -88,10 +88,10 @@ private:
     bool changed_;
 };
 
-/// The descriptors that a process, or this one, has open, sorted.
+/// Returns the open descriptors of a process, sorted.
 std::vector<int> open_descriptors(const std::string& process = "self");
 
-/// The memory that a process, or this one, has in use, in KiB.
+/// Returns the resident memory of a process in KiB.
 long resident_kib(const std::string& process = "self");
 
 } // namespace qx::test
