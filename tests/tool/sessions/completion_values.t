@@ -47,6 +47,13 @@ These functions complete a line in each shell:
   $ in_zsh() { timeout 60 zsh -f zsh.zsh "$1"; }
   $ everywhere() { in_bash "$1"; in_fish "$1"; in_zsh "$1"; }
 
+A busy machine may need more than the 0.3 s that completion waits for the broker, so `timeout` grants 30 s here:
+
+  $ mkdir patient
+  $ printf '#!/bin/sh\nshift\nexec %s 30 "$@"\n' "$(command -v timeout)" >patient/timeout
+  $ chmod 755 patient/timeout
+  $ PATH=$PWD/patient:$PATH
+
 Shells complete values that only the broker knows. Bash replaces only the text behind "=" or ":". An id that a shell
 could expand is not offered:
 
@@ -135,6 +142,7 @@ Without a broker, or with a silent one, completion offers no values and prints n
   
   
   <get_devices><--ids><k>.
+  $ PATH=${PATH#*:}
   $ broker '{"connections": [{"accept": "serve"}, {"accept": "silent", "times": 0}]}'
   $ everywhere "qxagent-manage set_device_online_status --interface b" 2>&1
   
