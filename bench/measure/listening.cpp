@@ -22,7 +22,7 @@ struct Flood {
     long events;
     long size;
     const char* name;
-    bool collects; ///< the floor collects lines too
+    bool collects; ///< the floor, a minimal listener, batches lines like the tool
     Target rate;
     Target processor;
 };
@@ -114,7 +114,8 @@ double resident(pid_t pid) {
     fail("cannot read the memory size of a listener");
 }
 
-// Sends SIGTERM and waits for the end. `milliseconds` gets the time in between.
+// Sends SIGTERM, waits for the program to exit and returns its cost. Stores the time from the
+// signal to the exit in `milliseconds`.
 Cost stop(Launched& program, const Subject& subject, double& milliseconds) {
     const std::int64_t asked = now();
     ::kill(program.pid(), SIGTERM);

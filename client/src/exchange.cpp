@@ -32,7 +32,7 @@ bool is_over() {
     return deadline() != 0 && now() >= deadline();
 }
 
-// Returns the time until the deadline, or 0 with errno if the deadline has expired.
+// Returns the time until the deadline, or 0 with errno ETIMEDOUT if the deadline has passed.
 milliseconds time_left() {
     const milliseconds left = deadline() - now();
     if (left <= 0) {
@@ -46,8 +46,9 @@ int flags() {
     return deadline() == 0 ? 0 : MSG_DONTWAIT;
 }
 
-// Waits until `fd` is ready for `events` after a call has failed with errno. Returns true if the
-// call should be retried, or false with errno if the failure is final or the deadline expires.
+// After a failed call, waits until `fd` is ready for `events`. Returns true if the caller should
+// retry. Returns false, with errno set, if there is no deadline, the error is not EAGAIN or EINTR,
+// poll() fails, or the deadline passes.
 bool becomes_ready(int fd, short events) {
     if (deadline() == 0 || (errno != EAGAIN && errno != EINTR)) {
         return false;

@@ -1,5 +1,5 @@
-// The versions of what a build can link, as the headers tell them: the text is read out of the object file. Numbers of
-// the form 90100 stand for 9.1.0.
+// The versions of what a build can link, as the headers tell them: the text is read out of the
+// object file. Numbers of the form 90100 stand for 9.1.0.
 #include <cstddef>
 #include <fmt/core.h>
 #include <jansson.h>
@@ -8,17 +8,15 @@
 #define QX_LINE(name, version) "\nqx_version " name " " QX_TEXT_OF(version)
 
 extern const char qx_versions[];
-const char qx_versions[] = "\nqx_version jansson " JANSSON_VERSION
-    QX_LINE("fmt", FMT_VERSION)
+const char qx_versions[] = "\nqx_version jansson " JANSSON_VERSION QX_LINE("fmt", FMT_VERSION)
 #ifdef _LIBCPP_VERSION
-    QX_LINE("libc++", _LIBCPP_VERSION)
-    QX_LINE("libc++abi", _LIBCPP_VERSION)
-    QX_LINE("libunwind", _LIBCPP_VERSION)
+    QX_LINE("libc++", _LIBCPP_VERSION) QX_LINE("libc++abi", _LIBCPP_VERSION)
+        QX_LINE("libunwind", _LIBCPP_VERSION)
 #elif defined(__GNUC__)
     QX_LINE("libstdc++", __GNUC__.__GNUC_MINOR__.__GNUC_PATCHLEVEL__)
-    QX_LINE("libgcc", __GNUC__.__GNUC_MINOR__.__GNUC_PATCHLEVEL__)
+        QX_LINE("libgcc", __GNUC__.__GNUC_MINOR__.__GNUC_PATCHLEVEL__)
 #endif
 #ifdef __GLIBC__
-    QX_LINE("glibc", __GLIBC__.__GLIBC_MINOR__)
+            QX_LINE("glibc", __GLIBC__.__GLIBC_MINOR__)
 #endif
-    "\n";
+                "\n";

@@ -1,6 +1,6 @@
 // Runs the calls of tests/client/transcripts. A transcript has the lines
 //   given NAME ANSWER   the next call gets this answer to the command NAME; the default is success
-//   bytes NAME BYTES    the next call gets these bytes, with the escapes \xNN, and then EOF
+//   bytes NAME BYTES    the reply to NAME is BYTES, which may contain \xNN escapes, then EOF
 //   $ CALL DOCUMENT     a call; without DOCUMENT, the argument is a null pointer
 // and, for each call, the expected
 //   > NAME DATA         request; without DATA, its data is null
@@ -20,8 +20,8 @@ namespace {
 using namespace qx::test;
 using ::testing::IsEmpty;
 
-/// The values that a call stores for its caller. Before the call, all bytes of the numbers and of
-/// the record are 'Z', which shows whether the call has changed them.
+/// The values that a call stores for its caller. Before the call, every byte of `status` and
+/// `error` is 'Z', so the test sees whether the call wrote them.
 struct Output {
     explicit Output(char* untouched)
         : text(untouched) {
@@ -107,7 +107,7 @@ TEST(Answers, AreDecodedAsInTheTranscript) {
     expect_transcript("answers");
 }
 
-TEST(Commands, FailWithoutAnOutputPointer) {
+TEST(Getters, FailWithoutAnOutputPointer) {
     const TestBroker broker;
     EXPECT_EQ(qx_plix_get_version_info(nullptr), -1);
     EXPECT_EQ(qx_plix_get_devices(nullptr, nullptr), -1);
@@ -121,7 +121,7 @@ TEST(Commands, FailWithoutAnOutputPointer) {
 
 using CloudRegistration = StartedClient;
 
-TEST_F(CloudRegistration, FailsUnlessTheLibraryIsStarted) {
+TEST_F(CloudRegistration, NeedsTokenAndMacAndSendsTheMacAsDefaultRedeemCode) {
     EXPECT_EQ(qx_plix_register_to_cloud("t", "m", nullptr), 0);
     EXPECT_EQ(qx_plix_register_to_cloud("t", "m", ""), 0);
     EXPECT_EQ(qx_plix_register_to_cloud(nullptr, "m", "r"), -1);

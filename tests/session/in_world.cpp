@@ -1,4 +1,5 @@
-// in_world COMMAND [ARGUMENT...]: runs a command in a private world, like a test.
+// in_world COMMAND [ARGUMENT...]: runs COMMAND in private user, mount and network namespaces, as
+// each test case runs (see world.h).
 
 #include "world.h"
 

@@ -8,15 +8,15 @@
 
 namespace qx::test {
 
-/// The simulated broker of this build, serving the world's install directory.
+/// The simulated broker of this build, serving the install directory in the test's namespace.
 class Simulator : public Process {
 public:
-    /// Starts the simulator with `scenario` (JSON text, or "" for none) and further `words`, and
-    /// waits until it listens.
+    /// Starts the simulator with `scenario` (JSON text, or "" for none) and the additional
+    /// command-line arguments `words`, and waits until it listens.
     explicit Simulator(std::string_view scenario = "", const std::vector<std::string>& words = {});
 };
 
-/// Writes `scenario` to a file of this world and returns its name.
+/// Writes `scenario` to a file in the test's namespace and returns the file's path.
 std::string scenario_file(std::string_view scenario);
 
 /// One connection to the broker.
@@ -33,7 +33,7 @@ public:
     void end_sending() const;
 
     /// Returns the next `count` bytes, or fewer if the broker closes the connection. Adds a test
-    /// failure after kPatience.
+    /// failure if no byte arrives for kPatience.
     std::string read(std::size_t count) const;
     /// Returns the text of the next frame, or nullopt if the connection ends.
     std::optional<std::string> read_frame() const;

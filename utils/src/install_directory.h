@@ -5,8 +5,9 @@
 
 namespace qx {
 
-/// Returns the install directory, or the name of the default one if there is none. The directory is
-/// looked up once per process. Safe to call from any thread.
+/// Returns the path of the install directory, or the default path if no install directory exists.
+/// Looks the directory up once per process; the reference stays valid. Safe to call from any
+/// thread.
 const std::string& install_directory();
 
 } // namespace qx

@@ -25,8 +25,8 @@ constexpr string_view kPlaceholder = "yyyy-mm-dd HH:MM:SS.__m ____pid __lvl ";
 constexpr int kNothing = -1;
 
 struct Level {
-    const char* setting; // name in the environment variable
-    const char* name;    // name in a line
+    const char* setting; // value of QXLOG_LEVEL
+    const char* name;    // name in a log line
 };
 
 constexpr Level kLevels[] = {
@@ -36,8 +36,8 @@ constexpr Level kLevels[] = {
     {"debug", "DEBUG"},
 };
 
-// Any thread reads the threshold without the mutex, so the threshold alone tells whether the log is
-// open. The mutex guards the file, whose descriptor changes on rotation.
+// can_log() reads only the threshold, without the mutex. A closed log therefore has the threshold
+// kNothing. The mutex guards the file, whose descriptor changes on rotation.
 struct Logger {
     std::atomic<int> threshold{kNothing};
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;

@@ -26,7 +26,7 @@ io::descriptor open_file(const std::string& file, int flags) {
     return io::descriptor(io::open_file(file.c_str(), flags | O_NOFOLLOW, kMode));
 }
 
-// The directory may be a link, for example to a writable part of the flash.
+// The directory may be a symbolic link, for example to a writable part of the flash.
 io::descriptor open_directory(const std::string& directory) {
     return io::descriptor(io::open_file(directory.c_str(), O_RDONLY | O_DIRECTORY));
 }
@@ -127,7 +127,8 @@ bool write_new(const place& where, std::string& temporary, uid_t owner, string_v
     if (!lacks_space()) {
         return false;
     }
-    // A file system that never overwrites in place needs new blocks: free the reserved ones.
+    // A copy-on-write or log-structured file system needs new blocks even for an overwrite, so free
+    // the reserved ones.
     release(where, *reserved);
     return write_temporary(temporary, owner, bytes);
 }
@@ -153,8 +154,8 @@ io::descriptor lock(const place& where, bool make_directory, int how) {
         if (!is_named(fd.get(), where.lock_file, locked)) {
             continue;
         }
-        // The file may be a hard link to another user's file. Processes that wait for the old file
-        // start over too.
+        // The lock file may be a hard link to another user's file, whose mode set_mode() would
+        // change. Unlink the name and retry; processes that wait for the old lock retry too.
         if (S_ISREG(locked.st_mode) && locked.st_nlink > 1) {
             if (::unlink(where.lock_file.c_str()) != 0) {
                 return io::descriptor();
@@ -278,7 +279,7 @@ bool replace(const place& where, const snapshot& old, string_view bytes, io::des
     if (!directory) {
         return fail(where.directory, "cannot be opened");
     }
-    // The directory may be new, and its entry must be durable before the store is.
+    // The directory may be new. Its entry in the parent must be durable before the store file is.
     if (!old.exists && !flush_parent(where.directory)) {
         return fail(where.directory, "cannot be flushed");
     }

@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-The refusal of each command has the members that its clients decode.
+The reply to a refused command has the members that clients of that command decode.
 
   $ broker
   $ ask start_registration '{"router_id": ""}'
@@ -26,7 +26,7 @@ The refusal of each command has the members that its clients decode.
   $ ask no_such
   {"status": 1, "data": {"code": 1, "description": "unknown command 'no_such'"}}
 
-The broker answers lines that are not requests with code 2.
+The broker refuses malformed requests with code 2.
 
   $ client send ''
   {"status": 1, "data": {"code": 2, "description": "the request is not JSON: *"}} (glob)

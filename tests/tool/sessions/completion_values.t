@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-Builds that are not installed have no completions.
+The session is skipped in a build that is not installed, because such a build has no completions.
 
   $ share=$(dirname "$(command -v qxagent-manage)")/../share
   $ [ -e "$share/zsh" ] || exit 80
@@ -54,8 +54,8 @@ A busy machine may need more than the 0.3 s that completion waits for the broker
   $ chmod 755 patient/timeout
   $ PATH=$PWD/patient:$PATH
 
-Shells complete values that only the broker knows. Bash replaces only the text behind "=" or ":". An id that a shell
-could expand is not offered:
+Shells complete values, most of which come from the broker. Bash replaces only the text after "=" or ":". Completion
+omits ids that contain shell syntax:
 
   $ broker '{"state": {"devices": [{"device_id": "kitchen", "mac": "02:00:00:00:00:01"},
   >   {"device_id": "cellar", "mac": "02:00:00:00:00:02"}, {"device_id": "$(touch owned)", "mac": "02:00:00:00:00:03"}]}}'
@@ -88,7 +88,8 @@ could expand is not offered:
   $ ls owned 2>/dev/null
   [2]
 
-Shells complete other values and options. They offer an option only once, and also before its operation:
+Shells complete other values and options. They omit an option that is already on the line, and they complete options
+and operations in either order:
 
   $ everywhere "qxagent-manage va_set_schedule --on_day mo"
   monday

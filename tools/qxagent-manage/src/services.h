@@ -3,8 +3,8 @@
 
 namespace qx::manage {
 
-/// Starts the services in order. The destructor stops the running ones in reverse order. Main
-/// thread only.
+/// Starts the services. The destructor stops those that started, in reverse order. Main thread
+/// only.
 class Services {
 public:
     Services() = default;
@@ -12,10 +12,10 @@ public:
     Services& operator=(const Services&) = delete;
     ~Services();
 
-    /// Applies the environment, starts the services and repairs an interrupted deployment switch.
-    /// Returns 0 on success. Returns 1 and records the reason if a variable is invalid or a service
-    /// does not start. Prints the reason too, unless there is no install directory or the broker
-    /// accepts no connection.
+    /// Applies the environment variables, starts the services and repairs an interrupted deployment
+    /// switch. Returns 0 on success. Returns 1 and records the reason if an environment variable is
+    /// invalid or a service does not start. Prints the reason too, unless there is no install
+    /// directory or the broker accepts no connection.
     [[nodiscard]] int start();
 
 private:

@@ -1,5 +1,5 @@
-// Scenarios, which make the broker deviate from a healthy one. docs/simulator.md describes the
-// file.
+// A scenario makes the simulated broker deviate from a healthy broker. docs/simulator.md describes
+// the scenario file.
 #pragma once
 
 #include "base/protocol.h"
@@ -35,7 +35,7 @@ struct Rule {
 /// How the broker treats a new connection.
 enum class Accept { serve, silent, close };
 
-/// Steps in order, each of which applies a number of times.
+/// A sequence of steps. Each step applies a given number of times, then the next one takes over.
 template <typename Step>
 class Script {
 public:
@@ -84,7 +84,8 @@ struct Scenario {
     bool lock = true;
     Json state; ///< changes to the state, or null
     Script<Accept> connections;
-    std::map<std::string, Script<Rule>, std::less<>> commands; ///< "*" matches every command
+    std::map<std::string, Script<Rule>, std::less<>>
+        commands; ///< "*" is used after a command's own rules
     std::array<Script<Rule>, kEventNames.size()> subscriptions;
     std::vector<TimedEvent> events;
 };

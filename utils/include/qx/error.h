@@ -1,5 +1,5 @@
-// The last error as a record of streams. Prefer last_error() of qx/last_error.h: streams link the
-// locales of the C++ library into the program.
+// The last error as a record whose texts are memory streams. Prefer last_error() of
+// qx/last_error.h: streams link the C++ library's locale code into the program.
 #pragma once
 
 #include "qx/last_error.h"
@@ -11,7 +11,7 @@ namespace qx {
 
 /// The last error: its number, its kind in `first` and its reason in `second`.
 struct _QXErrorStorage {
-    /// Makes a record of no error: the number 0, "ok" and "no error".
+    /// Initialises the record to "no error": number 0, kind "ok", reason "no error".
     _QXErrorStorage();
 
     std::int32_t number;

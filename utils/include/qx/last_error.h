@@ -1,4 +1,4 @@
-// The last error of the process. Functions of the utility layer that fail set it. Main thread only.
+// The last error of the process. A utility-layer function that fails sets it. Main thread only.
 #pragma once
 
 #include "qx/string_view.h"
@@ -8,7 +8,6 @@
 
 namespace qx {
 
-/// The numbers of errors.
 struct error_number {
     static constexpr std::int32_t none = 0;
     static constexpr std::int32_t bad_command_line = 1;
@@ -25,12 +24,12 @@ struct error_info {
     std::string reason = "no error";
 };
 
-/// Returns the last error, or the default record if there was none. Only a failure changes it;
-/// success does not clear it. The reference stays valid.
+/// Returns the last error, or the default record if there was none. Only a failure changes the
+/// last error; success does not clear it. The reference stays valid.
 const error_info& last_error();
 
-/// Sets the last error. The text of `kind` must live as long as the program. `reason` is copied; it
-/// must not point into the last error itself.
+/// Sets the last error. The text of `kind` must have static storage duration. `reason` is copied;
+/// it must not point into the last error itself.
 void set_qxerrno(std::int32_t number, string_view kind, string_view reason);
 
 /// Sets the last error to an input/output error with the given reason.
