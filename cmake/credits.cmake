@@ -1,11 +1,12 @@
-# Credits the projects whose code is linked statically. The linker writes a map of each program, and from the map come the
-# NOTICE of its package and the list for its SBOM.
+# Credits the projects whose code is linked statically. The linker writes a map of each program and shared library.
+# notice.cmake generates the package's NOTICE and the list for its SBOM from the map.
 set(QX_CREDITS ${PROJECT_BINARY_DIR}/credits)
 file(MAKE_DIRECTORY ${QX_CREDITS})
 add_library(qx_versions OBJECT cmake/credits/versions.cpp)
 target_link_libraries(qx_versions PRIVATE qx_jansson qx_fmt)
 
-# qx_credit(COMPONENT PACKAGE [TARGET]): generates and installs the NOTICE of a package, in which TARGET is linked.
+# qx_credit(COMPONENT PACKAGE [TARGET...]): generates the NOTICE of PACKAGE from the link maps of the targets and installs
+# it with COMPONENT.
 function(qx_credit component package)
   set(maps)
   foreach(target ${ARGN})

@@ -1,10 +1,10 @@
-# The client library as other programs use it: shared and static, or only the kind that BUILD_SHARED_LIBS asks for, with
-# its header, and what pkg-config, CMake and man know of it. The component shared has what programs need to run, and
-# library the rest. The objects of a cross build for musl would be of no use to another compiler's C library, so it has
-# neither.
+# Installs the client library for other programs: shared and static, or only the kind that BUILD_SHARED_LIBS selects, with
+# the header, the pkg-config file, the CMake package and the manual page. The component shared holds the run-time files, the
+# component library the development files. The musl build does not include this file: its objects are useless to other
+# compilers, so router.cmake compiles a static library of its own.
 include(CMakePackageConfigHelpers)
 
-# Plug-ins link the static library as well. In the tool the linker takes back what this costs.
+# Plug-ins, which are shared objects, link the static library too. The tool runs as fast as without this property.
 set_target_properties(qx_plix PROPERTIES POSITION_INDEPENDENT_CODE ON)
 
 set(QX_PLIX_STATIC yes)
@@ -20,7 +20,7 @@ endif()
 if(QX_PLIX_SHARED)
   set(export_map ${PROJECT_SOURCE_DIR}/client/qx_plix.map)
   add_library(qx_plix_shared SHARED $<TARGET_OBJECTS:qx_plix>)
-  # Linked as C and without undefined symbols, it cannot come to need the C++ runtime.
+  # Linking as C with -z defs fails if the library needs the C++ runtime.
   set_target_properties(qx_plix_shared PROPERTIES OUTPUT_NAME qx_plix LINKER_LANGUAGE C LINK_DEPENDS ${export_map}
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
   target_link_options(qx_plix_shared PRIVATE -Wl,--version-script=${export_map} -Wl,-z,defs -Wl,-z,relro -Wl,-z,now

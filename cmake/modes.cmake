@@ -1,25 +1,25 @@
-# The modes of a build. No other file asks for the mode: this one sets everything that depends on it.
-#   release   what is shipped, and every test of it
-#   address   address and undefined-behaviour sanitizers, clang's warnings and clang-tidy, so it compiles everything
+# Build modes. Only this file reads QX_MODE; it sets every variable that depends on the mode.
+#   release   the product for Debian, with all its tests
+#   address   address and undefined-behaviour sanitizers, clang warnings and clang-tidy, which need every target compiled
 #   thread    thread sanitizer, for the parts that have threads
 #   fuzz      fuzz targets for libFuzzer, with the sanitizers of address
-#   coverage  counts the lines of client and utils that tests run
+#   coverage  line coverage of client and utils
 #   musl      static programs for QX_PROCESSOR: aarch64, the router's, or x86_64; cross/build.sh prepares it
-# It is included before project(), because the mode chooses the compiler.
+# Include this file before project(), because the mode chooses the compiler.
 set(QX_MODE release CACHE STRING "release, address, thread, fuzz, coverage or musl")
 
 if(DEFINED QX_CONFIGURED_MODE AND NOT QX_CONFIGURED_MODE STREQUAL QX_MODE)
-  message(FATAL_ERROR "${CMAKE_BINARY_DIR} is a build of the mode ${QX_CONFIGURED_MODE}; use another folder for ${QX_MODE}")
+  message(FATAL_ERROR "${CMAKE_BINARY_DIR} is configured for the mode ${QX_CONFIGURED_MODE}; use another folder for the mode ${QX_MODE}")
 endif()
 set(QX_CONFIGURED_MODE ${QX_MODE} CACHE INTERNAL "the mode of this build folder")
 
-# What targets link to be compiled and linked with the right flags:
+# Interface libraries that carry the compile and link flags. They are linked by:
 add_library(qx_options INTERFACE)     # all
-add_library(qx_c_linkable INTERFACE)  # code that programs in C link, without the C++ runtime
-add_library(qx_hardened INTERFACE)    # tool, library and simulator: hinders attacks on memory errors
+add_library(qx_c_linkable INTERFACE)  # code linked into C programs, which must not need the C++ runtime
+add_library(qx_hardened INTERFACE)    # tool, library and simulator: exploit mitigations
 add_library(qx_product INTERFACE)     # tool and library
 add_library(qx_program INTERFACE)     # the programs tool and simulator
-add_library(qx_tool INTERFACE)        # the tool: libc is the only dynamic library that is left
+add_library(qx_tool INTERFACE)        # the tool: links everything but libc statically
 add_library(qx_fuzz_target INTERFACE)
 target_compile_options(qx_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
@@ -29,20 +29,21 @@ target_compile_options(qx_c_linkable INTERFACE -fno-exceptions -fno-rtti)
 target_link_libraries(qx_product INTERFACE qx_options qx_hardened)
 target_link_libraries(qx_tool INTERFACE qx_product qx_program)
 
-# What else depends on the mode, as most modes have it:
+# Defaults of the other settings, which the modes below override:
 set(build_type Debug)
 set(parts tests fuzz)         # default of QX_PARTS
-set(QX_TESTS client utils tool sim chaos faults install)  # folders of tests that are run,
-set(QX_COMPILED_TESTS)        # and of tests that are only compiled
-set(QX_SANITIZED)             # whether sanitizers slow programs down
+set(QX_TESTS client utils tool sim chaos faults install)  # test folders to compile and run
+set(QX_COMPILED_TESTS)        # test folders only to compile
+set(QX_SANITIZED)             # set in sanitizer builds, whose programs are slow
 set(QX_TESTS_TIDY)            # clang-tidy for tests
 set(QX_MAP_LAUNCHER)          # the script that writes a link map where the compiler has no option for it
 set(QX_DELIVERY)              # files of cmake/ that install and pack the product
 set(QX_JSON_BLOCKS ${CMAKE_SOURCE_DIR}/utils/src/json_blocks.cpp)
 set(QX_STATIC -static)        # links a program statically
-set(QX_HARDENING)             # options of qx_hardened that not every compiler and processor has
-set(QX_FUZZ_MAIN replay.cpp)  # what gives inputs to a fuzz target
-# Compiled as one source, a part reads its headers once. The musl build proves that each source includes what it uses.
+set(QX_HARDENING)             # hardening options, used where the compiler supports them
+set(QX_FUZZ_MAIN replay.cpp)  # the driver that feeds inputs to a fuzz target
+# A unity build parses each header once per target. The musl build turns it off and so proves that each source includes
+# what it uses.
 set(CMAKE_UNITY_BUILD ON CACHE BOOL "")
 set(CMAKE_UNITY_BUILD_BATCH_SIZE 0)
 
@@ -71,18 +72,18 @@ if(QX_MODE STREQUAL "release")
   set(CMAKE_CXX_FLAGS_RELEASE ${CMAKE_C_FLAGS_RELEASE} CACHE STRING "")
   set(QX_DELIVERY install credits library debian)
   set(QX_HARDENING -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
-  # The C library warns about _FORTIFY_SOURCE in code that is not optimised. With it, g++ wants results used that the
-  # code casts to void; clang sees to those that must be.
+  # glibc warns about _FORTIFY_SOURCE in code that is not optimised. The macro also makes g++ warn about ignored results
+  # despite a cast to void, so that warning is off; the clang builds still report results that must be used.
   target_compile_options(qx_hardened INTERFACE $<$<NOT:$<BOOL:$<TARGET_PROPERTY:POSITION_INDEPENDENT_CODE>>>:-fPIE>
     -fstack-protector-strong
     "$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>" $<$<CXX_COMPILER_ID:GNU>:-Wno-unused-result>)
   target_link_options(qx_hardened INTERFACE -pie -Wl,-z,relro -Wl,-z,now)
-  # The loader's largest work, and a fifteenth of the file: addresses within the program.
+  # Relative relocations are the loader's largest cost and take a fifteenth of the file unless they are packed.
   target_link_options(qx_tool INTERFACE -Wl,-z,pack-relative-relocs)
 elseif(QX_MODE STREQUAL "address")
   sanitize(-fsanitize=address,undefined)
   set(parts tests fuzz bench)
-  # Sanitizers wrap the calls that the fault tests wrap, and nobody installs a sanitized program.
+  # Sanitizers and fault tests intercept the same calls, so the two cannot run together. Nobody installs a sanitized program.
   set(QX_TESTS client utils tool sim chaos)
   set(QX_COMPILED_TESTS faults install)
   set(CMAKE_C_CLANG_TIDY clang-tidy --quiet)
@@ -100,7 +101,7 @@ elseif(QX_MODE STREQUAL "fuzz")
 elseif(QX_MODE STREQUAL "coverage")
   set(CMAKE_C_FLAGS_INIT "--coverage -fprofile-update=atomic")
   set(CMAKE_CXX_FLAGS_INIT ${CMAKE_C_FLAGS_INIT})
-  # With this function, tests/support/forked.h writes the counts of forked children.
+  # Link __gcov_dump(), which tests/support/forked.h calls to write the coverage of forked children.
   set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,-u,__gcov_dump)
   set(QX_TESTS client utils tool faults)
 elseif(QX_MODE STREQUAL "musl")
@@ -120,15 +121,15 @@ elseif(QX_MODE STREQUAL "musl")
   target_sources(qx_tool INTERFACE ${CMAKE_SOURCE_DIR}/musl/small_runtime.cpp)
   set(QX_JSON_BLOCKS ${CMAKE_SOURCE_DIR}/musl/json_blocks.cpp)
 else()
-  message(FATAL_ERROR "there is no mode '${QX_MODE}'")
+  message(FATAL_ERROR "unknown QX_MODE '${QX_MODE}': use release, address, thread, fuzz, coverage or musl")
 endif()
 
 set(QX_PARTS "${parts}" CACHE STRING "folders that are built beside the product: tests, fuzz, bench")
-option(BUILD_TESTING "build the tests among QX_PARTS" ON)
+option(BUILD_TESTING "build the tests and fuzz targets of QX_PARTS" ON)
 if(NOT BUILD_TESTING)
   list(REMOVE_ITEM QX_PARTS tests fuzz)
 endif()
-# Who only builds the product may have a compiler with warnings of its own. The other modes are for developers.
+# In release mode warnings are not errors, because users may have a compiler with other warnings.
 if(NOT QX_MODE STREQUAL "release")
   set(CMAKE_COMPILE_WARNING_AS_ERROR ON CACHE BOOL "")
 endif()

@@ -1,8 +1,9 @@
 #!/bin/sh
-# packages.sh OUTPUT TOOL...: makes the Debian packages for amd64 and arm64 from a source archive of the checked-out commit, in a
-# throw-away Debian 12 with Debian's cross compiler, runs lintian and, for this machine's processor, the tests of the archive,
-# for which Debian's packages TOOL are needed, and installs, uses and purges the packages of each processor in a second such
-# system. Nothing is installed on this machine. Needs root; ends with 75 when Debian's packages cannot be had.
+# packages.sh OUTPUT PACKAGE...: makes the Debian packages for amd64 and arm64 from a source archive of the checked-out
+# commit. Builds them in a throw-away Debian 12 with Debian's cross compiler, runs lintian, and runs the archive's tests for
+# this machine's processor; the tests need the given packages. Installs, uses and purges the packages of each processor in
+# a second throw-away Debian 12. Installs nothing on this machine. Needs root. Exits with 75 if Debian's packages cannot be
+# downloaded.
 set -eu
 
 project=$(cd "$(dirname "$0")/.." && pwd)
@@ -10,22 +11,22 @@ processors="amd64 arm64"
 compiling="cmake ninja-build dpkg-dev libfmt-dev lintian g++ libjansson-dev g++-aarch64-linux-gnu libjansson-dev:arm64
     libstdc++6:arm64 qemu-user-static"
 
-# make_root FOLDER PACKAGE...: a Debian that can have programs of both processors.
+# make_root FOLDER PACKAGE...: creates a Debian root for amd64 and arm64 programs with the packages installed.
 make_root() {
     folder=$1
     shift
     # shellcheck disable=SC2086 # a list of words
     mmdebstrap --quiet --mode=root --variant=minbase --architectures=amd64,arm64 --aptopt="$work/apt.conf" \
         --skip=cleanup/apt/lists --dpkgopt=force-unsafe-io --include="$(echo ca-certificates "$@" | tr -s ' \n' ,)" bookworm "$folder" \
-        $sources </dev/null || { echo "packages: skipped: Debian's packages cannot be had" >&2; exit 75; }
+        $sources </dev/null || { echo "packages: skipped: cannot download Debian's packages" >&2; exit 75; }
     cp /etc/hosts "$folder/etc"
     mount -t proc proc "$folder/proc"
     mount --rbind /dev "$folder/dev"
     mount --rbind /sys "$folder/sys"
 }
 
-# inside ROOT COMMAND: runs a line of shell in a root. After a chroot the kernel would refuse the user namespaces in which the
-# tests run.
+# inside ROOT COMMAND: runs a shell command in a root. Uses pivot_root, because in a chroot the kernel refuses to create the
+# user namespaces that the tests need.
 inside() {
     # shellcheck disable=SC2016 # the inner shell expands
     env -i HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
@@ -43,7 +44,7 @@ test_archive() {
         grep 'tests passed' log"
 }
 
-# build ARCHITECTURE: packages in /packages of the root in which the compilers are.
+# build ARCHITECTURE: builds the packages into /packages of the builder root.
 build() {
     printf '== packages for %s\n' "$1"
     triplet=$(inside "$work/builder" "dpkg-architecture -qDEB_HOST_MULTIARCH -a$1 2>/dev/null")
@@ -57,8 +58,8 @@ build() {
         cp build/$1/packages/* /packages"
 }
 
-# Programs for the other processor are started by their emulator. A system may have several processors: qemu finds the
-# C library of the other one in the same root.
+# write_toolchain FILE: writes the toolchain file for arm64. The emulator of arm64 programs finds their C library in the
+# same root, because the root is multiarch.
 write_toolchain() {
     cat >"$1" <<'END'
 set(CMAKE_SYSTEM_NAME Linux)
@@ -71,12 +72,12 @@ set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64-static)
 END
 }
 
-# files ROOT: what installing and purging may not change.
+# files ROOT: lists the paths that must be the same before installation and after purging.
 files() {
     (cd "$1" && find bin etc lib sbin usr -xdev | grep -v -e '/dpkg/' -e ld.so.cache | sort)
 }
 
-# try ARCHITECTURE: installs the packages with what they depend on, uses each, and purges them.
+# try ARCHITECTURE: installs the packages and their dependencies, uses each package, and purges them.
 try() {
     printf '== installed, used and purged: %s\n' "$1"
     emulator=
@@ -93,7 +94,7 @@ try() {
     inside "$work/user" "sh /packages/packages_use.sh $1 $emulator"
     inside "$work/user" "dpkg --purge qxagent-manage libqx-plix-dev:$1 libqx-plix1:$1 qxbrokerd-sim" >"$work/log" 2>&1 ||
         { cat "$work/log"; exit 1; }
-    files "$work/user" | diff "$work/before" - || { echo "packages: files stayed behind" >&2; exit 1; }
+    files "$work/user" | diff "$work/before" - || { echo "packages: purging left or removed the files above" >&2; exit 1; }
     rm -r "$work/user/packages"
 }
 
@@ -124,6 +125,6 @@ mkdir -p "$output" "$project/build"
 output=$(cd "$output" && pwd)
 work=$(mktemp -d "$project/build/packages.XXXXXX")
 trap 'rm -rf "$work"' EXIT
-# The namespace takes its mounts with it.
+# The mounts disappear when the mount namespace ends.
 unshare --mount sh "$0" --inside "$work" "$output" "$@"
 ls "$output"

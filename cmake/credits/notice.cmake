@@ -1,5 +1,5 @@
-# Writes OUTPUT, the NOTICE of PACKAGE, and OUTPUT.list, a line "name|version|licence" for each project whose code the
-# linker put into it according to MAPS. VERSIONS is the object file of versions.cpp.
+# Writes OUTPUT, the NOTICE of PACKAGE, and OUTPUT.list, a line "name|version|licence" for each project whose code
+# appears in the link maps MAPS. VERSIONS is the object file of versions.cpp.
 cmake_policy(VERSION 3.25)
 cmake_path(GET COMPILER PARENT_PATH COMPILER_LIB)
 cmake_path(SET COMPILER_LIB NORMALIZE ${COMPILER_LIB}/../lib)
@@ -16,7 +16,7 @@ foreach(line ${lines})
   endif()
   set(version_of_${name} ${version})
 endforeach()
-# These two have no header that tells; the pinned compiler has their sources.
+# musl and compiler_rt have no header that states their version; read it from the pinned compiler.
 if(NOT version_of_glibc AND EXISTS ${COMPILER_LIB}/libc/musl/src/internal/version.h)
   file(STRINGS ${COMPILER_LIB}/libc/musl/src/internal/version.h line REGEX VERSION)
   string(REGEX MATCH "\"(.*)\"" line "${line}")
@@ -29,7 +29,7 @@ string(REGEX MATCH "^[0-9]+" GCC_MAJOR "${version_of_libgcc}")
 set(map)
 foreach(file ${MAPS})
   file(READ ${file} text)
-  # What the linker has thrown out is not in the program.
+  # Drop the discarded sections from the map: their code is not in the program.
   string(REGEX REPLACE "\nDiscarded input sections\n.*\nMemory Configuration\n" "\n" text "${text}")
   string(APPEND map "${text}")
 endforeach()
@@ -44,7 +44,7 @@ foreach(row ${rows})
   set(licence ${CMAKE_MATCH_2})
   set(files ${CMAKE_MATCH_4})
   string(REPLACE "\\|" "|" pattern "${CMAKE_MATCH_3}")
-  # Both C libraries have the same file names.
+  # glibc and musl use the same archive names, so the map alone cannot tell them apart.
   if(NOT map MATCHES "${pattern}" OR (name STREQUAL "musl" AND version_of_glibc) OR
       (name STREQUAL "glibc" AND NOT version_of_glibc))
     continue()
@@ -66,10 +66,10 @@ foreach(row ${rows})
       endif()
     endforeach()
     if(NOT found)
-      string(APPEND text "\nThe licence is that which SPDX calls ${licence}. Its text was not on the machine of the build.\n")
+      string(APPEND text "\nLicence: ${licence} (SPDX identifier). The build machine had no copy of its text.\n")
     endif()
   endforeach()
-  # Projects with one text share it.
+  # Print a licence text once, even if several projects use it.
   string(SHA256 key "${text}")
   if(NOT key IN_LIST texts)
     list(APPEND texts ${key})
@@ -78,9 +78,9 @@ foreach(row ${rows})
   string(APPEND names_${key} "${name} ${version_of_${name}} (${licence})\n")
 endforeach()
 
-set(notice "${PACKAGE} contains no code of other projects.\n")
+set(notice "${PACKAGE} contains no code from other projects.\n")
 if(list)
-  set(notice "${PACKAGE} contains code of these projects, linked statically. The licence of each follows.\n")
+  set(notice "${PACKAGE} contains statically linked code from these projects. Their licences follow.\n")
   foreach(key ${texts})
     string(REGEX REPLACE "([^\n]+\n)" "  \\1" names "${names_${key}}")
     string(APPEND notice "\n${names}")

@@ -67,6 +67,7 @@ private:
 class Agent : public ::testing::Test {
 protected:
     /// Waits until the broker has accepted every earlier connection and only `connections` remain.
+    /// Then forgets the recorded requests.
     void settle(std::size_t connections) {
         EXPECT_EQ(qx_plix_reapply_firewall_rules(), 0);
         broker.wait_for_connections(connections);
@@ -129,8 +130,8 @@ inline void read_until(int fd, const Inbox& inbox, std::size_t count,
     }
 }
 
-/// Reads until the inbox holds `count` events: all waiting events per call if `drain` is 1, else
-/// one.
+/// Reads until the inbox holds `count` events. Each call reads all waiting events if `drain` is 1,
+/// otherwise one.
 inline void read_until(int fd, int drain, const Inbox& inbox, std::size_t count) {
     read_until(fd, inbox, count,
                [drain](int ready) { return qx_plix_read_event_fd(ready, drain); });

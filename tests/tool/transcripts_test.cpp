@@ -6,8 +6,8 @@
 //   > NAME DATA         request; without DATA, its data is null
 //   | LINE              line on standard output; "(usage)" stands for the usage
 //   ! LINE              line on standard error
-//   = STATUS            exit status, unless it is 0
-//   log LINE            line of the log, from its level on, without the line number of the code
+//   = STATUS            exit status; the default is 0
+//   log LINE            line of the log, from the level on, without the source line number
 
 #include "test_broker.h"
 #include "transcript.h"

@@ -184,8 +184,7 @@ private:
     struct sigaction before_ {};
 };
 
-// Returns 0 if the program runs, because exec has then closed the write end, or else errno of the
-// child.
+// Returns the errno that the child reported, or 0 at EOF: a successful exec closes the write end.
 int read_report(int fd) {
     int reason = 0;
     const ssize_t got = io::uninterrupted([&] { return ::read(fd, &reason, sizeof reason); });
@@ -226,7 +225,8 @@ bool is_told_to_stop() {
     return false;
 }
 
-// Kills every process of the session of `leader`. Returns false if the leader could not be killed.
+// Kills every process of the session of `leader`. Returns false if no process of
+// the leader's process group could be signalled.
 bool kill_session(pid_t leader) {
     const bool is_killed = ::kill(-leader, SIGKILL) == 0;
     const std::unique_ptr<DIR, int (*)(DIR*)> processes(::opendir("/proc"), ::closedir);

@@ -16,15 +16,15 @@ enum qx_call {
 
 enum qx_action {
     QX_NOTHING,
-    QX_FAIL,   /* with the error `detail` */
+    QX_FAIL,   /* fail with errno `detail` */
     QX_SHORT,  /* transfer half of the requested size */
     QX_TEAR,   /* like QX_SHORT, then kill the program */
     QX_SIGNAL, /* send the program the signal `detail` before the call */
-    QX_FULL,   /* fill the file system of QX_FILL before the call */
+    QX_FULL,   /* fill the file system of the file QX_FILL first */
     QX_FILES   /* from this call on, no descriptor can be opened */
 };
 
-/* Injects `action` into call number `at` of a function, counted from 1 and over all children. */
+/* Injects `action` into call number `at` of a function, counted from 1 across all children. */
 struct qx_fault {
     enum qx_call call;
     long at;
@@ -34,12 +34,12 @@ struct qx_fault {
 
 struct qx_run {
     struct qx_fault fault;
-    int fired;     /* the program reached the call */
-    int ended;     /* the program ended normally, so the members below are complete */
+    int fired;     /* whether the program reached the faulty call */
+    int ended;     /* whether it ended normally; else the members below are invalid */
     int left_open; /* number of descriptors opened and not closed */
     long calls[QX_CALL_COUNT];
     struct {
         void* block;
         size_t size;
-    } live[1 << 12]; /* blocks that the program allocated itself and has not freed */
+    } live[1 << 12]; /* allocated by the program, not by shared libraries, and not freed */
 };

@@ -1,7 +1,7 @@
   $ . "$SESSION"
   $ listen() { start qxagent-manage listen --events=QX_PLIX_DEVICE_DISCOVERY >out; tool=$!; }
 
-A stop signal ends `listen` with success, and at once:
+A stop signal makes `listen` exit with status 0 and without delay in each of these states.
 
   $ ends_on() {
   >     begin=$(date +%s)
@@ -10,32 +10,32 @@ A stop signal ends `listen` with success, and at once:
   >     [ $(($(date +%s) - begin)) -le 10 ] || echo too late
   > }
 
-while it waits for events,
+While `listen` waits for events:
 
   $ broker
   $ listen; await trace answer 1; ends_on INT
   $ listen; await trace answer 2; ends_on QUIT
   $ listen; await trace answer 3; ends_on TERM
 
-in the middle of a frame,
+In the middle of a frame:
 
   $ listen; await trace answer 4
   $ echo 'emit device_discovery [1]' >&9
   $ echo 'raw device_discovery 10000000 5b' >&9
   $ await out '\[1\]'; ends_on TERM
 
-after the broker has gone,
+After the broker has exited:
 
   $ listen; await trace answer 5
   $ stop $broker; ends_on TERM
 
-while a broker that has restarted is silent,
+While the broker does not answer the new subscription after a lost connection:
 
   $ broker '{"subscriptions": {"device_discovery": [{}, {"send": 0}]}}'
   $ listen; await trace answer 1
   $ echo drop >&9; await trace request 2; ends_on TERM
 
-and before it has subscribed, even when it was started with blocked signals:
+Before `listen` has subscribed, even if it was started with blocked signals:
 
   $ start_blocked() { start env --block-signal qxagent-manage listen; tool=$!; }
   $ stop $broker
@@ -45,7 +45,7 @@ and before it has subscribed, even when it was started with blocked signals:
   $ start_blocked; await trace request 3; ends_on TERM
 
 A stop signal ends `listen` even while the broker accepts no connection. One connection fills the
-broker's queue.
+backlog of the socket.
 
   $ stop $broker
   $ mkdir -p $root/var/run; printf 1.3 >$root/var/run/qxbrokerd.version

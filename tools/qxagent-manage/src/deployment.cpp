@@ -47,8 +47,8 @@ constexpr cl::detail::value_entry kDeployments[] = {
 
 constexpr int kAttempts = 3;
 
-// Tries a step up to kAttempts times if it returns false or runs out of memory. Returns whether the
-// step succeeded. Does not throw, so that the remaining undo steps always run.
+// Repeats a step, up to kAttempts attempts in all, while it returns false or throws std::bad_alloc.
+// Returns whether the step succeeded. Does not throw, so that the remaining undo steps always run.
 template <typename Step>
 bool insist(const Step& step) noexcept {
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -159,7 +159,7 @@ std::string protection_key() {
     return qx::kProtectionEnabledKey.to_string();
 }
 
-// Without reserved space, protection could not be turned on again on a full disk.
+// On a full disk, the settings could not be rewritten to turn protection on again.
 bool reserve_space(std::optional<qx::settings_reserve>& reserve) {
     if (reserve.emplace(protection_key(), "1")) {
         return true;
@@ -356,8 +356,8 @@ int repair_interrupted_switch(std::chrono::milliseconds grace) {
     if (!find_interrupted_switch(turn, mark)) {
         return kSuccess;
     }
-    constexpr const char* notice = "a switch of the deployment was interrupted; restoring "
-                                   "protection and the connector";
+    constexpr const char* notice = "a deployment switch was interrupted; restoring protection "
+                                   "and starting the connector";
     QX_LOG(qx::log::level::warning, "{:s}", notice);
     print_notice(notice);
     const HeldSignals held;

@@ -9,7 +9,7 @@
 
 namespace qx::manage {
 
-/// The deployments. The update component supports only the first two.
+/// The update component supports only the first two deployments.
 enum class CloudDeployment : int {
     production,
     staging,
@@ -49,25 +49,27 @@ constexpr const char* deployment_name(CloudDeployment deployment) {
 }
 
 /// Switches the cloud connector to the entry point of `deployment`, a name from deployment_name(),
-/// and deletes the previous registration. Does nothing if this entry point is in use already. Waits
+/// and deletes the previous registration. Waits
 /// while another process switches or writes the settings. During the switch, the agent's protection
 /// is off and the connector is stopped. Refuses to begin if the process cannot open enough
 /// descriptors or if another user could have replaced one of the connector's programs. Returns 0 on
-/// success. Returns 1 if nothing was changed or the entry point could not be set; protection and
-/// the connector are then on again. The log gives the reason and names programs that could not be
-/// run or that failed.
+/// success or if the entry point is in use already. Returns 1 if the switch was refused or failed.
+/// After a failure the connector is started again, and protection is restored if it was on. If
+/// restoring fails, the next run of the tool retries. The log gives the reason and names programs
+/// that could not be run or that failed.
 ///
-/// Signals are blocked from the first change until protection and the connector are on again, also
-/// if an exception is thrown. Once SIGINT, SIGTERM, SIGHUP or SIGQUIT is pending, each program has
-/// `grace` left before it is killed. If a stop command is killed, the switch is undone.
+/// Signals are blocked from the first change until protection is restored and the connector has
+/// been started again, also if an exception is thrown. Once SIGINT, SIGTERM, SIGHUP or SIGQUIT is
+/// pending, each program has `grace` left before it is killed. If a stop command is killed, the
+/// switch is undone.
 int run_set_registration_cloud(const std::string& deployment,
                                std::chrono::milliseconds grace = std::chrono::seconds(10));
 
-/// Completes a switch that a power cut or SIGKILL interrupted: restores protection, deletes the
+/// Repairs a switch that a power cut or SIGKILL interrupted: restores protection, deletes the
 /// previous registration if the new entry point is set, and starts the connector. Does nothing if
 /// no switch was interrupted or if another process is switching. Blocks signals and uses `grace`
-/// like run_set_registration_cloud(). Returns 0, or 1 after printing a message if the settings
-/// cannot be read.
+/// like run_set_registration_cloud(). Returns 0 on success. If the settings cannot be read, prints
+/// a message and returns 1.
 int repair_interrupted_switch(std::chrono::milliseconds grace = std::chrono::seconds(10));
 
 /// Stores `deployment`, a name from deployment_name(), as the place where the update component

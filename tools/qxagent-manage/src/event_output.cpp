@@ -36,7 +36,8 @@ string_view first_piece(string_view text, std::size_t most) {
 ssize_t write_some(string_view piece) {
     const ssize_t written = ::write(STDOUT_FILENO, piece.data(), piece.size());
     if (written < 0 && errno == EAGAIN) {
-        // Another process may have set O_NONBLOCK, because processes share the open file.
+        // Another process may have set O_NONBLOCK, because processes can share the open file
+        // description.
         pollfd output{STDOUT_FILENO, POLLOUT, 0};
         ::poll(&output, 1, -1);
         errno = EINTR;
@@ -75,7 +76,7 @@ EventOutput::EventOutput() {
 }
 
 std::size_t EventOutput::room() const {
-    // A printed line is longer than its event: by a quarter for events of 200 bytes.
+    // A printed line is about 25 % longer than a 200-byte event.
     return (kFull - std::min(lines_.size(), kFull)) * 3 / 4;
 }
 
@@ -112,10 +113,11 @@ EventOutput::Result EventOutput::print() {
 }
 
 // Returns how many bytes can be written without splitting a line. A large write blocks in the
-// middle of a line when the pipe is full, so a piece must fit into the free space of the pipe. The
-// kernel keeps the content of a pipe in pages that may be partly filled: two adjacent pages hold
-// more than one page of text, but the reader may have consumed part of the first page. `used` is
-// the resulting upper bound. The kernel never splits a write of up to PIPE_BUF bytes.
+// middle of a line when the pipe is full, so a piece must fit into the free space of the pipe. A
+// pipe stores data in pages that can be partly filled. The kernel merges small writes, so any two
+// adjacent pages were filled with more than one page of data, but the reader may have drained part
+// of the first. `used` is the resulting upper bound. The kernel never splits a write of up to
+// PIPE_BUF bytes.
 std::size_t EventOutput::piece_limit(std::size_t left) const {
     constexpr std::size_t least = PIPE_BUF;
     int unread = 0;

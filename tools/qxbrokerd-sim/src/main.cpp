@@ -14,8 +14,8 @@ namespace {
 
 using namespace qx::sim;
 
-/// Opens descriptors 0 to 2 where they are closed; otherwise a socket could become a standard
-/// stream.
+/// Opens /dev/null on each closed descriptor from 0 to 2; otherwise a socket could become a
+/// standard stream.
 void hold_standard_streams() {
     int fd = 0;
     do {

@@ -9,7 +9,8 @@
 namespace qx::docgen {
 namespace {
 
-// The broker checks the values of some options. Their value description lists the words.
+// Some options accept any word because the broker checks the value. The value description of such
+// an option lists the words.
 std::vector<Choice> alternatives(string_view value_description) {
     std::vector<Choice> found;
     for (const string_view word : value_description.split("|")) {

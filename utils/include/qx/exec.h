@@ -15,23 +15,23 @@ namespace qx {
 ///
 /// With `detach` 0 the call waits until the program ends and returns its exit status, or 128 plus
 /// the number of the signal that ended it. Otherwise the call returns 0 as soon as the program
-/// runs. Returns a negative number, with the last error, if the program could not be run. SIGCHLD
+/// runs. If the program cannot be run, returns a negative number and sets the last error. SIGCHLD
 /// has its default action during the call. Other threads may run, but only one may call this
 /// function at a time.
 int exec_command(const std::vector<std::string>& argv, int detach);
 
-/// The end of a program.
+/// How a program ended.
 struct program_end {
-    int status = -1;        ///< the result of exec_command
+    int status = -1;        ///< exit status, 128 plus the signal, or negative
     int error = ENOMEM;     ///< errno, if `status` is negative
-    bool is_killed = false; ///< whether the grace period expired
+    bool is_killed = false; ///< killed when the grace period had expired
 };
 
 /// Runs a program like exec_command with `detach` 0, but limits the wait after a stop signal. The
 /// caller blocks SIGINT, SIGTERM, SIGHUP and SIGQUIT. Once one of them is pending, the program has
-/// the time `grace` to end; then every process of its session is killed. Returns how the program
-/// ended; does not record a last error. Other threads must block SIGCHLD, and only one thread may
-/// call this function at a time.
+/// `grace` to end; if it still runs then, every process of its session is killed. Returns how the
+/// program ended; does not record a last error. Other threads must block SIGCHLD, and only one
+/// thread may call this function at a time.
 program_end run_program(const std::vector<std::string>& argv, std::chrono::milliseconds grace);
 
 } // namespace qx
