@@ -11,6 +11,7 @@ import socket
 import sys
 
 MIB = 1 << 20
+BYTE_ORDER = os.environ.get('BYTE_ORDER', sys.byteorder)  # of the broker's processor: 'little' or 'big'
 
 
 def command(name, data='null'):
@@ -38,7 +39,7 @@ class Client(socket.socket):
 
     def frame(self):
         """Returns the text of the next frame, or an empty one if the connection ends."""
-        return self.read(int.from_bytes(self.read(4), 'little')).decode()
+        return self.read(int.from_bytes(self.read(4), BYTE_ORDER)).decode()
 
     def has_input(self):
         """Returns whether bytes or the end of the stream can be read now."""

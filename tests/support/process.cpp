@@ -45,8 +45,11 @@ std::chrono::milliseconds since(Clock::time_point start) {
 }
 
 std::vector<int> ending_signals() {
-    std::vector<int> all = {SIGHUP,  SIGINT,  SIGQUIT,   SIGUSR1, SIGUSR2,   SIGPIPE, SIGALRM,
-                            SIGTERM, SIGXCPU, SIGVTALRM, SIGPROF, SIGSTKFLT, SIGIO,   SIGPWR};
+    std::vector<int> all = {SIGHUP,  SIGINT,  SIGQUIT,   SIGUSR1, SIGUSR2, SIGPIPE, SIGALRM,
+                            SIGTERM, SIGXCPU, SIGVTALRM, SIGPROF, SIGIO,   SIGPWR};
+#ifdef SIGSTKFLT // MIPS has none
+    all.push_back(SIGSTKFLT);
+#endif
     for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) {
         all.push_back(signal);
     }

@@ -36,11 +36,14 @@ std::string printed(const std::string& event, const std::string& data) {
     return R"({"event_name": ")" + name + R"(", "data": )" + data + "}\n";
 }
 
-std::string framed(std::string_view json) {
-    const auto length = static_cast<std::int32_t>(json.size());
+std::string length_field(std::int32_t length) {
     std::string bytes(sizeof length, '\0');
     std::memcpy(bytes.data(), &length, sizeof length);
-    return bytes.append(json);
+    return bytes;
+}
+
+std::string framed(std::string_view json) {
+    return length_field(static_cast<std::int32_t>(json.size())).append(json);
 }
 
 int broker_socket(int (*call)(int, const sockaddr*, socklen_t)) {

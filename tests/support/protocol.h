@@ -1,6 +1,7 @@
 // The texts and the socket of the broker's protocol, for the brokers and clients of tests.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
@@ -31,6 +32,9 @@ std::string failure(const std::string& data);
 
 /// Returns the line that listen prints for an event.
 std::string printed(const std::string& event, const std::string& data);
+
+/// Returns the length field of a frame, in the machine's byte order.
+std::string length_field(std::int32_t length);
 
 /// Returns a frame: the length, then the text.
 std::string framed(std::string_view json);

@@ -12,8 +12,9 @@ std::size_t append_character(std::string& out, const std::string& text, std::siz
         return at + 1;
     }
     const char kind = text.at(at + 1);
-    if (kind == 'x') {
-        out += static_cast<char>(std::stoi(text.substr(at + 2, 2), nullptr, 16));
+    if (kind == 'x' || kind == 'l') {
+        const std::int32_t value = std::stoi(text.substr(at + 2, 2), nullptr, 16);
+        out += kind == 'x' ? std::string(1, static_cast<char>(value)) : length_field(value);
         return at + 4;
     }
     out += kind == 'n' ? '\n' : kind == 'r' ? '\r' : kind;

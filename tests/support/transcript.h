@@ -10,7 +10,7 @@ namespace qx::test {
 /// Splits `text` at its first space.
 std::pair<std::string, std::string> split_word(const std::string& text);
 
-/// Replaces the escapes \n, \r, \xNN and \\ of `text`.
+/// Replaces the escapes \n, \r, \xNN and \\ of `text`, and \lNN with length_field(0xNN).
 std::string unescaped(const std::string& text);
 
 /// Splits a command line into words, which may be in single quotes and contain escapes.

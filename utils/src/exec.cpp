@@ -205,7 +205,7 @@ public:
 
     void wait(std::chrono::nanoseconds time) const {
         timespec left{};
-        left.tv_nsec = time.count();
+        left.tv_nsec = static_cast<long>(time.count());
         ::sigtimedwait(&set_, nullptr, &left);
     }
 

@@ -9,6 +9,9 @@
 
 namespace qx {
 
+// fstat(2) fails if the size or the inode number of a file does not fit.
+static_assert(sizeof(off_t) == 8 && sizeof(ino_t) == 8);
+
 /// A log file with rotation: at a fixed size the file is renamed to its name with ".1" appended,
 /// which replaces the previous one. One thread may use an object at a time.
 class log_file {
