@@ -4,7 +4,7 @@
 #   thread    thread sanitizer, for the parts that have threads
 #   fuzz      fuzz targets for libFuzzer, with the sanitizers of address
 #   coverage  line coverage of client and utils
-#   musl      static programs for QX_PROCESSOR: aarch64, the router's, or x86_64; cross/build.sh prepares it
+#   musl      static programs for QX_PROCESSOR; cross/build.sh prepares it
 # Include this file before project(), because the mode chooses the compiler.
 set(QX_MODE release CACHE STRING "release, address, thread, fuzz, coverage or musl")
 
@@ -36,14 +36,15 @@ set(QX_TESTS client utils tool sim chaos faults install)  # test folders to comp
 set(QX_COMPILED_TESTS)        # test folders only to compile
 set(QX_SANITIZED)             # set in sanitizer builds, whose programs are slow
 set(QX_TESTS_TIDY)            # clang-tidy for tests
+set(QX_TESTS_OPTIMISED -O0)   # how tests are optimised
 set(QX_MAP_LAUNCHER)          # the script that writes a link map where the compiler has no option for it
 set(QX_DELIVERY)              # files of cmake/ that install and pack the product
 set(QX_JSON_BLOCKS ${CMAKE_SOURCE_DIR}/utils/src/json_blocks.cpp)
 set(QX_STATIC -static)        # links a program statically
 set(QX_HARDENING)             # hardening options, used where the compiler supports them
 set(QX_FUZZ_MAIN replay.cpp)  # the driver that feeds inputs to a fuzz target
-# A unity build parses each header once per target. The musl build turns it off and so proves that each source includes
-# what it uses.
+# A unity build parses each header once per target. The musl builds for aarch64 and x86_64 turn it off and so prove that
+# each source includes what it uses.
 set(CMAKE_UNITY_BUILD ON CACHE BOOL "")
 set(CMAKE_UNITY_BUILD_BATCH_SIZE 0)
 
@@ -107,14 +108,19 @@ elseif(QX_MODE STREQUAL "coverage")
 elseif(QX_MODE STREQUAL "musl")
   ship(MinSizeRel)
   set(CMAKE_TOOLCHAIN_FILE ${CMAKE_CURRENT_LIST_DIR}/cross/toolchain.cmake CACHE FILEPATH "")
-  set(CMAKE_UNITY_BUILD OFF)
+  include(${CMAKE_CURRENT_LIST_DIR}/cross/processor.cmake)
   set(QX_DELIVERY install credits router)
   set(QX_MAP_LAUNCHER cmake/credits/link_map.sh)
   # A static program preloads no faults, and the harness of the fuzz targets captures glibc's streams.
   set(parts tests)
-  set(QX_TESTS client utils tool sim chaos install install/router)
+  set(QX_TESTS client utils tool)
+  # Two processors are enough for simulator, endurance and installation.
+  if(QX_PROCESSOR MATCHES "^(aarch64|x86_64)$")
+    set(CMAKE_UNITY_BUILD OFF)
+    list(APPEND QX_TESTS sim chaos install install/router)
+  endif()
   # Statics of functions belong to the main thread; this compiler's guards would ask the kernel which thread it is.
-  target_compile_options(qx_product INTERFACE -flto $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>)
+  target_compile_options(qx_product INTERFACE ${QX_LTO} ${QX_TLS_MODEL} $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>)
   # Unwind tables would take space for exceptions that this code does not throw.
   target_compile_options(qx_c_linkable INTERFACE -fno-unwind-tables -fno-asynchronous-unwind-tables)
   target_sources(qx_program INTERFACE ${CMAKE_SOURCE_DIR}/musl/relro.cpp)

@@ -1,12 +1,18 @@
 #!/bin/sh
-# The static builds for musl libc: for the router's AArch64, and for this machine's x86-64. `./dev cross` calls it:
-#   build.sh build JOBS [TARGET...]
-#                       builds both, in build/cross/aarch64 and build/cross/x86_64: everything, or the targets; exits with
-#                       75 when the compiler or jansson's source is not available
-#   build.sh table      prints what the tool of each build weighs and links; fails when the router's is above its limit
+# The static builds for musl libc. `./dev cross` calls it:
+#   build.sh processors [NAME...]
+#                       prints the processors that the names stand for: `all` for every one, none for the router's
+#                       (aarch64) and x86_64; fails when there is no such processor
+#   build.sh build JOBS "PROCESSOR..." [TARGET...]
+#                       builds for each processor in build/cross/PROCESSOR: everything, or the targets; exits with 75
+#                       when the compiler or jansson's source is not available
+#   build.sh table "PROCESSOR..."
+#                       prints what the tool of each of these builds weighs and links, how that differs from the record,
+#                       and the record of the others; fails when the router's tool is above its limit
+#   build.sh record     writes the sizes of all builds to sizes.txt, the record
 #   build.sh symbols    prints bytes and name of each symbol of the router's tool, the largest first; compare them with
 #                       those of an older commit to see what has grown
-# Everything lands in build/cross.
+# Everything but the record lands in build/cross.
 set -eu
 
 here=$(cd "$(dirname "$0")" && pwd)
@@ -19,6 +25,9 @@ compiler_sha256=9562cd52da287ecabd76b7c5c2dbffb79ed528396bb7419c0eb4e0992eccef2f
 jansson_sha256=c739578bf6b764aa0752db9a2fdadcfe921c78f1228c7ec0bb47fa804c55d17b
 source_missing=75
 
+# processor.cmake says what they are.
+known="aarch64 x86_64 armv7 mips riscv64"
+record=$here/sizes.txt
 tool_limit=$((480 * 1024))
 
 say() { printf '%s\n' "$*"; }
@@ -108,7 +117,7 @@ build() {
     make_once "$out/jansson-source" "$jansson_sha256" fetch_jansson
     versions=$(dpkg-query -W -f='${source:Version} ' libfmt-dev googletest)
     key=$(say "$compiler_sha256 $jansson_sha256 $versions" | cat - "$here/compiler" "$here"/*.cmake | sha256sum)
-    for processor in aarch64 x86_64; do
+    for processor in $processors; do
         make_once "$out/$processor-libraries" "$key" build_libraries "$processor"
         configure "$processor" "$processor"
         ninja -C "$out/$processor" -j "$jobs" "$@"
@@ -124,32 +133,78 @@ symbols() {
         sed '/^[0-9]* [0-9]* [bB] /d; s/^[0-9]* 0*\([0-9]*\) . /\1 /'
 }
 
-# row PROCESSOR BUILD FILE
-row() {
-    linked=$(readelf -dW "$3" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | tr '\n' ' ')
-    printf '%-10s %-16s %9s  %s\n' "$1" "$2" "$(wc -c <"$3")" "${linked:-nothing}"
+# choose NAME...
+choose() {
+    [ $# -gt 0 ] || set -- aarch64 x86_64
+    for name; do
+        case " $known all " in *" $name "*) ;; *) fail "there is no processor '$name'; use all or some of: $known" ;; esac
+    done
+    case " $* " in *" all "*) set -- "$known" ;; esac
+    say "$*"
 }
 
+tool_of() { say "$out/$1/bin/qxagent-manage"; }
+size_of() { wc -c <"$1"; }
+recorded() { sed -n "s/^$1 //p" "$record"; }
+
+# row PROCESSOR BUILD BYTES CHANGE LINKS
+row() { printf '%-10s %-16s %9s %9s  %s\n' "$@"; }
+
+# change_of BYTES RECORDED: the difference with its sign.
+change_of() { [ -z "$2" ] || [ "$1" = "$2" ] || printf '%+d' $(($1 - $2)); }
+
+# built PROCESSOR BUILD FILE RECORDED
+built() {
+    linked=$(readelf -dW "$3" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | tr '\n' ' ')
+    row "$1" "$2" "$(size_of "$3")" "$(change_of "$(size_of "$3")" "$4")" "${linked:-nothing}"
+}
+
+# table PROCESSOR...
 table() {
-    printf '%-10s %-16s %9s  %s\n' processor build bytes links
+    row processor build bytes change links
     ! strip -o "$out/stripped" "$root/build/bin/qxagent-manage" 2>/dev/null ||
-        row "$(uname -m)" "glibc, release" "$out/stripped"
-    row x86_64 "musl, static" "$out/x86_64/bin/qxagent-manage"
-    row aarch64 "musl, static" "$out/aarch64/bin/qxagent-manage"
-    [ "$(wc -c <"$out/aarch64/bin/qxagent-manage")" -gt "$tool_limit" ] || return 0
+        built "$(uname -m)" "glibc, release" "$out/stripped" ""
+    for name in $known; do
+        case " $* " in
+            *" $name "*) built "$name" "musl, static" "$(tool_of "$name")" "$(recorded "$name")" ;;
+            *) row "$name" "musl, static" "$(recorded "$name")" "" "(as recorded; not built in this run)" ;;
+        esac
+    done
+    case " $* " in *" aarch64 "*) ;; *) return 0 ;; esac
+    [ "$(size_of "$(tool_of aarch64)")" -gt "$tool_limit" ] || return 0
     say "the largest symbols of the tool for the router:"
     symbols | head -n 40
     fail "the tool for the router is above its limit of $tool_limit bytes"
 }
 
+write_record() {
+    for name in $known; do
+        [ -e "$(tool_of "$name")" ] || fail "there is no build for $name; run ./dev cross all first"
+    done
+    say "# Bytes of the static tool for each processor. CONTRIBUTING.md says how to write this file." >"$record"
+    for name in $known; do
+        say "$name $(size_of "$(tool_of "$name")")" >>"$record"
+    done
+    cat "$record"
+}
+
 case ${1:-} in
     build)
         jobs=${2:?how many jobs}
-        shift 2
+        processors=${3:?for which processors}
+        shift 3
         [ $# -gt 0 ] || set -- all archive
         build "$@"
         ;;
-    table) table ;;
+    processors)
+        shift
+        choose "$@"
+        ;;
+    table)
+        # shellcheck disable=SC2086 # a list of words
+        table ${2:?of which processors}
+        ;;
+    record) write_record ;;
     symbols) symbols ;;
-    *) fail "use build JOBS [TARGET...], table or symbols" ;;
+    *) fail "use processors, build, table, record or symbols" ;;
 esac

@@ -1,10 +1,11 @@
-# Static programs for musl libc on QX_PROCESSOR: aarch64, the router's, or x86_64. build.sh fetches the compiler and
-# builds the libraries. Programs for another processor run here under emulation.
+# Static programs for musl libc on QX_PROCESSOR, which processor.cmake describes. build.sh fetches the compiler and builds
+# the libraries. Programs for another processor run here under emulation.
+include(${CMAKE_CURRENT_LIST_DIR}/processor.cmake)
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ${QX_PROCESSOR})
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES QX_PROCESSOR)
 if(NOT QX_PROCESSOR STREQUAL CMAKE_HOST_SYSTEM_PROCESSOR)
-  find_program(CMAKE_CROSSCOMPILING_EMULATOR qemu-${QX_PROCESSOR}-static REQUIRED)
+  find_program(CMAKE_CROSSCOMPILING_EMULATOR ${QX_EMULATOR} REQUIRED)
 endif()
 
 cmake_path(SET cross NORMALIZE ${CMAKE_CURRENT_LIST_DIR}/../../build/cross)
@@ -12,21 +13,21 @@ set(CMAKE_C_COMPILER ${cross}/compiler/bin/cc)
 set(CMAKE_CXX_COMPILER ${cross}/compiler/bin/c++)
 set(CMAKE_AR ${cross}/compiler/bin/ar)
 set(CMAKE_RANLIB ${cross}/compiler/bin/ranlib)
-set(CMAKE_C_COMPILER_TARGET ${QX_PROCESSOR}-linux-musl)
-set(CMAKE_CXX_COMPILER_TARGET ${QX_PROCESSOR}-linux-musl)
+set(CMAKE_C_COMPILER_TARGET ${QX_TARGET})
+set(CMAKE_CXX_COMPILER_TARGET ${QX_TARGET})
 
 # Programs are optimised when they are linked. One set of flags for all of them, CMake's own trials included: each other
 # set would make the compiler build its own libraries once more. jansson, in C, takes part; of the project, what is
 # shipped does (modes.cmake).
-set(hardening "-fPIE -fstack-protector-strong")
+set(hardening "${QX_COMPILE_PIE} -fstack-protector-strong")
 # No exception passes through C code, so it needs no unwind tables.
 set(CMAKE_C_FLAGS_INIT
-  "-Os -flto -ffunction-sections -fdata-sections -fno-unwind-tables -fno-asynchronous-unwind-tables ${hardening}")
+  "-Os ${QX_LTO} -ffunction-sections -fdata-sections -fno-unwind-tables -fno-asynchronous-unwind-tables ${hardening}")
 # Nothing reads type information, or the unwind tables of functions that never throw.
 set(CMAKE_CXX_FLAGS_INIT "-Os -fno-rtti -fno-asynchronous-unwind-tables ${hardening}")
 set(CMAKE_BUILD_TYPE MinSizeRel CACHE STRING "")
 set(CMAKE_TRY_COMPILE_CONFIGURATION MinSizeRel)
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-flto -static -pie -s -Wl,--gc-sections -Wl,-z,relro -Wl,-z,now")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "${QX_LTO} -static ${QX_LINK_PIE} -s -Wl,--gc-sections -Wl,-z,relro -Wl,-z,now")
 
 set(CMAKE_FIND_ROOT_PATH ${cross}/${QX_PROCESSOR}-libraries)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
