@@ -79,8 +79,11 @@ if(QX_MODE STREQUAL "release")
     -fstack-protector-strong
     "$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>" $<$<CXX_COMPILER_ID:GNU>:-Wno-unused-result>)
   target_link_options(qx_hardened INTERFACE -pie -Wl,-z,relro -Wl,-z,now)
-  # Relative relocations are the loader's largest cost and take a fifteenth of the file unless they are packed.
-  target_link_options(qx_tool INTERFACE -Wl,-z,pack-relative-relocs)
+  # Relative relocations are the loader's largest cost and take a fifteenth of the file unless they are packed. The loader
+  # of a router's own SDK may be too old for packed ones.
+  if(NOT CMAKE_TOOLCHAIN_FILE)
+    target_link_options(qx_tool INTERFACE -Wl,-z,pack-relative-relocs)
+  endif()
 elseif(QX_MODE STREQUAL "address")
   sanitize(-fsanitize=address,undefined)
   set(parts tests fuzz bench)
