@@ -180,6 +180,17 @@ TEST_F(Log, NeverBlocksOnALockAndTerminatesAnIncompleteLine) {
     EXPECT_EQ(fs::file_size(kOlder), 2 * kLargest);
 }
 
+// After a power cut ext4 may have kept a part of the last line, or only its size.
+TEST_F(Log, RemovesHalfALineThatAPowerCutLeft) {
+    ASSERT_TRUE(start());
+    write_file(kLog, "one\n" + std::string(5000, '\0'));
+    write("two\n");
+    EXPECT_EQ(read_file(kLog), "one\ntwo\n");
+    write_file(kLog, "one\n1970-01-01 ");
+    write("three\n");
+    EXPECT_EQ(read_file(kLog), "one\nthree\n");
+}
+
 TEST_F(Log, RotatesTheFileBeforeItExceeds256KiB) {
     write_file(kLog, std::string(kLargest - 11, 'x') + "\n");
     write_file(kOlder, "older still");

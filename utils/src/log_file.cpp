@@ -90,6 +90,9 @@ bool log_file::make_ready(std::size_t length) {
         return !reopen();
     }
     size_ = status.st_size;
+    if (locked_) {
+        cut_off_half_line();
+    }
     has_half_line_ = ends_in_half_line();
     if (size_ == 0 || size_ + static_cast<off_t>(length + (has_half_line_ ? 1 : 0)) <= largest) {
         return true;
@@ -98,12 +101,31 @@ bool log_file::make_ready(std::size_t length) {
     return ::rename(path_.c_str(), older().c_str()) != 0 || !reopen();
 }
 
+// The last byte of the first `size` bytes; a line feed if there are none or they cannot be read.
+char log_file::last_byte(off_t size) const {
+    char last = '\n';
+    if (size > 0 &&
+        io::uninterrupted([&] { return ::pread(fd_.get(), &last, 1, size - 1); }) != 1) {
+        return '\n';
+    }
+    return last;
+}
+
+// A power cut may leave a line that ends with a block of the disk, or, where ext4 kept the new size
+// of the file but not the text, zeros. With the lock held no writer is about to complete them.
+void log_file::cut_off_half_line() {
+    off_t size = size_;
+    while (size > 0 && last_byte(size) != '\n') {
+        --size;
+    }
+    if (size < size_ && ::ftruncate(fd_.get(), size) == 0) {
+        size_ = size;
+    }
+}
+
 // A killed writer or a full disk leaves an incomplete last line.
 bool log_file::ends_in_half_line() const {
-    char last = '\n';
-    return size_ > 0 &&
-           io::uninterrupted([&] { return ::pread(fd_.get(), &last, 1, size_ - 1); }) == 1 &&
-           last != '\n';
+    return last_byte(size_) != '\n';
 }
 
 // Writes with a single call, so that lines of several writers do not interleave. After a short

@@ -23,7 +23,8 @@ public:
     void close() { fd_.reset(); }
 
     /// Appends one line without waiting for other processes. Drops a line that cannot be written
-    /// completely. If the file ends with an incomplete line, terminates that line first.
+    /// completely. If the file ends with an incomplete line or with zeros, removes these first, or
+    /// terminates the line while another process holds the lock.
     void append(string_view line);
 
 private:
@@ -31,6 +32,8 @@ private:
     bool reopen();
     [[nodiscard]] bool is_replaced(const struct stat& opened) const;
     bool make_ready(std::size_t length);
+    [[nodiscard]] char last_byte(off_t size) const;
+    void cut_off_half_line();
     [[nodiscard]] bool ends_in_half_line() const;
     void write(string_view text);
 
