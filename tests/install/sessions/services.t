@@ -42,8 +42,9 @@ changes nothing.
   $ emit() { echo "emit va_status_changed {\"n\": $1}" >&9; await $trace "event va_status_changed to 1: .*$1"; }
   $ emit 1
   $ await $written '"n": 1'
-  $ stat -c %a $written
+  $ stat -c %a $written $pids
   640
+  644
 
 The supervisor replaces a listener that was killed.
 
