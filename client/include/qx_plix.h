@@ -233,7 +233,8 @@ int qx_plix_read_event_fd(int event_fd, int drain);
 int qx_plix_read_events(int event_fd, uint64_t most);
 
 /* Sets how many bytes of events may wait in this process, incomplete events included. The default
- * is 32 MiB, and a single event may exceed the limit. Fails if `bytes` is 0.
+ * is 32 MiB, or an eighth of the machine's memory if that is less. A single event may exceed the
+ * limit. Fails if `bytes` is 0.
  *
  * Above the limit the library applies back-pressure: it stops reading from the broker until half of
  * the backlog is drained. It reports a warning when reading stops and when reading resumes. If

@@ -9,10 +9,12 @@
 #include "subscription.h"
 #include "wire.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <pthread.h>
+#include <sys/sysinfo.h>
 #include <utility>
 
 namespace qxplix {
@@ -27,9 +29,10 @@ constexpr std::size_t kMostPerTurn = 32;
 // A queue of this size leaves enough free memory to return it to the system.
 constexpr std::size_t kLargeQueue = std::size_t{64} * 1024;
 
-constexpr std::size_t kUsualLimit = std::size_t{32} * 1024 * 1024;
-constexpr milliseconds kCalmTime = 1000;  ///< uninterrupted reading that ends a backlog
-constexpr milliseconds kStallTime = 5000; ///< limit for the exempt connection without progress
+constexpr std::uint64_t kUsualLimit = std::uint64_t{32} * 1024 * 1024;
+constexpr std::uint64_t kShareOfMemory = 8; ///< the limit is at most this fraction of the memory
+constexpr milliseconds kCalmTime = 1000;    ///< uninterrupted reading that ends a backlog
+constexpr milliseconds kStallTime = 5000;   ///< limit for the exempt connection without progress
 
 /// Connections and pipes are read and closed under this lock; otherwise a recycled descriptor
 /// number could be mistaken for its previous owner.
@@ -59,7 +62,7 @@ struct backlog {
     [[nodiscard]] std::size_t total() const { return queued + unfinished; }
 };
 
-std::size_t backlog_limit = kUsualLimit;
+std::size_t backlog_limit = 0; ///< 0: not set, and not yet needed
 
 constinit registrar_table table{};
 
@@ -97,8 +100,27 @@ void close_ended() QX_REQUIRES(table.guard) {
     }
 }
 
+// On a router with 64 MiB, a backlog of 32 MiB would leave the system too little memory to run.
+std::size_t usual_limit() {
+    struct sysinfo machine {};
+    if (::sysinfo(&machine) != 0) {
+        return kUsualLimit;
+    }
+    const std::uint64_t memory = std::uint64_t{machine.totalram} * machine.mem_unit;
+    return std::min(kUsualLimit, memory / kShareOfMemory);
+}
+
 std::size_t current_limit() {
-    return __atomic_load_n(&backlog_limit, __ATOMIC_RELAXED);
+    std::size_t limit = __atomic_load_n(&backlog_limit, __ATOMIC_RELAXED);
+    if (limit == 0) {
+        const std::size_t usual = usual_limit();
+        // A limit that another thread sets meanwhile stays.
+        if (__atomic_compare_exchange_n(&backlog_limit, &limit, usual, false, __ATOMIC_RELAXED,
+                                        __ATOMIC_RELAXED)) {
+            return usual;
+        }
+    }
+    return limit;
 }
 
 backlog measure_backlog() QX_REQUIRES(table.guard) {

@@ -48,3 +48,15 @@ With a lower limit the broker waits instead, and no event is lost.
   $ [ -n "$SANITIZED$EMULATED" ] || [ "$(kib VmHWM)" -lt $((events * 200 / 1024 / 2)) ]
   $ stop $tool; wait $reader
   $ expected | cmp - out
+
+On a machine with little memory, the limit is an eighth of it. Here strace says that there are 32 MiB.
+
+  $ unset QX_LISTEN_BACKLOG
+  $ small_machine="strace -D -f -o calls -e trace=sysinfo -e inject=sysinfo:poke_exit=@arg1=$(printf %064d 0)0000000200000000"
+  $ [ -n "$SANITIZED$EMULATED" ] || {
+  >     reader
+  >     QX_ERRORS=text start $small_machine qxagent-manage listen --events=QX_PLIX_DEVICES_LIST_UPDATED >pipe 2>warnings; tool=$!
+  >     await trace answer 5; burst; await warnings 'above 4096 KiB'
+  >     echo >go; await out "\"n\": $events,"
+  >     stop $tool; wait $reader; expected | cmp - out
+  > }
