@@ -104,10 +104,10 @@ void close_ended() QX_REQUIRES(table.guard) {
 std::size_t usual_limit() {
     struct sysinfo machine {};
     if (::sysinfo(&machine) != 0) {
-        return kUsualLimit;
+        return static_cast<std::size_t>(kUsualLimit);
     }
     const std::uint64_t memory = std::uint64_t{machine.totalram} * machine.mem_unit;
-    return std::min(kUsualLimit, memory / kShareOfMemory);
+    return static_cast<std::size_t>(std::min(kUsualLimit, memory / kShareOfMemory));
 }
 
 std::size_t current_limit() {
