@@ -113,6 +113,7 @@ void become_uninitialised_child() {
     qxpath_renew_lock();
     trust_renew_lock();
     notices_renew_lock();
+    registrar_renew_turn();
     if (is_initialised()) {
         set_initialised(false);
         set_stopped(true);

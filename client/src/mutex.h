@@ -46,9 +46,11 @@ public:
     void unlock() QX_ANNOTATE(release_capability()) { ::pthread_mutex_unlock(&native_); }
 
     void renew() {
-        ::pthread_mutex_init(&turn_, nullptr);
+        renew_turn();
         ::pthread_mutex_init(&native_, nullptr);
     }
+    /// Forgets the parent's waiting threads in a forked child, which may hold the mutex itself.
+    void renew_turn() { ::pthread_mutex_init(&turn_, nullptr); }
 
     /// Tells the thread-safety analysis that the calling thread holds the mutex.
     void assert_held() QX_ANNOTATE(assert_capability(this)) {}

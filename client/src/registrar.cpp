@@ -427,6 +427,10 @@ void registrar_uninit() {
     }
 }
 
+void registrar_renew_turn() {
+    table.guard.renew_turn();
+}
+
 void registrar_disown() {
     table.guard.renew();
     const mutex_guard lock(table.guard);

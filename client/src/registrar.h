@@ -14,6 +14,10 @@ void registrar_init();
 /// Closes all subscriptions. Call it after the event thread has ended.
 void registrar_uninit();
 
+/// Forgets the threads that waited for the lock when this process was forked. Call it in the child
+/// right after the fork; a callback that forked returns to code that holds the lock.
+void registrar_renew_turn();
+
 /// Closes a forked child's copies of the parent's descriptors and reinitialises the lock, which the
 /// parent may have held.
 void registrar_disown();
