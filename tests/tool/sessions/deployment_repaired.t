@@ -32,28 +32,28 @@ already changed.
   {"services_status": true}
   start protection=1 -start protection=1
   {"/agent/protection_enabled": "1", "/cirrel/registration/token": "t", "/other": "o"}
-  WARN  [deployment.cpp][repair_interrupted_switch()]: a deployment switch was interrupted; restoring protection and starting the connector
+  WARN  [deployment.cpp][repair_under_lock()]: a deployment switch was interrupted; restoring protection and starting the connector
   cut at -stop: stop protection=0 -stop protection=0
   {"was_protected": true, "entrypoint": "stage"}
   {"/agent/protection_enabled": "0", "/cirrel/registration/token": "t", "/other": "o"}
   {"services_status": true}
   start protection=1 -start protection=1
   {"/agent/protection_enabled": "1", "/cirrel/registration/token": "t", "/other": "o"}
-  WARN  [deployment.cpp][repair_interrupted_switch()]: a deployment switch was interrupted; restoring protection and starting the connector
+  WARN  [deployment.cpp][repair_under_lock()]: a deployment switch was interrupted; restoring protection and starting the connector
   cut at start: stop protection=0 -stop protection=0 start protection=0
   {"was_protected": true, "entrypoint": "stage"}
   {"/agent/protection_enabled": "0", "/other": "o", "/cirrel/entrypoints/default": "stage"}
   {"services_status": true}
   start protection=1 -start protection=1
   {"/agent/protection_enabled": "1", "/other": "o", "/cirrel/entrypoints/default": "stage"}
-  WARN  [deployment.cpp][repair_interrupted_switch()]: a deployment switch was interrupted; restoring protection and starting the connector
+  WARN  [deployment.cpp][repair_under_lock()]: a deployment switch was interrupted; restoring protection and starting the connector
   cut at -start: stop protection=0 -stop protection=0 start protection=0 -start protection=0
   {"was_protected": true, "entrypoint": "stage"}
   {"/agent/protection_enabled": "0", "/other": "o", "/cirrel/entrypoints/default": "stage"}
   {"services_status": true}
   start protection=1 -start protection=1
   {"/agent/protection_enabled": "1", "/other": "o", "/cirrel/entrypoints/default": "stage"}
-  WARN  [deployment.cpp][repair_interrupted_switch()]: a deployment switch was interrupted; restoring protection and starting the connector
+  WARN  [deployment.cpp][repair_under_lock()]: a deployment switch was interrupted; restoring protection and starting the connector
   $ qxagent-manage is_enabled; shown
   {"services_status": true}
   {"/agent/protection_enabled": "1", "/other": "o", "/cirrel/entrypoints/default": "stage"}
@@ -68,7 +68,7 @@ Protection that was off before the switch stays off.
   {"services_status": true}
   start protection=0 -start protection=0
   {"/agent/protection_enabled": "0", "/cirrel/registration/token": "t", "/other": "o"}
-  WARN  [deployment.cpp][repair_interrupted_switch()]: a deployment switch was interrupted; restoring protection and starting the connector
+  WARN  [deployment.cpp][repair_under_lock()]: a deployment switch was interrupted; restoring protection and starting the connector
 
 A run during a switch repairs nothing.
 
@@ -91,6 +91,19 @@ The repair prints a warning.
   {"services_status": true}
   $ shown >out
 
+If a switch is killed while another one waits, the waiting switch repairs it first.
+
+  $ begin 1; mkfifo stop
+  $ start qxagent-manage set_registration_cloud --cloud=staging; first=$!
+  $ read -r _ <stop
+  $ start qxagent-manage set_registration_cloud --cloud=development; second=$!
+  $ eventually grep -q -- "-> FLOCK .* $second " /proc/locks; kill -STOP $second
+  $ kill -KILL $first; wait $first 2>/dev/null; echo >stop; eventually test ! -e stop
+  $ kill -CONT $second; wait $second; shown
+  stop protection=0 start protection=1 -start protection=1 stop protection=0 -stop protection=0 start protection=0 -start protection=0
+  {"/agent/protection_enabled": "1", "/other": "o", "/cirrel/entrypoints/default": "dev"}
+  WARN  [deployment.cpp][repair_under_lock()]: a deployment switch was interrupted; restoring protection and starting the connector
+
 If the mark is damaged, the repair turns protection on.
 
   $ begin 0; echo '{"was_prot' >$mark
@@ -98,7 +111,7 @@ If the mark is damaged, the repair turns protection on.
   {"services_status": true}
   start protection=1 -start protection=1
   {"/agent/protection_enabled": "1", "/cirrel/registration/token": "t", "/other": "o"}
-  WARN  [deployment.cpp][repair_interrupted_switch()]: a deployment switch was interrupted; restoring protection and starting the connector
+  WARN  [deployment.cpp][repair_under_lock()]: a deployment switch was interrupted; restoring protection and starting the connector
 
 The mark stays until protection is on again.
 
@@ -108,7 +121,7 @@ The mark stays until protection is on again.
   {"services_status": true}
   start protection=0 -start protection=0
   {"/agent/protection_enabled": "0", "/other": "o", "/cirrel/entrypoints/default": "stage"}
-  WARN  [deployment.cpp][repair_interrupted_switch()]: a deployment switch was interrupted; restoring protection and starting the connector
+  WARN  [deployment.cpp][repair_under_lock()]: a deployment switch was interrupted; restoring protection and starting the connector
   WARN  [deployment.cpp][reserve_space()]: Could not reserve space to enable the agent again: /opt/norvane/etc/settings.json.lock: cannot be locked: Is a directory
   ERROR [deployment.cpp][operator()()]: Could not enable back the agent
   WARN  [deployment.cpp][operator()()]: Deleting '/agent/default_settings/next_query_ts' failed
@@ -121,7 +134,7 @@ The mark stays until protection is on again.
   {"services_status": true}
   start protection=1 -start protection=1
   {"/agent/protection_enabled": "1", "/other": "o", "/cirrel/entrypoints/default": "stage"}
-  WARN  [deployment.cpp][repair_interrupted_switch()]: a deployment switch was interrupted; restoring protection and starting the connector
+  WARN  [deployment.cpp][repair_under_lock()]: a deployment switch was interrupted; restoring protection and starting the connector
 
 If others could have replaced the connector, the repair restores protection but does not run the connector.
 
@@ -129,7 +142,7 @@ If others could have replaced the connector, the repair restores protection but 
   $ qxagent-manage is_enabled; shown
   {"services_status": true}
   {"/agent/protection_enabled": "1", "/other": "o", "/cirrel/entrypoints/default": "stage"}
-  WARN  [deployment.cpp][repair_interrupted_switch()]: a deployment switch was interrupted; restoring protection and starting the connector
+  WARN  [deployment.cpp][repair_under_lock()]: a deployment switch was interrupted; restoring protection and starting the connector
   ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/bin/qxcloudd': '/opt/norvane/bin' can be written by others
   $ chmod o-w $root/bin
 
@@ -143,7 +156,7 @@ The switch reserves space, so the repair succeeds on a full disk.
   {"services_status": true}
   start protection=1 -start protection=1
   {"/agent/protection_enabled": "1", "/cirrel/registration/token": "t", "/other": "o"}
-  WARN  [deployment.cpp][repair_interrupted_switch()]: a deployment switch was interrupted; restoring protection and starting the connector
+  WARN  [deployment.cpp][repair_under_lock()]: a deployment switch was interrupted; restoring protection and starting the connector
 
 If there is no space to reserve, the switch does not turn protection off.
 

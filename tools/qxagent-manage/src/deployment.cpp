@@ -269,20 +269,32 @@ void restore(const qx::switch_mark& mark, std::chrono::milliseconds grace) {
     }
 }
 
-// Returns whether an interrupted switch left a mark; `turn` then holds the lock of the switch. The
-// mark of a running switch does not count.
-bool find_interrupted_switch(qx::io::descriptor& turn, std::optional<qx::switch_mark>& mark) {
+// Returns whether there is a mark.
+bool read_mark(std::optional<qx::switch_mark>& mark) {
     if (qx::read_switch_mark(mark) < 0) {
         QX_LOG(qx::log::level::warning, "Could not look for an interrupted switch: {:s}",
                qx::last_error().reason);
-        return false;
     }
-    if (!mark) {
-        return false;
+    return mark.has_value();
+}
+
+// Repairs an interrupted switch, if there is one. The caller holds the lock of the switch, so the
+// mark is not that of a running switch.
+int repair_under_lock(std::chrono::milliseconds grace) {
+    std::optional<qx::switch_mark> mark;
+    if (!read_mark(mark)) {
+        return kSuccess;
     }
-    turn = qx::try_lock_switch();
-    // The switch may have ended before the lock was taken, so read the mark again.
-    return turn && qx::read_switch_mark(mark) >= 0 && mark;
+    constexpr const char* notice = "a deployment switch was interrupted; restoring protection "
+                                   "and starting the connector";
+    QX_LOG(qx::log::level::warning, "{:s}", notice);
+    print_notice(notice);
+    const HeldSignals held;
+    if (setMgmt::init() < 0) {
+        return print_unreadable_settings();
+    }
+    restore(*mark, grace);
+    return kSuccess;
 }
 
 } // namespace
@@ -304,6 +316,10 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
     const std::string default_entrypoint = default_entrypoint_key();
     // Read the store again: another switch may have changed it since the program started.
     const qx::io::descriptor turn = qx::lock_switch();
+    // A switch that was killed while this one waited has left protection off.
+    if (const int status = turn ? repair_under_lock(grace) : kSuccess; status != kSuccess) {
+        return status;
+    }
     if (setMgmt::init() < 0) {
         return print_unreadable_settings();
     }
@@ -351,21 +367,12 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
 }
 
 int repair_interrupted_switch(std::chrono::milliseconds grace) {
-    qx::io::descriptor turn;
     std::optional<qx::switch_mark> mark;
-    if (!find_interrupted_switch(turn, mark)) {
+    if (!read_mark(mark)) {
         return kSuccess;
     }
-    constexpr const char* notice = "a deployment switch was interrupted; restoring protection "
-                                   "and starting the connector";
-    QX_LOG(qx::log::level::warning, "{:s}", notice);
-    print_notice(notice);
-    const HeldSignals held;
-    if (setMgmt::init() < 0) {
-        return print_unreadable_settings();
-    }
-    restore(*mark, grace);
-    return kSuccess;
+    const qx::io::descriptor turn = qx::try_lock_switch();
+    return turn ? repair_under_lock(grace) : kSuccess;
 }
 
 int run_set_quillet_location(const std::string& deployment) {
