@@ -20,6 +20,9 @@ modules="virtio/virtio_mmio block/virtio_blk lib/crc16 crypto/crc32c_generic lib
 
 skip() { printf 'router: skipped: %s\n' "$*" >&2; exit 75; }
 
+# A run that fails leaves no half-made folder behind.
+trap 'rm -rf "$folder"/*.new' EXIT
+
 # quietly COMMAND...: shows what the command prints only if it fails.
 quietly() { "$@" >"$folder/log" 2>&1 || { cat "$folder/log" >&2; return 1; }; }
 
