@@ -1,4 +1,4 @@
-// The operation `feature`: reads, changes and lists the agent's features. Main thread only.
+// The operation `feature`, which reads, changes and lists the agent's features. Main thread only.
 #pragma once
 
 #include "options.h"
@@ -25,8 +25,8 @@ int run_feature(const FeatureOptions& options);
 /// UTF-8, memory is short or the request fails.
 int run_get_feature(const std::vector<std::string>& names);
 
-/// Sets features from pairs of the form FEATURE=STATUS and prints the broker's reply. Sends nothing
-/// unless every element is such a pair. Returns 0 on success and 1 on failure.
+/// Sets features from elements of the form FEATURE=STATUS and prints the broker's reply. Sends
+/// nothing if an element has another form. Returns 0 on success and 1 on failure.
 int run_set_feature(const std::vector<std::string>& pairs);
 
 } // namespace qx::manage

@@ -47,8 +47,9 @@ constexpr cl::detail::value_entry kDeployments[] = {
 
 constexpr int kAttempts = 3;
 
-// Repeats a step, up to kAttempts attempts in all, while it returns false or throws std::bad_alloc.
-// Returns whether the step succeeded. Does not throw, so that the remaining undo steps always run.
+// Runs a step until it succeeds, at most kAttempts times. Retries if the step returns false or
+// throws std::bad_alloc. Returns whether the step succeeded. Does not throw, so that the remaining
+// undo steps always run.
 template <typename Step>
 bool insist(const Step& step) noexcept {
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -94,7 +95,7 @@ void report(const std::string& program, const char* word, const qx::program_end&
     }
 }
 
-// Runs one of the connector's programs. Returns false only when the program hung and was killed.
+// Runs one of the connector's programs. Returns false only if the program hung and was killed.
 bool run(const std::string& program, const char* word, std::chrono::milliseconds grace) noexcept {
     qx::program_end end;
     insist([&] {
@@ -159,7 +160,7 @@ std::string protection_key() {
     return qx::kProtectionEnabledKey.to_string();
 }
 
-// On a full disk, the settings could not be rewritten to turn protection on again.
+// Without reserved space, a full disk could prevent the write that turns protection on again.
 bool reserve_space(std::optional<qx::settings_reserve>& reserve) {
     if (reserve.emplace(protection_key(), "1")) {
         return true;
@@ -178,8 +179,8 @@ bool leave_mark(const qx::switch_mark& mark) {
     return false;
 }
 
-// Without the mark, a later run could not restore protection after a power cut. If protection is
-// off already, the switch proceeds even without a mark.
+// Writes the mark first: without it, a later run could not restore protection after a power cut. If
+// protection is off already, the switch proceeds even without a mark.
 bool disable_agent(std::optional<qx::settings_reserve>& reserve, const qx::switch_mark& mark) {
     if (!mark.was_protected) {
         leave_mark(mark);
@@ -269,7 +270,7 @@ void restore(const qx::switch_mark& mark, std::chrono::milliseconds grace) {
     }
 }
 
-// Returns whether there is a mark.
+// Reads the mark of an interrupted switch. Returns whether there is one.
 bool read_mark(std::optional<qx::switch_mark>& mark) {
     if (qx::read_switch_mark(mark) < 0) {
         QX_LOG(qx::log::level::warning, "Could not look for an interrupted switch: {:s}",
@@ -278,8 +279,8 @@ bool read_mark(std::optional<qx::switch_mark>& mark) {
     return mark.has_value();
 }
 
-// Repairs an interrupted switch, if there is one. The caller holds the lock of the switch, so the
-// mark is not that of a running switch.
+// Repairs an interrupted switch, if there is one. The caller holds the switch lock; otherwise the
+// mark could belong to a running switch.
 int repair_under_lock(std::chrono::milliseconds grace) {
     std::optional<qx::switch_mark> mark;
     if (!read_mark(mark)) {
@@ -314,12 +315,12 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
         return kFailure;
     }
     const std::string default_entrypoint = default_entrypoint_key();
-    // Read the store again: another switch may have changed it since the program started.
     const qx::io::descriptor turn = qx::lock_switch();
-    // A switch that was killed while this one waited has left protection off.
+    // If another switch was killed while this one waited, protection may be off.
     if (const int status = turn ? repair_under_lock(grace) : kSuccess; status != kSuccess) {
         return status;
     }
+    // Read the store again: another switch may have changed it since the program started.
     if (setMgmt::init() < 0) {
         return print_unreadable_settings();
     }
@@ -331,7 +332,7 @@ int run_set_registration_cloud(const std::string& deployment, std::chrono::milli
         return kFailure;
     }
 
-    // Lock before signals are blocked, so that a signal can end the wait for the lock.
+    // Lock the settings before signals are blocked, so that a signal can end the wait for the lock.
     std::optional<qx::settings_lock> settings(std::in_place);
     const HeldSignals held;
     if (setMgmt::init() < 0) {

@@ -16,9 +16,9 @@ enum class CloudDeployment : int {
     development,
 };
 
-/// Returns the words for the update locations: production and staging.
+/// Returns the accepted words for an update location: production and staging.
 cl::value_table location_words();
-/// Returns the words for all deployments.
+/// Returns the accepted words for a deployment.
 cl::value_table cloud_words();
 
 struct RegistrationCloudOptions {
@@ -49,27 +49,28 @@ constexpr const char* deployment_name(CloudDeployment deployment) {
 }
 
 /// Switches the cloud connector to the entry point of `deployment`, a name from deployment_name(),
-/// and deletes the previous registration. Waits
-/// while another process switches or writes the settings. During the switch, the agent's protection
-/// is off and the connector is stopped. Refuses to begin if the process cannot open enough
-/// descriptors or if another user could have replaced one of the connector's programs. Returns 0 on
-/// success or if the entry point is in use already. Returns 1 if the switch was refused or failed.
-/// After a failure the connector is started again, and protection is restored if it was on. If
-/// restoring fails, the next run of the tool retries. The log gives the reason and names programs
-/// that could not be run or that failed.
+/// and deletes the previous registration. Waits while another process is switching or writing the
+/// settings. Repairs an interrupted switch first. During the switch, the agent's protection is off
+/// and the connector is stopped.
 ///
-/// Signals are blocked from the first change until protection is restored and the connector has
-/// been started again, also if an exception is thrown. Once SIGINT, SIGTERM, SIGHUP or SIGQUIT is
-/// pending, each program has `grace` left before it is killed. If a stop command is killed, the
-/// switch is undone.
+/// Refuses to begin if the process cannot open enough descriptors or if another user could have
+/// replaced one of the connector's programs. Returns 0 on success or if the entry point is already
+/// in use. Returns 1 if the switch is refused or fails. After a failure, restores protection if it
+/// was on, and starts the connector again. If protection cannot be restored, the next run of the
+/// tool retries. The log gives the reason and names programs that could not be run or that failed.
+///
+/// Blocks signals from the first change until protection is restored and the connector has been
+/// started again, also if an exception is thrown. Once SIGINT, SIGTERM, SIGHUP or SIGQUIT is
+/// pending, each of the connector's programs has `grace` to end before it is killed. The switch
+/// fails if a stop command is killed.
 int run_set_registration_cloud(const std::string& deployment,
                                std::chrono::milliseconds grace = std::chrono::seconds(10));
 
 /// Repairs a switch that a power cut or SIGKILL interrupted: restores protection, deletes the
 /// previous registration if the new entry point is set, and starts the connector. Does nothing if
 /// no switch was interrupted or if another process is switching. Blocks signals and uses `grace`
-/// like run_set_registration_cloud(). Returns 0 on success. If the settings cannot be read, prints
-/// a message and returns 1.
+/// like run_set_registration_cloud(). Returns 1 after printing a message if the settings cannot be
+/// read, and 0 otherwise.
 int repair_interrupted_switch(std::chrono::milliseconds grace = std::chrono::seconds(10));
 
 /// Stores `deployment`, a name from deployment_name(), as the place where the update component

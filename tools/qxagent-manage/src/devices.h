@@ -46,8 +46,8 @@ int run_set_device_info(const DeviceOptions& options);
 /// that are not UTF-8. Returns the client library's result, or 1 if another text is not UTF-8.
 int run_set_device_online_status(const OnlineStatusOptions& options);
 
-/// Prints the devices with the given ids, or all devices if no id is given. Returns the client
-/// library's result, or 1 if the query cannot be built.
+/// Prints the devices with the given ids, or all devices if no id is given. Ignores ids that are
+/// not UTF-8. Returns the client library's result, or 1 if the query cannot be built.
 int run_get_devices(const DeviceQueryOptions& options);
 
 } // namespace qx::manage

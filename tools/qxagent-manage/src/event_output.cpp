@@ -15,7 +15,7 @@
 namespace qx::manage {
 namespace {
 
-// The default capacity of a pipe.
+// The size of a full buffer: the default capacity of a pipe.
 constexpr std::size_t kFull = std::size_t{64} * 1024;
 
 // Returns as many whole lines as fit into `most` bytes, or the first line if it is longer.
@@ -32,12 +32,11 @@ string_view first_piece(string_view text, std::size_t most) {
 }
 
 // Writes once. If standard output is non-blocking and full, waits until it is writable and fails
-// with EINTR. The caller retries after EINTR.
+// with EINTR, so that the caller retries.
 ssize_t write_some(string_view piece) {
     const ssize_t written = ::write(STDOUT_FILENO, piece.data(), piece.size());
     if (written < 0 && errno == EAGAIN) {
-        // Another process may have set O_NONBLOCK, because processes can share the open file
-        // description.
+        // Another process that shares the open file description may have set O_NONBLOCK.
         pollfd output{STDOUT_FILENO, POLLOUT, 0};
         ::poll(&output, 1, -1);
         errno = EINTR;
@@ -45,7 +44,8 @@ ssize_t write_some(string_view piece) {
     return written;
 }
 
-// Removes an incomplete last line from a regular file after a failed write.
+// Removes an incomplete last line of `unfinished` bytes from a regular file after a failed write.
+// Keeps errno.
 void cut_file(std::size_t unfinished) {
     const int before = errno;
     struct stat status {};
@@ -112,12 +112,13 @@ EventOutput::Result EventOutput::print() {
     return stop_has_come() ? Result::stopped : Result::printed;
 }
 
-// Returns how many bytes can be written without splitting a line. A large write blocks in the
-// middle of a line when the pipe is full, so a piece must fit into the free space of the pipe. A
-// pipe stores data in pages that can be partly filled. The kernel merges small writes, so any two
-// adjacent pages were filled with more than one page of data, but the reader may have drained part
-// of the first. `used` is the resulting upper bound. The kernel never splits a write of up to
-// PIPE_BUF bytes.
+// Returns the maximum size of the next piece. A write larger than the pipe's free space would block
+// in the middle of a line, unless it has at most PIPE_BUF bytes and so is atomic.
+//
+// `used` is an upper bound on the occupied space. Pages in a pipe can be partly filled, but the
+// kernel merges small writes, so two adjacent pages together received more than one page of data.
+// The occupied space is therefore at most twice this data. The data exceeds the unread bytes by at
+// most one page, because the reader may have drained part of the first page.
 std::size_t EventOutput::piece_limit(std::size_t left) const {
     constexpr std::size_t least = PIPE_BUF;
     int unread = 0;
@@ -132,7 +133,7 @@ std::size_t EventOutput::piece_limit(std::size_t left) const {
     return std::max(pipe_size_ - std::min(used, pipe_size_), least);
 }
 
-// Frees the buffer if a single long event has enlarged it.
+// Clears the buffer, and frees it if a single long event has enlarged it.
 void EventOutput::drop_lines() {
     if (lines_.capacity() > 2 * kFull) {
         lines_ = OutputText();

@@ -15,18 +15,19 @@ public:
 
     EventOutput();
 
-    /// Returns about how many bytes of events fit before the next print().
+    /// Returns roughly how many bytes of events can be added before print() is due.
     [[nodiscard]] std::size_t room() const;
-    /// Returns whether print() is due even if more events wait.
+    /// Returns true if print() is due before more events are added.
     [[nodiscard]] bool is_full() const;
 
     /// Adds an event with the name `event_name` and the data `data`, which the caller keeps. Does
     /// nothing if `data` is null. Throws std::bad_alloc.
     void add(string_view event_name, json_t* data);
 
-    /// Writes the collected lines. Waits for a slow reader without a time limit. Returns `stopped`
-    /// once a stop signal has arrived and either everything is written or a second has passed.
-    /// Returns `failed`, with errno, if a write fails; a regular file then ends with a whole line.
+    /// Writes the collected lines and returns `printed`. Waits for a slow reader without a time
+    /// limit. After a stop signal, returns `stopped` when everything is written or a second has
+    /// passed. If a write fails, returns `failed` with errno; a regular file then ends with a whole
+    /// line.
     Result print();
 
 private:
@@ -34,7 +35,7 @@ private:
     void drop_lines();
 
     OutputText lines_;
-    bool takes_all_ = true;     ///< neither pipe nor socket: no write splits a line
+    bool takes_all_ = true;     ///< neither pipe nor socket: write everything at once
     std::size_t pipe_size_ = 0; ///< 0 unless standard output is a pipe
 };
 

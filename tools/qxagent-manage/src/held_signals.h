@@ -7,8 +7,8 @@ namespace qx::manage {
 
 /// Blocks every signal in the calling thread while the object lives, except SIGKILL, SIGSTOP and
 /// the signals that the C library reserves (32 to 34). The destructor lets pending signals take
-/// effect. A fault of the program, such as SIGSEGV, still ends it at once: the kernel delivers the
-/// signal of a fault even if it is blocked.
+/// effect. A fault such as an invalid memory access still ends the program at once: the kernel
+/// delivers its signal (SIGSEGV) even if the signal is blocked.
 class HeldSignals {
 public:
     HeldSignals() {

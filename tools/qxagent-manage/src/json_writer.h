@@ -1,5 +1,5 @@
-// Serialises parsed JSON values to the same bytes as jansson, but faster: jansson checks each value
-// for loops and invalid UTF-8, which parsed values cannot contain.
+// Serialises parsed JSON values to the same bytes as jansson, but faster. jansson checks each value
+// for loops and invalid UTF-8, but parsed values contain neither.
 #pragma once
 
 #include "qx/string_view.h"
@@ -13,9 +13,9 @@ namespace qx::manage {
 /// A buffer for output. Short output needs no allocation.
 using OutputText = fmt::basic_memory_buffer<char, 500>;
 
-/// Appends values to a buffer: on one line, or, for a terminal, indented by 4 and with DEL and the
-/// C1 control characters escaped too. Use one writer per document. Members borrow the values, which
-/// must not be null, and throw std::bad_alloc.
+/// Appends values to a buffer, on one line. For a terminal, it instead indents nested lines by 4
+/// spaces and also escapes DEL and the C1 control characters. Use one writer per document. The
+/// values must not be null and remain the caller's. Members throw std::bad_alloc.
 class JsonWriter {
 public:
     JsonWriter(OutputText& text, bool for_terminal)
@@ -23,7 +23,7 @@ public:
         , for_terminal_(for_terminal) {}
 
     void value(json_t* value);
-    /// Appends an object with the event's name and data.
+    /// Appends an object with the members "event_name" and "data".
     void event(string_view name, json_t* data);
 
 private:

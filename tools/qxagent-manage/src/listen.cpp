@@ -34,8 +34,8 @@ struct Event {
 
 using Events = std::vector<Event>;
 
-// The client library calls this function, so it must not throw. It drops an event if memory is
-// short.
+// The client library calls this function, so it must not throw. If memory is short, it drops the
+// event.
 void print_event(const char* text, void* user_data) noexcept try {
     const Event& subscribed = *static_cast<const Event*>(user_data);
     const qx::json_ptr data(::json_loads(text, 0, nullptr));
@@ -43,7 +43,7 @@ void print_event(const char* text, void* user_data) noexcept try {
 } catch (const std::bad_alloc&) {
 }
 
-// Applies QX_LISTEN_BACKLOG.
+// Applies QX_LISTEN_BACKLOG, the maximum size of waiting events in MiB.
 std::optional<Failure> set_backlog_limit() {
     constexpr std::uint64_t most = std::uint64_t{1024} * 1024;
     const char* const text = std::getenv("QX_LISTEN_BACKLOG");
@@ -112,8 +112,8 @@ private:
     std::vector<int> fds_;
 };
 
-// With no events requested, epoll reports only that the reader of standard output has closed. The
-// call fails for a regular file, which has no reader.
+// With an empty event mask, epoll reports only that the reader of standard output has closed. The
+// call fails for a regular file, which has no reader; the failure is ignored.
 void watch_reader(int epfd) {
     qx::io::epoll_set_fd(epfd, STDOUT_FILENO, 0);
 }
@@ -158,7 +158,7 @@ Next handle(int fd, int signal_fd, EventOutput& output) {
     return output.is_full() ? print(output) : Next::wait;
 }
 
-// Handles every ready descriptor, then prints the events that were received.
+// Handles the ready descriptors, then prints the received events.
 Next handle_all(std::span<const epoll_event> ready, int signal_fd, EventOutput& output) {
     for (const epoll_event& event : ready) {
         const Next next = handle(event.data.fd, signal_fd, output);

@@ -16,9 +16,9 @@ struct ListenOptions {
 };
 
 /// Subscribes to `events`, or to all events if the set is empty, and prints each event as one JSON
-/// object until SIGINT, SIGQUIT or SIGTERM arrives. Returns 0 after such a signal. Returns 1 if
-/// something fails, after one line on standard error, or without a line if the reader of standard
-/// output has closed. Main thread only.
+/// object until SIGINT, SIGQUIT or SIGTERM arrives. Returns 0 after such a signal. On failure,
+/// prints one line on standard error and returns 1. If the reader of standard output closes,
+/// returns 1 without printing a line. Main thread only.
 int run_listen(const std::set<std::string>& events);
 
 } // namespace qx::manage

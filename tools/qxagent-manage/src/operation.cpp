@@ -161,7 +161,7 @@ bool may_quote_secrets(Operation operation, const Reason& why) {
             why.failure.stage == QX_PLIX_STAGE_BAD_REPLY);
 }
 
-// Call it while the log is open.
+// The log must be open.
 void log_reason(const OperationRow& row) {
     const Reason& why = reason();
     QX_LOG(qx::log::level::info, "{}: {}", row.word,

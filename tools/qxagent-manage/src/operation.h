@@ -8,7 +8,7 @@
 
 namespace qx::manage {
 
-/// Operations in the order of the rows in the table.
+/// The operations, in the order of the table's rows.
 enum class Operation : int {
     listen,
     register_router,
@@ -63,10 +63,11 @@ using Handler = int (*)(const CommandLine& options);
 enum class Needs {
     nothing,
     services,
-    stoppable_services, ///< services; a stop signal ends the program with status 0 from the start
+    /// Like `services`, but a stop signal during start-up ends the program with status 0.
+    stoppable_services,
 };
 
-// Members are ordered for readable rows instead of minimal padding.
+// The order of the members makes the rows readable, at the cost of padding.
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 struct OperationRow {
     Operation operation;
@@ -88,8 +89,8 @@ const OperationRow& row_of(Operation operation);
 /// if the library call failed. Throws std::bad_alloc if memory was short.
 int do_work(const OperationRow& row, const CommandLine& options);
 
-/// Starts the services that the operation needs, runs the operation and stops the services. Logs
-/// why the operation failed. Returns the exit status, or -1 if the library call failed. Main thread
+/// Starts the services that the operation needs, runs the operation and stops the services. On
+/// failure, logs the reason. Returns the exit status, or -1 if the library call failed. Main thread
 /// only.
 int run(const OperationRow& row, const CommandLine& options);
 

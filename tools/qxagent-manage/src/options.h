@@ -1,5 +1,5 @@
-// Option types of the operations. Each operation declares a record of its options beside its
-// handler, and CommandLine contains all these records.
+// Option types of the operations. Each operation declares a struct of its options beside its
+// handler. CommandLine contains all these structs.
 #pragma once
 
 #include "qx/cl.h"
@@ -15,7 +15,7 @@ using List = cl::list<std::string>;
 using Set = cl::set<std::string>;
 using Flag = cl::flag;
 
-/// The operation to which a record of options belongs. It is the first member of the record,
+/// The operation to which a struct of options belongs. It is the first member of the struct,
 /// because the other members refer to it.
 using Owner = cl::subcommandname_struct;
 

@@ -73,7 +73,7 @@ void note(const Failure& failure, bool is_told) {
     note_reason(failure.message.stage, {line.data(), line.size()}, is_told);
 }
 
-// Returns whether `text`, which has been printed, contains the client library's reason.
+// Returns whether `text`, which is already printed, contains the client library's reason.
 bool is_told_by(const char* text) {
     qx_plix_failure_t failure;
     qx_plix_last_failure(&failure);
@@ -89,7 +89,7 @@ void print_line(const char* kind, string_view text) {
     qx::println(stderr, "qxagent-manage: {}{}{}{}", speaker, separator, kind, line);
 }
 
-// Converts a text to JSON. Escapes a text that is not UTF-8.
+// Converts a text to a JSON string. If the text is not UTF-8, escapes it first.
 json_t* to_json(string_view text) {
     json_t* const value = ::json_stringn(text.data(), text.size());
     return value != nullptr ? value : ::json_string(shown(text).c_str());
@@ -179,7 +179,7 @@ void append_json(OutputText& text, json_t* value, string_view event_name) {
         return;
     }
     std::size_t end = text.size();
-    // Remove an incomplete line if memory runs short.
+    // If memory runs short, remove the incomplete line.
     const qx::scope_guard cut([&] { text.resize(end); });
     JsonWriter writer(text, output_is_terminal());
     if (event_name.empty()) {

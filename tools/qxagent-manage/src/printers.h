@@ -1,7 +1,7 @@
 // All output of the tool: results and usage on standard output, failures and warnings on standard
-// error. No other file of the tool writes to standard error. Functions do not report write errors;
-// check_standard_output() detects those of standard output. Main thread only, unless stated
-// otherwise.
+// error. No other file of the tool writes to standard error. The functions do not report write
+// errors; check_standard_output() detects write errors on standard output. Main thread only, unless
+// stated otherwise.
 #pragma once
 
 #include "json_writer.h"
@@ -25,7 +25,7 @@ inline constexpr char broker[] = "broker"; ///< the client library knows the rea
 
 } // namespace stage
 
-/// A line that says why an operation fails. "{}" is replaced by the detail of the failure.
+/// A line that says why an operation fails. The detail of the failure replaces "{}".
 struct Message {
     const char* stage;
     const char* text;
@@ -96,14 +96,14 @@ Failure system_failure(Message message);
 /// Returns the failure as one line without a line feed.
 std::string to_line(const Failure& failure);
 
-/// Records the failure as the run's reason without printing it. Returns kFailure.
+/// Records the failure as the run's reason (reason.h) without printing it. Returns kFailure.
 int note_failure(const Failure& failure);
 
 /// Prints the failure's line on standard error and records the failure as the run's reason. For a
 /// failure of stage::broker, the reason is the client library's last failure. Returns kFailure.
 int print_failure(const Failure& failure);
 
-/// Prints the line of a failure that does not end the operation.
+/// Prints the failure's line without recording the failure. The operation continues.
 void print_passed_over(const Failure& failure);
 
 /// Prints why the last attempt to open the settings store failed, and records it as the run's
@@ -117,36 +117,38 @@ bool errors_setting_is_valid();
 /// must be a constant. Call it before any other thread runs.
 void speak_for(const char* operation);
 
-/// Prints a warning if QX_ERRORS enables reasons. The run may still succeed. Safe to call from any
-/// thread.
+/// Prints a warning in the form that QX_ERRORS selects: one line, JSON or nothing. Does not affect
+/// the exit status. Safe to call from any thread.
 void print_notice(string_view text);
 
-/// Prints the run's reason if `status` is not 0 and QX_ERRORS enables reasons. In text form, prints
-/// nothing if an earlier line gave the reason. Call it last in a run that ends with `status`.
+/// If `status` is not 0, prints the run's reason in the form that QX_ERRORS selects. In text form,
+/// prints nothing if an earlier line gave the reason. Call it last in a run that ends with
+/// `status`.
 void print_reason(int status);
 
-/// Appends a parsed JSON document in the form in which the tool prints it: on one line, or indented
-/// by 4 if standard output is a terminal. If `event_name` is given, appends an event object with
-/// this name and with the document as its data. Appends nothing if `value` is null. The caller
-/// keeps `value`. Throws std::bad_alloc, also if memory was too short to parse `value`.
+/// Appends a parsed JSON document in the tool's output format: on one line, or indented by 4 spaces
+/// if standard output is a terminal. If `event_name` is given, appends an event object with this
+/// name and with the document as its data. Appends nothing if `value` is null. The caller keeps
+/// `value`. Throws std::bad_alloc, also if memory was too short to parse `value` completely.
 void append_json(OutputText& text, json_t* value, string_view event_name = {});
 
-/// Prints a JSON document (an object or an array) on standard output. Does nothing for null. For
-/// any other text, prints only a notice.
+/// Prints a JSON document (an object or an array) on standard output. Does nothing if `text` is
+/// null. If `text` is not such a document, prints only a notice.
 void print_output(const char* text);
 
 /// Prints a one-member object with `key`, or "key: value" when standard output is a terminal.
 void print_bool_output(bool value, const char* key);
 
-/// Prints `err`, which the client library's last call has filled, as a block of four lines on
-/// standard error.
+/// Prints `err` as a block of four lines on standard error and records the reason. The client
+/// library's last call must have filled `err`.
 void print_error(const qx_plix_error_t& err);
 
-/// Prints on standard error why a schedule was refused: the library's result and its reason, which
-/// may be null.
+/// Prints on standard error why a schedule was refused, and records the reason. `result` and
+/// `reason` come from the client library; `reason` may be null.
 void print_schedule_error(int result, const char* reason);
 
-/// Prints the usage on standard output and the last-error record on standard error.
+/// Prints the usage on standard output and the last error (qx/last_error.h) on standard error, and
+/// records the last error as the run's reason.
 void print_usage();
 
 /// Prints a warning as a block of two lines on standard error. Use it only where the tool's

@@ -33,7 +33,7 @@ void notify_manager(const char* state) {
         address.sun_path[0] = '\0';
     }
     const qx::io::descriptor manager(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    const timeval patience{1, 0}; // if the manager's queue is full
+    const timeval patience{1, 0}; // wait at most 1 s if the manager's queue is full
     ::setsockopt(manager.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
     if (::connect(manager.get(), reinterpret_cast<const sockaddr*>(&address), size) == 0) {

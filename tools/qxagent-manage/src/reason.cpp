@@ -31,7 +31,7 @@ void note_reason(const char* stage, string_view message, bool is_told) {
     first.stage = stage;
     first.is_told = is_told;
     std::size_t length = std::min(message.size(), sizeof first.failure.message - 1);
-    // Do not cut within a character.
+    // Do not split a UTF-8 character.
     while (length > 0 && length < message.size() && (message.data()[length] & 0xC0) == 0x80) {
         --length;
     }

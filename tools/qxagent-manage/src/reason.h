@@ -8,15 +8,15 @@ namespace qx::manage {
 
 /// The first recorded reason. Later failures are its consequences and are not recorded.
 struct Reason {
-    const char* stage = nullptr; ///< null when no reason was noted
+    const char* stage = nullptr; ///< null if no reason is recorded
     bool is_told = false;        ///< a line on standard error already gives the reason
     qx_plix_failure_t failure{}; ///< the message and the broker's code and description
 };
 
 const Reason& reason();
 
-/// Records a reason of the tool. `stage` is not copied, so it must be a constant; `message` is
-/// copied and may be shortened. `is_told` states that standard error already shows the reason.
+/// Records a failure of the tool itself. `stage` is not copied, so it must be a constant; `message`
+/// is copied and may be truncated. `is_told` states that standard error already shows the reason.
 void note_reason(const char* stage, string_view message, bool is_told);
 
 /// Records why the client library's last call failed. Does nothing if that call succeeded.

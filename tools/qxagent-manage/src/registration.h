@@ -19,12 +19,12 @@ struct RegistrationOptions {
 // (registration_params.h).
 
 /// Sends the key=value pairs of `params` as the registration record. Returns 0 on success. Returns
-/// 1 without sending anything if a pair is invalid, and 1 after printing the error block if the
-/// broker refuses the record.
+/// 1 without sending anything if a pair is invalid. Returns 1 after printing the error block if the
+/// library call fails.
 int run_register(const std::vector<std::string>& params);
 
 /// Registers with the values of the keys token, mac and redeem in `params`. Sends an empty text for
-/// a missing key. Names other keys on standard error and ignores them. Returns 0 on success and 1
+/// a missing key. Ignores other keys and names them on standard error. Returns 0 on success and 1
 /// on failure.
 int run_register_to_cloud(const std::vector<std::string>& params);
 

@@ -26,7 +26,7 @@ std::optional<Failure> read_standard_input(std::string& input) {
     return std::nullopt;
 }
 
-// Refuses a line with a zero byte, which would truncate the value.
+// Rejects a line with a zero byte, which would truncate the value.
 std::optional<Pair> split_line(qx::string_view line) {
     const std::size_t equals = line.find("=");
     if (equals == qx::string_view::npos || std::memchr(line.data(), '\0', line.size()) != nullptr) {

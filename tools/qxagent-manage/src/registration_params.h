@@ -13,16 +13,16 @@ namespace qx::manage {
 /// Splits the elements of `--params` into pairs.
 class RegistrationParams {
 public:
-    /// If the only element is "-", reads the pairs from standard input, one per line; unlike the
-    /// command line, standard input is hidden from other users. Splits each line at its first "="
-    /// and ignores empty lines.
+    /// Splits each element, which must contain exactly one "=". If the only element is "-", reads
+    /// one pair per line from standard input instead. Unlike the command line, standard input is
+    /// hidden from other users. Splits each line at its first "=" and ignores empty lines.
     explicit RegistrationParams(const std::vector<std::string>& elements);
 
-    /// Set if standard input could not be read or is longer than 1 MiB.
+    /// Returns a failure if standard input could not be read or is longer than 1 MiB.
     [[nodiscard]] const std::optional<Failure>& failure() const { return failure_; }
 
-    /// The pairs in order, with nullopt for an element or line that is not a pair. They are views
-    /// into this object or into the elements.
+    /// Returns the pairs in order, with nullopt for an element or line that is not a pair. The
+    /// pairs are views into this object or into the elements.
     [[nodiscard]] const std::vector<std::optional<Pair>>& pairs() const { return pairs_; }
 
 private:

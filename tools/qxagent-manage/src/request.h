@@ -10,14 +10,14 @@
 
 namespace qx::manage {
 
-/// Builds a request document, a JSON object, member by member. add() ignores an option that is not
-/// given and an empty text.
+/// Builds a request document, a JSON object, member by member. add() ignores an empty Text and an
+/// Integer or Boolean that is not given.
 class Request {
 public:
     void add(const char* key, const Text& text);
     void add(const char* key, const Integer& number);
     void add(const char* key, const Boolean& truth);
-    /// Adds `value`. If `value` is null, because it could not be built, take() and send() fail.
+    /// Adds `value`. If `value` is null because it could not be built, take() and send() fail.
     void add(const char* key, qx::json_ptr value);
 
     /// Transfers ownership of the object to the caller. Returns null if a member could not be
@@ -36,16 +36,16 @@ private:
 /// Returns a text, which may be empty, as JSON, or null if it is not UTF-8.
 qx::json_ptr text_value(qx::string_view text);
 
-/// Returns an array of those texts that are UTF-8, in order, or null if memory is short. Prints a
-/// notice that names `option` if a text is left out.
+/// Returns an array of the texts that are UTF-8, in order, or null if memory is short. Prints a
+/// notice that names `option` if it leaves out a text.
 qx::json_ptr array_of_valid(const char* option, const std::vector<std::string>& texts);
 
 /// Returns an array of the texts, in order. If one of them is not UTF-8, records a failure that
 /// names `option` and returns null.
 qx::json_ptr text_array(const char* option, const std::vector<std::string>& texts);
 
-/// Sets the member `pair.first` of `object` to the text `pair.second`. Returns false if one of them
-/// is not UTF-8.
+/// Sets the member `pair.first` of `object` to the text `pair.second`. Returns false if one of the
+/// two is not UTF-8.
 bool set_text(const qx::json_ptr& object, const Pair& pair);
 
 /// Returns the request as one line of JSON for the client library, or null if memory is short.

@@ -12,8 +12,8 @@
 namespace qx::manage {
 namespace {
 
-// Converts a text that begins with a number to this number, provided that the number fits 32 bits.
-// Any other text stays a text.
+// Converts a text to JSON. If the text begins with a number that fits into 32 bits, returns that
+// number; otherwise returns a string.
 qx::json_ptr day_value(const std::string& day) {
     const char* const text = day.c_str();
     char* end = nullptr;

@@ -6,7 +6,7 @@
 
 namespace qx::manage {
 
-/// The tool does not check the texts; the broker does.
+/// The broker checks the text values; the tool does not.
 struct ScheduleOptions {
     Owner owner;
     Text at{"at", owner, cl::valuedesc("<hour>:<minute>"), kRequired,
@@ -42,13 +42,13 @@ struct ExclusionOptions {
                  "(the overlapping detection algorithm is case insensitive).")};
 };
 
-/// Sets the scan schedule. Returns 0 on success. Returns 1 after one line on standard error if the
-/// schedule is refused.
+/// Sets the scan schedule. Returns 0 on success. If the schedule is refused, prints one line on
+/// standard error and returns 1.
 int run_va_set_schedule(const ScheduleOptions& options);
 
 /// Sets the patterns of MAC addresses that scans exclude. Returns 0 on success. Returns 1 after
-/// printing the error block if the patterns are refused, and 1 without it if a pattern is not
-/// UTF-8.
+/// printing the error block if the library call fails. Returns 1 without the block if a pattern is
+/// not UTF-8.
 int run_va_set_exclusions(const ExclusionOptions& options);
 
 /// Prints the patterns of MAC addresses that scans exclude. Returns 0 on success, and 1 after

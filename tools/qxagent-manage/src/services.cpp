@@ -19,7 +19,7 @@
 namespace qx::manage {
 namespace {
 
-// The client library's callbacks must not throw, so they drop a line if memory is short.
+// Callbacks of the client library must not throw. If memory is short, they drop the log line.
 
 void log_warning(const char* text, void* /*unused*/) noexcept try {
     QX_LOG(qx::log::level::warning, "{:s}", text);
@@ -44,7 +44,9 @@ void log_request(const qxplix::traced_request& request) noexcept try {
 } catch (const std::bad_alloc&) {
 }
 
-// The client library prints why no broker runs, but it prints nothing if no agent is installed.
+// Records why the client library did not start. The library prints a line if the broker is not
+// running or has the wrong version. If no agent is installed, the stage is also NOT_RUNNING, but
+// the library prints nothing.
 int report_start() {
     qx_plix_failure_t failure;
     qx_plix_last_failure(&failure);

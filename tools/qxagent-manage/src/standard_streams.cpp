@@ -15,8 +15,8 @@ namespace {
 
 constexpr std::size_t kLineBuffer = 1024;
 
-// Opens the root directory with O_PATH: reads and writes fail as on a closed descriptor, and the
-// directory always exists. Each open() takes the lowest free number.
+// Opens the root directory, which always exists. With O_PATH, reads and writes fail as on a closed
+// descriptor. open() returns the lowest free number, which is that of the closed stream.
 void occupy_closed_descriptors() {
     pollfd standard[] = {{STDIN_FILENO, 0, 0}, {STDOUT_FILENO, 0, 0}, {STDERR_FILENO, 0, 0}};
     if (::poll(standard, std::size(standard), 0) <= 0) {

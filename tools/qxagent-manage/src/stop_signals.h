@@ -5,17 +5,17 @@
 
 namespace qx::manage {
 
-/// Makes a stop signal end the process at once with status 0, even if the program that started this
-/// one has blocked or ignored the signal.
+/// Makes a stop signal end the process at once with status 0, even if the parent process had
+/// blocked or ignored the signal.
 void end_at_once_on_stop();
 
-/// Blocks the stop signals. Returns a signalfd that is readable while one is pending, or -1 with
-/// errno.
+/// Blocks the stop signals. Returns a signalfd that is readable while one of them is pending, or -1
+/// with errno. The caller owns the descriptor.
 int hold_stop_signals();
 
-/// Lets the stop signals that hold_stop_signals() has blocked interrupt system calls while the
-/// object lives. After the first stop signal a timer repeats SIGTERM every 100 ms, so that a system
-/// call that begins just after the signal is interrupted too.
+/// Unblocks the stop signals while the object lives, so that they interrupt system calls. Call
+/// hold_stop_signals() first. After the first stop signal, a timer repeats SIGTERM every 100 ms, so
+/// that a system call that begins just after the signal is interrupted too.
 class InterruptedByStop {
 public:
     InterruptedByStop();
@@ -29,7 +29,7 @@ private:
 
 /// Returns whether a stop signal has arrived while an InterruptedByStop lived.
 bool stop_has_come();
-/// Returns whether such a signal arrived more than a second ago.
+/// Returns true from about a second after the first such signal.
 bool stop_is_overdue();
 
 } // namespace qx::manage
