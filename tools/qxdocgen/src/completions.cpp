@@ -6,8 +6,9 @@
 namespace qx::docgen {
 namespace {
 
-/// An option whose values only the broker knows: the texts after `key` in the result of `command`.
-/// sed replaces each text by `form`.
+/// An option whose values only the broker knows. The script runs the operation `command` and offers
+/// each text that follows `key` in the result. `form` is the sed replacement that turns a text into
+/// values.
 struct Question {
     const char* option;
     const char* key;
@@ -16,7 +17,7 @@ struct Question {
 };
 
 constexpr const char* kDeviceId = "\"device_id\": ";
-// The bracket or comma excludes the router's own name, which begins the result.
+// The result begins with the router's own name. Only interface objects follow a bracket or comma.
 constexpr const char* kInterfaceName = "[[,] *{\"name\": ";
 
 constexpr Question kQuestions[] = {
@@ -28,7 +29,7 @@ constexpr Question kQuestions[] = {
     {"interfaces", kInterfaceName, "&:wan\\n&:lan", "get_router_info"},
 };
 
-/// Values to offer for an option that accepts others too.
+/// Values to offer for an option that also accepts other values.
 struct Suggestion {
     const char* option;
     const char* words;
@@ -76,7 +77,7 @@ std::string values_case(const Operation& operation, const Option& option) {
     const std::string separator =
         option.separator.empty() ? "" : " separator=" + posix_quoted(option.separator);
     const std::string name = option.name.empty() ? operation.name : "--" + option.name;
-    // Without the semicolon, the assignment would apply to the command only.
+    // Without the semicolon, the assignment to `separator` would apply to the command only.
     return "    " + name + ")" + separator + (separator.empty() ? " " : "; ") + command + " ;;";
 }
 
@@ -91,7 +92,8 @@ std::string option_lines(const std::vector<Option>& options) {
     return lines;
 }
 
-/// Returns the options of all operations, without duplicate names.
+/// Returns the options of all operations, without duplicate names. Throws std::runtime_error if
+/// options of the same name take different values.
 std::vector<Option> all_options(const std::vector<Operation>& operations) {
     std::vector<Option> all;
     for (const Operation& operation : operations) {
@@ -109,7 +111,7 @@ std::vector<Option> all_options(const std::vector<Operation>& operations) {
     return all;
 }
 
-/// Returns a `case` pattern of the options that have a property.
+/// Returns a `case` pattern that matches the options for which `has_property` returns true.
 std::string pattern(const std::vector<Option>& options, bool (*has_property)(const Option&)) {
     std::string names;
     for (const Option& option : options) {

@@ -1,4 +1,4 @@
-// The generated parts of the completions. The completions of all shells run the same sh script.
+// The generated parts of the shell completions. All shells run the same sh script.
 #pragma once
 
 #include "vocabulary.h"
@@ -9,8 +9,8 @@
 
 namespace qx::docgen {
 
-/// Returns the script's marks and their replacements. Throws std::runtime_error if options of the
-/// same name take different values, because the script looks values up by name.
+/// Returns the marks of the sh script and their replacements. Throws std::runtime_error if options
+/// of the same name take different values, because the script looks up values by option name.
 std::map<std::string, std::string, std::less<>>
 script_marks(const std::vector<Operation>& operations);
 

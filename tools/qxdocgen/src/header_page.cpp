@@ -12,11 +12,11 @@ namespace {
 
 /// Consecutive non-empty lines: a comment and the declarations that it describes.
 struct Block {
-    std::string comment; ///< lines without comment marks
+    std::string comment; ///< lines without the comment delimiters
     std::string code;
 };
 
-/// Returns one line of a comment without comment marks. Sets `open` to whether the comment
+/// Returns one line of a comment without the comment delimiters. Sets `open` to whether the comment
 /// continues.
 std::string comment_line(std::string line, bool& open) {
     const std::size_t end = line.find("*/");

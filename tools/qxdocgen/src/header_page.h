@@ -5,8 +5,8 @@
 
 namespace qx::docgen {
 
-/// Converts the text of a C header to mdoc. The page starts with the first comment of the header.
-/// Each section lists its declarations, each followed by its comment.
+/// Converts the text of a C header to mdoc. The page starts with the header's first comment. Each
+/// declaration is followed by its comment.
 std::string header_page(const std::string& header);
 
 } // namespace qx::docgen

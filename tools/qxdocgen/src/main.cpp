@@ -1,4 +1,4 @@
-// qxdocgen TEMPLATE OUTPUT HEADER README WORDS: copies TEMPLATE to OUTPUT and replaces its marks.
+// qxdocgen TEMPLATE OUTPUT HEADER README WORDS: copies TEMPLATE to OUTPUT and replaces each @MARK@.
 // The replacements come from the options that the tool registers, from the library's HEADER and
 // from the C program in README. WORDS is the template of the script that completions run.
 

@@ -20,12 +20,13 @@ std::string escaped(const std::string& text) {
     return result;
 }
 
-/// Protects a line that the formatter would read as a request.
+/// Protects a line that the formatter would interpret as a request.
 std::string protected_line(const std::string& line) {
     return (line.starts_with('.') || line.starts_with('\'') ? "\\&" : "") + line;
 }
 
-/// Returns the position of the identifier at the end of `text`.
+/// Returns the position of the identifier at the end of `text`, or the size of `text` if there is
+/// none.
 std::size_t begin_of_name(const std::string& text) {
     std::size_t begin = text.size();
     while (begin > 0 && (std::isalnum(static_cast<unsigned char>(text[begin - 1])) != 0 ||
@@ -35,7 +36,7 @@ std::size_t begin_of_name(const std::string& text) {
     return begin;
 }
 
-/// Marks up words between backquotes as variables, and names before "()" as functions.
+/// Marks up words between backquotes as italic, and names before "()" as bold.
 std::string marked_up(const std::string& text) {
     std::string result;
     bool quoted = false;

@@ -9,7 +9,7 @@ namespace qx::docgen {
 /// and words between backquotes. The result ends with a line feed.
 std::string mdoc_paragraph(const std::string& text);
 
-/// Formats lines that are shown unchanged.
+/// Formats lines as a literal block. The result does not end with a line feed.
 std::string mdoc_literal(const std::string& text);
 
 } // namespace qx::docgen

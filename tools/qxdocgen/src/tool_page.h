@@ -8,7 +8,7 @@
 
 namespace qx::docgen {
 
-/// Returns a list of the operations, each with its options.
+/// Returns an mdoc list of the operations, each with its options.
 std::string tool_operations(const std::vector<Operation>& operations);
 
 } // namespace qx::docgen

@@ -9,8 +9,8 @@
 namespace qx::docgen {
 namespace {
 
-// Some options accept any word because the broker checks the value. The value description of such
-// an option lists the words.
+// The broker, not the tool, checks the values of some options. The value description of such an
+// option lists the valid words.
 std::vector<Choice> alternatives(string_view value_description) {
     std::vector<Choice> found;
     for (const string_view word : value_description.split("|")) {
@@ -19,7 +19,7 @@ std::vector<Choice> alternatives(string_view value_description) {
     return found.size() > 1 ? found : std::vector<Choice>();
 }
 
-// `auto`, because the class of the registered options is private to the parser.
+// The parameter is `auto` because the class of the registered options is private to the parser.
 std::vector<Choice> choices_of(const auto& option, const manage::CommandLine& command_line) {
     if (&option == &command_line.listen.events) {
         return event_names();

@@ -1,4 +1,4 @@
-// The operations and options, as documents describe them.
+// The operations and options of the tool, as documents and completions need them.
 #pragma once
 
 #include "command_line.h"
@@ -32,13 +32,13 @@ struct Operation {
 /// Returns the names of all events.
 std::vector<Choice> event_names();
 
-/// Returns the operations that `command_line` has registered, with their options, in their order.
+/// Returns the operations and options of `command_line`, in the order of registration.
 std::vector<Operation> read_vocabulary(const manage::CommandLine& command_line);
 
-/// Shortens a help text to the part that fits beside a word in a menu.
+/// Returns the first clause of a help text, so that it fits beside a word in a menu.
 std::string short_help(const std::string& help);
 
-/// Joins the words of the choices.
+/// Joins the words of the choices with `separator`.
 std::string words_of(const std::vector<Choice>& choices, const char* separator);
 
 /// Returns the words of the command line for a fuzzer's dictionary: quoted, one per line.
