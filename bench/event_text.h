@@ -1,5 +1,5 @@
-// The events of the benchmark's broker. They have jansson's layout, so the output that a listener
-// must print is known without parsing.
+// Builds the events that fast_broker sends. They are laid out as jansson prints them, so a correct
+// listener prints them unchanged.
 #pragma once
 
 #include <stddef.h>
@@ -15,12 +15,11 @@ struct event_template {
     size_t size;
 };
 
-/// Returns a template of events of exactly `size` bytes. `text` is null if `size` is too small (200
-/// is enough) or memory is short. The caller frees `text`.
+/// Returns a template of events of exactly `size` bytes. Its `text` is null if `size` is too small
+/// (200 is enough) or memory runs out. The caller frees `text`.
 struct event_template event_template_make(size_t size);
 
-/// Writes the text of event `number` to `out`, which must have room for `events->size` bytes.
-/// Writes no terminator.
+/// Writes event `number` to `out`: exactly `events->size` bytes and no terminator.
 void event_write(const struct event_template* events, uint32_t number, char* out);
 
 #ifdef __cplusplus

@@ -1,7 +1,7 @@
-// A broker that answers at once, so that only the time of the client is measured. Creates and locks
-// DIR/var/run/qxbrokerd.version, then prints "ready". Prints "subscribed" for every subscription.
-// The order "burst COUNT SIZE" on standard input sends events to all subscribers. Ends at EOF on
-// standard input.
+// A broker that does almost no work, so a measurement shows the time of the client. Creates and
+// locks DIR/var/run/qxbrokerd.version, listens, and prints "ready". Prints "subscribed" for every
+// subscription. The line "burst COUNT SIZE" on standard input sends COUNT events of SIZE bytes to
+// every subscriber. Ends at EOF on standard input.
 // usage: fast_broker DIR
 #define _GNU_SOURCE
 #include "base/install.h"
@@ -35,8 +35,8 @@ struct client {
     bool connected;
     bool subscribed;
     int fd;
-    size_t have;   // bytes of the request
-    uint32_t sent; // events of the burst in or before `out`
+    size_t have;   // bytes received of the request
+    uint32_t sent; // events of the burst that were put into `out` so far
     size_t out_at;
     size_t out_end;
     char request[kRequest];
@@ -66,7 +66,7 @@ static void make_directory(const char* directory, const char* below) {
     }
 }
 
-// Leaves the descriptor open, because closing it would release the lock.
+// Leaves the descriptor open: closing it would release the lock.
 static void lock_version_file(const char* directory) {
     make_directory(directory, "/var");
     make_directory(directory, "/var/run");
@@ -150,8 +150,8 @@ static bool make_frames(const struct broker* broker, struct client* client) {
     return client->out_end > 0;
 }
 
-// Sends the burst until the socket is full. The rest follows when the client has read. Returns
-// false if the client has closed the connection.
+// Sends the burst until the socket buffer is full; the caller continues when epoll reports room.
+// Returns false if the client has closed the connection.
 static bool send_burst(const struct broker* broker, struct client* client) {
     while (client->out_at < client->out_end || make_frames(broker, client)) {
         const ssize_t sent = send(client->fd, client->out + client->out_at,
@@ -176,7 +176,7 @@ static bool subscribe(const struct broker* broker, struct client* client) {
     return true;
 }
 
-// Returns false if the client must be dropped.
+// Answers the requests that have arrived. Returns false if the client must be dropped.
 static bool read_request(const struct broker* broker, struct client* client) {
     for (;;) {
         char* const end = client->request + client->have;
@@ -206,14 +206,14 @@ static void start_burst(struct broker* broker, uint32_t count, size_t size) {
     free(broker->events.text);
     broker->events = event_template_make(size);
     if (broker->events.text == NULL || size + sizeof(int32_t) > kOut) {
-        fprintf(stderr, "fast_broker: no events of %zu bytes\n", size);
+        fprintf(stderr, "fast_broker: cannot make events of %zu bytes\n", size);
         exit(1);
     }
     broker->burst = count;
     for (struct client* client = broker->clients; client < broker->clients + kClients; ++client) {
         if (client->connected && client->subscribed) {
             client->sent = 0;
-            // epoll reports a closed connection, and the client is dropped then.
+            // Ignore a failure: epoll reports the closed connection, and handle() drops the client.
             send_burst(broker, client);
         }
     }
@@ -232,7 +232,7 @@ static void read_console(struct broker* broker) {
         strncmp(line, word, sizeof word - 1) == 0 ? strtoul(line + sizeof word - 1, &end, 10) : 0;
     const unsigned long size = end != NULL ? strtoul(end, NULL, 10) : 0;
     if (count == 0 || count > UINT32_MAX || size == 0) {
-        fprintf(stderr, "fast_broker: not understood: %s", line);
+        fprintf(stderr, "fast_broker: invalid line: %s", line);
         exit(1);
     }
     start_burst(broker, (uint32_t)count, size);

@@ -1,7 +1,8 @@
-// The lower bound of the cost of `listen`: receives events in large pieces, and parses and
-// serialises each event once with jansson. Writes each line at once. With the argument "collect",
-// collects up to 64 KiB of lines while more input waits. Ends on a signal or when the broker closes
-// the connection.
+// A minimal `listen`, the reference for the cost of the tool. Receives events in pieces of up
+// to 64 KiB, and parses and serialises each event once with jansson. Writes each line immediately.
+// With the argument "collect", batches lines: writes 64 KiB at a time, and the rest before it
+// blocks on input. Ends on a signal or when the broker closes the connection.
+//
 // usage: floor_listen [collect]
 #include "broker_socket.h"
 
@@ -55,8 +56,8 @@ static bool print_event(struct output* output, const char* text, size_t length) 
     return write_lines(output, output->collects ? kPiece - 1 : 0);
 }
 
-// Prints the complete frames at the front of `bytes`, except the first frame, which answers the
-// request. Returns the number of consumed bytes, or -1 on failure.
+// Prints the complete frames at the front of `bytes`. Skips the first frame of the connection,
+// which is the reply to the request. Returns the number of consumed bytes, or -1 on failure.
 static ssize_t take_frames(struct output* output, const char* bytes, size_t have, bool* answered) {
     size_t taken = 0;
     while (have - taken >= kHeader) {
@@ -77,7 +78,7 @@ static ssize_t take_frames(struct output* output, const char* bytes, size_t have
     return (ssize_t)taken;
 }
 
-// Writes the collected lines before it blocks.
+// Works like recv(), but writes the collected lines before it blocks.
 static ssize_t receive(struct output* output, int fd, char* bytes, size_t size) {
     const ssize_t got = recv(fd, bytes, size, output->collects ? MSG_DONTWAIT : 0);
     if (got >= 0 || errno != EAGAIN) {

@@ -1,5 +1,5 @@
-// The lower bound of the cost of one request: asks the broker for its version. Relies on the
-// benchmark's broker, whose answers need no parsing.
+// A minimal request, the reference for the cost of the tool: asks the broker for its version and
+// prints the data of the reply without parsing it. Works only with fast_broker.
 #include "broker_socket.h"
 
 #include <stdint.h>
@@ -11,7 +11,7 @@ static const char kAnswerStart[] = "{\"status\": 0, \"data\": ";
 
 enum { kHeader = sizeof(int32_t), kLargest = 4096 };
 
-// Receives a whole frame. Returns the length of the text after the header, or 0 on failure.
+// Receives one whole frame. Returns the length of its text, or 0 on failure.
 static size_t receive_frame(int fd, char* frame) {
     size_t have = 0;
     int32_t length = 0;
@@ -39,7 +39,7 @@ int main(void) {
     if (length <= start || memcmp(frame + kHeader, kAnswerStart, start) != 0) {
         return 1;
     }
-    // Replace the brace that closes the answer by the line feed.
+    // Replace the closing brace of the reply with a line feed.
     frame[kHeader + length - 1] = '\n';
     const size_t size = length - start;
     return write(STDOUT_FILENO, frame + kHeader + start, size) == (ssize_t)size ? 0 : 1;

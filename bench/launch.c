@@ -1,8 +1,9 @@
-// Runs a program. Writes its process id to descriptor 3 and, when it has ended, one line: start and
-// end (CLOCK_MONOTONIC, ns), processor time (us), peak memory (KiB) and wait status.
+// Runs PROGRAM and writes two lines to descriptor 3. The first is the process id of PROGRAM. The
+// second is written after PROGRAM has ended: start and end (CLOCK_MONOTONIC, ns), processor time
+// (us), peak memory (KiB) and wait status.
 //
-// The kernel includes the memory of the parent in the peak memory of a program. The launcher is
-// therefore static and minimal, so that its own peak is below that of every measured program.
+// The kernel includes the parent's memory in a program's peak memory. Therefore the launcher is
+// static and minimal: its own peak must be below that of every measured program.
 // usage: launch PROGRAM [ARGUMENT]...
 #define _GNU_SOURCE
 #include <fcntl.h>
@@ -26,7 +27,7 @@ static int64_t microseconds(struct timeval time) {
     return (int64_t)time.tv_sec * 1000000 + time.tv_usec;
 }
 
-// Avoids stdio, whose buffers would add to the peak memory.
+// Avoids stdio, whose buffers would add to the launcher's peak memory.
 static void write_number(int64_t number, char after) {
     char text[24];
     size_t at = sizeof text;

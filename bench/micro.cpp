@@ -1,5 +1,5 @@
-// Times the parts of the tool within one process: receiving frames, parsing command lines,
-// splitting texts, building requests, and a log line below the threshold.
+// Times single functions of the tool and the library: reading frames, parsing command lines,
+// splitting strings, building requests, and skipping log lines below the log level.
 #include "command_line.h"
 #include "event_text.h"
 #include "frame_reader.h"
@@ -14,7 +14,7 @@
 
 namespace {
 
-// Returns as many whole frames of one size as one receive call can return.
+// Returns whole frames with events of `size` bytes, as many as fit into one receive buffer.
 std::string stream_of_frames(std::size_t size) {
     constexpr std::size_t received = std::size_t{64} * 1024;
     event_template events = event_template_make(size);
@@ -87,7 +87,7 @@ void request_document(benchmark::State& state) {
 }
 BENCHMARK(request_document);
 
-// Ends at the first system call, which fails because the descriptor is closed.
+// Times the work before the first system call, which fails because the descriptor is invalid.
 void request_on_the_wire(benchmark::State& state) {
     constexpr int closed = -1;
     const qx::json_ptr array = qx::manage::text_array("--addresses", kAddresses);

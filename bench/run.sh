@@ -1,7 +1,7 @@
 #!/bin/sh
-# Compares the tool with programs that make only the necessary system calls, then times its parts. `./dev bench` starts
-# this script in private namespaces, so that the machine's /opt and sockets are not touched. Writes the tables to
-# BUILD/bench. Omits the columns of static tools that are not given.
+# Compares the tool with programs that make only the necessary system calls, then times single functions of the tool.
+# Writes the results to BUILD/bench. `./dev bench` starts this script in private namespaces: the mounts below and the
+# broker's socket do not affect the machine.
 # usage: run.sh BUILD [STATIC-TOOL [AARCH64-TOOL]]
 set -eu
 
@@ -10,7 +10,7 @@ shift
 results=$build/bench
 install_dir=/opt/norvane
 
-# Set up an agent that has run before, and the few users of a router.
+# Create the agent's directories, and a passwd file as short as a router's.
 mount -t tmpfs tmpfs /opt
 mkdir -p "$install_dir/etc" "$install_dir/var/log"
 echo root:x:0:0:root:/root:/bin/sh >/opt/passwd

@@ -1,4 +1,4 @@
-// Runs fast_broker and controls it through its console.
+// Runs fast_broker and controls it through pipes. Every function ends the benchmark on failure.
 #pragma once
 
 #include "base/descriptor.h"
@@ -8,13 +8,13 @@ namespace qx::bench {
 
 class Broker {
 public:
-    /// Starts the broker with its files below `install_dir` and waits until the broker listens.
+    /// Starts the broker with its files below `install_dir` and waits until it listens.
     explicit Broker(const std::string& install_dir);
     Broker(const Broker&) = delete;
     Broker& operator=(const Broker&) = delete;
     ~Broker();
 
-    /// Waits for the next subscription.
+    /// Waits until the broker has accepted one more subscription.
     void wait_for_subscription() const;
 
     /// Sends `count` events of `size` bytes to all subscribers.

@@ -22,7 +22,7 @@ struct Flood {
     long events;
     long size;
     const char* name;
-    bool collects; ///< the floor, a minimal listener, batches lines like the tool
+    bool collects; ///< the floor batches lines, as the tool does
     Target rate;
     Target processor;
 };
@@ -38,10 +38,10 @@ constexpr Flood kFlood[kFloods] = {
 
 constexpr Target kSystemCalls{true, 0.05}; ///< per event
 
-// The library returns free memory to the kernel when no event has come for a second.
+// Longer than the quiet second after which the library returns free memory to the kernel.
 constexpr std::chrono::milliseconds kQuiet{1500};
 
-// Compares the output of `listen`, as it arrives, with the expected output.
+// Compares the output of a listener with the expected output, piece by piece.
 class Expectation {
 public:
     explicit Expectation(const Flood& flood)
@@ -130,7 +130,7 @@ Cost stop(Launched& program, const Subject& subject, double& milliseconds) {
     return cost;
 }
 
-// The values of one flood: [subject][run].
+// The values of all runs of one flood, indexed by [subject][run].
 struct Series {
     explicit Series(std::size_t subjects)
         : rate(subjects)
@@ -143,7 +143,7 @@ struct Series {
     std::vector<std::vector<double>> wall;      // us per event
     std::vector<std::vector<double>> processor; // us per event
     std::vector<std::vector<double>> peak;      // KiB
-    std::vector<std::vector<double>> kept;      // KiB, kQuiet after the flood
+    std::vector<std::vector<double>> kept;      // resident KiB, kQuiet after the flood
 };
 
 using Words = std::vector<std::string>;
@@ -178,7 +178,7 @@ void run(const Broker& broker, const Subjects& subjects, std::size_t index, cons
     series.peak[index].push_back(static_cast<double>(cost.peak_kib));
 }
 
-// Divides each value by the value of the same run in `smaller`.
+// Divides each value of `larger` by the value of the same subject and run in `smaller`.
 std::vector<std::vector<double>> growth(const std::vector<std::vector<double>>& larger,
                                         const std::vector<std::vector<double>>& smaller) {
     std::vector<std::vector<double>> result = larger;
@@ -234,8 +234,8 @@ Row count_calls_while_listening(const Broker& broker, const Subjects& subjects,
     const Flood& flood = kFlood[kCollecting];
     std::vector<std::vector<double>> calls(subjects.size());
     for (std::size_t subject = 0; subject < subjects.size(); ++subject) {
-        // With -D strace is not the parent of the program, so the signal reaches the program
-        // itself.
+        // With -D the listener keeps the launched process id, so SIGTERM reaches the listener, not
+        // strace.
         Words words{"/usr/bin/env", "strace", "-D",         "-f", "-qq",
                     "-c",           "-U",     "calls,name", "-o", scratch};
         const Words listener = command(subjects, subject, flood);

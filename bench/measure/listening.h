@@ -1,4 +1,5 @@
-// Measures `listen`: floods of events, and the stop. Every function ends the benchmark on failure.
+// Measures how `listen` handles floods of events and how fast it ends. Every function ends the
+// benchmark on failure.
 #pragma once
 
 #include "broker.h"
@@ -6,15 +7,15 @@
 
 namespace qx::bench {
 
-/// Returns rows about floods of events, from `runs` runs of each subject in turns.
+/// Measures floods of events. Runs the subjects alternately, `runs` times each.
 std::vector<Row> measure_listening(const Broker& broker, const Subjects& subjects, int runs);
 
-/// Returns a row about system calls, from one flood for each subject. Needs strace. `scratch` is
-/// the name of a file that is overwritten.
+/// Counts the system calls of each subject during one flood. Needs strace. Overwrites the file
+/// `scratch`.
 Row count_calls_while_listening(const Broker& broker, const Subjects& subjects,
                                 const std::string& scratch);
 
-/// Returns a row about the time from SIGTERM to exit during `listen`.
+/// Measures the time from SIGTERM to exit, `runs` times for each subject.
 Row measure_stop(const Broker& broker, const Subjects& subjects, int runs);
 
 } // namespace qx::bench

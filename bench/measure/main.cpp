@@ -1,7 +1,7 @@
-// Compares the tool with the floors, which are programs that do the same work with bare system
-// calls (and jansson for `listen`). Runs them in turns. No other broker may use the socket.
+// Compares the tool with the floors: minimal programs that do the same work with bare system calls
+// (and jansson for `listen`). Runs tool and floors alternately. No other broker may be running.
 // usage: measure OUTPUT-DIR INSTALL-DIR TOOL [STATIC-TOOL [AARCH64-TOOL]]
-// Environment: QX_BENCH_PAIRS is the number of runs of each program (default 30).
+// QX_BENCH_PAIRS in the environment is the number of runs of each program (default 30).
 #include "listening.h"
 #include "program.h"
 #include "request.h"
@@ -52,9 +52,9 @@ std::vector<std::string> notes(int pairs, bool has_static) {
     std::vector<std::string> result{
         std::string(system.sysname) + " " + system.release + ", " + processor() + ", " +
             std::to_string(std::thread::hardware_concurrency()) + " cores.",
-        std::to_string(pairs) + " runs of each program in turns. Values are medians; a ratio is "
-                                "the median of the ratios of each run.",
-        "What was printed has been compared byte for byte.",
+        std::to_string(pairs) + " alternating runs of each program. Values are medians; a ratio is "
+                                "the median of the ratios of all runs.",
+        "The output of every timed run was compared byte for byte.",
     };
     if (!has_static) {
         result.emplace_back("No static build was given: its columns are left out.");
@@ -75,7 +75,7 @@ double stripped_kib(const std::string& file, const std::string& scratch) {
     return kib(scratch);
 }
 
-// The builds for the router are stripped when they are linked.
+// Does not strip the AArch64 tool, because the linker has already stripped it.
 std::vector<Row> sizes(const std::string& scratch, const std::vector<std::string>& tools) {
     const auto cell = [](double value) { return Cell{value, {}, {}}; };
     std::vector<Row> rows{

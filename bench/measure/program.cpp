@@ -24,7 +24,7 @@ namespace {
 
 constexpr int kStandardError = 2;
 
-// The time limit of a program in seconds. After it, SIGALRM ends the benchmark.
+// Seconds that a measured program may run before SIGALRM ends the benchmark.
 constexpr unsigned kPatience = 120;
 
 } // namespace
@@ -111,7 +111,7 @@ std::string file_text(const std::string& name) {
 double strace_sum(const std::string& output) {
     constexpr int tries = 1000;
     for (int i = 0; i < tries; ++i) {
-        // The last line is the total: the number, then "total".
+        // The last line holds the number, then the word "total".
         const std::string text = file_text(output);
         const std::size_t total = text.rfind(" total");
         const std::size_t line = text.rfind('\n', total);

@@ -1,4 +1,5 @@
-// Starts the measured programs, and the tools that count for the benchmark.
+// Starts the measured programs and the helper programs. Functions end the benchmark on failure
+// unless their comments say otherwise.
 #pragma once
 
 #include "base/descriptor.h"
@@ -14,7 +15,7 @@ namespace qx::bench {
 /// Prints a message on standard error and ends the benchmark with status 1.
 [[noreturn]] void fail(const std::string& what);
 
-/// Returns the path of the helper program `name`, which is in the folder of this program.
+/// Returns the path of the program `name` in the directory of this program.
 std::string helper(const std::string& name);
 
 /// Returns the time of CLOCK_MONOTONIC in ns.
@@ -30,19 +31,19 @@ Pipe make_pipe();
 /// Reads a line and returns it without its line feed. Returns nullopt at EOF.
 std::optional<std::string> read_line(int fd);
 
-/// Starts argv[0] and returns its process id. Descriptor i of the program is `standard[i]`, or the
-/// descriptor i of this process if `standard[i]` is -1 or absent.
+/// Starts argv[0] and returns its process id. The program gets `standard[i]` as descriptor i. It
+/// inherits descriptor i of this process if `standard[i]` is -1 or absent.
 pid_t start(const std::vector<std::string>& argv, const std::vector<int>& standard);
 
-/// Waits for a child that start() has returned. Ends the benchmark unless the status of the child
-/// is 0.
+/// Waits for the child `pid` to end. Ends the benchmark unless the exit status is 0. The error
+/// message contains `name`.
 void expect_success(pid_t pid, const std::string& name);
 
 /// Returns the content of a file, or "" if the file cannot be read.
 std::string file_text(const std::string& name);
 
-/// Returns the total that `strace -c -U calls,name -o output` has counted. Waits for the total,
-/// because with -D strace outlives the program.
+/// Returns the total from the file that `strace -c -U calls,name -o output` has written. Waits up
+/// to 10 s for it, because with -D strace outlives the traced program.
 double strace_sum(const std::string& output);
 
 /// The cost of one run of a program.
@@ -50,12 +51,12 @@ struct Cost {
     std::int64_t start_ns;
     std::int64_t end_ns;
     std::int64_t processor_us; ///< user and system time
-    std::int64_t peak_kib;     ///< memory
+    std::int64_t peak_kib;     ///< peak resident memory
     int wait_status;
 };
 
-/// A program that the launcher runs, with a pipe from its standard output to this process. The
-/// destructor kills the program if it still runs.
+/// A program that the helper `launch` runs. This process reads the program's standard output from a
+/// pipe. The destructor kills the program if it still runs.
 class Launched {
 public:
     explicit Launched(const std::vector<std::string>& argv);
@@ -66,7 +67,7 @@ public:
     [[nodiscard]] pid_t pid() const { return pid_; }
     [[nodiscard]] int output() const { return output_.get(); }
 
-    /// Waits for the program's end and returns its cost.
+    /// Waits for the program to end and returns the cost of the run.
     Cost finish();
 
 private:

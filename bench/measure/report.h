@@ -1,4 +1,4 @@
-// The results of measurements and their targets.
+// Results of the measurements, and their targets.
 #pragma once
 
 #include <optional>
@@ -14,23 +14,23 @@ double median(std::vector<double> values);
 struct Subject {
     std::string name;
     std::vector<std::string> request; ///< the command line of one plain request
-    std::vector<std::string> listen;  ///< the command line of listening
-    bool ends_on_signal;              ///< false: SIGTERM kills it; true: it ends with status 0
+    std::vector<std::string> listen;  ///< the command line of `listen`
+    bool ends_on_signal;              ///< exits with status 0 on SIGTERM instead of being killed
 };
 
-/// The floor, then the builds of the tool.
+/// The floor (the minimal program) first, then the builds of the tool.
 using Subjects = std::vector<Subject>;
 
-/// The limit that a value or ratio must keep.
+/// The limit for a value or ratio.
 struct Target {
-    bool at_most; ///< otherwise `limit` is a minimum
+    bool at_most; ///< true: `limit` is a maximum; false: a minimum
     double limit;
 };
 
 /// The result of one build of the tool.
 struct Cell {
     double value;
-    std::optional<double> ratio; ///< of the value to the value of the floor
+    std::optional<double> ratio; ///< of `value` to the floor's value
     std::optional<Target> target;
 
     [[nodiscard]] bool reached() const;
@@ -46,16 +46,17 @@ struct Row {
 
 struct Report {
     std::vector<std::string> notes;
-    std::vector<std::string> builds; ///< names
+    std::vector<std::string> builds; ///< the names of the builds
     std::vector<Row> rows;
 };
 
-/// The targets of one row: for the ordinary build, then for the static build.
+/// The targets of one row: first for the ordinary build, then for the static build.
 using Targets = std::vector<std::optional<Target>>;
 
-/// Makes a row from values[subject][run]. Each cell gets the median of its values. With `ratios`,
-/// each cell also gets the median of its ratios to the floor in the same run, and the targets apply
-/// to this ratio; otherwise they apply to the value.
+/// Makes a row from values[subject][run], where subject 0 is the floor. A cell's value is the
+/// median of all runs. With `ratios`, a cell also has a ratio: divide the value of each run by the
+/// floor's value of the same run, and take the median. The targets apply to the ratio if there is
+/// one, otherwise to the value.
 Row make_row(std::string measure, std::string unit, int decimals,
              const std::vector<std::vector<double>>& values, bool ratios, const Targets& targets);
 

@@ -5,12 +5,12 @@
 
 namespace qx::bench {
 
-/// Returns rows about wall time, processor time and peak memory, from `runs` runs of each subject
-/// in turns.
+/// Measures wall time, processor time and peak memory. Runs the subjects alternately, `runs` times
+/// each.
 std::vector<Row> measure_requests(const Subjects& subjects, int runs);
 
-/// Returns rows about system calls and instructions, from `runs` runs of each subject. Needs strace
-/// and valgrind. `scratch` is the name of a file that is overwritten.
+/// Counts system calls, then instructions, in `runs` runs of each subject. Needs strace and
+/// valgrind. Overwrites the file `scratch`.
 std::vector<Row> count_requests(const Subjects& subjects, int runs, const std::string& scratch);
 
 } // namespace qx::bench
