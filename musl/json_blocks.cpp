@@ -7,12 +7,14 @@
 namespace qx::detail {
 namespace {
 
-// Free lists for small blocks, one for each size class. Each thread has its own, so there is no
-// lock.
+// One free list for each size class of small blocks. Each thread has its own lists, so no lock is
+// needed.
 class Stock {
 public:
     void open() { open_ = true; }
 
+    // Returns a free block, or null. Rounds `size` up to its class: put() would otherwise file the
+    // block that malloc returns under a smaller class.
     void* take(std::size_t& size) {
         const std::size_t grains = (size + kGrain - 1) / kGrain;
         if (!open_ || grains >= kClasses) {
@@ -43,7 +45,7 @@ private:
     };
     static constexpr std::size_t kGrain = 16;
     static constexpr std::size_t kClasses = 9;
-    static constexpr std::size_t kMost = std::size_t{256} * 1024;
+    static constexpr std::size_t kMost = std::size_t{256} * 1024; // bytes on the lists
 
     Block* first_[kClasses]{};
     std::size_t kept_ = 0;

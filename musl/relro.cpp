@@ -1,5 +1,5 @@
-// Write-protects the relocated constants of a static program (PT_GNU_RELRO). In musl only the
-// dynamic loader does so.
+// Write-protects the relocated constants (PT_GNU_RELRO) of a static program. musl does this only in
+// its dynamic loader.
 
 #include <cstdint>
 #include <link.h>
@@ -24,7 +24,7 @@ int protect(dl_phdr_info* program, std::size_t /*size*/, void* /*unused*/) {
     return 0;
 }
 
-// Priority 101 runs before every other constructor, so no code of the program runs unprotected.
+// Priority 101 is the earliest: the constants are protected before any other code of the program.
 [[gnu::constructor(101)]] void protect_constants() {
     ::dl_iterate_phdr(protect, nullptr);
 }

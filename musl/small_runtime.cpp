@@ -2,8 +2,8 @@
 
 #include <cstddef>
 
-// A stub for the demangler, which would be a quarter of the tool. The runtime uses the demangler
-// only to print the type of an uncaught exception; with the stub it prints the mangled name.
+// Replaces the demangler, which would make up a quarter of the tool. The runtime uses it only to
+// print the type of an uncaught exception. Without a demangler it prints the mangled name.
 extern "C" char* __cxa_demangle(const char* /*mangled*/, char* /*buffer*/, std::size_t* /*length*/,
                                 int* status) {
     constexpr int invalid_name = -2;
