@@ -1,4 +1,4 @@
-// Parses and runs a command line, and checks the requests, the output and the status.
+// Parses and runs a command line. Checks the requests, the output and the status.
 
 #include "command_line.h"
 #include "fake_broker.h"
@@ -52,11 +52,13 @@ bool parse(std::vector<std::string>& words) {
 void check_rejection() {
     const qx::_QXErrorStorage& error = qx::_get_qxerrno();
     const std::string reason = error.second.sview().to_string();
-    check(error.number == qx::error_number::bad_command_line, "a rejection sets the error number");
+    check(error.number == qx::error_number::bad_command_line,
+          "a rejected command line sets the error number");
     const bool plain = std::none_of(reason.begin(), reason.end(), [](char byte) {
         return (byte >= '\0' && byte < ' ') || byte == '\x7f';
     });
-    check(!reason.empty() && plain, "a rejection has a reason that is safe for a terminal");
+    check(!reason.empty() && plain,
+          "a rejected command line has a reason without control characters");
 }
 
 void print_usage() {
@@ -80,11 +82,11 @@ void run(const qx::manage::CommandLine& options) {
 
 } // namespace
 
-/// Input: the index of the broker's answer, then words that each end at a zero byte.
+/// Input: the index of the broker's answer, then the words, each up to a zero byte.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const bool logs = start_log();
-    check(logs, "everything is logged");
-    // Keep the log short, because its rotation would change its descriptor.
+    check(logs, "the log can be started");
+    // Keep the log short: a rotation would change the log's descriptor.
     std::filesystem::resize_file(kLog, 0);
     ::unlink(qx::test::kSettingsFile.c_str());
     const qx::fuzz::DescriptorCheck descriptors;

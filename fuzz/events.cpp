@@ -1,5 +1,5 @@
-// Subscriptions to a broker that sends, refuses, hangs, disconnects and returns in any order. The
-// target does the work of the event thread itself, step by step.
+// Subscribes to a broker that sends, refuses, hangs, disconnects and returns in any order. There is
+// no event thread; the steps do its work.
 
 #include "fake_broker.h"
 #include "heap.h"
@@ -20,11 +20,11 @@ using qx::fuzz::framed;
 std::size_t noted = 0;
 
 void note(const char* event_json, void* user_data) {
-    check(user_data == &noted, "a callback gets the pointer of its subscriber");
+    check(user_data == &noted, "a callback gets its subscriber's user data");
     noted += std::strlen(event_json) + 1;
 }
 
-/// The broker, connections and pipes on which the steps act.
+/// The broker, connections and pipes that the steps use.
 struct Scene {
     qx::fuzz::FakeBroker broker;
     std::vector<int> connections;
@@ -56,7 +56,8 @@ void read_pipe(const Scene& scene, std::uint8_t argument) {
     }
 }
 
-/// Sends `bytes` on a connection, and closes it afterwards if `hang_up` is set.
+/// Sends `bytes` on the connection that `argument` picks. Then closes the broker's end if `hang_up`
+/// is set.
 void deliver(Scene& scene, std::uint8_t argument, const std::string& bytes, bool hang_up = false) {
     const int fd = pick(scene.connections, argument);
     if (fd >= 0) {
@@ -103,7 +104,7 @@ void step(Scene& scene, qx::fuzz::Input& input) {
 
 } // namespace
 
-/// Input: the largest number of bytes in a send or receive, then the steps.
+/// Input: the largest number of bytes per send or receive, then the steps (see step()).
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const qx::fuzz::DescriptorCheck descriptors;
     qx::fuzz::Input input(data, size);

@@ -52,8 +52,8 @@ std::string framed(const std::string& json) {
 
 using namespace qx::fuzz;
 
-// The linker's --wrap requires these names. A program that does not wrap a call never uses its
-// function here.
+// The linker's --wrap requires these names. A target uses only the functions of the calls that it
+// wraps.
 extern "C" {
 
 int __real_close(int fd) __attribute__((weak));
@@ -74,13 +74,13 @@ int __wrap_connect(int fd, const sockaddr* /*address*/, socklen_t /*length*/) {
 
 // Reports that the broker runs as root.
 int __wrap_getsockopt(int /*fd*/, int /*level*/, int option, void* value, socklen_t* /*length*/) {
-    check(option == SO_PEERCRED, "only the user of the broker is queried");
+    check(option == SO_PEERCRED, "getsockopt() asks only for the broker's user");
     *static_cast<ucred*>(value) = {};
     return 0;
 }
 
 ssize_t __wrap_send(int fd, const void* data, std::size_t size, int flags) {
-    check((flags & MSG_NOSIGNAL) != 0, "sending never raises a signal");
+    check((flags & MSG_NOSIGNAL) != 0, "send() is called with MSG_NOSIGNAL");
     const std::size_t sent = limited(size);
     std::string& request = broker->connections[fd].request;
     request.append(static_cast<const char*>(data), sent);
@@ -103,7 +103,7 @@ ssize_t __wrap_recv(int fd, void* data, std::size_t size, int flags) {
 
 int __wrap_close(int fd) {
     const int result = __real_close(fd);
-    check(result == 0 || errno != EBADF, "nothing is closed twice");
+    check(result == 0 || errno != EBADF, "no descriptor is closed twice");
     return result;
 }
 
@@ -121,7 +121,7 @@ int __wrap_clock_gettime(clockid_t clock, timespec* time) {
     return result;
 }
 
-// Keeps the target from running programs.
+// Fails, so that no input can run a program.
 pid_t __wrap_fork() {
     return fail(EAGAIN);
 }

@@ -1,5 +1,5 @@
-// A broker without a socket. The linker's --wrap replaces the system calls in CMakeLists.txt by
-// calls of this broker.
+// A broker without a socket. The linker's --wrap redirects the system calls that CMakeLists.txt
+// lists to functions in fake_broker.cpp.
 #pragma once
 
 #include <cstddef>
@@ -9,12 +9,12 @@
 
 namespace qx::fuzz {
 
-/// Answers the connections that are opened while the object lives, and checks that each request is
-/// one line of JSON with "type" and "name". Only one object may exist at a time.
+/// Serves the connections that are opened while the object lives. Checks that each request is one
+/// line of JSON with "type" and "name". Only one object may exist at a time.
 struct FakeBroker {
     struct Connection {
         std::string to_client;
-        bool stays_open = false; ///< after everything is received, like a subscription
+        bool stays_open = false; ///< false: EOF follows `to_client`
         std::string request;
     };
 
@@ -23,18 +23,18 @@ struct FakeBroker {
     FakeBroker& operator=(const FakeBroker&) = delete;
     ~FakeBroker();
 
-    // These apply to connections that are opened later:
-    std::string answer;
+    // Settings for connections that are opened from now on:
+    std::string answer; ///< the bytes that the client receives
     bool stays_open = false;
-    bool refuses = false;
+    bool refuses = false; ///< connect() fails
 
-    std::size_t piece = 0; ///< the most bytes that one receive or send carries; 0 means no limit
-    std::int64_t clock_ahead_ms = 0;            ///< how far the clock is ahead of the kernel's
+    std::size_t piece = 0; ///< the largest number of bytes per recv() or send(); 0: no limit
+    std::int64_t clock_ahead_ms = 0;            ///< added to CLOCK_MONOTONIC
     int latest = -1;                            ///< descriptor of the latest connection
     std::map<int, Connection> connections = {}; ///< by descriptor
 };
 
-/// Returns a frame: the length, then the text.
+/// Returns a frame: the length of `json`, then `json`.
 std::string framed(const std::string& json);
 
 } // namespace qx::fuzz

@@ -1,4 +1,4 @@
-// The frame reader finds the same messages however a stream is cut.
+// The frame reader finds the same messages no matter how the stream is split into pieces.
 
 #include "base/protocol.h"
 #include "frame_reader.h"
@@ -24,7 +24,8 @@ struct Result {
     bool operator==(const Result& other) const = default;
 };
 
-/// Feeds `stream` in pieces of `piece` bytes, copied or received in place.
+/// Reads `stream` in pieces of `piece` bytes. Feeds the pieces to the reader, or with `in_place`
+/// writes them into the reader's own buffer.
 Result read_all(const std::string& stream, std::size_t piece, bool in_place) {
     frame_reader reader{};
     Result result;
@@ -57,8 +58,8 @@ Result read_all(const std::string& stream, std::size_t piece, bool in_place) {
     return result;
 }
 
-/// Returns the expected result for `stream`. Cuts `stream` before a message that is larger than an
-/// input can be: such a message never arrives, and allocating room for it dominates the time.
+/// Returns the expected result for `stream`. Cuts `stream` before a message larger than 64 KiB: no
+/// input is long enough to complete it, and its allocation would dominate the time.
 Result expected(std::string& stream) {
     constexpr std::int32_t kLarge = 1 << 16;
     Result result;

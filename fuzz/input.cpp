@@ -29,7 +29,7 @@ std::string Input::until(char end) {
 
 void check(bool holds, const char* what) {
     if (!holds) {
-        // A Capture may have redirected the stream stderr, so write to the descriptor.
+        // Write to the descriptor, because a Capture may have replaced the stream stderr.
         ::dprintf(STDERR_FILENO, "does not hold: %s\n", what);
         std::abort();
     }
@@ -55,7 +55,7 @@ Capture::Capture(std::FILE*& stream)
     : stream_(stream)
     , before_(stream) {
     stream = ::open_memstream(&data_, &size_);
-    check(stream != nullptr, "there is memory for a stream");
+    check(stream != nullptr, "a memory stream can be opened");
 }
 
 Capture::~Capture() {
@@ -73,7 +73,7 @@ std::string Capture::text() const {
 
 int LLVMFuzzerInitialize(int* /*argc*/, char*** argv) {
     qx::test::enter_world(*argv);
-    // A target must not wait for input from a terminal.
+    // No target may wait for input from a terminal.
     qx::fuzz::check(std::freopen("/dev/null", "r", stdin) != nullptr, "standard input is empty");
     return 0;
 }

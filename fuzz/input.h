@@ -1,4 +1,4 @@
-// Helpers of the fuzz targets, which split the input and check the results.
+// Helpers that split the input of a fuzz target and check the results.
 #pragma once
 
 #include <cstddef>
@@ -9,8 +9,8 @@
 
 namespace qx::fuzz {
 
-/// The bytes of one run, consumed from the front. At the end, a byte reads as zero and a text as
-/// empty.
+/// The input of one run, consumed from the front. After the end of the input, byte() returns 0 and
+/// the other functions return "".
 class Input {
 public:
     Input(const std::uint8_t* data, std::size_t size)
@@ -18,8 +18,10 @@ public:
 
     [[nodiscard]] bool empty() const { return rest_.empty(); }
     std::uint8_t byte();
+    /// Returns the next `size` bytes, or all remaining bytes if there are fewer.
     std::string text(std::size_t size);
-    /// Consumes the input up to the next `end`, or to its end. Returns the text without `end`.
+    /// Consumes the bytes up to and including the next `end`, or all remaining bytes if there is no
+    /// `end`. Returns them without `end`.
     std::string until(char end);
     std::string rest() { return text(rest_.size()); }
 
@@ -33,7 +35,7 @@ void check(bool holds, const char* what);
 /// Returns whether `text` is a JSON value of any type.
 bool is_json(const char* text);
 
-/// The destructor checks that every descriptor opened since construction is closed.
+/// The destructor checks that every descriptor opened since the construction is closed again.
 class DescriptorCheck {
 public:
     DescriptorCheck() = default;
@@ -47,7 +49,7 @@ private:
     int before_ = lowest_free();
 };
 
-/// Captures the output on `stdout` or `stderr` while the object lives.
+/// Captures the output to `stream`, which is stdout or stderr, while the object lives.
 class Capture {
 public:
     explicit Capture(std::FILE*& stream);
@@ -68,5 +70,6 @@ private:
 
 /// Runs the target on one input. Called by the fuzzer or the replay.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-/// Moves the process into a private world. Called by the fuzzer or the replay before any input.
+/// Moves the process into a private environment (tests/support/world.h). Called by the fuzzer or
+/// the replay before the first input.
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);

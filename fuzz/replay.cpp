@@ -9,7 +9,7 @@ int main(int argc, char** argv) {
     LLVMFuzzerInitialize(&argc, &argv);
     int files = 0;
     for (const auto& entry : std::filesystem::directory_iterator(argv[argc - 1])) {
-        // The last name printed before a crash is the file that caused it.
+        // If an input crashes the target, the last line is the name of the input.
         std::fprintf(stderr, "%s\n", entry.path().filename().c_str());
         const std::string bytes = qx::test::read_file(entry.path());
         LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());

@@ -1,5 +1,5 @@
-// Each call of the library returns one of its documented results, whatever the document and the
-// broker's answer are.
+// Each function of the library returns a documented result for any document and any answer of the
+// broker.
 
 #include "fake_broker.h"
 #include "input.h"
@@ -19,11 +19,11 @@ using qx::fuzz::check;
 
 using Document = const char*;
 
-/// Makes a call that stores a text, and checks the text.
+/// Calls a function that stores a text. Checks and frees the text.
 int with_text(const std::function<int(char**)>& call) {
     char* text = nullptr;
     const int result = call(&text);
-    check(text == nullptr || qx::fuzz::is_json(text), "a text handed out is JSON");
+    check(text == nullptr || qx::fuzz::is_json(text), "a text that a call returns is JSON");
     std::free(text);
     return result;
 }
@@ -31,13 +31,14 @@ int with_text(const std::function<int(char**)>& call) {
 void check_error(const qx_plix_error_t& error) {
     check(std::memchr(error.message, '\0', sizeof error.message) != nullptr &&
               std::memchr(error.description, '\0', sizeof error.description) != nullptr,
-          "the texts of an error end");
+          "the texts of an error are terminated");
     json_t* const text = ::json_string(error.description);
     check(text != nullptr, "a description is UTF-8");
     ::json_decref(text);
 }
 
-/// Makes a call of any kind with a document and checks its outputs. Returns the result of the call.
+/// Calls a function of any signature with a document and checks the outputs. Returns the result of
+/// the function.
 struct Caller {
     Document document;
 
@@ -85,7 +86,7 @@ int register_to_cloud(Document document) {
     return qx_plix_register_to_cloud(document, document, nullptr);
 }
 
-/// The library returns the code of the broker if the call fails. Returns -1 instead.
+/// Maps every failure to -1. The library's function returns the broker's error code instead.
 int remove_satellite(Document document) {
     return qx_plix_remove_satellite(document) == 0 ? 0 : -1;
 }
@@ -94,17 +95,20 @@ int any_call(Document document, char** out) {
     return qx_plix_call("any", document, out);
 }
 
-/// Checks that a failed call has a reason in UTF-8 and that a successful call has none.
+/// Checks that the call has recorded a failure if and only if it failed, and that the texts of the
+/// record are UTF-8.
 void check_failure(bool failed) {
     qx_plix_failure_t failure;
-    check(qx_plix_last_failure(&failure) == 0, "a failure can be read");
-    check((failure.stage != QX_PLIX_STAGE_NONE) == failed, "a failed call is recorded");
+    check(qx_plix_last_failure(&failure) == 0, "the last failure can be read");
+    check((failure.stage != QX_PLIX_STAGE_NONE) == failed,
+          "a call records a failure if and only if it fails");
     for (const char* const text : {failure.message, failure.description}) {
         json_t* const value = ::json_string(text);
         check(value != nullptr, "the texts of a failure are UTF-8");
         ::json_decref(value);
     }
-    check(failed == (failure.message[0] != '\0'), "a failure has a message");
+    check(failed == (failure.message[0] != '\0'),
+          "a call records a message if and only if it fails");
 }
 
 using Call = std::variant<int (*)(), int (*)(Document), int (*)(char**), int (*)(Document, char**),
@@ -148,8 +152,8 @@ const Call kCalls[] = {
 
 } // namespace
 
-/// Input: the index of the call, the largest number of bytes in a send or receive, whether the
-/// target prefixes the answer with its length, the document up to a line feed, and the answer.
+/// Input: the index of the call, the largest number of bytes per send or receive, a byte that
+/// decides whether the answer gets a length prefix, the document up to a line feed, and the answer.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const qx::fuzz::DescriptorCheck descriptors;
     qx::fuzz::Input input(data, size);

@@ -1,6 +1,7 @@
 #!/bin/sh
-# run.sh BUILD SECONDS: runs the targets of a build in the mode `fuzz`, one after the other, SECONDS each. Keeps new
-# inputs in BUILD/fuzz/corpus and failing inputs in BUILD/fuzz/found. Exits with 1 if a target fails.
+# usage: run.sh BUILD SECONDS
+# Runs the fuzz targets one after the other, SECONDS each. BUILD is a build directory of the mode `fuzz`. Keeps new
+# inputs in BUILD/fuzz/corpus and failing inputs in BUILD/fuzz/found. Exits with status 1 if a target fails.
 set -eu
 
 here=$(dirname "$(realpath "$0")")
@@ -8,7 +9,7 @@ build=$(realpath "$1")
 seconds=$2
 work=$build/fuzz
 mkdir -p "$work/found"
-# last WORD: prints the number after the last WORD in the log, or 0.
+# last WORD: prints the number that follows the last WORD in the log, or 0 if there is none.
 last() { grep -o "$1 [0-9]*" "$log" | tail -1 | grep -o '[0-9]*$' || echo 0; }
 
 bad=0

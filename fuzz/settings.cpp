@@ -1,4 +1,4 @@
-// The settings store reads any file without harm and keeps the values that are set.
+// The settings store survives any file and keeps the values that are set.
 
 #include "qx/settings.h"
 
@@ -26,9 +26,9 @@ void read_again() {
 void change(const std::string& key, const std::string& value) {
     const std::string before = value_of(key);
     if (setMgmt::setKey(key, value) == 0) {
-        check(value_of(key) == value, "a value is as it was set");
+        check(value_of(key) == value, "a value that was set can be read");
         read_again();
-        check(value_of(key) == value, "a value is stored");
+        check(value_of(key) == value, "a value that was set is saved");
         check(setMgmt::deleteKey(key) == 0, "a key can be deleted");
     } else {
         check(value_of(key) == before, "a refused value changes nothing");
@@ -40,7 +40,7 @@ void change(const std::string& key, const std::string& value) {
 
 } // namespace
 
-/// Input: a key and a value, each up to a line feed, and the content of the store's file.
+/// Input: a key and a value, each up to a line feed, and the content of the settings file.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const qx::fuzz::DescriptorCheck descriptors;
     const qx::fuzz::Capture err(stderr);

@@ -1,4 +1,4 @@
-// The start of the library: how it finds the install directory and checks the broker's version.
+// Initialises the library, which finds the install directory and checks the broker's version.
 
 #include "fake_broker.h"
 #include "input.h"
@@ -25,7 +25,7 @@ void stop_if_started(int result) {
     }
 }
 
-/// Locks the version file for ever, as a running broker does.
+/// Locks the version file as a running broker does, until the process ends.
 int lock_version_file() {
     qx::test::write_file(qx::test::kVersionFile, "");
     const int fd = ::open(qx::test::kVersionFile.c_str(), O_RDWR | O_CLOEXEC);
@@ -37,8 +37,8 @@ int lock_version_file() {
 
 } // namespace
 
-/// Input: the target of the link and the passwd file, each up to a zero byte, then the version
-/// file.
+/// Input: the target of the link /etc/norvane-plix and the content of /etc/passwd, each up to a
+/// zero byte, then the content of the version file.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const int lock = lock_version_file();
     check(lock >= 0, "the version file is locked");
@@ -58,7 +58,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     qxplix::qxpath_set_install_path(nullptr);
     const char* const found = qxpath_default_install_path();
     check(found != nullptr && ::strnlen(found, qxplix::kPathSize) < qxplix::kPathSize,
-          "there is a terminated install path, at least the fallback");
+          "the default install path is a terminated string");
     stop_if_started(qx_plix_init());
 
     const int result = qx_plix_init2(qx::test::kInstallDir.c_str());

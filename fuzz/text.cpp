@@ -1,4 +1,4 @@
-// Splits, joins and formats texts.
+// Splits, joins and formats strings.
 
 #include "input.h"
 #include "qx/error.h"
@@ -27,9 +27,10 @@ void check_split(const std::string& text, const std::string& separator, unsigned
         check(last || separator.empty() || pieces[i].find(separator) == string_view::npos,
               "only the last piece may hold a separator");
     }
-    check(joined == text, "the pieces and separators are the text");
-    check(pieces.empty() == text.empty(), "only an empty text has no piece");
-    check(max == 0 || pieces.size() <= std::max(max, 2UL), "there are no more pieces than asked");
+    check(joined == text, "the pieces, joined with the separator, are the text");
+    check(pieces.empty() == text.empty(), "a text has no pieces if and only if it is empty");
+    check(max == 0 || pieces.size() <= std::max(max, 2UL),
+          "the number of pieces is within the limit");
 }
 
 void check_formats(const std::string& text) {
@@ -43,7 +44,7 @@ void check_formats(const std::string& text) {
     const std::string visible = text.c_str(); // up to a zero byte
     qx::set_qxerrno(1, "kind", view);
     check(fmt::format("{}", qx::_get_qxerrno()) == "(kind) " + visible,
-          "a record is formatted as its texts");
+          "an error record is formatted as its kind and its text");
     const std::string line =
         qx::log::detail::format_line("[{:s}:{:d}][{:s}()]: {:s}\n", "x.cpp", 1, "f", view);
     check(line == "[x.cpp:1][f()]: " + text + "\n", "a log line holds its text");
@@ -89,7 +90,7 @@ void check_stream(const std::string& text, std::size_t cut) {
 
 } // namespace
 
-/// Input: the number of pieces, a separator up to a zero byte, and a text.
+/// Input: the largest number of pieces, a separator up to a zero byte, and a text.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     qx::fuzz::Input input(data, size);
     const std::uint8_t number = input.byte();
