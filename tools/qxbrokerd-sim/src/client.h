@@ -14,7 +14,7 @@
 
 namespace qx::sim {
 
-/// Cuts a stream of bytes into lines.
+/// Splits a stream of bytes into lines.
 class LineReader {
 public:
     void add(std::string_view bytes) { buffer_.append(bytes); }
@@ -33,7 +33,7 @@ private:
     std::size_t searched_ = 0;
 };
 
-/// The bytes that are queued for all clients.
+/// The sums over all clients, in bytes.
 struct Totals {
     std::size_t unanswered = 0;
     std::size_t unread = 0;
@@ -56,7 +56,7 @@ struct Client {
     bool is_blocked = false;   ///< the socket's send buffer is full
     bool is_waiting = false;   ///< a timer will queue the client for a flush
     bool is_leaving = false;   ///< the client sends no more; close it once `output` is empty
-    std::string_view given_up; ///< why the next flush closes the client; empty if it does not
+    std::string_view given_up; ///< if not empty: the next flush closes the client for this reason
     unsigned interest = 0;     ///< the events that epoll watches
 };
 

@@ -12,7 +12,7 @@ struct Command {
     std::string_view name;
     Takes takes;
     Reply (*handler)(const Call&);
-    const char* key; ///< the part or field of the state that the handler works on
+    const char* key; ///< the part or field of the state, if the handler needs one
 };
 
 constexpr Command kCommands[] = {

@@ -27,7 +27,7 @@ struct Reply {
         return reply;
     }
 
-    /// Returns a refusal whose data is {"code", "description"}.
+    /// Returns a reply with status 1 and the data {"code", "description"}.
     static Reply failure(json_int_t code, std::string_view description);
 
     void add_event(EventType type, const json_t* content) {

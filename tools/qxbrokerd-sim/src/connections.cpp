@@ -16,7 +16,7 @@ namespace {
 constexpr int kExitOfScenario = 3;
 constexpr std::size_t kLongestRequest = 1 << 20;
 constexpr std::size_t kMostUnanswered = 32 << 20; // of all clients
-// Stop reading from a client that leaves this many bytes of answers and events unread.
+// Stop reading from a client when this many bytes of answers and events wait for it.
 constexpr std::size_t kReadOnBelow = 256 << 10;
 constexpr std::size_t kMostUnread = 32 << 20;
 constexpr std::size_t kMostUnreadOfAll = 128 << 20;
@@ -52,8 +52,8 @@ void Server::accept_clients() {
     }
 }
 
-/// Closes the spare descriptor to accept and close the waiting connections. Sets errno like
-/// accept4().
+/// Accepts and closes the waiting connections, for which it releases the spare descriptor. Sets
+/// errno like accept4().
 void Server::refuse_clients() {
     spare_ = io::descriptor();
     while (accept_client(presence_->listener())) {
@@ -64,7 +64,8 @@ void Server::refuse_clients() {
     errno = error;
 }
 
-/// Stops watching the listener for a while; otherwise it would stay ready and keep the loop busy.
+/// Stops watching the listener for kAcceptAgain. A listener that stays ready would keep the loop
+/// busy.
 void Server::pause_accepting() {
     accepts_ = false;
     ::epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, presence_->listener(), nullptr);
@@ -116,7 +117,8 @@ void Server::receive(Client& client) {
         return;
     }
     if (got <= 0) {
-        // A client that has shut down only its sending side still gets its answers.
+        // A client without subscriptions may have shut down only its sending side. It still gets
+        // the queued answers.
         client.is_leaving = true;
         client.reads = false;
         if (got < 0 || client.output.empty() || client.subscriptions.any()) {
@@ -130,7 +132,7 @@ void Server::receive(Client& client) {
     answer_lines(client);
 }
 
-/// Answers complete requests, unless the client leaves answers unread.
+/// Answers the complete requests, as long as the client reads its answers.
 void Server::answer_lines(Client& client) {
     while (wants_input(client)) {
         const auto line = client.input.next();
@@ -153,7 +155,7 @@ void Server::limit_unanswered(Client& client) {
     }
 }
 
-/// Gives up clients that leave too much unread. Returns whether more may be queued for `client`.
+/// Gives up a client if too many bytes are unread. Returns whether more may be queued for `client`.
 bool Server::admits(Client& client) {
     if (client.unread.held() > kMostUnread) {
         give_up(client, "reads too slowly");
@@ -163,8 +165,8 @@ bool Server::admits(Client& client) {
     return client.given_up.empty();
 }
 
-/// Frees the client's unread output. The client is closed at its next flush, when nothing refers to
-/// it any more.
+/// Frees the client's unread output. Leaves the closing to the next flush, because callers still
+/// refer to the client.
 void Server::give_up(Client& client, std::string_view reason) {
     client.given_up = reason;
     client.output = {};

@@ -1,4 +1,4 @@
-// The orders that the broker reads from its standard input.
+// The orders on standard input, one per line.
 #pragma once
 
 #include "events.h"
@@ -10,19 +10,20 @@
 
 namespace qx::sim {
 
+/// A parsed line. A comment "send" or "restart" names the kind of order that uses the member.
 struct Order {
     enum class Kind { nothing, send, drop, restart };
 
-    std::string fault; ///< why the line is not an order; empty if it is one
+    std::string fault; ///< why the line is invalid; empty if it is valid
     Kind kind = Kind::nothing;
     EventType event = EventType::device_discovery; ///< send
     Content content;                               ///< send
     std::uint64_t times = 1;                       ///< send
-    bool is_numbered = false;                      ///< send: replace "%n" by the number
-    Milliseconds down{100};                        ///< restart
+    bool is_numbered = false;                      ///< send: replace "%n" with the number
+    Milliseconds down{100};                        ///< restart: the time until the broker is back
 };
 
-/// Parses `line`, which has no line feed. If the line is not an order, sets `fault`.
+/// Parses `line`, which has no line feed.
 Order parse_order(std::string_view line);
 
 } // namespace qx::sim

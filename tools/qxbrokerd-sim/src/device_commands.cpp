@@ -42,7 +42,7 @@ Reply change_device(json_t* device, const char* key, Json value) {
     return reply;
 }
 
-/// Copies a report into the device. Returns whether the device has changed.
+/// Copies a report into `device`. Returns whether `device` has changed.
 bool apply_report(json_t* device, json_t* report) {
     const Json before(json_deep_copy(device));
     const bool online = json_is_true(json_object_get(report, "is_online"));

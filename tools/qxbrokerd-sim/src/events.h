@@ -28,8 +28,8 @@ inline constexpr std::array<std::string_view, 7> kEventNames = {
     "set_device_online_status_result",
 };
 
-/// Returns the event called `name`, or nullopt. Accepts the form of the broker (va_status_changed)
-/// and that of the library (QX_PLIX_VA_STATUS_CHANGED).
+/// Returns the event called `name`, or nullopt. Accepts the broker's name (va_status_changed) and
+/// the library's (QX_PLIX_VA_STATUS_CHANGED).
 std::optional<EventType> event_type(std::string_view name);
 
 std::string_view event_name(EventType type);

@@ -1,11 +1,11 @@
-// The exception that ends the program or refuses its scenario.
+// The exception for errors that end the program.
 #pragma once
 
 #include <stdexcept>
 
 namespace qx::sim {
 
-/// what() says in one line what failed and why.
+/// what() is one line that tells what failed and why.
 class Failure : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -1,12 +1,12 @@
-// The handlers in the command table.
+// The handlers of the command table in commands.cpp.
 #pragma once
 
 #include "commands.h"
 
 namespace qx::sim {
 
-/// The arguments of a handler. `data` is borrowed and never null; a request without data has JSON's
-/// null. `key` comes from the command's row.
+/// The arguments of a handler. `data` is borrowed and never a null pointer; it is JSON's null if
+/// the request has no data. `key` is from the command's row in the table.
 struct Call {
     State& state;
     json_t* data;

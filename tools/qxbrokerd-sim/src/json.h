@@ -15,12 +15,13 @@ struct JsonRelease {
 /// One reference to a JSON value.
 using Json = std::unique_ptr<json_t, JsonRelease>;
 
-/// Returns a new reference to a borrowed value.
+/// Returns a new reference to `value`, or null if `value` is null.
 Json share(json_t* value);
 
 /// Returns `value`, of any type, as JSON text on one line.
 std::string dump(const json_t* value);
 
+/// Returns `text` as a JSON string, or null if `text` is not UTF-8.
 Json json_text(std::string_view text);
 
 /// Returns the text of a JSON string as a view into `value`, or "" for any other value.

@@ -14,7 +14,7 @@ namespace {
 
 using namespace qx::sim;
 
-/// Opens /dev/null on each closed descriptor from 0 to 2; otherwise a socket could become a
+/// Opens /dev/null on each closed descriptor from 0 to 2. Otherwise a socket could become a
 /// standard stream.
 void hold_standard_streams() {
     int fd = 0;

@@ -52,8 +52,8 @@ Exit status: 0 ended by a signal, 1 an error, 3 told to die by a scenario.
 )";
 
 Options parse_options(int argc, char** argv) {
-    // Larger than every character, so that no letter of an unknown option is mistaken for an
-    // option.
+    // Larger than every character: after an unknown option, optopt may be a character, which must
+    // not equal one of these values.
     enum Known { install_dir = 256, scenario, trace, help, version };
     const option known[] = {{"install-dir", required_argument, nullptr, install_dir},
                             {"scenario", required_argument, nullptr, scenario},

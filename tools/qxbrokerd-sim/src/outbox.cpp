@@ -51,7 +51,7 @@ void Outbox::add(Series series, const Delivery& delivery) {
     size_ += sizeof(Item) + items_.back().bytes.size();
 }
 
-/// Replaces the sent frames by the next ones of the series. Returns false at the end of the series.
+/// Replaces the sent frames with the next ones of the series. Returns false if there are none.
 bool Outbox::Item::refill() {
     if (rest.next > rest.last) {
         return false;

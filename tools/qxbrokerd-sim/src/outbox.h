@@ -15,15 +15,15 @@ namespace qx::sim {
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::milliseconds;
 
-/// The action after a frame, or the part of it to send, has been sent.
+/// The action after a frame has been sent.
 enum class Then { keep, close, restart, exit };
 
-/// How a frame is sent: whole and at once, unless a scenario says otherwise.
+/// How to send a frame. The default sends it whole and immediately.
 struct Delivery {
     Milliseconds delay{0};
     std::size_t send =
-        std::numeric_limits<std::size_t>::max(); ///< send at most so many bytes of the frame
-    std::size_t chunk = 0;                       ///< bytes sent at a time; 0: all of them
+        std::numeric_limits<std::size_t>::max(); ///< send at most this many bytes of the frame
+    std::size_t chunk = 0;                       ///< bytes to send at a time; 0: all of them
     Milliseconds pause{1};                       ///< between chunks
     Then then = Then::keep;
     Milliseconds down{100};             ///< how long a restart takes
@@ -52,28 +52,29 @@ struct Progress {
     Milliseconds down{0};
 };
 
-/// Frames that are generated when they are sent: `make` returns the bytes of a frame, given its
-/// number from `next` to `last`.
+/// Frames that are generated while they are being sent. `make(n)` returns the bytes of frame n, for
+/// n from `next` to `last`.
 struct Series {
     std::function<std::string(std::uint64_t)> make;
     std::uint64_t next = 1;
     std::uint64_t last = 0;
 };
 
-/// A FIFO queue of bytes for one socket. Joins frames without special delivery into blocks: a burst
-/// then needs few system calls, and its memory is freed block by block.
+/// A FIFO queue of bytes for one socket. Joins frames with the default delivery into blocks, so a
+/// burst needs few system calls and its memory is freed block by block.
 class Outbox {
 public:
     void add(std::string_view bytes, const Delivery& delivery);
-    /// Adds frames that are generated after the earlier ones have been sent.
+    /// Adds a series. Generates its first block of frames now, and each further block when the
+    /// previous block has been sent.
     void add(Series series, const Delivery& delivery);
 
     [[nodiscard]] bool empty() const { return items_.empty(); }
     /// Returns the number of queued bytes plus an overhead for each item.
     [[nodiscard]] std::size_t size() const { return size_; }
 
-    /// Sends to the socket `fd` without blocking. Sends a limited amount per call, so that other
-    /// clients get their turn.
+    /// Sends to the socket `fd` without blocking. Limits the amount per call, so that one client
+    /// cannot starve the others.
     Progress flush(int fd);
 
 private:

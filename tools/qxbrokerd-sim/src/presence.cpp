@@ -31,7 +31,8 @@ io::descriptor bind_socket() {
     return socket;
 }
 
-/// Accepts a file without a link: its broker has just removed it, and is_same_file() detects this.
+/// Returns whether `fd` is a regular file with at most one link. A file without a link has just
+/// been removed by another broker; is_same_file() detects that.
 bool is_plain_file(int fd) {
     struct stat status {};
     return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink <= 1;
@@ -92,8 +93,8 @@ bool Presence::set_lock(short type) const {
     return ::fcntl(version_file_.get(), F_SETLK, &whole) == 0;
 }
 
-/// Opens and locks the version file. Returns false if a broker that was ending has just removed the
-/// file; the caller then retries.
+/// Opens and locks the version file. Returns false if another broker has just removed the file; the
+/// caller then retries.
 bool Presence::open_version_file() {
     constexpr int flags = O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     version_file_ = io::descriptor(::open(version_name_.c_str(), flags, 0644));
@@ -123,8 +124,8 @@ void Presence::write_version(std::string_view version) {
     }
 }
 
-// Locks the file during the write even if `lock` is not set; otherwise it could overwrite another
-// broker's file.
+// Locks the file during the write even if `lock` is not set. Otherwise this broker could
+// overwrite the file of another one.
 void Presence::hold_version_file(std::string_view version, bool lock) {
     while (!open_version_file()) {
     }
@@ -134,7 +135,7 @@ void Presence::hold_version_file(std::string_view version, bool lock) {
     }
 }
 
-// Locks the file first, because an unlocked file may belong to another broker by now.
+// Locks the file first: if it was unlocked, it may belong to another broker by now.
 void Presence::remove_version_file() const {
     if (set_lock(F_WRLCK) && is_same_file(version_file_.get(), version_name_)) {
         ::unlink(version_name_.c_str());

@@ -9,7 +9,8 @@
 
 namespace qx::sim {
 
-/// Creates the missing directories of a path. The destructor removes those that are empty.
+/// Creates the missing directories of a path. The destructor removes the created directories that
+/// are empty.
 class MadeDirectories {
 public:
     /// Creates `path` and its parents. Throws Failure.
@@ -24,13 +25,13 @@ private:
     std::vector<std::string> made_;
 };
 
-/// Lets clients find and reach the broker while the object lives. Does not touch the files of
-/// another broker that holds its lock.
+/// Lets clients find and reach the broker while the object lives. Never changes a version file that
+/// another broker has locked.
 class Presence {
 public:
     /// Listens on the broker's socket and writes the version file below `install_dir`. If `lock` is
-    /// set, the file stays locked. Throws Failure, also if the version file is not a regular file
-    /// with one link.
+    /// set, the file stays locked. Throws Failure on an error, and if the version file is not a
+    /// regular file with one link.
     Presence(const std::string& install_dir, std::string_view version, bool lock);
     Presence(const Presence&) = delete;
     Presence& operator=(const Presence&) = delete;

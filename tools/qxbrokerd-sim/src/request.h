@@ -11,14 +11,14 @@ namespace qx::sim {
 struct Request {
     enum class Type { command, subscribe };
 
-    std::string fault; ///< why the line is not a request; empty if it is one
+    std::string fault; ///< why the line is invalid; empty if it is valid
     Type type = Type::command;
     std::string_view name;  ///< lives as long as `document`
     json_t* data = nullptr; ///< borrowed from `document`; null if the request has none
     Json document;
 };
 
-/// Parses one line. If the line is not a request, sets `fault`.
+/// Parses `line`, which has no line feed.
 Request parse_request(std::string_view line);
 
 } // namespace qx::sim

@@ -10,8 +10,8 @@
 namespace qx::sim {
 namespace {
 
-constexpr json_int_t kLongest = 86400000; // a day of milliseconds
-constexpr json_int_t kLargest = 256 << 20;
+constexpr json_int_t kLongest = 86400000;  // one day in milliseconds
+constexpr json_int_t kLargest = 256 << 20; // bytes
 
 [[noreturn]] void refuse(const std::string& place, const std::string& reason) {
     throw Failure(concat({place, place.empty() ? "" : ": ", reason}));
@@ -21,8 +21,7 @@ constexpr json_int_t kLargest = 256 << 20;
     refuse(place, concat({wanted, " is needed, not ", type_name(value)}));
 }
 
-/// One object of the file. Remembers which members were read, so that finish() can refuse the
-/// others.
+/// One object of the file. Remembers the members that were asked for; finish() refuses all others.
 class Object {
 public:
     Object(json_t* object, std::string place)
@@ -81,8 +80,8 @@ public:
         target = value == nullptr ? target : json_is_true(value);
     }
 
-    /// Reads a member that is one of a few words. Leaves `target` unchanged if the member is
-    /// absent.
+    /// Reads a member whose text must be one of `words`, and stores the word's value in `target`.
+    /// Leaves `target` unchanged if the member is absent.
     template <typename Value>
     void word(const char* key, std::initializer_list<std::pair<std::string_view, Value>> words,
               Value& target) {
@@ -154,7 +153,7 @@ Delivery read_delivery(Object& object) {
     refuse(object.at(key), "another member gives the content already");
 }
 
-/// Reads bytes that are given literally: as a body, as raw text or in hexadecimal.
+/// Reads the content from "body", "raw" or "raw_hex". Returns nullopt if all are absent.
 std::optional<Content> read_given_content(Object& object) {
     std::optional<Content> content;
     for (const char* const key : {"body", "raw", "raw_hex"}) {
@@ -175,7 +174,7 @@ std::optional<Content> read_given_content(Object& object) {
     return content;
 }
 
-/// Reads the members that answers and events share: literal bytes and their delivery.
+/// Reads the members that rules and events share: the given content and its delivery.
 Rule read_common(Object& object) {
     Rule rule{read_given_content(object), read_delivery(object)};
     if (rule.content && rule.content->kind == Content::Kind::raw && rule.delivery.length) {
@@ -184,8 +183,8 @@ Rule read_common(Object& object) {
     return rule;
 }
 
-/// Returns the member "data", or a text of "data_size" bytes, or null if neither is given. Refuses
-/// both if there is content already.
+/// Returns the member "data", or a string of "data_size" bytes, or null if neither is given.
+/// Refuses the members if `has_content` is set or both are given.
 Json read_data(Object& object, bool has_content) {
     json_t* const data = object.get("data");
     std::size_t size = 0;

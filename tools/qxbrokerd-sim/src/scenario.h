@@ -1,5 +1,5 @@
-// A scenario makes the simulated broker deviate from a healthy broker. docs/simulator.md describes
-// the scenario file.
+// A scenario makes the simulator behave unlike a healthy broker. docs/simulator.md describes the
+// scenario file.
 #pragma once
 
 #include "base/protocol.h"
@@ -16,7 +16,7 @@
 
 namespace qx::sim {
 
-/// The bytes that replace a normal answer or form an event.
+/// The bytes of an event, or of an answer that replaces the normal one.
 struct Content {
     enum class Kind {
         text, ///< sent in a frame
@@ -26,7 +26,7 @@ struct Content {
     std::string bytes;
 };
 
-/// How one request is answered.
+/// How to answer one request.
 struct Rule {
     std::optional<Content> content; ///< absent: the request is executed and answered normally
     Delivery delivery;
@@ -39,12 +39,12 @@ enum class Accept { serve, silent, close };
 template <typename Step>
 class Script {
 public:
-    /// Adds a step that applies `times` times, or for ever if `times` is 0.
+    /// Adds a step that applies `times` times, or forever if `times` is 0.
     void add(Step step, std::uint64_t times) {
         steps_.push_back({std::move(step), times, times == 0});
     }
 
-    /// Returns the current step and counts its use, or returns null if all steps are used up.
+    /// Returns the step that applies now, or null if all steps are used up. Counts as one use.
     const Step* next() {
         while (at_ < steps_.size()) {
             Entry& entry = steps_[at_];
@@ -67,16 +67,16 @@ private:
     std::size_t at_ = 0;
 };
 
-/// An event that the broker sends at a set time.
+/// An event that the broker sends at scheduled times.
 struct TimedEvent {
     EventType type = EventType::device_discovery;
     Rule rule; ///< its content is always present
-    /// True: the time counts from each subscription, and only its client gets the event. False: the
-    /// time counts from the start, and all subscribers get the event.
+    /// True: `after` starts at each subscription, and only that subscriber gets the event. False:
+    /// `after` starts with the broker, and all subscribers get the event.
     bool on_subscribe = false;
-    Milliseconds after{0};
-    Milliseconds every{0};
-    std::uint64_t times = 1; ///< 0: for ever
+    Milliseconds after{0};   ///< delay of the first event
+    Milliseconds every{0};   ///< time between events
+    std::uint64_t times = 1; ///< 0: forever
 };
 
 struct Scenario {
@@ -85,16 +85,17 @@ struct Scenario {
     Json state; ///< changes to the state, or null
     Script<Accept> connections;
     std::map<std::string, Script<Rule>, std::less<>>
-        commands; ///< "*" is used after a command's own rules
+        commands; ///< "*" applies when a command has no rules left
     std::array<Script<Rule>, kEventNames.size()> subscriptions;
     std::vector<TimedEvent> events;
 };
 
-/// Reads a scenario file. Throws Failure, which names the file, the place in it and the reason.
+/// Reads a scenario file. If the file is invalid, throws a Failure with the file, the place and the
+/// reason.
 Scenario load_scenario(const std::string& file);
 
-/// Decodes pairs of hexadecimal digits and ignores blanks between pairs. Returns nullopt if `hex`
-/// is malformed.
+/// Decodes pairs of hexadecimal digits. Ignores spaces between pairs. Returns nullopt if `hex` is
+/// malformed.
 std::optional<std::string> bytes_of_hex(std::string_view hex);
 
 /// Returns `text` with every "%n" replaced by `number`.

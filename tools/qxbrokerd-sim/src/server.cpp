@@ -24,14 +24,15 @@ io::descriptor open_signals() {
     for (const int signal : {SIGINT, SIGTERM, SIGQUIT}) {
         sigaddset(&set, signal);
     }
-    // Under nohup(1) SIGHUP is ignored. Blocking it would deliver it to the signalfd.
+    // Do not block SIGHUP if it is ignored, as under nohup(1): a blocked signal would still reach
+    // the signalfd.
     if (hangup.sa_handler != SIG_IGN) {
         sigaddset(&set, SIGHUP);
     }
     ::sigprocmask(SIG_BLOCK, &set, nullptr);
     ::signal(SIGPIPE, SIG_IGN);
-    // In the background of a terminal, reading standard input must fail rather than stop the
-    // broker.
+    // A background job that reads from the terminal gets SIGTTIN, which would stop the broker. If
+    // SIGTTIN is ignored, the read fails instead.
     ::signal(SIGTTIN, SIG_IGN);
     return io::descriptor(::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
 }
@@ -134,7 +135,7 @@ void Server::watch_console() {
     if (::epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, STDIN_FILENO, &record) == 0) {
         return;
     }
-    // epoll cannot watch a regular file. Read the whole file now, which never blocks.
+    // epoll cannot watch a regular file. Read the whole file now; that does not block.
     while (!console_ended_) {
         read_console();
     }

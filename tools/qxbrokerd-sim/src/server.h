@@ -21,7 +21,8 @@
 
 namespace qx::sim {
 
-/// The numbers of a repeated event. If `is_numbered` is set, "%n" in the event becomes the number.
+/// The numbers of an event that is sent several times. If `is_numbered` is set, the number replaces
+/// "%n" in the event.
 struct Run {
     std::uint64_t first = 1;
     std::uint64_t last = 1;
@@ -30,7 +31,7 @@ struct Run {
 
 class Server {
 public:
-    /// `state` must already contain the changes of `scenario`.
+    /// The scenario's changes must already be applied to `state`.
     Server(const Options& options, Scenario scenario, State state);
 
     /// Serves until SIGINT, SIGTERM, SIGHUP or SIGQUIT. Throws Failure if the broker cannot listen
@@ -38,7 +39,7 @@ public:
     void run();
 
 private:
-    // Ids in epoll records: clients count up from 1, other descriptors count down from the maximum.
+    // Ids in epoll records. Client ids count up from 1; the other ids count down from the maximum.
     static constexpr std::uint64_t kListener = UINT64_MAX;
     static constexpr std::uint64_t kSignals = UINT64_MAX - 1;
     static constexpr std::uint64_t kConsole = UINT64_MAX - 2;
@@ -102,13 +103,13 @@ private:
     std::optional<Presence> presence_;
     std::uint64_t restarts_ = 0;
     bool ended_ = false;
-    io::descriptor spare_; ///< closed for a moment to refuse clients when descriptors run out
+    io::descriptor spare_; ///< a reserve for refuse_clients(), when descriptors run out
     bool accepts_ = true;  ///< false while the listener is not watched
 
     Totals totals_;
     std::unordered_map<std::uint64_t, std::unique_ptr<Client>> clients_;
     std::uint64_t next_client_ = 1;
-    std::vector<std::uint64_t> queued_; ///< clients to flush at the end of the pass
+    std::vector<std::uint64_t> queued_; ///< clients that flush_queued() flushes
     Timers timers_;
     LineReader console_;
     bool console_ended_ = false;

@@ -1,4 +1,4 @@
-// One client's share of the memory that all clients use.
+// Counts the bytes of one client within a total of all clients.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@ namespace qx::sim {
 
 class Share {
 public:
-    /// `total` counts the bytes of all shares and must outlive them.
+    /// `total` is the sum of all shares and must outlive them.
     explicit Share(std::size_t& total)
         : total_(total) {}
     Share(const Share&) = delete;

@@ -45,7 +45,7 @@ constexpr const char* kNewDevice =
     R"({"device_id": "", "mac": "", "name": "", "interface": "", "ip": [],
     "hostname": "", "online": false, "traffic_blocked": 0})";
 
-/// Returns whether a scenario may add any member to the part at `place`.
+/// Returns whether a scenario may add new members to the object at `place`.
 bool is_open(std::string_view place) {
     constexpr std::array<std::string_view, 6> open = {
         "features", "subscription", "next_subscription", "registration", "version", "va.schedule"};
@@ -92,7 +92,7 @@ std::string merge(json_t* target, json_t* changes, const std::string& place) {
     return "";
 }
 
-/// Adds the members that the devices of a scenario leave out.
+/// Adds default values for the members that a device lacks. Returns "" or "PLACE: reason".
 std::string complete_devices(json_t* devices) {
     std::size_t index = 0;
     json_t* entry = nullptr;

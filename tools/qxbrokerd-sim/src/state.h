@@ -1,5 +1,4 @@
-// The state of the simulated agent: one JSON document. A scenario can override any part of it, and
-// reports are copies of its parts.
+// The state of the simulated agent: one JSON document. A scenario can override any part of it.
 #pragma once
 
 #include "json.h"
@@ -12,21 +11,22 @@ namespace qx::sim {
 
 class State {
 public:
-    /// A router in everyday use: three devices, services on, no scan running.
+    /// Starts with a router in everyday use: three devices, services on, no scan running.
     State();
 
-    /// Applies `changes`, an object with the structure of the state. Returns "" on success, or
-    /// "PLACE: reason".
+    /// Applies `changes`, an object with the structure of the state, or null for none. Returns ""
+    /// on success, or "PLACE: reason".
     std::string override_with(json_t* changes);
 
-    /// Returns the member `key` of the state, borrowed.
+    /// Returns the member `key` of the state, borrowed, or null.
     [[nodiscard]] json_t* part(const char* key) const;
-    /// Returns the member `key` of the member `part`, borrowed.
+    /// Returns the member `key` of the member `part`, borrowed, or null.
     [[nodiscard]] json_t* field(const char* part, const char* key) const;
     void set_field(const char* part, const char* key, Json value);
 
-    /// Both return the device with this id or MAC address, borrowed, or null.
+    /// Returns the device with this id, borrowed, or null.
     [[nodiscard]] json_t* device_with_id(std::string_view id) const;
+    /// Returns the device with this MAC address, borrowed, or null.
     [[nodiscard]] json_t* device_with_mac(const char* mac) const;
     /// Adds a new device and returns it, borrowed. Returns null if there are 1000 devices already.
     json_t* add_device(const char* mac);

@@ -12,8 +12,7 @@ void Timers::run_due() {
     if (actions_.empty()) {
         return;
     }
-    // Run only actions that are due now: an action that adds itself again must not keep the loop
-    // from serving clients.
+    // Read the clock only once: an action that adds itself again must not keep this loop running.
     const auto now = Clock::now();
     while (!actions_.empty() && actions_.begin()->first <= now) {
         const auto due = actions_.extract(actions_.begin());

@@ -1,4 +1,4 @@
-// Actions that run at a later time.
+// Runs actions at scheduled times.
 #pragma once
 
 #include "outbox.h"

@@ -16,7 +16,7 @@ public:
     /// Prints "#CLIENT WHAT TEXT" if the trace is on. Control characters of TEXT appear as \xNN.
     void client(std::uint64_t client, std::string_view what, std::string_view text = {}) const;
 
-    /// Prints "event NAME to COUNT: TEXT" if the trace is on. COUNT is the number of subscribers.
+    /// Prints "event NAME to COUNT: TEXT" if the trace is on. COUNT is the number of receivers.
     void event(std::string_view name, std::size_t count, std::string_view text) const;
 
 private:

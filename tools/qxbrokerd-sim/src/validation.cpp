@@ -11,13 +11,14 @@
 namespace qx::sim {
 namespace {
 
-// Limits for reported devices, which stay in memory.
+// These limits bound the memory for reported devices.
 constexpr std::size_t kLongestName = 255;
 constexpr std::size_t kMostAddresses = 32;
 
+/// A hexadecimal digit. An interval must stay within one of the ranges 0-9, A-F and a-f.
 struct Digit {
     unsigned value;
-    char first; ///< '0', 'A' or 'a': an interval must not mix digits, capitals and small letters
+    char first; ///< the first digit of the range
 };
 
 std::optional<Digit> hex_digit(char c) {
