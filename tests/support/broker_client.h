@@ -1,4 +1,4 @@
-// A bare client of the broker, and the simulated broker as a process.
+// A client that speaks the broker's protocol directly, and the simulated broker as a process.
 #pragma once
 
 #include "process.h"
@@ -8,7 +8,7 @@
 
 namespace qx::test {
 
-/// The simulated broker of this build, serving the install directory in the test's namespace.
+/// The simulated broker of this build. Serves the install directory kInstallDir.
 class Simulator : public Process {
 public:
     /// Starts the simulator with `scenario` (JSON text, or "" for none) and the additional
@@ -16,7 +16,7 @@ public:
     explicit Simulator(std::string_view scenario = "", const std::vector<std::string>& words = {});
 };
 
-/// Writes `scenario` to a file in the test's namespace and returns the file's path.
+/// Writes `scenario` to a file and returns the file's path. Overwrites the previous scenario.
 std::string scenario_file(std::string_view scenario);
 
 /// One connection to the broker.
@@ -33,13 +33,13 @@ public:
     void end_sending() const;
 
     /// Returns the next `count` bytes, or fewer if the broker closes the connection. Adds a test
-    /// failure if no byte arrives for kPatience.
+    /// failure and returns the bytes so far if no byte arrives for kPatience.
     std::string read(std::size_t count) const;
-    /// Returns the text of the next frame, or nullopt if the connection ends.
+    /// Returns the text of the next frame, or nullopt if the broker closes the connection.
     std::optional<std::string> read_frame() const;
-    /// Returns whether the broker closes the connection without sending more.
+    /// Waits for a byte or EOF. Returns true on EOF.
     bool ends() const { return read(1).empty(); }
-    /// Returns whether bytes or EOF can be read now.
+    /// Returns whether a read would not block: bytes wait, or the broker has closed the connection.
     bool has_input() const;
 
     /// Subscribes to a broker event. Adds a test failure if the broker refuses.
@@ -49,7 +49,7 @@ private:
     int fd_ = -1;
 };
 
-/// Sends a command on a new connection and returns the answer.
+/// Sends a command on a new connection. Returns the answer, or "(no answer)" if there is none.
 std::string ask(const std::string& name, const std::string& data = "null");
 
 } // namespace qx::test

@@ -1,4 +1,4 @@
-// Work that a test does in a child process.
+// Functions that a test runs in a forked child.
 #pragma once
 
 #include "world.h"
@@ -11,12 +11,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-// Exists only in builds for coverage. Writes the line counts, which _exit(2) would lose.
+// Writes the line counts, which _exit(2) would discard. Null except in coverage builds.
 extern "C" void __gcov_dump() __attribute__((weak)); // NOLINT(bugprone-reserved-identifier)
 
 namespace qx::test {
 
-/// Ends a forked child without running the exit handlers of its parent.
+/// Ends a forked child without running the exit handlers that it inherited.
 [[noreturn]] inline void end_child(int status) {
     if (__gcov_dump != nullptr) {
         __gcov_dump();
@@ -46,7 +46,7 @@ public:
 
     void kill(int signal) const { ::kill(pid_, signal); }
 
-    /// Waits for the child's end. Returns its exit status, or -1 if a signal ended it.
+    /// Waits for the child to end. Returns its exit status, or -1 if a signal ended it.
     int wait() {
         int how = 0;
         ::waitpid(pid_, &how, 0);
@@ -58,7 +58,7 @@ private:
     pid_t pid_;
 };
 
-/// Runs `work` in a forked child. Returns whether every expectation in it has held.
+/// Runs `work` in a forked child. Returns whether all its expectations were met.
 inline bool succeeds_in_child(const std::function<void()>& work) {
     Forked child([&work] {
         work();

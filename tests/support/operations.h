@@ -1,4 +1,4 @@
-// A call of every operation except listen, for tests that loop over the calls.
+// Calls of the tool's operations, for tests that loop over all of them.
 #pragma once
 
 #include "operation.h"
@@ -15,8 +15,8 @@ namespace qx::test {
 struct OperationCall {
     manage::Operation operation;
     std::vector<std::string> options = {};
-    bool asks_broker = true;     ///< sends the broker a request
-    const char* label = nullptr; ///< distinguishes calls of the same operation
+    bool asks_broker = true;     ///< whether the call sends the broker a request
+    const char* label = nullptr; ///< distinguishes calls of the same operation; null for the first
 
     [[nodiscard]] std::string name() const { return manage::row_of(operation).word; }
     [[nodiscard]] std::string title() const { return label == nullptr ? name() : label; }
@@ -32,7 +32,7 @@ inline void PrintTo(const OperationCall& call, std::ostream* out) {
     *out << call.title();
 }
 
-/// Returns the calls of operations that need options or send no request.
+/// Returns calls of the operations that need options or send no request.
 inline std::vector<OperationCall> special_calls() {
     using enum manage::Operation;
     return {
@@ -70,8 +70,8 @@ inline std::vector<OperationCall> operation_calls() {
     return calls;
 }
 
-/// Returns the step width of a loop over many combinations: QX_FAULT_STEP, or `quick` if that is
-/// not set. A step width of 1 tries every combination.
+/// Returns the step of a loop over many cases: the environment variable QX_FAULT_STEP, or `quick`
+/// if it is not set. With a step of 1, the loop tries every case.
 inline unsigned fault_step(unsigned quick) {
     return from_environment("QX_FAULT_STEP", quick);
 }

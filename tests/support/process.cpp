@@ -47,7 +47,7 @@ std::chrono::milliseconds since(Clock::time_point start) {
 std::vector<int> ending_signals() {
     std::vector<int> all = {SIGHUP,  SIGINT,  SIGQUIT,   SIGUSR1, SIGUSR2, SIGPIPE, SIGALRM,
                             SIGTERM, SIGXCPU, SIGVTALRM, SIGPROF, SIGIO,   SIGPWR};
-#ifdef SIGSTKFLT // MIPS has none
+#ifdef SIGSTKFLT // MIPS does not define it
     all.push_back(SIGSTKFLT);
 #endif
     for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) {
@@ -146,7 +146,7 @@ bool Process::reads(const Stream& stream, std::string_view text, std::size_t tim
             --times;
             continue;
         }
-        // Do not search the same output twice, except its last bytes, where a `text` may begin.
+        // Search only new output next time, plus the last bytes, where `text` may begin.
         from = std::max(from, stream.text.size() - std::min(stream.text.size(), text.size() - 1));
         if (!pump(deadline)) {
             return false;
@@ -159,7 +159,7 @@ bool Process::wait_for(const Stream& stream, std::string_view text, std::size_t 
     if (reads(stream, text, times, Clock::now() + kPatience)) {
         return true;
     }
-    ADD_FAILURE() << "never wrote '" << text << "' but\n" << out_.text << err_.text;
+    ADD_FAILURE() << "no '" << text << "' in the output:\n" << out_.text << err_.text;
     return false;
 }
 

@@ -1,5 +1,5 @@
-// Programs that tests run to their end or control while they run. Includes the test framework,
-// because most users of this header need it.
+// Programs that a test starts, controls and waits for. Includes GoogleTest and GoogleMock, because
+// most users of this header need both.
 #pragma once
 
 #include "world.h"
@@ -15,7 +15,7 @@
 
 namespace qx::test {
 
-/// How long a test waits for anything before it fails.
+/// The time limit of every wait in a test.
 inline constexpr std::chrono::seconds kPatience{30};
 
 /// Returns the time that has passed since `start`.
@@ -31,13 +31,14 @@ void wait_until(const Condition& holds) {
     }
 }
 
-/// Returns the signals that by default end a program and that can be blocked.
+/// Returns signals that a program can block and that end it by default. Omits those that report an
+/// error of the program, such as SIGSEGV.
 std::vector<int> ending_signals();
 
 /// How a program ended and what it wrote.
 struct Outcome {
-    int status = 0; ///< exit status; -1 when a signal ended it
-    int signal = 0; ///< the signal that ended it, or 0
+    int status = 0; ///< exit status, or -1 if a signal ended the program
+    int signal = 0; ///< the signal that ended the program, or 0
     std::string out = {};
     std::string err = {};
 
@@ -49,8 +50,8 @@ void PrintTo(const Outcome& outcome, std::ostream* out);
 /// if it still runs.
 class Process {
 public:
-    /// Starts argv[0] (a path, or a name to look up in PATH) with the environment of this process
-    /// and the variables in `environment`.
+    /// Starts argv[0], which is a path or a name in PATH. Adds the variables in `environment` to
+    /// the test's own environment.
     explicit Process(const std::vector<std::string>& argv,
                      const std::map<std::string, std::string>& environment = {});
     Process(const Process&) = delete;
@@ -59,34 +60,34 @@ public:
 
     [[nodiscard]] pid_t pid() const { return pid_; }
 
-    /// Writes to the program's standard input.
+    /// Writes to the program's standard input. Adds a test failure if the program has closed it.
     void write(std::string_view text);
     /// Closes the program's standard input.
     void close_input();
-    /// Closes the test's end of the program's standard output, like a reader that ends.
+    /// Closes the read end of the program's standard output.
     void close_output();
 
-    /// Reads standard output until it contains `text` `times` times. Returns false and adds a test
-    /// failure if standard output ends or kPatience passes before.
+    /// Reads standard output until the output so far contains `text` at least `times` times.
+    /// Returns false and adds a test failure if both streams end or kPatience passes first.
     bool wait_for_output(std::string_view text, std::size_t times = 1);
-    /// Does the same within `time`, but adds no test failure.
+    /// Like wait_for_output() with the time limit `time`, but adds no test failure.
     bool reads_output(std::string_view text, std::size_t times, std::chrono::milliseconds time);
-    /// Does the same as wait_for_output() with standard error.
+    /// Like wait_for_output(), but reads standard error.
     bool wait_for_error(std::string_view text);
 
     void signal(int number) const;
 
-    /// Waits up to `time` for the program's end without reading its output. Returns whether it has
-    /// ended.
+    /// Waits up to `time` for the program to end, without reading its output. Returns whether the
+    /// program has ended.
     [[nodiscard]] bool ends_within(std::chrono::milliseconds time) const;
 
-    /// Reads the remaining output and waits for the program's end. After kPatience, kills the
+    /// Reads the remaining output and waits for the program to end. After kPatience, kills the
     /// program and adds a test failure.
     Outcome finish();
-    /// Sends the signal `number`, then does the same as finish().
+    /// Sends the signal `number` to the program, then calls finish().
     Outcome stop(int number = SIGTERM);
 
-    /// The standard output that has been read so far.
+    /// The standard output read so far.
     [[nodiscard]] const std::string& output() const { return out_.text; }
 
 private:
@@ -95,8 +96,8 @@ private:
         std::string text;
     };
 
-    /// Waits for output on both streams and reads it. Returns false if both have ended or if there
-    /// is none before `deadline`.
+    /// Waits for output on either stream and reads it. Returns false if both streams are at EOF or
+    /// if no output arrives before `deadline`.
     bool pump(std::chrono::steady_clock::time_point deadline);
     bool wait_for(const Stream& stream, std::string_view text, std::size_t times);
     bool reads(const Stream& stream, std::string_view text, std::size_t times,

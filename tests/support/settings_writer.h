@@ -1,5 +1,5 @@
-// A writer of settings that can be killed at any moment. For test programs that link the utility
-// layer.
+// A process that writes settings and that a test can kill at any moment. For test programs that
+// link the utility layer.
 #pragma once
 
 #include "forked.h"
@@ -42,8 +42,8 @@ public:
         });
     }
 
-    /// Kills the process and checks that the store has every update that the process has finished,
-    /// and none that it has not begun.
+    /// Kills the process. Then checks that the store has every update that the process finished,
+    /// and none that it had not begun.
     void kill_and_check() {
         process_->kill(SIGKILL);
         process_->wait();

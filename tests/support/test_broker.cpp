@@ -79,7 +79,7 @@ template <typename Condition>
 bool TestBroker::wait_until(Condition condition, const char* what) const {
     std::unique_lock lock(mutex_);
     const bool came = changed_.wait_for(lock, kPatience, condition);
-    EXPECT_TRUE(came) << "the broker waited in vain for " << what << "; it has " << requests_.size()
+    EXPECT_TRUE(came) << "timed out waiting for " << what << "; the broker has " << requests_.size()
                       << " requests, " << connections_.size() << " connections, "
                       << count_subscribers() << " subscribers";
     return came;

@@ -1,4 +1,4 @@
-// A broker inside the test. It records every request and sends prepared answers.
+// A broker inside the test process. It records every request and sends prepared answers.
 #pragma once
 
 #include "process.h"
@@ -17,11 +17,12 @@ namespace qx::test {
 /// The broker's reaction to a request.
 struct Reply {
     std::string bytes;
-    bool hang_up = false; ///< closes the connection afterwards
+    bool hang_up = false; ///< whether to close the connection afterwards
 };
 
-/// Listens on the broker's socket from construction on. By default it answers {"status": 0} and
-/// lets the client close the connection. All members may be called at any time.
+/// Listens on the broker's socket until stop() or destruction. By default, answers {"status": 0}
+/// and lets the client close the connection. Any thread may call the members, except that start()
+/// and stop() must not run concurrently.
 class TestBroker {
 public:
     TestBroker();
@@ -29,30 +30,30 @@ public:
     TestBroker& operator=(const TestBroker&) = delete;
     ~TestBroker();
 
-    /// Stop and restart the broker. stop() closes all connections. Prepared answers and recorded
-    /// requests remain.
+    /// Stops and restarts the broker. stop() closes all connections and keeps the prepared answers
+    /// and recorded requests.
     void stop();
     void start();
 
     /// Sets the JSON that answers the command `name`, or the subscription to the event `name`.
     void answer(const std::string& name, std::string_view json);
-    /// Sets arbitrary bytes as the answer. Without bytes, the broker stays silent.
+    /// Like answer(), but sets arbitrary bytes. Without bytes, the broker sends no answer.
     void reply(const std::string& name, Reply reply);
 
-    /// Returns every request so far, byte for byte, with its line feed.
+    /// Returns every request since the last forget_requests(), byte for byte, with its line feed.
     std::vector<std::string> requests() const;
     void forget_requests();
-    /// Each waits until the broker has `count` requests (or more), connections or subscribers.
-    /// Returns false and adds a test failure after kPatience.
+    /// Waits until the broker has at least `count` requests, or exactly `count` connections or
+    /// subscribers. After kPatience, returns false and adds a test failure.
     bool wait_for_requests(std::size_t count) const;
     bool wait_for_connections(std::size_t count) const;
     bool wait_for_subscribers(std::size_t count) const;
 
-    /// Both send on every connection that is subscribed to the event `name`. They block while a
-    /// client does not read.
+    /// Sends `json` as a frame, or `bytes` unchanged, to every subscriber of the event `name`.
+    /// Blocks while a subscriber does not read.
     void emit(const std::string& name, std::string_view json);
     void emit_raw(const std::string& name, std::string_view bytes);
-    /// Closes every connection that is subscribed to the event `name`.
+    /// Shuts down every connection that is subscribed to the event `name`.
     void drop_subscribers(const std::string& name);
 
 private:
@@ -82,7 +83,7 @@ private:
 };
 
 /// Creates the broker's version file and locks it while the object lives. The lock belongs to the
-/// open file, so that this process too finds the file locked.
+/// open file description, so this process, too, finds the file locked.
 class LockedVersionFile {
 public:
     explicit LockedVersionFile(const fs::path& install_dir, std::string_view text = "1.3");

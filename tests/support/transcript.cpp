@@ -5,7 +5,8 @@
 namespace qx::test {
 namespace {
 
-/// Appends the character at `at`, which may be an escape. Returns the next position.
+/// Appends to `out` the character or escape at the position `at` of `text`. Returns the next
+/// position.
 std::size_t append_character(std::string& out, const std::string& text, std::size_t at) {
     if (text[at] != '\\') {
         out += text[at];

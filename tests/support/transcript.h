@@ -1,4 +1,4 @@
-// Tests as text files. The first word of each line is its kind.
+// Reads transcripts, which are tests in text files. The first word of a line is its kind.
 #pragma once
 
 #include "process.h"
@@ -7,24 +7,24 @@
 
 namespace qx::test {
 
-/// Splits `text` at its first space.
+/// Splits `text` at its first space. Without a space, the second part is "".
 std::pair<std::string, std::string> split_word(const std::string& text);
 
-/// Replaces the escapes \n, \r, \xNN and \\ of `text`, and \lNN with length_field(0xNN).
+/// Expands the escapes \n, \r, \xNN and \\ in `text`, and \lNN to length_field(0xNN).
 std::string unescaped(const std::string& text);
 
-/// Splits a command line into words, which may be in single quotes and contain escapes.
+/// Splits a command line into words at spaces outside single quotes. Expands escapes everywhere.
 std::vector<std::string> words_of(const std::string& line);
 
-/// Returns the request for a command. `text` is its name and data: JSON text, "(no data)" for a
-/// request without data, or nothing for null.
+/// Returns the request line of a command. `text` is the command's name, then its data: JSON text,
+/// nothing for null, or "(no data)" to omit the member "data".
 std::string request_of(const std::string& text);
 
-/// Returns the first word and the rest of each line. Omits empty lines and comments, which begin
-/// with "#".
+/// Returns the first word and the rest of each line. Skips empty lines and lines that begin with
+/// "#".
 std::vector<std::pair<std::string, std::string>> read_transcript(const fs::path& file);
 
-/// Returns the files of a folder, with which tests are instantiated.
+/// Returns the files in a folder, as the parameters of a test suite.
 std::vector<fs::path> files_in(const char* folder);
 
 } // namespace qx::test

@@ -12,8 +12,8 @@
 
 namespace qx::test {
 
-/// Parses `words` after a program name. Returns "" if the parser accepts the words, or "(class)
-/// reason" if it rejects them.
+/// Parses a command line of a program name and `words`. Returns "", or "(class) reason" if the
+/// parser rejects the words.
 inline std::string parse_words(std::vector<std::string> words) {
     words.insert(words.begin(), "/usr/sbin/program");
     std::vector<char*> argv;
@@ -30,7 +30,7 @@ inline std::string parse_words(std::vector<std::string> words) {
     return "(" + error.first.sview().to_string() + ") " + error.second.sview().to_string();
 }
 
-/// Returns the usage text in the form for a pipe or a file.
+/// Returns the usage text as it is printed to a pipe or a file.
 inline std::string usage_text() {
     char* text = nullptr;
     std::size_t size = 0;

@@ -22,7 +22,7 @@ void mount_empty(const char* where) {
     require(::mount("tmpfs", where, "tmpfs", 0, "mode=0755") == 0, where);
 }
 
-constexpr int kMapped = 9; ///< a descriptor that reaches EOF once the users are mapped
+constexpr int kMapped = 9; ///< the read end of a pipe, at EOF once the users are mapped
 
 bool try_write(const std::string& file, std::string_view text) {
     const int fd = ::open(file.c_str(), O_WRONLY | O_CLOEXEC);
@@ -32,7 +32,7 @@ bool try_write(const std::string& file, std::string_view text) {
 }
 
 // Waits until `process` has entered its own user namespace. Then maps the first 65536 users and
-// groups into it, or only root if this machine does not have so many.
+// groups of this namespace into it, or only root if this namespace has fewer.
 void map_users_of(const std::string& process) {
     const fs::path theirs = process + "/ns/user";
     while (fs::read_symlink(theirs) == fs::read_symlink("/proc/self/ns/user")) {
@@ -65,8 +65,8 @@ std::vector<std::string> namespaces_with_users() {
 }
 
 void enter_private_namespaces(char** argv) {
-    // unshare(1) must run before a sanitizer's runtime starts its first thread, so this program is
-    // executed a second time.
+    // A sanitizer's runtime may already have started a thread, and a process with threads cannot
+    // enter a user namespace. So execute this program again through unshare(1).
     ::setenv(kInside, "1", 1);
     std::vector<std::string> words = namespaces_with_users();
     if (kEmulated) {
@@ -88,7 +88,7 @@ void enter_private_namespaces(char** argv) {
 
 void furnish() {
     mount_empty("/opt");
-    // Keep the loader's cache, so that programs start faster. Programs need nothing else of /etc.
+    // With the loader's cache, programs start faster. They need nothing else from the old /etc.
     const std::string loader_cache =
         fs::exists("/etc/ld.so.cache") ? read_file("/etc/ld.so.cache") : "";
     mount_empty("/etc");
@@ -165,7 +165,7 @@ TemporaryDirectory::~TemporaryDirectory() {
     fs::remove_all(path_, ignored);
 }
 
-// Uses the system call, because the C library's function would change every thread.
+// Uses the system call, because the C library's function would change the user of every thread.
 OtherUser::OtherUser(unsigned uid)
     : changed_(::syscall(SYS_setresuid, -1, uid, -1) == 0) {}
 

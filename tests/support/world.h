@@ -12,9 +12,8 @@ namespace qx::test {
 
 namespace fs = std::filesystem;
 
-/// The agent's install directory in the test's world. The tool finds it through the fallback name.
+/// The agent's default install directory.
 inline const fs::path kInstallDir = QX_INSTALL_DIRECTORY;
-/// The files of the agent.
 inline const fs::path kSettingsFile = kInstallDir / "etc/settings.json";
 inline const fs::path kLogFile = kInstallDir / "var/log/qxagent-manage.log";
 inline const fs::path kVersionFile = QX_INSTALL_DIRECTORY QX_VERSION_FILE;
@@ -35,19 +34,19 @@ inline constexpr bool kSanitized = false;
 /// If `ok` is false, prints `what` and errno on standard error and ends the process.
 void require(bool ok, const char* what);
 
-/// Moves the program with the arguments `argv` into a private world by executing it again: private
-/// users, mounts and network, an empty /opt, and an /etc that holds only the files that programs
-/// need to start (passwd lacks the agent's user). Broker sockets are abstract, so the private
-/// network separates them too. Ends the process on failure.
+/// Executes this program again, with the arguments `argv`, in private user, mount and network
+/// namespaces. Broker sockets are abstract, so the network namespace isolates them too. Mounts an
+/// empty /opt, and an /etc with only the loader's cache and a passwd that lacks the agent's user.
+/// Ends the process on failure.
 void enter_world(char** argv);
 
-/// Writes `text` to `file` and creates its directories.
+/// Writes `text` to `file` and creates missing directories. Ends the process on failure.
 void write_file(const fs::path& file, std::string_view text);
 
 /// Returns the content of `file`. Adds a test failure and returns "" if the file cannot be read.
 std::string read_file(const fs::path& file);
 
-/// Splits a text into lines without their line feeds.
+/// Splits `text` into lines and removes the line feeds.
 std::vector<std::string> lines_of(const std::string& text);
 
 /// Writes an executable shell script. Adds the "#!" line.
@@ -74,7 +73,7 @@ private:
 };
 
 /// Lets the calling thread act as another user while the object lives. Converts to false if the
-/// user does not exist: other users, up to 65535, exist only if root runs the tests.
+/// switch failed: users other than root, up to 65535, exist only if root runs the tests.
 class OtherUser {
 public:
     explicit OtherUser(unsigned uid);
