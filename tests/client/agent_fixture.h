@@ -1,5 +1,4 @@
-// Fixtures of the client library's tests: a broker in the install directory, and a recorder of
-// events.
+// Fixtures for the tests of the client library: a broker, and a recorder of events.
 #pragma once
 
 #include "qx_plix.h"
@@ -22,7 +21,7 @@ inline const std::string kScanName = "va_status_changed";
 /// Records the texts that callbacks receive.
 class Inbox {
 public:
-    /// Each callback calls `work`, unless null, after it has recorded the text.
+    /// Each callback records the text and then calls `work`, unless `work` is null.
     explicit Inbox(std::function<void()> work = nullptr)
         : work_(std::move(work)) {}
 
@@ -63,11 +62,11 @@ private:
     std::vector<std::string> events_;
 };
 
-/// A broker that runs in the default install directory.
+/// A test with a broker that serves the default install directory.
 class Agent : public ::testing::Test {
 protected:
-    /// Waits until the broker has accepted every earlier connection and only `connections` remain.
-    /// Then forgets the recorded requests.
+    /// Waits until the broker has accepted every earlier connection and only `connections` of them
+    /// remain. Then forgets the recorded requests.
     void settle(std::size_t connections) {
         EXPECT_EQ(qx_plix_reapply_firewall_rules(), 0);
         broker.wait_for_connections(connections);
@@ -102,7 +101,7 @@ inline int open_own_stat() {
     return ::open("/proc/thread-self/stat", O_RDONLY | O_CLOEXEC);
 }
 
-/// Returns whether the thread of a stat file sleeps in an interruptible wait.
+/// Returns whether a thread is in an interruptible sleep. `stat` is a descriptor of its stat file.
 inline bool sleeps(int stat) {
     char text[128] = {};
     return ::pread(stat, text, sizeof text - 1, 0) > 0 && std::strstr(text, ") S ") != nullptr;
@@ -130,8 +129,8 @@ inline void read_until(int fd, const Inbox& inbox, std::size_t count,
     }
 }
 
-/// Reads until the inbox holds `count` events. Each call reads all waiting events if `drain` is 1,
-/// otherwise one.
+/// Reads until the inbox holds `count` events. Each read delivers all waiting events if `drain` is
+/// 1, otherwise one.
 inline void read_until(int fd, int drain, const Inbox& inbox, std::size_t count) {
     read_until(fd, inbox, count,
                [drain](int ready) { return qx_plix_read_event_fd(ready, drain); });

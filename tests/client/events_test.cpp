@@ -33,7 +33,7 @@ protected:
     Inbox inbox;
 };
 
-// Suite names for reports of failures.
+// Aliases that name the suites in failure reports.
 using Registrar = Subscriptions;
 using EventCallbacks = Subscriptions;
 using EventReaders = Subscriptions;
@@ -97,7 +97,7 @@ TEST_F(Subscriptions, LeaveNoConnectionOrDescriptorOpenWhenRefused) {
     EXPECT_EQ(qx_plix_read_event_fd(-1, 0), -1) << "-1 is not a descriptor";
 }
 
-TEST_F(Subscriptions, DeliverOneEventAPortionOrAllEventsPerRead) {
+TEST_F(Subscriptions, DeliverOneSomeOrAllEventsPerRead) {
     const int fd = subscribe(kStarted, inbox);
     EXPECT_EQ(qx_plix_read_events(fd, 1), 0) << "returns although no event waits";
     broker.emit_raw(kStartedName, stream_of({"0", "1", "2", "3", "4"}));
@@ -158,8 +158,8 @@ TEST_F(Subscriptions, LoseNoEventWhenTheirPipeIsFull) {
     const auto read_portion = [](int fd) { return qx_plix_read_events(fd, 1000); };
     const auto read_one = [](int fd) { return qx_plix_read_event_fd(fd, 0); };
     const auto read_all = [](int fd) { return qx_plix_read_event_fd(fd, 1); };
-    // The small pipe holds only some of the notification bytes. The library writes up to 512 bytes
-    // at a time, so the last 511 may not fit.
+    // The small pipe holds only some of the notification bytes. The library writes up to 512 of
+    // them at a time, so up to 511 bytes of the pipe may stay free.
     const std::tuple<std::function<int(int)>, int, int> cases[] = {
         {read_one, 4096, 4096 - 511},
         {read_all, 4096, 4096 - 511},
@@ -231,7 +231,7 @@ TEST_F(Backlog, IsBoundedAndLosesNoEvent) {
     }
 }
 
-TEST_F(Backlog, IsReportedAsOverOnlyAfterASecondWithoutBackPressure) {
+TEST_F(Backlog, EndIsReportedOnlyAfterASecondWithoutBackPressure) {
     EXPECT_EQ(qx_plix_set_backlog_limit(1000), 0);
     const int fd = subscribe(kStarted, inbox);
     broker.emit(kStartedName, '"' + std::string(2000, 'x') + '"');
@@ -288,8 +288,8 @@ TEST_F(Backlog, StaysBoundedWhenFramesNeverEnd) {
         broker.emit_raw(kScanName, part);
     });
     long most = 0;
-    // The library drops the stalled connections one by one and subscribes again. These are the
-    // third and fourth request.
+    // The library drops the two stalled connections one by one and subscribes again, which sends
+    // the third and the fourth request.
     wait_until([&] {
         most = std::max(most, resident_kib());
         return broker.requests().size() == 4;
@@ -359,7 +359,7 @@ TEST_F(Subscriptions, ReceiveEventsWhileAnotherWaitsForASilentBroker) {
             return since(asked).count() < 500;
         });
     }
-    // Neither an outstanding reply nor an incomplete event delays unsubscribe and uninit.
+    // Neither an outstanding reply nor an incomplete event may block unsubscribe or uninit.
     broker.emit_raw(kScanName, framed("[1, 2, 3]").substr(0, 8));
     qx_plix_unsubscribe(kStarted);
     qx_plix_unsubscribe(kScan);
@@ -367,7 +367,8 @@ TEST_F(Subscriptions, ReceiveEventsWhileAnotherWaitsForASilentBroker) {
     broker.wait_for_connections(0);
 }
 
-// Confines all threads to one core, where the others run only while the calling thread waits.
+// Confines all threads to one core and gives all but the calling thread the lowest priority, so
+// they run only while the calling thread waits.
 void outrank_other_threads() {
     cpu_set_t one;
     CPU_ZERO(&one);
@@ -381,7 +382,7 @@ void outrank_other_threads() {
     }
 }
 
-TEST_F(Subscriptions, AreNotStarvedByASlowReaderOfAnother) {
+TEST_F(Subscriptions, AreNotStarvedByASlowReaderOfAnotherSubscription) {
     constexpr int kCount = 500;
     std::atomic<int> event_thread{-1};
     std::size_t before_other = 0;
@@ -389,7 +390,8 @@ TEST_F(Subscriptions, AreNotStarvedByASlowReaderOfAnother) {
     Inbox slow([&] {
         if (slow.count() == 1) {
             broker.emit(kScanName, "2");
-            // Sleeping shows that the event thread waits for the registrar's lock.
+            // Once the event thread sleeps, it waits for the registrar's lock, which the reader
+            // holds.
             wait_until([&] { return ::usleep(1000) == 0 && sleeps(event_thread); });
         }
         before_other = other.count() < 2 ? slow.count() : before_other;
@@ -517,14 +519,14 @@ TEST_F(EventCallbacks, MayUnsubscribeButNotSubscribeReadOrUninit) {
     }
 }
 
-TEST_F(EventReaders, BlockWithoutANewDescriptorUntilWokenOrCancelled) {
+TEST_F(EventReaders, OpenNoDescriptorAndBlockUntilWokenOrCancelled) {
     rlimit limit{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
     // With this limit the reader cannot open a descriptor. A limit of 0 would make poll fail.
     const rlimit none{1, limit.rlim_max};
     settle(0);
     const auto before = open_descriptors();
-    // The action that ends the wait, and the result of the read; 7 means that it did not return.
+    // The action that ends the wait, and the result of the read, or 7 if the read does not return.
     const std::pair<std::function<void(pthread_t)>, int> cases[] = {
         {[&](pthread_t) { broker.emit(kStartedName, "1"); }, 0},
         {[](pthread_t) { qx_plix_unsubscribe(kStarted); }, -1},
@@ -551,7 +553,7 @@ TEST_F(EventReaders, BlockWithoutANewDescriptorUntilWokenOrCancelled) {
     }
     broker.wait_for_connections(0);
     EXPECT_EQ(open_descriptors().size(), before.size() - 2)
-        << "uninit closed the epoll set and the eventfd";
+        << "uninit must close the epoll set and the eventfd";
 }
 
 TEST_F(Subscriptions, LeaveNoDescriptorOpenOrInheritable) {
@@ -610,8 +612,8 @@ TEST_F(Subscriptions, SurviveConcurrentUseFromManyThreads) {
     const auto count = [](const char*, void* counter) {
         ++*static_cast<std::atomic<int>*>(counter);
     };
-    // The emitter must end last: another reader may take a reader's notification, and the reader
-    // then blocks until the next event.
+    // The emitter must end last: if two readers compete for one notification, the loser blocks
+    // until the next event.
     const Repeated emitter([&] {
         broker.emit(kStartedName, "1");
         broker.emit(kScanName, "[1, 2]");

@@ -1,4 +1,4 @@
-// The record of failures, the deadline of calls, and the callback for changes of the connection.
+// The record of the last failure, the deadline of a call, and the connection callback.
 
 #include "agent_fixture.h"
 #include "base/descriptor.h"
@@ -81,7 +81,7 @@ TEST_F(Failures, NameTheStageInWhichTheCallFailed) {
     expect("4 cannot connect to the broker: Connection refused", qx_plix_init());
 }
 
-TEST_F(GenericCall, ReturnsTheBrokersDataAlsoOnRefusal) {
+TEST_F(GenericCall, ReturnsTheBrokersDataEvenOnRefusal) {
     broker.answer("custom", success("[1, 2]"));
     char* out = nullptr;
     EXPECT_EQ(qx_plix_call("custom", R"("text")", &out), 0);
@@ -122,9 +122,9 @@ TEST_F(Deadlines, EndCallsToASilentOrBlockedBroker) {
     expect_time_out(qx_plix_enable());
     broker.reply("set_router_name", {});
     expect_time_out(qx_plix_set_router_info(R"({"name": "n", "model": "m"})"));
-    // All requests of a call share its deadline, so the second request is never sent. The broker
-    // accepts in order, so its reply to a later command shows that it has seen every earlier
-    // request.
+    // All requests of a call share its deadline, so the second request must not be sent. The broker
+    // accepts connections in order, so its reply to a later command shows that it has seen every
+    // earlier request.
     qx_plix_set_timeout(30'000);
     EXPECT_EQ(qx_plix_reapply_firewall_rules(), 0);
     broker.wait_for_connections(0);
@@ -135,7 +135,7 @@ TEST_F(Deadlines, EndCallsToASilentOrBlockedBroker) {
     expect_time_out(qx_plix_subscribe(QX_PLIX_QXAGENT_STARTED, Inbox::note, nullptr, nullptr));
     qx_plix_uninit();
     broker.stop();
-    // This broker never accepts, so one connection fills its backlog and the next one blocks.
+    // This broker never accepts. The first connection fills its backlog, and the next one blocks.
     const qx::io::descriptor listener(broker_socket(::bind));
     require(::listen(listener.get(), 0) == 0, "listen");
     const std::string large = '"' + std::string(5'000'000, 'x') + '"';

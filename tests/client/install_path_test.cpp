@@ -77,13 +77,13 @@ TEST_F(InstallPath, IsCachedUntilItIsSetAgain) {
     fs::create_directories(kInstallDir);
     qxpath_set_install_path("/opt/other");
     EXPECT_STREQ(qxpath_default_install_path(), kInstallDir.c_str());
-    // A link would have precedence, but the path is cached.
+    // A new link does not replace the cached path.
     fs::create_symlink("/opt/agent/etc", kLink);
     EXPECT_STREQ(qxpath_default_install_path(), kInstallDir.c_str());
     EXPECT_EQ(found(), "/opt/agent");
     qxpath_set_install_path(std::string(5000, 'x').c_str());
     EXPECT_EQ(qxpath_default_install_path(), std::string(4095, 'x'));
-    // The argument may point into the stored path.
+    // The argument may point into the cached path.
     qxpath_set_install_path(qxpath_default_install_path() + 4000);
     EXPECT_EQ(qxpath_default_install_path(), std::string(95, 'x'));
 }

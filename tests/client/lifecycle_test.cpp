@@ -19,8 +19,8 @@ constexpr const char* kUnlocked = "Daemon is down or you need to try again later
 
 using ClientLibrary = Agent;
 
-// Starts the library. Returns what it printed on standard error or, if it printed nothing, the
-// result of the call.
+// Starts the library. Returns its message on standard error, or the result of the call if there is
+// no message.
 std::string start(const char* install_path = nullptr) {
     testing::internal::CaptureStderr();
     const int result = install_path == nullptr ? qx_plix_init() : qx_plix_init2(install_path);
@@ -125,7 +125,7 @@ TEST_F(ClientLibrary, UsesAnotherInstallDirectoryUntilUninit) {
     EXPECT_EQ(start(), "-1");
 }
 
-// Returns how many of the fatal signals the calling thread does not block.
+// Returns how many of ending_signals() the calling thread does not block.
 std::ptrdiff_t count_accepted_signals() {
     sigset_t blocked;
     ::pthread_sigmask(SIG_BLOCK, nullptr, &blocked);

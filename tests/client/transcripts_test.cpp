@@ -1,11 +1,11 @@
-// Runs the calls of tests/client/transcripts. A transcript has the lines
+// Runs the calls in tests/client/transcripts. A transcript has the lines
 //   given NAME ANSWER   the next call gets this answer to the command NAME; the default is success
 //   bytes NAME BYTES    the reply to NAME is BYTES, which may contain \xNN escapes, then EOF; the
 //                       escape \lNN stands for the length field of NN bytes
 //   $ CALL DOCUMENT     a call; without DOCUMENT, the argument is a null pointer
 // and, for each call, the expected
 //   > NAME DATA         request; without DATA, its data is null
-//   = RESULT OUTPUT     result of the call, and the values that it stores for its caller
+//   = RESULT OUTPUT     result, and the values that the call stores for its caller
 
 #include "agent_fixture.h"
 #include "base/json.h"
@@ -22,7 +22,7 @@ using namespace qx::test;
 using ::testing::IsEmpty;
 
 /// The values that a call stores for its caller. Before the call, every byte of `status` and
-/// `error` is 'Z', so the test sees whether the call wrote them.
+/// `error` is 'Z', so that the test can tell whether the call stored a value.
 struct Output {
     explicit Output(char* untouched)
         : text(untouched) {

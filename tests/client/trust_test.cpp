@@ -1,4 +1,4 @@
-// The users whose processes the library accepts as the broker.
+// Which users the library trusts to run the broker.
 
 #include "agent_fixture.h"
 
@@ -17,8 +17,8 @@ protected:
     void SetUp() override { qx_plix_set_warning_cb(Inbox::note, &warnings); }
     void TearDown() override { qx_plix_set_warning_cb(nullptr, nullptr); }
 
-    // Restarts the broker as this user. Returns false, and restarts it as the test's own user, if
-    // the test cannot act as another user.
+    // Restarts the broker as the user `uid` and returns true. If the test cannot switch to that
+    // user, restarts the broker as the test's own user and returns false.
     bool restart_as(unsigned uid) {
         broker.stop();
         const OtherUser user(uid);
@@ -26,7 +26,8 @@ protected:
         return static_cast<bool>(user);
     }
 
-    // Returns whether a command reaches the broker. The library must start in exactly this case.
+    // Returns whether the library sends the broker a command. Checks that init succeeds exactly in
+    // this case.
     bool is_accepted() {
         broker.forget_requests();
         const bool accepted = qx_plix_enable() == 0;
@@ -78,7 +79,7 @@ TEST_F(Trust, AcceptsTheOwnerOfADirectoryGivenToInitUntilUninit) {
     EXPECT_FALSE(is_accepted());
 }
 
-TEST_F(Trust, RefusesUnmappedUsersExceptTheOwnUser) {
+TEST_F(Trust, RefusesAnUnmappedUserOtherThanTheCallers) {
     if (!restart_as(kNobody)) {
         GTEST_SKIP() << "only root can act as another user";
     }
@@ -115,7 +116,7 @@ TEST_F(Trust, WarnsOncePerRefusedUser) {
     qx_plix_require_broker_uid(kStranger);
     broker.drop_subscribers(kStartedName);
     warnings.wait_for(1);
-    // The library still connects, but sends nothing.
+    // The library connects but sends no request.
     EXPECT_EQ(qx_plix_enable(), -1);
     EXPECT_THAT(broker.requests(), IsEmpty());
     EXPECT_THAT(warnings.events(), ElementsAre(HasSubstr("has the user id 0, which is not 1234")));
