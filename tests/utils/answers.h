@@ -1,4 +1,4 @@
-// Runs transcripts of calls and their results.
+// Runs the transcripts in tests/utils/transcripts.
 #pragma once
 
 #include "transcript.h"
@@ -7,8 +7,8 @@
 
 namespace qx::test {
 
-/// Runs the transcript tests/utils/transcripts/NAME.txt: passes the words of each line "$ WORDS" to
-/// `answer_to` and compares the result with the line "= ANSWER" after it.
+/// Runs the transcript `name`.txt: passes the words of each line "$ WORDS" to `answer_to` and
+/// compares the result with the next line, "= ANSWER".
 inline void
 expect_answers(const std::string& name,
                const std::function<std::string(const std::vector<std::string>&)>& answer_to) {

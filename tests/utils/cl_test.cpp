@@ -35,7 +35,7 @@ struct Household {
     cl::flag dry_run{"n", desc("say what would be done"), countlimits(0, 2)};
 };
 
-/// More options of the household: integers, booleans, value lists and lists.
+/// Options of the sub-command "rest": integers, booleans, value lists and lists.
 struct Bedroom {
     static cl::valuelist_struct<int> sizes() {
         cl::valuelist_struct<int> words;

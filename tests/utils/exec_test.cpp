@@ -62,8 +62,8 @@ void forbid_close_range() {
     ASSERT_EQ(::syscall(SYS_close_range, 4000, 4000, 0), -1);
 }
 
-// Changes everything that a program could inherit. The program must not see the changes, and
-// exec_command must not undo them in the caller.
+// Changes everything that a program can inherit. Of the changes, the program must see only the
+// variable QX_OTHER, and the caller must keep all of them.
 void expect_fixed_surroundings() {
     const TemporaryDirectory here;
     const fs::path out = here.path() / "out";
@@ -116,8 +116,8 @@ TEST(ExecCommand, RunsAProgramWhileTheStandardStreamsAreClosed) {
     EXPECT_EQ(child.wait(), 5);
 }
 
-// The slow program starts a child in another process group, which must be killed too. A quick
-// program that runs after the signal must not be killed.
+// The slow program starts a child in another process group, and the child must be killed too. A
+// quick program that runs after the signal must not be killed.
 TEST(ExecCommand, KillsASlowProgramAndItsChildrenAfterAStopSignal) {
     const TemporaryDirectory here;
     const fs::path gate = here.path() / "gate";
@@ -145,7 +145,7 @@ TEST(ExecCommand, DoesNotWaitForADetachedProgram) {
     const fs::path gate = here.path() / "gate";
     ASSERT_EQ(::mkfifo(gate.c_str(), 0600), 0);
     EXPECT_EQ(shell("echo $$ > " + gate.string(), 1), 0);
-    // The program blocks until this read opens the FIFO, so exec_command did not wait for it.
+    // The program blocks until this read opens the FIFO, so exec_command has not waited for it.
     EXPECT_THAT(read_file(gate), testing::MatchesRegex("[0-9]+\n"));
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
     EXPECT_EQ(errno, ECHILD);

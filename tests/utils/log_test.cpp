@@ -88,7 +88,7 @@ TEST_F(Log, StampsLinesWithLocalTime) {
 }
 
 TEST_F(Log, TakesItsThresholdFromTheEnvironment) {
-    // A value of QXLOG_LEVEL, where "-" leaves it unset, and how many of the four levels it
+    // The value of QXLOG_LEVEL, or "-" to leave it unset, and how many of the four levels it
     // enables.
     const std::pair<std::string, int> cases[] = {{"-", 2},    {"error", 1}, {"warn", 2},
                                                  {"info", 3}, {"debug", 4}, {"none", 0},
@@ -156,8 +156,8 @@ TEST_F(Log, LeavesNoIncompleteLineOnAFullDisk) {
     EXPECT_EQ(read_file(kLog), "one\ntwo\n");
 }
 
-// Anyone who can read the log can hold its lock. While someone does, the log cannot remove a line
-// that a full disk or a killed writer left incomplete, and terminates it before the next line.
+// Any process that can read the log can lock it. While another process holds the lock, the log
+// terminates an incomplete line instead of removing it, and rotates only at twice the usual size.
 TEST_F(Log, NeverBlocksOnALockAndTerminatesAnIncompleteLine) {
     mount_small_disk();
     ASSERT_TRUE(start());
@@ -180,8 +180,8 @@ TEST_F(Log, NeverBlocksOnALockAndTerminatesAnIncompleteLine) {
     EXPECT_EQ(fs::file_size(kOlder), 2 * kLargest);
 }
 
-// After a power cut ext4 may have kept a part of the last line, or only its size.
-TEST_F(Log, RemovesHalfALineThatAPowerCutLeft) {
+// After a power cut, ext4 may keep only a part of the last line, or zeros in its place.
+TEST_F(Log, RemovesAnIncompleteLineLeftByAPowerCut) {
     ASSERT_TRUE(start());
     write_file(kLog, "one\n" + std::string(5000, '\0'));
     write("two\n");
@@ -219,8 +219,8 @@ TEST_F(Log, FollowsARotationByAnotherProcess) {
     EXPECT_FALSE(fs::exists(kDirectory));
 }
 
-// All writers, two threads each, find the file full at the same moment. Exactly one of them may
-// rotate it: a second rotation would lose lines.
+// All writers, with two threads each, find the file full at the same moment. Exactly one of them
+// may rotate it, because a second rotation would lose lines.
 TEST_F(Log, LosesNoLineWhenSeveralProcessesRotateIt) {
     constexpr int kWriters = 6;
     constexpr int kLines = 20;

@@ -1,4 +1,4 @@
-# Writes to the file $1 the signal masks, environment, directory, umask and descriptors that this program inherited.
+# Writes to the file $1 what this program inherited: signal masks, PATH, directory, umask, QX_OTHER and descriptors.
 # Reads the signal masks first, because the shell itself blocks signals while it starts another program.
 while read -r line; do
     case $line in SigBlk* | SigIgn*) found="$found$line, " ;; esac

@@ -230,7 +230,6 @@ TEST_F(Settings, StayUnchangedWhenTheyCannotBeWritten) {
 
 const fs::path kFill = kSettingsDirectory / "fill";
 
-// Fills the disk of the settings directory.
 void fill_disk() {
     const qx::io::descriptor fd(::open(kFill.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
     while (qx::io::write_all(fd.get(), std::string(512, 'x'))) {
@@ -277,13 +276,13 @@ TEST_F(Settings, AcceptAReservedChangeOnAFullDisk) {
         EXPECT_EQ(open_descriptors(), descriptors);
         ASSERT_EQ(::umount(kSettingsDirectory.c_str()), 0);
     }
-    mount_disk("ramfs", "mode=0755"); // has no preallocation
+    mount_disk("ramfs", "mode=0755"); // ramfs cannot preallocate a file
     const qx::settings_reserve reserve("on", "1");
     EXPECT_TRUE(reserve);
     EXPECT_EQ(fs::file_size(space), size);
 }
 
-// Unlinks the lock file while a writer waits for it, and locks a new file of the same name.
+// While a writer waits for the lock, removes the lock file, and creates and locks a new one.
 TEST_F(Settings, LockTheNewFileWhenTheirLockFileIsReplaced) {
     const auto lock = [] {
         qx::io::descriptor fd(::open(kLock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
