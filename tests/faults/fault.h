@@ -1,4 +1,4 @@
-// Runs the tool and injects a fault into one of its calls, through the library in preload/.
+// Runs the tool with the library in preload/, which injects a fault into one call.
 #pragma once
 
 #include "preload/run.h"
@@ -17,20 +17,21 @@ inline const fs::path kFill = kSettingsDirectory / "fill";
 using Fault = qx_fault;
 inline constexpr Fault kNoFault{};
 
+/// Returns the name of `call` for failure messages.
 std::string name_of(qx_call call);
-/// Returns a description of the fault for failure messages.
+/// Returns a description of `fault` for failure messages.
 std::string text_of(const Fault& fault);
 
-/// Returns whether the tool must succeed despite the fault. The tool retries interrupted calls and
-/// completes short reads and writes, but a signal interrupts a request to the broker.
+/// Returns whether the tool must succeed despite the fault. The tool completes short reads and
+/// writes, and retries interrupted calls except send and recv.
 bool is_made_up_for(const Fault& fault);
 
 /// The result of a run with a fault. If a signal ended the run, only `outcome` and `fired` are
 /// valid.
 struct FaultyRun {
     Outcome outcome;
-    bool fired = false;                      ///< the run reached the call that has the fault
-    std::array<long, QX_CALL_COUNT> calls{}; ///< how often each function was called
+    bool fired = false;                      ///< whether the run reached the faulty call
+    std::array<long, QX_CALL_COUNT> calls{}; ///< number of calls of each function
     std::multiset<std::size_t> live = {};    ///< sizes of the blocks still allocated
     int left_open = 0;                       ///< descriptors opened and not closed
 };
@@ -43,13 +44,13 @@ FaultyRun run_with_fault(const Fault& fault,
 /// Runs the tool to its end with the arguments `words`.
 FaultyRun run_with_fault(const Fault& fault, const std::vector<std::string>& words);
 
-/// Lists the faults that can be injected into single calls of a run like `untouched`: all of them
-/// with QX_FAULT_STEP=1, else every `quick`th. `phase` shifts the sample.
+/// Lists every fault_step(quick)th of the errors and short transfers that can be injected into a
+/// run like `untouched`. `phase` shifts this sample.
 std::vector<Fault> list_faults(const FaultyRun& untouched, unsigned quick, std::size_t phase = 0);
 
-/// Expects that only a failed allocation aborted the run, that the run wrote only documented texts,
-/// left no descriptor open, and leaked no memory that `untouched` does not leak. Counts the fault;
-/// the test program prints the counts when it ends.
+/// Checks a run with a fault. Only a failed allocation may abort the tool. Standard error may hold
+/// only documented texts. No descriptor may stay open, and no memory may leak that `untouched` does
+/// not leak. Counts the fault; the test program prints the counts when it ends.
 void check_end(const Fault& fault, const FaultyRun& run, const FaultyRun& untouched);
 
 /// A system call that changes a file or closes a descriptor. `detail` is the written text or the
@@ -60,7 +61,8 @@ struct Change {
     std::string detail;
 };
 
-/// Runs the tool with the arguments `words` and without a fault. Returns its changes in order.
+/// Runs the tool with the arguments `words` and without a fault. Returns the tool's changes in
+/// order.
 std::vector<Change> changes_of_tool(const std::vector<std::string>& words);
 
 } // namespace qx::test

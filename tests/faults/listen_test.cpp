@@ -1,5 +1,5 @@
 // Makes each allocation and each system call of listen fail once. Events arrive during each run,
-// and a signal ends it.
+// and a signal ends the run.
 
 #include "broker_client.h"
 #include "fault.h"
@@ -12,7 +12,7 @@ using namespace qx::test;
 using namespace ::testing;
 using namespace std::chrono_literals;
 
-// Larger than an atomic write to a pipe.
+// Larger than PIPE_BUF, so that a write to a pipe is not atomic.
 const std::string kData = R"({"tick": ")" + std::string(5000, 'x') + "\"}";
 const std::string kEvent = printed("va_status_changed", kData);
 
@@ -20,7 +20,7 @@ bool interrupts(const Fault& fault) {
     return fault.action == QX_FAIL && fault.detail == EINTR;
 }
 
-/// Returns whether the fault may end the event thread, which by design reports nothing. Then no
+/// Returns whether the fault may end the event thread. The thread ends without a message, and no
 /// further event arrives.
 bool may_deafen(const Fault& fault) {
     return fault.call == QX_CALL_epoll_wait && !interrupts(fault);
@@ -61,7 +61,7 @@ protected:
                          R"(, "times": 0, "every_ms": 5}]})"};
 };
 
-using FaultCoverage = ListenFaults; // a suite name for reports of failures
+using FaultCoverage = ListenFaults; // names the suite in failure reports
 
 TEST_F(ListenFaults, AtAnyCallLeakNothingAndTearNoLine) {
     const FaultyRun untouched = listen(kNoFault);
@@ -87,7 +87,8 @@ TEST_F(ListenFaults, AreReportedOnStandardError) {
         {QX_CALL_write, ENOSPC, "standard output: No space left on device\n"},
     };
     for (const auto& [call, error, text] : rows) {
-        // The library makes such calls too. Try each call until one of listen itself fails.
+        // The client library makes such calls too. Try each call until the fault hits one that
+        // listen itself makes.
         bool told = false;
         for (long at = 1; at <= 20 && !told; ++at) {
             const Outcome outcome = listen({call, at, QX_FAIL, error}).outcome;

@@ -1,5 +1,5 @@
-// Makes each allocation and each system call of each operation fail once with each error that it
-// can return. By default the tests try a sample; QX_FAULT_STEP=1 tries all.
+// Makes each allocation and each system call of each operation fail once with each error that the
+// call can return. By default, the tests try a sample of these faults; with QX_FAULT_STEP=1, all.
 
 #include "broker_client.h"
 #include "fault.h"
@@ -17,7 +17,7 @@ const OperationCall kSwitch = {qx::manage::Operation::set_registration_cloud, {"
 const fs::path kRan = "/opt/ran";
 const fs::path kMark = kSettingsFile.string() + ".switching";
 
-/// Returns the settings file at a step of the deployment switch.
+/// Returns the text of the settings file at a step of the deployment switch.
 std::string document(bool is_protected, bool registered, bool switched) {
     return fmt::format(R"({{"/agent/protection_enabled": "{:d}"{}{}}})"
                        "\n",
@@ -32,7 +32,7 @@ std::string log() {
     return fs::exists(kLogFile) ? read_file(kLogFile) : "";
 }
 
-/// An agent with its settings on a small disk. Its connector records the arguments of each run.
+/// An agent with its settings on a small disk. The connector's programs record their arguments.
 class Scene : public Test {
 protected:
     Scene() {
@@ -64,8 +64,8 @@ protected:
         return run_with_fault(fault, operation.words());
     }
 
-    // The reserve file may stay if a call that removes it fails, and the mark of the switch may
-    // stay if the log says so. The next run removes both and restores protection.
+    // The reserve file may stay if a call that removes it fails. The mark of the switch may stay if
+    // the log says so. The next run removes both and restores protection.
     static void check_directory(qx_call failed = QX_CALL_any) {
         const bool may_stay = failed == QX_CALL_unlink || failed == QX_CALL_lstat ||
                               failed == QX_CALL_fstat || failed == QX_CALL_alloc;
@@ -114,7 +114,7 @@ protected:
         "start_cloud_registration": [{"status": 0, "times": 0}]}})"};
 };
 
-// Suite names for reports of failures.
+// Aliases that name the suites in failure reports.
 using DeploymentSwitch = Scene;
 using Shutdown = Scene;
 
@@ -162,7 +162,8 @@ TEST_F(DeploymentSwitch, IsRepairedByTheNextRunWhenKilledAtAnyCall) {
         const bool is_marked = fs::exists(kMark);
         const bool is_unprotected = read_file(kSettingsFile).find("\"1\"") == std::string::npos;
         EXPECT_TRUE(is_marked || !is_unprotected);
-        // A program that the killed switch started may still run, and would write to the old file.
+        // A program of the killed switch may still have this file open. Remove the file so that the
+        // repair creates a new one.
         fs::remove(kRan);
         check_repair();
         EXPECT_TRUE(!is_marked || read_file(kRan).find("-start\n") != std::string::npos);
@@ -236,8 +237,8 @@ TEST_P(Operations, KeepOutputAndSettingsIntactWhenAnyCallFails) {
     }
 }
 
-/// Returns the commands that start the tool with few descriptors, with a limit on file sizes, and
-/// with a full disk.
+/// Returns command lines that start the tool under a limit on descriptors, under a limit on file
+/// sizes, or with a full disk.
 std::vector<std::vector<std::string>> limits() {
     std::vector<std::vector<std::string>> all;
     for (int files = 3; files <= 20; ++files) {

@@ -39,8 +39,8 @@ void begin_with(const std::string& text) {
     }
 }
 
-// Kills run N of the tool at its call N, until a run ends before that call. Returns the number of
-// killed runs.
+// Runs the tool repeatedly and kills run N at its call N, until a run ends before that call.
+// Returns the number of killed runs.
 long kill_at_each(Fault fault, const Write& write) {
     for (fault.at = 1;; ++fault.at) {
         SCOPED_TRACE(text_of(fault));
@@ -91,8 +91,8 @@ TEST(SettingsStore, LosesNoUpdateWhenWritersAreKilled) {
     std::printf("%u kills of 4 writers, %ld updates, none lost, no torn file\n", kills, written);
 }
 
-/// A model of the settings directory under a power cut: data that was flushed with fsync survives;
-/// other data may survive or be lost.
+/// A model of the settings directory under a power cut. Data that was flushed with fsync survives;
+/// other data may or may not survive.
 class Disk {
 public:
     explicit Disk(const std::string& store_text) {
@@ -198,8 +198,8 @@ std::vector<Change> changes_of_a_write(const std::string& before) {
     return changes;
 }
 
-/// Returns whether a power cut at any moment during the changes leaves the old or the new store,
-/// and a power cut after them leaves the new one.
+/// Returns whether a power cut during the changes always leaves the old or the new store, and a
+/// power cut after them leaves the new one.
 bool survives_cuts(const std::vector<Change>& changes, const Write& write) {
     Disk disk(write.before);
     for (const Change& change : changes) {
@@ -216,7 +216,7 @@ TEST(SettingsStore, IsOldOrNewAfterAPowerCut) {
     for (const Write& write : kWrites) {
         const std::vector<Change> changes = changes_of_a_write(write.before);
         EXPECT_TRUE(survives_cuts(changes, write));
-        // Without any one of its flushes, the write must not survive.
+        // Each fsync must be necessary: without it, a power cut can lose or damage the store.
         for (auto change = changes.begin(); change != changes.end(); ++change) {
             std::vector<Change> without(changes.begin(), change);
             without.insert(without.end(), change + 1, changes.end());

@@ -1,5 +1,5 @@
-// Runs the operations, and the tests of the client library, under valgrind. By default it runs a
-// sample; QX_FAULT_STEP=1 runs all.
+// Runs the tool's operations and the tests of the client library under valgrind. By default, runs a
+// sample of them; with QX_FAULT_STEP=1, runs all.
 
 #include "broker_client.h"
 #include "fault.h"
@@ -11,8 +11,8 @@ using namespace qx::test;
 
 const std::string kClientTests = fs::path(QX_TOOL).parent_path() / "client_tests";
 
-// Leaves out tests that measure time, memory or stacks, tests that fork, and tests of signal masks,
-// which valgrind changes.
+// Leaves out tests that fork, and tests of time, memory, stacks and signal masks, which valgrind
+// changes.
 const char* const kClientFilter = "--gtest_filter=-Backlog.*:*WithoutDelay:*Stack*:*Fork*";
 
 class Valgrind : public ::testing::Test {

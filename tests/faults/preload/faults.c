@@ -3,7 +3,8 @@
  * QX_RUN names a file that holds a struct qx_run: the file specifies the fault, and the library
  * records the run in it. QX_FILL names the file that QX_FULL writes to fill the disk.
  *
- * Programs that the program executes get no fault, and neither do the C library's internal calls.
+ * The library injects no fault into programs that this program executes, nor into the C library's
+ * internal calls.
  */
 #define _GNU_SOURCE
 #include "run.h"
@@ -55,8 +56,8 @@ static bool counts_to_fault(enum qx_call call) {
     return run->fault.call == call && run->fault.at == count;
 }
 
-/* Counts the call. Carries out a fault that happens before the call. Returns a fault that changes
- * the call itself, and QX_NOTHING otherwise. */
+/* Counts the call and carries out a fault that precedes it. Returns a fault that changes the call
+ * itself, or QX_NOTHING. */
 static enum qx_action meets(enum qx_call call) {
     const bool is_any = call != QX_CALL_alloc && counts_to_fault(QX_CALL_any);
     if (!counts_to_fault(call) && !is_any) {
@@ -90,7 +91,7 @@ static long failure(enum qx_call call) {
 static long bend(enum qx_call call, long words[6]) {
     const enum qx_action action = meets(call);
     if (action == QX_FAIL) {
-        if (call == QX_CALL_close) { /* close(2) closes even when it fails */
+        if (call == QX_CALL_close) { /* close(2) closes the descriptor even if it fails */
             syscall(SYS_close, (int)words[0]);
             errno = run->fault.detail;
         }
@@ -129,7 +130,7 @@ extern void __libc_free(void* block);
 static __typeof__(run->live) live;
 static atomic_flag live_lock = ATOMIC_FLAG_INIT;
 
-/* Replaces an entry of the table: a null `old` adds, a null `block` removes. */
+/* Replaces the block `old` in the table. A null `old` adds an entry, a null `block` removes one. */
 static void keep(void* old, void* block, size_t size) {
     if (old == block) {
         return;

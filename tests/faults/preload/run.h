@@ -1,6 +1,6 @@
 /*
- * The layout of the file that a test shares with the preloaded library: the test writes the fault,
- * and the library writes what the program did. Included by C and C++.
+ * The layout of the file that a test shares with the preloaded library. The test writes the fault,
+ * and the library records the run. Included by C and C++.
  */
 #pragma once
 
@@ -20,8 +20,8 @@ enum qx_action {
     QX_SHORT,  /* transfer half of the requested size */
     QX_TEAR,   /* like QX_SHORT, then kill the program */
     QX_SIGNAL, /* send the program the signal `detail` before the call */
-    QX_FULL,   /* fill the file system of the file QX_FILL first */
-    QX_FILES   /* from this call on, no descriptor can be opened */
+    QX_FULL,   /* fill the file system of the file QX_FILL before the call */
+    QX_FILES   /* forbid new descriptors from this call on */
 };
 
 /* Injects `action` into call number `at` of a function, counted from 1 across all children. */
@@ -35,11 +35,11 @@ struct qx_fault {
 struct qx_run {
     struct qx_fault fault;
     int fired;     /* whether the program reached the faulty call */
-    int ended;     /* whether it ended normally; else the members below are invalid */
+    int ended;     /* whether the program ended normally; if not, the members below are invalid */
     int left_open; /* number of descriptors opened and not closed */
     long calls[QX_CALL_COUNT];
     struct {
         void* block;
         size_t size;
-    } live[1 << 12]; /* allocated by the program, not by shared libraries, and not freed */
+    } live[1 << 12]; /* blocks that the program itself, not a shared library, allocated and kept */
 };
