@@ -65,7 +65,7 @@ std::map<int, long> call_until(const std::atomic<bool>& stop, unsigned seed) {
     return statuses;
 }
 
-/// The memory and the number of open descriptors of a process.
+/// The resident memory and the number of open descriptors of a process.
 struct Footprint {
     explicit Footprint(const Process& process)
         : kilobytes(resident_kib(std::to_string(process.pid())))
@@ -75,8 +75,8 @@ struct Footprint {
     std::size_t descriptors;
 };
 
-/// Returns the lines that listen must print for the events in the broker's trace. The trace says
-/// which events went to a subscriber.
+/// Returns the lines that listen must print for the events that the broker sent to a subscriber,
+/// according to `trace`.
 Texts sent_events(const std::string& trace) {
     Texts events;
     const std::string before = "event ";
@@ -101,7 +101,7 @@ Texts missing_from(Texts others, Texts all) {
     return missing;
 }
 
-/// A listener, and the brokers that it outlives.
+/// One listener and a sequence of brokers.
 class Stage {
 public:
     explicit Stage(unsigned seed)
@@ -185,9 +185,9 @@ private:
         }
         simulator.wait_for_output(fmt::format(R"({{"n": "{}-{}"}})", rounds_, kBurst),
                                   kEvents.size());
-        // The broker traces an event before it sends the event, and it works in order, so its reply
-        // to a later command shows that it has sent all events. Keep reading the trace: the broker
-        // blocks when nobody does.
+        // The broker traces an event before it sends the event, so the trace does not show that all
+        // events were sent. The broker's reply to a later command does. Keep reading the trace,
+        // because the broker blocks while nobody reads it.
         const BrokerClient client;
         client.send(command("get_version_info"));
         while (!client.has_input()) {
