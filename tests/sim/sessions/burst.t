@@ -1,7 +1,7 @@
   $ . "$SESSION"
 
-The broker generates a burst only as fast as its reader takes events. A burst that nobody reads takes little memory and
-does not delay other clients.
+The broker generates a burst only as fast as the subscriber reads it. An unread burst takes little memory and does not
+delay other clients.
 
   $ broker
   $ python3 - $broker <<'.'

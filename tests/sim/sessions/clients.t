@@ -1,7 +1,7 @@
   $ . "$SESSION"
 
-Hundreds of clients that have sent half a request do not delay another client. The broker answers requests in order,
-even when they arrive byte by byte.
+Hundreds of clients with incomplete requests do not delay another client. The broker answers the requests of a client in
+order, even if they arrive byte by byte.
 
   $ broker
   $ python3 - <<'.'
@@ -35,7 +35,7 @@ Without a free descriptor, the broker closes each new connection at once until a
   {"status": 0}
   $ stop $!
 
-Reports add devices until there are a thousand. A text in a request has at most 255 bytes.
+The broker keeps at most 1000 devices. A text in a request has at most 255 bytes.
 
   $ broker '{"state": {"devices": [{"device_id": "a"}]}}'
   $ python3 - <<'.'

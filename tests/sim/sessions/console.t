@@ -1,7 +1,7 @@
   $ . "$SESSION"
 
-Orders on standard input send an event under either of its names, with its data unchanged. One order can send many
-events or raw bytes.
+Orders on standard input send one event, many events or raw bytes. They accept both names of an event and send its data
+unchanged.
 
   $ broker
   $ client subscribe va_status_changed
@@ -70,7 +70,7 @@ The broker reports an invalid order on standard error and ignores an empty line.
   qxbrokerd-sim: drop takes nothing more
   qxbrokerd-sim: unknown order 'jump'; --help lists them
 
-The orders `drop` and `restart` close every connection. After a restart the version file is locked again.
+The orders `drop` and `restart` close every connection. After a restart, the version file is locked again.
 
   $ python3 - <<'.'
   > from client import *

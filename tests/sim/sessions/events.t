@@ -39,7 +39,7 @@ A report of a new device causes three events. A refused report causes none.
   $ ask set_device_online_status '{"mac": "02:00:00:00:00:07", "interface": "lan", "is_online": true, "x": 1}'
   {"status": 1, "data": {"code": 1, "description": "'ip' must be an address or an array of 1 to 32 when the device is online"}}
 
-A scan announces its start and its end.
+Events announce the start and the end of a scan.
 
   $ ask va_start
   {"status": 0}
@@ -65,7 +65,7 @@ The start of services, a changed subscription and a registration each cause an e
   $ client event
   {"status": "registered", "mac": "02:00:00:00:00:01"}
 
-An update of an unchanged subscription causes no event: the next event is the one from the console.
+An update that does not change the subscription causes no event: the next event is the one that the console sends.
 
   $ ask update_subscription_status
   {"status": 0, "data": {"status": "active", "plan": "pro", "expires": "2027-12-31"}}

@@ -1,7 +1,7 @@
   $ . "$SESSION"
 
-The broker closes a subscriber that leaves 32 MiB unread. When all subscribers together leave 128 MiB, it closes the one
-with the most unread bytes.
+The broker disconnects a subscriber with 32 MiB of unread events. When all subscribers together have 128 MiB of unread
+events, the broker disconnects the one with the most.
 
   $ for case in "1 40" "6 30"; do
   >     broker

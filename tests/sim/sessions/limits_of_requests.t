@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-A request has at most 1 MiB. The broker closes a client that sends one byte more.
+A request has at most 1 MiB. The broker disconnects a client that sends one byte more.
 
   $ broker
   $ python3 - <<'.'
@@ -14,8 +14,8 @@ A request has at most 1 MiB. The broker closes a client that sends one byte more
   {"status": 0} False
   b''
 
-Unfinished requests of all clients take at most 32 MiB: of 50 clients with 1 MiB each, the broker closes 18. It frees
-the memory when the others have finished their requests.
+The unfinished requests of all clients together take at most 32 MiB: of 50 clients with 1 MiB each, the broker
+disconnects 18. It frees the memory when the other clients have finished their requests.
 
   $ python3 - $broker <<'.'
   > from client import *
@@ -32,7 +32,8 @@ the memory when the others have finished their requests.
   > .
   {"status": 0} 18
 
-While a client does not read its answers, its next requests wait. The broker serves other clients and loses no answer.
+While a client does not read its answers, the broker postpones the client's next requests. It serves other clients and
+loses no answer.
 
   $ stop $broker
   $ broker "{\"commands\": {\"va_stop\": [{\"raw\": \"$(printf '%0500000d')\", \"times\": 0}]}}"

@@ -1,8 +1,8 @@
   $ . "$SESSION"
   $ version=$root/var/run/qxbrokerd.version
 
-SIGINT, SIGTERM, SIGHUP and SIGQUIT end the broker. It then removes the version file, which it keeps locked while it
-runs, and the directory that it made. The end of standard input does not end the broker.
+The broker keeps its version file locked while it runs. On SIGINT, SIGTERM, SIGHUP or SIGQUIT, it removes the file and
+the directory that it created, and exits. EOF on standard input does not end the broker.
 
   $ mkdir -p $root/var
   $ for signal in INT TERM HUP QUIT; do
@@ -33,8 +33,8 @@ A new broker takes over the version file of a dead one.
   $ cat $version; echo
   1.3
 
-A second broker does not disturb the first. Even where the socket is free, the first broker holds the version file,
-whether or not the second would lock it.
+A second broker fails and does not disturb the first. In another network namespace the socket's address is free, but the
+first broker still holds the version file. The second broker fails even if its scenario leaves the file unlocked.
 
   $ qxbrokerd-sim --install-dir $root
   qxbrokerd-sim: another broker has the socket '@:qxbrokerd-1.3.skt' already
@@ -50,7 +50,7 @@ whether or not the second would lock it.
   {"services_status": true}
   $ stop $broker
 
-The broker refuses a version file that is not a regular file with one link, and leaves it unchanged.
+The broker refuses a version file that is not a regular file with one link, and leaves the file unchanged.
 
   $ echo precious >/opt/victim
   $ mkdir -p $root/var/run

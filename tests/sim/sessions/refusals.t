@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-The reply to a refused command has the members that clients of that command decode.
+The refusal of a command has the members that the client library expects for that command.
 
   $ broker
   $ ask start_registration '{"router_id": ""}'

@@ -32,7 +32,7 @@ Exclusions are patterns of MAC addresses. A list with an invalid pattern changes
   $ ask va_get_exclusions
   {"status": 0, "data": ["AA:BB:CC:DD:EE:FF", "aa:[0-3|8]B:c[A-F|0]:00:00:0[1|b]"]}
 
-A schedule has the time, the interval and, for weeks and months, the day. An invalid schedule changes nothing.
+A schedule has a time, an interval and, for weeks and months, a day. An invalid schedule changes nothing.
 
   $ ask va_set_schedule '{"at": "00:00", "every": {"num": 1, "unit": "day"}, "on": {"prefix": "", "day": ""}}'
   {"status": 0}

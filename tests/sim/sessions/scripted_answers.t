@@ -31,7 +31,7 @@ answer, the command works normally.
   $ ask get_router_name
   {"status": 0, "data": "Home Router"}
 
-A rule can change an answer's length prefix, truncate the answer, replace its bytes and set their pace.
+A rule can change an answer's length prefix, truncate the answer, replace its bytes, or send it in pieces.
 
   $ stop $broker
   $ broker '{"commands": {"enable_services": [
@@ -67,7 +67,7 @@ An answer can be huge.
   > .
   True
 
-A connection whose answer stops half-way stays open and silent. The broker serves other clients.
+After an incomplete answer, the connection stays open and silent. The broker serves other clients.
 
   $ stop $broker
   $ broker '{"commands": {"enable_services": [{"send": 6}]}}'
@@ -79,7 +79,7 @@ A connection whose answer stops half-way stays open and silent. The broker serve
   > .
   b'\r\x00\x00\x00{"' {"status": 0} False
 
-A delayed answer delays only its own client, and arrives even if the client has shut down its side.
+A delayed answer delays no other client, and arrives even if the client has shut down its sending side.
 
   $ stop $broker
   $ broker '{"commands": {"enable_services": [{"delay_ms": 86400000}], "enable_routerprotection": [{"delay_ms": 150}]}}'
@@ -98,7 +98,7 @@ A delayed answer delays only its own client, and arrives even if the client has 
   {"status": 0} False
   {"status": 0} b'' True
 
-The broker closes a connection that it never reads when the client leaves.
+The broker never reads from a silent connection, but closes the connection when the client leaves.
 
   $ stop $broker
   $ broker '{"connections": [{"accept": "silent"}]}'
@@ -108,7 +108,7 @@ The broker closes a connection that it never reads when the client leaves.
   #1 connected
   #1 closed
 
-The broker can restart before an answer, or die within one and leave its version file behind.
+The broker can restart before an answer. It can also exit in the middle of an answer and leave its version file behind.
 
   $ stop $broker
   $ broker '{"commands": {"enable_services": [{"send": 0, "then": "restart", "down_ms": 0}, {"send": 4, "then": "exit"}]}}'

@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-The broker keeps the setting of each switch.
+The broker remembers whether the services and the router protection are enabled.
 
   $ broker
   $ ask disable_services
@@ -20,7 +20,7 @@ The broker keeps the setting of each switch.
   $ ask get_routerprotection_status
   {"status": 0, "data": {"status": 1}}
 
-The broker returns the router's fields as they were set, and refuses invalid values.
+The broker returns the router's fields as clients set them, and refuses invalid values.
 
   $ ask set_router_name '"new name"'
   {"status": 0}
@@ -78,7 +78,7 @@ The broker lists, renames and blocks devices. Without ids, or with an empty list
   $ ask set_device_traffic_blocked '{"device_id": "a", "traffic_blocked": 2}'
   {"status": 1, "data": {"code": 1, "description": "'traffic_blocked' must be 0 or 1"}}
 
-A request changes all of its features or none of them.
+A request changes all the features that it names, or none.
 
   $ stop $broker
   $ broker '{"state": {"features": {"a": "enabled", "b": "disabled"}}}'
