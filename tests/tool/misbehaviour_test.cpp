@@ -96,7 +96,7 @@ private:
     std::vector<OperationCall> calls_ = operation_calls();
 };
 
-// Runs the tool for at most 40 ms, then stops it.
+// Runs the tool until it ends, or for 40 ms and then stops it.
 Outcome run_for_a_while(const std::vector<std::string>& words) {
     Process tool(words);
     tool.close_input();

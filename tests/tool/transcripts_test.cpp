@@ -7,7 +7,7 @@
 //   | LINE              line on standard output; "(usage)" stands for the usage
 //   ! LINE              line on standard error
 //   = STATUS            exit status; the default is 0
-//   log LINE            line of the log, from the level on, without the source line number
+//   log LINE            line of the log, without timestamp, process id and source line number
 
 #include "test_broker.h"
 #include "transcript.h"
@@ -59,7 +59,7 @@ std::vector<Step> read_steps(const fs::path& file) {
     return runs;
 }
 
-/// Returns the log without timestamps, process ids and line numbers of the code.
+/// Returns the log without timestamps, process ids and source line numbers.
 std::string log_text() {
     constexpr std::size_t kLevelColumn = 32;
     std::string text;

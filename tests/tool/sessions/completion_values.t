@@ -88,8 +88,8 @@ omits ids that contain shell syntax:
   $ ls owned 2>/dev/null
   [2]
 
-Shells complete other values and options. They omit an option that is already on the line, and they complete options
-and operations in either order:
+Shells also complete fixed values, options and operations. They omit an option that is already on the line. Options may
+precede the operation:
 
   $ everywhere "qxagent-manage va_set_schedule --on_day mo"
   monday

@@ -42,7 +42,7 @@ Each program runs in its own session, so Ctrl-C at the terminal cannot interrupt
   stop start
   2
 
-The switch goes on when a program fails or cannot be run.
+The switch continues if a program fails or cannot be run.
 
   $ echo '{"/agent/protection_enabled": "1"}' >$settings
   $ printf '#!/bin/sh\nexit 3\n' >$root/bin/qxcloudd; rm $root/etc/init.d/qplix-qxcloudd
@@ -62,7 +62,7 @@ The switch goes on when a program fails or cannot be run.
   WARN  [deployment.cpp][report()]: '/opt/norvane/bin/qxcloudd -start' could not be run: Permission denied
   {"/agent/protection_enabled": "1", "/cirrel/entrypoints/default": "prod"}
 
-The switch does not begin when the settings cannot be written.
+The switch does not begin if the settings cannot be written.
 
   $ connector; rm $settings.lock; mkdir $settings.lock
   $ switch_to staging
@@ -72,7 +72,7 @@ The switch does not begin when the settings cannot be written.
   ERROR [deployment.cpp][run_set_registration_cloud()]: Could not disable the agent
   {"/agent/protection_enabled": "1", "/cirrel/entrypoints/default": "prod"}
 
-Protection comes on again even when a program has filled the disk.
+The switch turns protection on again even if a program has filled the disk.
 
   $ mount -t tmpfs -o size=32k,mode=755 tmpfs $root/etc; mkdir $root/etc/init.d
   $ printf '#!/bin/sh\ncat /dev/zero >%s/$1 2>/dev/null\n' $root/etc >$root/etc/init.d/qplix-qxcloudd

@@ -1,4 +1,4 @@
-This session interrupts a switch while a program of the connector waits.
+This session interrupts a switch while one of the connector's programs runs.
 
   $ . "$SESSION"
   $ [ -z "$EMULATED" ] || skip "signals reach the emulator before the tool"
@@ -9,7 +9,7 @@ This session interrupts a switch while a program of the connector waits.
   $ pause_at() { mkfifo "./$1"; switch_to staging; read -r _ <"./$1"; }
   $ go_on() { echo >"./$1"; wait $tool; }
 
-The tool holds a signal until the switch is complete. If several signals are pending, the one with the lowest number
+The tool blocks signals until the switch is complete. If several signals are pending, the one with the lowest number
 ends the tool.
 
   $ several="30 29 27 26 24 22 21 20 16 15 14 13 12 10 3 2 1 $(seq -s ' ' 35 64)"
@@ -31,8 +31,7 @@ ends the tool.
        28 stop protection=0 -stop protection=0 start protection=0 -start protection=0
        28 {"/agent/protection_enabled": "1", "/cirrel/entrypoints/default": "stage"}
 
-The connector starts again even when the settings can no longer be written, here because a directory
-has taken the place of their lock file.
+The connector starts again even if the settings can no longer be written. Here, a directory replaces their lock file.
 
   $ block() { rm $settings.lock; mkdir $settings.lock; }
   $ protected; pause_at -stop; block; go_on -stop
@@ -48,7 +47,7 @@ has taken the place of their lock file.
   ERROR [deployment.cpp][operator()()]: Could not enable back the agent
   {"/agent/protection_enabled": "0", "/cirrel/entrypoints/default": "stage"}
 
-While the switch waits for a lock, a signal ends it at once and nothing changes.
+If a signal arrives while the switch waits for a lock, the tool ends at once and changes nothing.
 
   $ hold() {
   >     mkfifo held

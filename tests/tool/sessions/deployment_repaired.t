@@ -1,4 +1,5 @@
-SIGKILL interrupts a switch, as a power cut would. The next run repairs the switch.
+A switch creates a mark, the file `settings.json.switching`, and removes it at the end. In this session, SIGKILL
+interrupts the switch, as a power cut would. The next run finds the mark and repairs the switch.
 
   $ . "$SESSION"
   $ [ -z "$EMULATED" ] || skip "signals reach the emulator before the tool"
@@ -19,8 +20,8 @@ SIGKILL interrupts a switch, as a power cut would. The next run repairs the swit
   > }
   $ shown() { ran; cat $settings; log; [ ! -e $mark ] || echo still marked; }
 
-The repair restores protection and starts the connector. It completes a switch whose entry point is
-already changed.
+The repair restores protection and starts the connector. If the entry point is already changed, the repair completes the
+switch.
 
   $ for step in stop -stop start -start; do
   >     begin 1; cut_at $step
@@ -91,7 +92,7 @@ The repair prints a warning.
   {"services_status": true}
   $ shown >out
 
-If a switch is killed while another one waits, the waiting switch repairs it first.
+If a switch is killed while another one waits, the waiting switch first repairs the killed one.
 
   $ begin 1; mkfifo stop
   $ start qxagent-manage set_registration_cloud --cloud=staging; first=$!
@@ -136,7 +137,7 @@ The mark stays until protection is on again.
   {"/agent/protection_enabled": "1", "/other": "o", "/cirrel/entrypoints/default": "stage"}
   WARN  [deployment.cpp][repair_under_lock()]: a deployment switch was interrupted; restoring protection and starting the connector
 
-If others could have replaced the connector, the repair restores protection but does not run the connector.
+If another user could have replaced the connector, the repair restores protection but does not run the connector.
 
   $ begin 1; cut_at -start >out; chmod o+w $root/bin
   $ qxagent-manage is_enabled; shown

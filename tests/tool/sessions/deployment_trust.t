@@ -1,5 +1,5 @@
-The switch runs the connector's programs with its own rights, usually root's. It refuses a program that
-another user could have replaced.
+The switch runs the connector's programs with the rights of the tool, usually root's. It refuses a program that another
+user could have replaced.
 
   $ . "$SESSION"
   $ broker
@@ -12,7 +12,7 @@ another user could have replaced.
   >     log; ran; return $status
   > }
 
-The switch refuses a program when others can write to any file or directory on the way to it,
+The switch refuses a program if others can write to the program or to a directory on its path.
 
   $ for place in $root $root/etc $init $script $root/bin $daemon; do try chmod o+w $place; done
   ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane' can be written by others
@@ -23,7 +23,7 @@ The switch refuses a program when others can write to any file or directory on t
   ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/bin/qxcloudd': '/opt/norvane/bin/qxcloudd' can be written by others
   [1]
 
-even where the script is missing.
+The switch checks the path even if the script is missing.
 
   $ without_script() { rm $script; chmod o+w $init; }
   $ try without_script
@@ -36,18 +36,18 @@ A directory that its group can write to causes a warning.
   WARN  [deployment.cpp][can_be_run()]: '/opt/norvane/etc' can be written by its group
   stop -stop start -start
 
-The switch follows links inside the install directory
+The switch follows a link that leads to a directory inside the install directory.
 
   $ linked() { mkdir -p "$(dirname "$1")"; mv $init "$1"; ln -s "$2" $init; }
   $ try linked $root/shared/init.d ../shared/init.d
   stop -stop start -start
 
-and to the outside. It refuses links
+It follows a link that leads out of the install directory.
 
   $ try linked /opt/outside/init.d /opt/outside/init.d
   stop -stop start -start
 
-to directories that others can write to
+It refuses a link that leads to a directory below one that others can write to.
 
   $ linked_badly() { linked "$1" "$2"; chmod o+w "$(dirname "$1")"; }
   $ try linked_badly $root/shared/init.d ../shared/init.d
@@ -62,7 +62,7 @@ to directories that others can write to
   [1]
   $ chmod o-w /opt
 
-and links in a loop.
+It refuses links that form a loop.
 
   $ try linked $root/shared/init.d init.d
   ERROR [deployment.cpp][can_be_run()]: Will not run '/opt/norvane/etc/init.d/qplix-qxcloudd': '/opt/norvane/etc/init.d/qplix-qxcloudd' has too many links

@@ -1,4 +1,4 @@
-When a file reaches the size limit, the tool reports the reason and ends with a status, not by a signal.
+When a file reaches the limit on file sizes, the tool reports the reason and exits. No signal ends it.
 
   $ . "$SESSION"
   $ [ -z "$SANITIZED" ] || skip "the thread sanitizer writes files of its own"

@@ -1,5 +1,4 @@
-Any user can listen on the broker's socket while the broker is down. The tool sends nothing to an
-untrusted user.
+While the broker is down, any user can listen on its socket. The tool sends nothing to an untrusted user's process.
 
   $ . "$SESSION"
   $ touch stranger; chown 1234 stranger || skip "only root has other users"

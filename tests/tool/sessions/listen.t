@@ -1,8 +1,8 @@
   $ . "$SESSION"
   $ broker
 
-`listen` subscribes to all events in the order of their types. It prints each event that is an object
-or an array as one line.
+`listen` subscribes to all events in the order of their types. It prints each event that is an object or an array as one
+line, and ignores other events.
 
   $ start qxagent-manage listen >out 2>err
   $ await trace answer 7
@@ -36,13 +36,13 @@ or an array as one line.
   {"type": "subscribe", "name": "va_status_changed"}
   $ stop $!
 
-Names must match exactly. `listen` subscribes to nothing when one of the names is unknown
+Names must match exactly. If a name is unknown, `listen` fails and subscribes to nothing.
 
   $ qxagent-manage listen --events=QX_PLIX_VA_STATUS_CHANGED,qx_plix_device_discovery
   Unknown event: qx_plix_device_discovery
   [1]
 
-or when the limit of the backlog is not a number of MiB.
+If QX_LISTEN_BACKLOG is not a number of MiB, `listen` fails and subscribes to nothing.
 
   $ for limit in '' x 1x ' 1' -1 0 1048577 18446744073709551617; do
   >     QX_LISTEN_BACKLOG=$limit qxagent-manage listen && echo accepted
@@ -58,7 +58,7 @@ or when the limit of the backlog is not a number of MiB.
   [1]
   $ requests
 
-A subscription that the broker refuses ends `listen`.
+If the broker refuses a subscription, `listen` fails.
 
   $ stop $broker
   $ broker '{"subscriptions": {"subscription_changed": [{"status": 1}]}}'

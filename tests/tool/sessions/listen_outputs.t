@@ -1,11 +1,11 @@
-`listen` ends when it cannot write to its standard output.
+`listen` ends if it cannot write to its standard output.
 
   $ . "$SESSION"
   $ broker '{"events": [{"event": "device_discovery", "when": "subscribe", "times": 600, "every_ms": 0,
   >     "data": ["'"$(printf %0200d 0)"'"]}]}'
   $ listen="qxagent-manage listen --events=QX_PLIX_DEVICE_DISCOVERY"
 
-`listen` reports the reason
+`listen` reports the reason.
 
   $ $listen >/dev/full
   standard output: No space left on device
@@ -14,7 +14,7 @@
   standard output: Bad file descriptor
   [1]
 
-and leaves only whole lines on a full disk.
+On a full disk, the output consists of whole lines.
 
   $ mkdir /opt/small
   $ mount -t tmpfs -o size=64k tmpfs /opt/small
@@ -32,7 +32,7 @@ and leaves only whole lines on a full disk.
     \n
   {"event_name": "QX_PLIX_DEVICE_DISCOVERY", "data": ["00000000000000000
 
-`listen` ends without a message when its reader has gone, whether or not events arrive.
+`listen` ends without a message when the reader of its output exits, whether or not events arrive.
 
   $ $listen | head -n 1
   {"event_name": "QX_PLIX_DEVICE_DISCOVERY", "data": ["00000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000"]}

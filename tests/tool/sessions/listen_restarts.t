@@ -1,4 +1,4 @@
-`listen` survives restarts of the broker. It soon renews all subscriptions and leaks no descriptor.
+`listen` survives restarts of the broker. After each restart, it soon renews all subscriptions. It leaks no descriptor.
 
   $ . "$SESSION"
   $ for event in device_discovery subscription_changed cloud_registration_status devices_list_updated \

@@ -1,7 +1,7 @@
   $ . "$SESSION"
   $ listen() { start qxagent-manage listen --events=QX_PLIX_DEVICE_DISCOVERY >out; tool=$!; }
 
-A stop signal makes `listen` exit with status 0 and without delay in each of these states.
+In each of the following states, a stop signal makes `listen` exit with status 0 and without delay.
 
   $ ends_on() {
   >     begin=$(date +%s)
@@ -29,7 +29,7 @@ After the broker has exited:
   $ listen; await trace answer 5
   $ stop $broker; ends_on TERM
 
-While the broker does not answer the new subscription after a lost connection:
+After a lost connection, while the broker does not answer the new subscription:
 
   $ broker '{"subscriptions": {"device_discovery": [{}, {"send": 0}]}}'
   $ listen; await trace answer 1
@@ -44,8 +44,8 @@ Before `listen` has subscribed, even if it was started with blocked signals:
   $ start_blocked; await trace request 2; ends_on QUIT
   $ start_blocked; await trace request 3; ends_on TERM
 
-A stop signal ends `listen` even while the broker accepts no connection. One connection fills the
-backlog of the socket.
+A stop signal ends `listen` even while the broker accepts no connection. Here, another connection fills the backlog of
+the broker's socket.
 
   $ stop $broker
   $ mkdir -p $root/var/run; printf 1.3 >$root/var/run/qxbrokerd.version

@@ -1,4 +1,4 @@
-The reader in this session opens the pipe but reads only when the session tells it to.
+The reader in this session opens the pipe but does not read before the session writes to the FIFO `go`.
 
   $ . "$SESSION"
   $ mkfifo pipe go
@@ -25,7 +25,7 @@ While nobody reads, a stop signal ends `listen`. The output then ends with a who
   0
      0
 
-Unread events wait in the memory of `listen`, by default up to 32 MiB, and none is lost.
+`listen` keeps unread events in memory, by default up to 32 MiB, and loses none.
 
   $ events=100000
   $ [ -z "$SANITIZED$EMULATED" ] || events=10000
@@ -39,7 +39,7 @@ Unread events wait in the memory of `listen`, by default up to 32 MiB, and none 
   $ stop $tool; wait $reader
   $ expected | cmp - out
 
-With a lower limit the broker waits instead, and no event is lost.
+With a lower limit, `listen` stops reading, so the broker waits and no event is lost.
 
   $ export QX_LISTEN_BACKLOG=1
   $ reader; listen; await trace answer 4; burst
@@ -49,7 +49,7 @@ With a lower limit the broker waits instead, and no event is lost.
   $ stop $tool; wait $reader
   $ expected | cmp - out
 
-On a machine with little memory, the limit is an eighth of it. Here strace says that there are 32 MiB.
+On a machine with little memory, the limit is an eighth of the memory. Here, strace makes sysinfo(2) report 32 MiB.
 
   $ unset QX_LISTEN_BACKLOG
   $ small_machine="strace -D -f -o calls -e trace=sysinfo -e inject=sysinfo:poke_exit=@arg1=$(printf %064d 0)0000000200000000"

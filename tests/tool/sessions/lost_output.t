@@ -1,4 +1,4 @@
-The tool reports that its output is lost. `listen_outputs.t` shows the same for `listen`.
+The tool reports that it cannot write its output. `listen_outputs.t` shows the same for `listen`.
 
   $ . "$SESSION"
   $ broker
@@ -11,8 +11,7 @@ The tool reports that its output is lost. `listen_outputs.t` shows the same for 
   $ qxagent-manage get_version_info <&- >&- 2>&-
   [1]
 
-Even without /dev/null, no file that the tool opens takes the number of a closed standard stream and
-receives its output.
+If a standard stream is closed, no file that the tool opens receives the output instead, even without /dev/null.
 
   $ without_devices() { unshare -m sh -c "mount -t tmpfs tmpfs /dev; exec qxagent-manage get_version_info $1"; }
   $ without_devices '>&-'
@@ -22,7 +21,7 @@ receives its output.
   [1]
   $ log
 
-Large results arrive complete.
+The tool prints large results completely.
 
   $ stop $broker; printf '["%05000000d"]\n' 0 >large
   $ broker "{\"commands\": {\"get_version_info\": [{\"data\": $(cat large)}]}}"

@@ -1,4 +1,4 @@
-Whatever the broker answers to a subscription, `listen` either goes on or reports a failure.
+Whatever the broker answers to a subscription, `listen` either continues or reports a failure.
 
   $ . "$SESSION"
   $ step=3; [ -z "$SANITIZED$EMULATED" ] || step=24
@@ -22,8 +22,8 @@ Whatever the broker answers to a subscription, `listen` either goes on or report
   >     stop $broker
   > done 3<ways
 
-Whatever the broker sends in place of one event, other events arrive before and after it, if necessary on
-a new connection. The session leaves out rules with a status, which has no meaning in an event.
+Whatever the broker sends in place of one event, earlier and later events arrive, if necessary on a new connection. The
+session leaves out rules with a status, which has no meaning in an event.
 
   $ ways 3
   $ grep -v ' {"status"' ways >events

@@ -1,5 +1,5 @@
-Others can neither read nor write the files that the tool leaves on the router, whatever the umask and
-the modes of earlier files are.
+Other users can neither read nor write the files that the tool leaves on the router. The umask and the modes of existing
+files do not matter.
 
   $ . "$SESSION"
   $ broker
@@ -30,8 +30,8 @@ Reading the settings does not change their mode.
   $ stat -c %a $settings
   666
 
-The tool changes the update location without the broker. The old location stays when the settings
-cannot be written.
+The tool changes the update location without a request to the broker. If the settings cannot be written, the old
+location stays.
 
   $ requests >before
   $ qxagent-manage set_quillet_location staging

@@ -1,5 +1,5 @@
-Other users who can write to the tool's directories can plant links there. The tool changes neither the
-content nor the mode of a file to which such a link leads.
+Other users who can write to the tool's directories can plant links there. The tool changes neither the content nor the
+mode of the target of such a link.
 
   $ . "$SESSION"
   $ broker

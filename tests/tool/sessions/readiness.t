@@ -2,7 +2,8 @@
   $ broker
   $ mkfifo ready
 
-A listener writes one line feed to the descriptor of QX_READY_FD when all subscriptions are in place, and closes it.
+When all subscriptions are in place, `listen` writes one line feed to the descriptor QX_READY_FD and closes the
+descriptor.
 
   $ QX_READY_FD=7 qxagent-manage listen >events 7>ready &
   $ listener=$!
@@ -49,7 +50,7 @@ The service manager receives READY=1 after the start and STOPPING=1 at the end.
   READY=1
   STOPPING=1
 
-Neither a full pipe nor a missing service manager stops a listener.
+Neither a full pipe nor a missing service manager stops `listen`.
 
   $ exec 8<>ready
   $ yes 2>&- | head -c 65536 >&8
@@ -59,7 +60,7 @@ Neither a full pipe nor a missing service manager stops a listener.
   $ eventually all_subscribed
   $ stop $listener
 
-A listener refuses a closed descriptor or a standard stream before it sends anything.
+If QX_READY_FD is a closed descriptor or a standard stream, `listen` fails before it sends anything.
 
   $ shown=$(wc -l <trace)
   $ for value in '' 6 1 x -1; do QX_READY_FD=$value qxagent-manage listen; done
@@ -71,7 +72,7 @@ A listener refuses a closed descriptor or a standard stream before it sends anyt
   [1]
   $ requests
 
-A listener logs the loss of the broker once and its return once.
+`listen` logs the loss of the broker once and the broker's return once.
 
   $ exec 8>&-
   $ QX_READY_FD=7 qxagent-manage listen >events 7>ready &

@@ -9,7 +9,7 @@ exit status and their text on standard error, where OPERATION stands for the ope
   $ each() { while read -r words; do call $words; done | sort | uniq -c; }
   $ asking() { calls | grep -v '^set_quillet\|^set_registration_cloud\|^listen\|NONSENSE\|nonsense\|params a$\|^feature$'; }
 
-Without an agent, every operation reports that there is none.
+Without an agent, every operation reports that none is installed.
 
   $ calls | QX_ERRORS=text each
         1 1 (unknown operation) there is no operation 'nonsense' 
@@ -20,8 +20,8 @@ Without an agent, every operation reports that there is none.
   [1]
   $ rm -rf $root
 
-The tool reports a refusal with the broker's reason and code. A line that the interface requires comes first. The report
-is left out if this line already gives the broker's reason.
+The tool reports a refusal with the broker's reason and code. If the operation prints an error text of its own, that
+text comes first. If the text already gives the broker's reason, the tool omits the report.
 
   $ broker '{"commands": {"*": [{"status": 1, "data": {"code": 7, "description": "not today"}, "times": 0}]}}'
   $ asking | QX_ERRORS=text each
@@ -120,7 +120,7 @@ The tool reports a broker that stays silent until the deadline.
   [255]
   $ stop $broker
 
-The deadline covers the whole exchange. A broker that sends byte after byte does not extend it.
+The deadline covers the whole exchange. A broker that sends its reply byte by byte does not extend the deadline.
 
   $ broker '{"commands": {"*": [{"chunk": 1, "pause_ms": 200, "times": 0}]}}'
   $ QX_ERRORS=text qxagent-manage va_start
@@ -191,7 +191,7 @@ An invalid environment variable ends the run before the tool sends anything.
   [1]
   $ requests
 
-A run that ends with 0 although something went wrong prints a warning.
+If something goes wrong in a run that exits with 0, the tool prints a warning.
 
   $ stop $broker
   $ broker '{"commands": {"get_router_name": [{"status": 1}], "get_version_info": [{"data": "no document"}]}}'
@@ -228,7 +228,7 @@ The tool names a log or a settings file that it cannot use.
   qxagent-manage: set_quillet_location: cannot write the settings: /opt/norvane/etc/settings.json.lock: cannot be locked: Is a directory
   [255]
 
-The tool names a connector program that fails, and the switch goes on.
+The tool names a connector program that fails, and the switch continues.
 
   $ rmdir $settings.lock
   $ mkdir -p $root/etc/init.d $root/bin

@@ -1,4 +1,4 @@
-No secret from damaged settings or wrong parameters reaches a message, or the log at any level.
+No message and no line of the log, at any level, contains a secret from damaged settings or wrong parameters.
 
   $ . "$SESSION"
   $ broker
@@ -40,8 +40,8 @@ No secret from damaged settings or wrong parameters reaches a message, or the lo
   messages:0
   [1]
 
-If the broker's reason quotes the token, the tool leaves the reason out of the log. A terminal or a script still gets
-the reason.
+If the broker's reason quotes the token, the tool leaves the reason out of the log. With QX_ERRORS=text, standard error
+still has the reason.
 
   $ stop $broker
   $ broker "{\"commands\": {\"start_cloud_registration\": [{\"status\": 1, \"data\": {\"description\": \"$s is unknown\"}}]}}"

@@ -1,5 +1,5 @@
-Without QX_TIMEOUT the tool waits for a silent broker without a time limit, and with at most two threads. A
-signal ends it at once. A person can press Ctrl-C,
+Without QX_TIMEOUT, the tool waits for a silent broker without a time limit, and uses at most two threads. A signal, for
+example from Ctrl-C, ends the tool at once.
 
   $ . "$SESSION"
   $ operations >operations
@@ -27,7 +27,7 @@ signal ends it at once. A person can press Ctrl-C,
   $ tried 2; try 1 '{"send": 9, "times": 0}'
   $ tried 3; try 2 '{"length": 60000000, "times": 0}'
 
-and a script can use timeout(1).
+A script can set a time limit with timeout(1).
 
   $ broker '{"connections": [{"accept": "silent", "times": 0}]}'
   $ tried 1
@@ -36,7 +36,7 @@ and a script can use timeout(1).
   > done 3<tried | sort -u
   124
 
-With QX_TIMEOUT, the call fails after that time.
+With QX_TIMEOUT, the tool fails after that time.
 
   $ QX_TIMEOUT=0.5 timeout 20 qxagent-manage enable
   [255]

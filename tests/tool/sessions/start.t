@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-The usage needs no agent, and printing it leaves no file behind.
+The tool prints its usage without an agent and leaves no file behind.
 
   $ qxagent-manage help >usage
   (ok) no error
@@ -43,7 +43,7 @@ A broker of the right version receives the request.
   {"type": "command", "name": "get_services_status", "data": null}
   $ log
 
-The tool sends the broker nothing when the log cannot be written
+If the log cannot be written, the tool fails and sends the broker nothing.
 
   $ rm -f $log; mkdir -p $log
   $ qxagent-manage is_enabled
@@ -51,7 +51,7 @@ The tool sends the broker nothing when the log cannot be written
   [1]
   $ rmdir $log
 
-or when the settings are damaged. Damaged settings stay unchanged.
+If the settings are damaged, the tool fails, sends the broker nothing, and leaves the settings unchanged.
 
   $ mkdir $root/etc; echo '{"/a": 1}' >$settings
   $ qxagent-manage set_quillet_location staging
@@ -63,7 +63,7 @@ or when the settings are damaged. Damaged settings stay unchanged.
   $ rm $settings
   $ requests
 
-A broker must belong to root or to the agent, unless `QX_BROKER_UID` names another user.
+QX_BROKER_UID limits the trusted brokers to those of one user, or extends them to those of any user.
 
   $ for user in any 0; do QX_BROKER_UID=$user qxagent-manage enable; done
   $ requests

@@ -4,7 +4,7 @@ The tool formats its output differently for a terminal than for a file or pipe.
   $ on_terminal() { TERM=xterm script -qec "$1" /dev/null </dev/null | tr -d '\r'; }
   $ unset NO_COLOR
 
-Headings of the usage are bold on a terminal, unless it is dumb or NO_COLOR is set.
+Headings of the usage are bold on a terminal, unless the terminal is dumb or NO_COLOR is set.
 
   $ on_terminal 'qxagent-manage help' | grep ' listen'
     \x1b[1mlisten\x1b[0m                  start the tool in listen mode, waiting for events and (esc)
@@ -29,8 +29,8 @@ On a terminal, results are indented, and yes-or-no answers read `name: value`.
   VA_scan_running: true
   $ stop $broker
 
-Control characters in texts from elsewhere could set a terminal's title, forge a line, erase the display or
-change the writing direction. The tool escapes them on a terminal but not in a file.
+Control characters in texts from the broker or the command line could set a terminal's title, forge a line, erase the
+display or change the writing direction. The tool escapes them on a terminal but not in a file.
 
   $ text='t\u001b]0;x\u0007\nerror:\u007f\u009b2J\u00e4\u202e'
   $ raw=$(jq -rn "\"$text\"")

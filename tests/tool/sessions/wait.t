@@ -21,7 +21,7 @@
   qxagent-wait: unknown option '-x'; -h lists the options
   [125]
 
-The command does not run unless its events can be subscribed to:
+If the subscription fails, the command does not run:
 
   $ mkdir -p $root
   $ qxagent-wait $scan echo ran
@@ -34,7 +34,7 @@ The command does not run unless its events can be subscribed to:
   qxagent-wait: the events cannot be subscribed to
   [125]
 
-`qxagent-wait` prints the event that the command causes, or as many events as `-n` asks for:
+`qxagent-wait` prints the event that the command causes, or the number of events that `-n` sets:
 
   $ qxagent-wait $scan qxagent-manage va_start
   {"event_name": "QX_PLIX_VA_STATUS_CHANGED", "data": {"status": "started", "scan": "network"}}
@@ -58,8 +58,8 @@ If the command fails, `qxagent-wait` ends with the status of the command:
   $ qxagent-wait $scan ./nothing 2>/dev/null
   [127]
 
-No process outlives a wait that succeeds, not even the timer. Every process inherits the writing end of the
-pipe `alive`, so the reader of the pipe waits until all of them have ended:
+No process outlives a successful wait, not even the timer. Every process inherits the write end of the FIFO `alive`, so
+the reader of the FIFO waits until all processes have ended:
 
   $ mkfifo alive
   $ gone() { timeout 30 cat alive || echo "a process is left"; }
@@ -67,7 +67,7 @@ pipe `alive`, so the reader of the pipe waits until all of them have ended:
   $ gone
   $ wait $!
 
-A time limit ends the listener, a subscription that hangs, and a command that refuses to end:
+A time limit ends a wait for an event, a command that ignores SIGTERM, and a subscription without an answer:
 
   $ qxagent-wait -t 0.1 $scan 5>alive &
   $ gone
@@ -84,7 +84,7 @@ A time limit ends the listener, a subscription that hangs, and a command that re
   $ wait $!
   [124]
 
-A signal ends `qxagent-wait` like any program, and the command with its children:
+A signal ends `qxagent-wait`, the command and the command's children:
 
   $ stop $broker
   $ broker '{"state": {"scan_ms": 1000000}}'
@@ -103,7 +103,7 @@ A signal ends `qxagent-wait` like any program, and the command with its children
   TERM
   PIPE
 
-The shell, setsid and sleep of busybox suffice:
+Besides the tool, `qxagent-wait` needs only a shell, setsid and sleep. Those of busybox suffice:
 
   $ mkdir applets
   $ ln -s "$(command -v qxagent-manage)" "$(command -v qxagent-wait)" applets
