@@ -1,33 +1,35 @@
-// The agent's directories, and paths of files and of settings that are known at compile time.
+// The agent's directories, and paths of files and keys of settings that are known at compile time.
+// Safe to use on any thread.
 #pragma once
 
 #include <string>
 
 namespace qx {
 
-/// The agent's directories.
+/// A directory below the agent's install directory.
 enum class common_path {
     programs = 1,      ///< the directory of the agent's programs
     configuration = 2, ///< the directory of the agent's configuration
 };
 
-/// Returns the path of `directory`, or an empty text if the value is not an enumerator. Main thread
-/// only.
+/// Returns the absolute path of `directory`, or an empty string if the value is not an enumerator.
+/// Throws std::bad_alloc if memory runs out.
 std::string to_string(common_path directory);
 
-/// A constant path: a text, or a text below one of the agent's directories, which are found at run
-/// time. The texts must live as long as the object.
+/// A path that is a constant: a whole path, or a path below one of the agent's directories. Only
+/// to_string() looks for the directory. The object keeps a pointer to the characters, which must
+/// outlive it.
 class constant_path {
 public:
-    /// Makes a path of `text`.
+    /// Makes the path `text`, which is NUL-terminated and not null.
     constexpr explicit constant_path(const char* text)
         : text_(text) {}
-    /// Makes a path of `below`, which has no leading "/", below `directory`.
+    /// Makes the path `below`, which is NUL-terminated and has no leading "/", below `directory`.
     constexpr constant_path(common_path directory, const char* below)
         : directory_(directory)
         , text_(below) {}
 
-    /// Returns the whole path. Main thread only.
+    /// Returns the whole path. Throws std::bad_alloc if memory runs out.
     [[nodiscard]] std::string to_string() const;
 
 private:

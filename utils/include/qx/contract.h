@@ -1,5 +1,5 @@
-// Members of the published interface that nothing here uses. They exist so that programs written
-// against that interface compile.
+// Members of the published interface that this code base does not use. They exist so that programs
+// written against that interface compile.
 #pragma once
 
 namespace qx::cl::detail {
@@ -8,34 +8,35 @@ class option_base;
 
 namespace qx::contract {
 
-/// The unused members of every option.
+/// The unused members of every option, cl::detail::option_base.
 class option_members {
 public:
-    /// Returns the value of a sub-command selector, and 0 for every other option.
+    /// Returns the value of the chosen sub-command if the option is the selector, else 0.
     virtual int int_val() const { return 0; }
-    /// Returns true: every option has storage.
+    /// Returns true, because every option contains its value.
     virtual bool storage_allocated() { return true; }
 
 protected:
     ~option_members() = default;
 };
 
-/// The unused members of every value parser.
+/// The unused members of every value parser, cl::detail::option_parser_base.
 class parser_members {
 public:
     /// Does nothing.
     virtual void anchor() {}
-    /// Is called when `option` is registered.
+    /// Does nothing. An option calls it right after its registration.
     virtual void initialize(cl::detail::option_base& /*option*/) {}
 
 protected:
     ~parser_members() = default;
 };
 
-/// The value of the parameter `External` of the option templates: an option stores its own value.
+/// The only value that the parameter `External` of the option templates may have: every option
+/// contains its value.
 inline constexpr bool external_storage = false;
 
-/// A selection of log lines. Every mask selects all lines.
+/// The first parameter of log::can_log and log::print. It has no effect.
 using log_mask = unsigned long;
 
 } // namespace qx::contract

@@ -1,5 +1,5 @@
-// The last error as a record whose texts are memory streams. Prefer last_error() of
-// qx/last_error.h: streams link the C++ library's locale code into the program.
+// The last error as a record of memory streams. Prefer last_error() of qx/last_error.h: streams
+// link the C++ library's locale code into the program. Main thread only.
 #pragma once
 
 #include "qx/last_error.h"
@@ -11,7 +11,8 @@ namespace qx {
 
 /// The last error: its number, its kind in `first` and its reason in `second`.
 struct _QXErrorStorage {
-    /// Initialises the record to "no error": number 0, kind "ok", reason "no error".
+    /// Makes the record of no error: number 0, kind "ok", reason "no error". Throws std::bad_alloc
+    /// if memory runs out.
     _QXErrorStorage();
 
     std::int32_t number;
@@ -19,8 +20,8 @@ struct _QXErrorStorage {
     basic_memstream second;
 };
 
-/// Returns the record of the process, updated from last_error(). The reference stays valid; the
-/// next call updates the same record. Main thread only.
+/// Copies last_error() into the only record of the process and returns that record. The reference
+/// stays valid; the next call changes the record. Throws std::bad_alloc if memory runs out.
 _QXErrorStorage& _get_qxerrno();
 
 } // namespace qx

@@ -1,5 +1,5 @@
-// Escaping of untrusted text, whose control characters a terminal would obey. Safe to call from any
-// thread.
+// Escaping of untrusted text. Without it, a terminal would obey the control characters. Safe to
+// call from any thread.
 #pragma once
 
 #include "qx/string_view.h"
@@ -9,15 +9,17 @@
 
 namespace qx {
 
-/// Appends to `out` the UTF-8 character of `text` at index `at`, or one byte if no valid character
-/// begins there. Escapes control, invisible and direction-changing characters and invalid bytes,
-/// byte by byte, as in "\x1b". Returns how many bytes of `text` were consumed.
+/// Appends to `out` the UTF-8 character that begins at index `at` of `text`, or one byte if none
+/// begins there. `at` must be less than the size of `text`. Escapes each byte of a control,
+/// invisible, direction-changing or invalid character as in "\x1b". Returns the number of bytes
+/// taken from `text`. Throws std::bad_alloc if memory runs out.
 std::size_t append_shown(std::string& out, string_view text, std::size_t at);
 
-/// Returns `text`, escaped in the same way.
+/// Returns a copy of `text` in which every character is escaped in the same way if necessary.
+/// Throws std::bad_alloc if memory runs out.
 std::string shown(string_view text);
 
-/// Returns whether `text` contains only printable ASCII and therefore needs no escaping.
+/// Returns whether `text` contains only printable ASCII characters and therefore needs no escaping.
 bool is_printable_ascii(string_view text);
 
 } // namespace qx

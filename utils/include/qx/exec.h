@@ -13,25 +13,29 @@ namespace qx {
 /// descriptor. It neither blocks nor ignores any signal, and has its own session, the working
 /// directory "/", the umask 022, and the caller's environment with a fixed PATH.
 ///
-/// With `detach` 0 the call waits until the program ends and returns its exit status, or 128 plus
+/// If `detach` is 0, the call waits until the program ends and returns its exit status, or 128 plus
 /// the number of the signal that ended it. Otherwise the call returns 0 as soon as the program
-/// runs. If the program cannot be run, returns a negative number and sets the last error. SIGCHLD
-/// has its default action during the call. Other threads may run, but only one may call this
-/// function at a time.
+/// runs. If the program cannot be run, returns a negative number and sets the last error. Throws
+/// std::bad_alloc if memory runs out; then no program has run.
+///
+/// Main thread only, and not while another thread runs a program: SIGCHLD has its default action
+/// during the call. Other threads may run.
 int exec_command(const std::vector<std::string>& argv, int detach);
 
-/// How a program ended.
+/// How a program ended. The default means that it could not be run for lack of memory.
 struct program_end {
     int status = -1;        ///< exit status, 128 plus the signal, or negative
-    int error = ENOMEM;     ///< errno, if `status` is negative
-    bool is_killed = false; ///< killed when the grace period had expired
+    int error = ENOMEM;     ///< errno value, if `status` is negative
+    bool is_killed = false; ///< whether it was killed at the end of the grace period
 };
 
 /// Runs a program like exec_command with `detach` 0, but limits the wait after a stop signal. The
-/// caller blocks SIGINT, SIGTERM, SIGHUP and SIGQUIT. Once one of them is pending, the program has
-/// `grace` to end; if it still runs then, every process of its session is killed. Returns how the
-/// program ended; does not record a last error. Other threads must block SIGCHLD, and only one
-/// thread may call this function at a time.
+/// caller blocks SIGINT, SIGTERM, SIGHUP and SIGQUIT beforehand. Once one of these is pending, the
+/// program has `grace` to end; then every process of its session is killed. Returns how the program
+/// ended, and does not set the last error. Throws std::bad_alloc if memory runs out.
+///
+/// Safe to call from any thread, but not while another thread runs a program. Other threads must
+/// block SIGCHLD, which this function waits for.
 program_end run_program(const std::vector<std::string>& argv, std::chrono::milliseconds grace);
 
 } // namespace qx

@@ -1,4 +1,7 @@
-// Formatters of fmt for types of the utility layer. Safe to call from any thread.
+// Formatters of fmt for types of the utility layer. fmt calls them for an argument of such a type.
+// They only read the argument, except that a memory stream writes to itself when it is read:
+// threads must not share a path or an error record. fmt throws fmt::format_error for a
+// specification that a formatter does not accept.
 #pragma once
 
 #include "qx/error.h"
@@ -7,21 +10,23 @@
 
 #include <fmt/format.h>
 
-/// Formats a view of chars. Accepts the format specifications of fmt::string_view.
+/// Formats the characters of a view. Accepts the specifications of a string, such as "{:s}" and
+/// "{:>8}".
 template <>
 struct fmt::formatter<qx::string_view> : fmt::formatter<fmt::string_view> {
     fmt::format_context::iterator format(const qx::string_view& text,
                                          fmt::format_context& context) const;
 };
 
-/// Formats the text of a path. Accepts only "{}", without specifications.
+/// Formats the text of a path. Accepts only "{}", without a specification.
 template <>
 struct fmt::formatter<qx::path> {
     constexpr const char* parse(fmt::format_parse_context& context) { return context.begin(); }
     fmt::format_context::iterator format(const qx::path& path, fmt::format_context& context) const;
 };
 
-/// Formats an error as "(first) second". Accepts only "{}", without specifications.
+/// Formats an error record as "(first) second", that is, the kind and the reason. Accepts only
+/// "{}", without a specification.
 template <>
 struct fmt::formatter<qx::_QXErrorStorage> {
     constexpr const char* parse(fmt::format_parse_context& context) { return context.begin(); }

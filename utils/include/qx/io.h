@@ -5,18 +5,20 @@
 
 namespace qx::io {
 
-/// Writes all of `text` to the descriptor `fd`, across short writes and EINTR. Returns false, with
-/// errno, on failure. Async-signal-safe.
+/// Writes all of `text` to the open descriptor `fd`; continues after short writes and EINTR.
+/// Returns false, with errno, on failure; a part may have been written. Async-signal-safe, and safe
+/// to call from any thread.
 bool write_all(int fd, string_view text);
 
 /// Sets the permission bits of the open file `fd` to `wanted`, regardless of the umask. `mode` is
-/// the current st_mode; if it has these bits already, the call does nothing. Ignores errors: only
-/// the owner can change the mode. Safe to call from any thread.
+/// the current st_mode; if it has exactly these bits, the call does nothing. Ignores errors,
+/// because the mode of another user's file cannot be changed. Safe to call from any thread.
 void set_mode(int fd, unsigned int mode, unsigned int wanted);
 
-/// Creates the directory `path` with mode 0755, regardless of the umask. Returns true if the
-/// directory was created or existed already, and false, with errno, on failure. Main thread only,
-/// because the call changes the umask of the process for a moment.
+/// Creates the directory `path`, a NUL-terminated string, with mode 0755, regardless of the umask.
+/// Does not create its parents.
+/// Returns true if the directory was created or the name existed already, and false, with errno, on
+/// failure. Main thread only: during the call the umask of the process is 022.
 bool make_directory(const char* path);
 
 } // namespace qx::io

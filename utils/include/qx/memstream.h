@@ -1,4 +1,5 @@
-// An output stream into memory. Threads must not share an object.
+// An output stream into memory. Usable on any thread, but threads must not share an object: even
+// sview() writes to it.
 #pragma once
 
 #include "qx/string_view.h"
@@ -10,32 +11,35 @@
 
 namespace qx {
 
-/// A stream buffer that owns its characters and grows by doubling.
+/// A stream buffer that owns its characters and doubles its capacity when it is full.
 class basic_membuf : public std::streambuf {
 public:
-    /// Reserves room for `capacity` characters. With -1 the buffer has no room, and data() of
-    /// `sview` is null until the first write.
+    /// Allocates room for `capacity` characters, or none if `capacity` is -1; sview() is then the
+    /// empty view with null data() until the first write. Throws std::bad_alloc if memory runs out.
     explicit basic_membuf(long capacity);
 
-    /// Returns the capacity given to the constructor.
+    /// Returns the constructor's argument.
     [[nodiscard]] long requested_capacity() const { return requested_capacity_; }
 
-    /// Returns the characters written so far, followed by a terminating NUL. Valid until the next
-    /// write.
+    /// Returns the characters written so far. A NUL, which the view does not count, follows them.
+    /// Valid until the next write or truncate.
     [[nodiscard]] string_view sview() const;
 
-    /// Keeps only the first `length` characters. `length` must not exceed the number of characters
-    /// written.
+    /// Drops all but the first `length` characters. `length` must not exceed the number of
+    /// characters written.
     void truncate(std::size_t length);
 
 protected:
-    /// Overrides of std::streambuf. They throw std::bad_alloc if memory runs out.
+    /// Append to the characters and never report EOF; throw std::bad_alloc if memory runs out.
     int_type overflow(int_type character) override;
     std::streamsize xsputn(const char* text, std::streamsize count) override;
 
 private:
+    /// Returns the number of characters written.
     [[nodiscard]] std::size_t written() const;
+    /// Makes `position` the number of characters written.
     void set_position(std::size_t position);
+    /// Makes room for at least `more` characters.
     void grow(std::size_t more);
 
     long requested_capacity_;
@@ -44,21 +48,20 @@ private:
     long capacity_;
 };
 
-/// A stream that owns its basic_membuf. Throws if memory runs out; it never truncates the text.
+/// A stream that writes to its own basic_membuf. Throws std::bad_alloc if memory runs out; it never
+/// drops characters without an exception.
 class basic_memstream : public std::ostream {
 public:
-    /// Reserves room for `capacity` characters, like basic_membuf.
+    /// Allocates room like the constructor of basic_membuf.
     explicit basic_memstream(long capacity);
     basic_memstream(const basic_memstream&) = delete;
     basic_memstream& operator=(const basic_memstream&) = delete;
     ~basic_memstream() override;
 
-    /// Returns the characters written so far, followed by a terminating NUL. Valid until the next
-    /// write.
+    /// Like basic_membuf::sview.
     [[nodiscard]] string_view sview() const { return buffer_.sview(); }
 
-    /// Keeps only the first `length` characters. `length` must not exceed the number of characters
-    /// written.
+    /// Like basic_membuf::truncate.
     void truncate(std::size_t length) { buffer_.truncate(length); }
 
 private:

@@ -1,4 +1,5 @@
-// Paths of files and of settings, built from pieces. Main thread only.
+// Paths of files and keys of settings, built from pieces. Usable on any thread, but threads must
+// not share an object.
 #pragma once
 
 #include "qx/constant_path.h"
@@ -13,30 +14,34 @@ namespace qx {
 
 namespace detail {
 
-/// Writes the path of `directory` to `stream`.
+/// Writes the absolute path of `directory` to `stream`, or nothing if the value is not an
+/// enumerator.
 void print_common_path(std::ostream& stream, common_path directory);
 
 } // namespace detail
 
-/// A path as text in a memory stream. A copy has its own text. Throws std::bad_alloc if memory runs
-/// out.
+/// A path, which owns its text in a memory stream. Constructors and add_piece throw std::bad_alloc
+/// if memory runs out.
 class path : public basic_memstream {
 public:
-    /// Makes an empty path, or the path of an agent's directory or of a constant.
+    /// Makes an empty path.
     path();
+    /// Makes the absolute path of one of the agent's directories.
     path(common_path&& directory);
+    /// Makes the path that `constant` describes. Copies its text.
     path(const constant_path& constant);
 
     /// Copies the text of `other`.
     path(const path& other);
     path& operator=(const path&) = delete;
 
-    /// Appends `piece` with exactly one "/" before it. An empty piece changes nothing. If the path
-    /// is still empty, `first` decides: true appends the piece unchanged, false drops its leading
-    /// "/", so that a relative piece cannot make the path absolute.
+    /// Appends a copy of `piece` with exactly one "/" before it. An empty piece, or one of slashes
+    /// only, changes nothing. `first` matters only while the path is empty: true appends the piece
+    /// unchanged; false drops its leading slashes, so that the path stays relative.
     void add_piece(bool first, string_view piece);
 
-    /// Does the same with the text of `piece`: a common_path, or any value with a stream operator.
+    /// Appends `piece` in the same way: a common_path, or a value that operator<< writes to a
+    /// stream.
     template <typename Piece>
     void add_piece(bool first, Piece&& piece) {
         basic_memstream rendered(128);
@@ -48,7 +53,7 @@ public:
         add_piece(first, rendered.sview());
     }
 
-    /// Returns a copy of the text.
+    /// Returns a copy of the path. sview() of the base class returns a view.
     [[nodiscard]] std::string to_string() const;
 };
 

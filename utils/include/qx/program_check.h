@@ -8,37 +8,45 @@
 
 namespace qx {
 
-/// Examines programs of the agent before this process runs them with its own rights. A program, and
-/// each directory from the install directory down to it, must belong to root, to this process's
-/// user, to the owner of the install directory or to the agent's user, and must not be writable by
-/// others. The check follows links. If a link leads out of the install directory, the rule applies
-/// to every directory from "/" down. Main thread only.
+/// Examines programs of the agent before this process runs them with its own rights.
+///
+/// A program and each directory from the install directory down to it must have a trusted owner:
+/// root, this process's user, the owner of the install directory or the agent's user. None of them
+/// may be writable by others. The check follows symbolic links. If a link leads out of the install
+/// directory, the rule applies to every directory from "/" down.
+///
+/// The constructor and accepts() throw std::bad_alloc if memory runs out. Usable on any thread, but
+/// threads must not share an object.
 class program_check {
 public:
-    /// Finds the install directory.
+    /// Resolves the symbolic links of the install directory's path.
     program_check();
 
-    /// Returns whether `program`, a path below the install directory, may be run. Returns true also
-    /// if the program does not exist, because then no user has replaced it. On false, reason()
-    /// tells why.
+    /// Returns whether `program` may be run. Its path must begin with the unresolved path of the
+    /// install directory. Returns true also if the program does not exist, because then no user has
+    /// replaced it. After false, reason() tells why.
     bool accepts(const std::string& program);
 
-    /// Returns why the last program was refused. Valid until the next call of accepts().
+    /// Returns in one line why the last refused program was refused; empty if none was. The next
+    /// call of accepts() may change the reason.
     [[nodiscard]] const std::string& reason() const { return reason_; }
 
-    /// Returns the examined files and directories that are writable by their group.
+    /// Returns the files and directories, examined by all calls of accepts(), that their group can
+    /// write.
     [[nodiscard]] const std::set<std::string>& group_writable() const { return group_writable_; }
 
 private:
     using pieces = std::vector<std::string>; ///< pieces of a path, in reverse order
 
+    // Sets reason_ to the path in quotes and `what`. Returns false.
     bool refuse(const std::string& path, const std::string& what);
-    // Each returns false, with the reason recorded, if the object is refused.
+    // Each returns false, with the reason in reason_, if a file or directory is refused.
     bool accepts_owner(const std::string& path, const struct stat& status);
     bool accepts_one(const std::string& path, const struct stat& status);
     bool accepts_directory(const std::string& path);
     bool accepts_ancestors(const std::string& path);
-    // Both advance `at` by one piece or link, and change the pieces that are left.
+    // Both continue from the path `at` and change `at` and the pieces that are left: `follow` at a
+    // symbolic link, `step` at one piece.
     bool follow(const std::string& link, std::string& at, pieces& left);
     bool step(const std::string& piece, std::string& at, pieces& left);
 

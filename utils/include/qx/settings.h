@@ -1,5 +1,5 @@
-// The agent's settings: a store of texts under hierarchical keys, shared with the agent's other
-// programs.
+// The agent's settings: a store of strings under hierarchical keys, which the agent's programs
+// share. Everything here is for the main thread only.
 #pragma once
 
 #include "base/descriptor.h"
@@ -12,13 +12,13 @@
 
 namespace qx {
 
-/// Parent of the connector's entry points; its child "default" is the one in use.
+/// The parent key of the connector's entry points; its child "default" has the entry point in use.
 inline constexpr constant_path kCirrelEntrypointsKey("/cirrel/entrypoints");
-/// The location that the update component fetches from: "production" or "staging".
+/// The location from which the update component fetches updates: "production" or "staging".
 inline constexpr constant_path kQuilletUpdateLocationKey("/quillet/update_location");
 /// "1" while the agent protects, "0" while it is switched off.
 inline constexpr constant_path kProtectionEnabledKey("/agent/protection_enabled");
-/// The time of the next query for default settings.
+/// The time of the agent's next query for default settings.
 inline constexpr constant_path
     kDefaultSettingsNextQueryTsPath("/agent/default_settings/next_query_ts");
 /// The keys of the agent's registration.
@@ -28,14 +28,14 @@ inline constexpr const char* kRegistrationMetadataKeys[] = {
     "/cirrel/registration/timestamp",
 };
 
-/// Pairs of a cloud deployment and its entry point.
+/// Each cloud deployment with the name of its entry point.
 inline constexpr std::pair<string_view, const char*> kCloudDeploymentMap[] = {
     {"production", "prod"},
     {"staging", "stage"},
     {"development", "dev"},
 };
 
-/// Keys whose values name a file of the connector, each followed by the file to use if the key is
+/// Keys of the paths of the connector's files. After each key comes the path to use if the key is
 /// not set.
 inline constexpr constant_path kCirrelIniKey("/cirrel/qxnc_ini");
 inline constexpr constant_path kCirrelIniDefault(common_path::configuration, "qxnc.ini");
@@ -45,42 +45,45 @@ inline constexpr constant_path kCirrelCaFileDefault(common_path::configuration,
 inline constexpr constant_path kCirrelUuidFileKey("/cirrel/uuid_file");
 inline constexpr constant_path kCirrelUuidFileDefault(common_path::configuration, "qxnc.uuid");
 
-/// The settings store. A call that fails, also for lack of memory, records the reason in the last
-/// error (qx/last_error.h). Only getKeyValue throws std::bad_alloc. Main thread only.
+/// The settings store. A function that fails, also for lack of memory, sets the last error
+/// (qx/last_error.h). Only getKeyValue throws std::bad_alloc.
 class setMgmt {
 public:
-    /// Opens the store and reads it. A missing file counts as an empty store. The last value of a
-    /// duplicate key wins. Returns 0, or a negative number, with a line in the log, if the file
-    /// cannot be read or is damaged; the file remains unchanged. Calls manage_json_memory().
+    /// Reads the file of the store into memory. A missing file counts as an empty store. The last
+    /// value of a duplicate key wins. Returns 0, or a negative number if the file cannot be read or
+    /// is damaged. Then the log has an error line, and the file remains unchanged. Calls
+    /// manage_json_memory().
     static int init();
 
-    /// Closes the store.
+    /// Releases the values. Until the next `init` all keys count as not set, and writes fail.
     static void uninit();
 
-    /// Returns the value of `key` as of `init` or of this process's last write, or `default_value`
-    /// if the key is not set.
+    /// Returns the value of `key`, or `default_value` if the key is not set. Does not read the
+    /// file: changes by other processes become visible with the next init() or write of this
+    /// process.
     static std::string getKeyValue(const std::string& key, const std::string& default_value);
 
-    /// Returns the value as an integer, or `default_value` if the whole value is not a decimal
-    /// integer that fits.
+    /// Returns the value of `key` as an integer. Returns `default_value` if the key is not set, or
+    /// if its value is anything but a decimal integer in the range of int.
     static int getKeyValue(const std::string& key, int default_value);
 
-    /// Sets `key` to `value`, both UTF-8. Waits while another process writes, and keeps its
-    /// changes. Returns 0 when the change is durable, that is, survives a power cut. Returns a
-    /// negative number on failure; the old store is then in place. The first write logs a warning
-    /// if others can write to the directory, and another one if the store does not belong to root,
-    /// this process's user, the owner of the install directory or the agent's user.
+    /// Sets `key` to `value`. Both are UTF-8, and `key` contains no NUL. Waits while another
+    /// process writes, and keeps the changes of that process. Returns 0 when the change is durable,
+    /// that is, survives a power cut. Returns a negative number on failure; the old store is then
+    /// in place. The first write after `init` logs a warning if any user can write to the directory
+    /// of the store, and another one if the file has an untrusted owner (see qx/program_check.h).
     static int setKey(const std::string& key, const std::string& value);
 
-    /// Removes `key` in the same way. The last error has number 4 if there is no such key, and 5 if
-    /// there is no store yet.
+    /// Removes `key`, with the waiting, the result and the warnings of setKey. On failure the last
+    /// error has number 4 if there is no such key, and 5 if the store has no file yet.
     static int deleteKey(const std::string& key);
 };
 
-/// Prevents other processes from writing the store while the object lives; this process writes as
-/// usual. The constructor waits while another process writes; a fatal signal still ends the
-/// process. If the lock cannot be taken, later writes fail with the reason. One object at a time;
-/// main thread only.
+/// Locks the store against writes of other processes while the object lives. This process writes as
+/// usual. The constructor waits without limit while another process holds the lock; a fatal signal
+/// still ends the process. If the lock cannot be taken, the constructor reports nothing, and each
+/// write takes the lock itself, as without this object. The constructor throws std::bad_alloc if
+/// memory runs out. Only one object may exist at a time.
 class settings_lock {
 public:
     settings_lock();
@@ -89,52 +92,59 @@ public:
     ~settings_lock();
 };
 
-/// Reserves disk space for one later change of the store, so that a full disk cannot prevent it.
-/// While the object lives, `setKey(key, value)` with the constructor's arguments uses the reserved
-/// space if the disk is full; no other change does. The reserve is a file beside the store, large
-/// enough for the store with this change and 4 KiB of other changes. It replaces a file that a
-/// killed process left behind. The constructor waits for the store's lock, like a write. The
-/// destructor frees unused space. A file system that never overwrites in place (log-structured or
-/// copy-on-write) needs new blocks: the reserve is freed right before the change, and another
-/// writer could take the space in that moment. One object at a time; main thread only.
+/// Reserves disk space for one later change of the store, so that this change succeeds on a full
+/// disk. While the object lives, `setKey` with the constructor's `key` and `value` uses the
+/// reserved space if the disk is full; other changes do not.
+///
+/// The reserve is a file beside the store, large enough for the store with this change and 4 KiB of
+/// other changes. The constructor replaces a file that a killed process left behind, and waits for
+/// the lock of the store, like a write. The destructor frees unused space. Only one object may
+/// exist at a time.
+///
+/// A log-structured or copy-on-write file system needs new blocks even to overwrite a file. There
+/// the reserve is freed right before the change, and another process may take the space first.
 class settings_reserve {
 public:
+    /// Reserves the space for setting `key` to `value`. Does not throw; see operator bool.
     settings_reserve(const std::string& key, const std::string& value);
     settings_reserve(const settings_reserve&) = delete;
     settings_reserve& operator=(const settings_reserve&) = delete;
     ~settings_reserve();
 
-    /// Returns whether space is reserved. If the constructor failed, the last error has the reason.
+    /// Returns whether the reserve still exists. If not even the constructor made it, the last
+    /// error has the reason.
     explicit operator bool() const;
 };
 
-/// Locks the deployment switch against other processes until the returned descriptor is closed.
-/// Waits while another process holds the lock; a fatal signal still ends the process. On failure
-/// the descriptor is empty and the last error has the reason. Main thread only.
+/// Prevents a deployment switch by other processes until the returned descriptor is closed. Waits
+/// without limit while another process holds the lock; a fatal signal still ends the process. On
+/// failure sets the last error and returns an empty descriptor. Throws std::bad_alloc if memory
+/// runs out.
 io::descriptor lock_switch();
 
-/// Does the same without waiting. The descriptor is empty if another process holds the lock, or on
-/// failure, which is not recorded.
+/// Like lock_switch, but does not wait: returns an empty descriptor if another process holds the
+/// lock, or on failure. Does not set the last error. Throws std::bad_alloc if memory runs out.
 io::descriptor try_lock_switch();
 
-/// The state that a deployment switch must restore. The switch writes it to a file beside the store
-/// before its first change. After a power cut or SIGKILL a later run finds the file.
+/// The mark of a deployment switch in progress: the state to restore if the switch is interrupted.
+/// The switch writes the mark to a file beside the store before its first change. After a power cut
+/// or SIGKILL a later run finds the file.
 struct switch_mark {
     bool was_protected = true; ///< whether protection was on before the switch
-    std::string entrypoint;    ///< the entry point to switch to
+    std::string entrypoint;    ///< the entry point to switch to, in UTF-8
 };
 
-/// Writes the mark. Returns 0 when the mark is durable, or a negative number, with the last error,
-/// on failure. Call it only while holding lock_switch().
+/// Writes `mark`, in place of an earlier one. Returns 0 when the mark is durable. On failure sets
+/// the last error and returns a negative number. The caller must hold the lock of lock_switch().
 int write_switch_mark(const switch_mark& mark);
 
-/// Reads the mark into `mark`, which is empty if there is none. A damaged mark counts as the mark
-/// of a switch that began with protection on. Returns 0, or a negative number, with the last error,
-/// if the mark cannot be read.
+/// Reads the mark into `mark`, or empties `mark` if there is no file. A damaged file counts as the
+/// mark of a switch that began with protection on. Returns 0. If the file cannot be read, sets the
+/// last error and returns a negative number.
 int read_switch_mark(std::optional<switch_mark>& mark);
 
-/// Removes the mark. Returns 0 when the removal is durable, or a negative number, with the last
-/// error, on failure. Call it only while holding lock_switch().
+/// Removes the mark, if there is one. Returns 0 when the removal is durable. On failure sets the
+/// last error and returns a negative number. The caller must hold the lock of lock_switch().
 int remove_switch_mark();
 
 } // namespace qx

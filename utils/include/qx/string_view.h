@@ -1,4 +1,4 @@
-// A view of a text that it does not own.
+// A view of characters that it does not own. Safe to use on any thread.
 #pragma once
 
 #include <cstddef>
@@ -7,18 +7,19 @@
 
 namespace qx {
 
-/// The character operations of the standard library.
+/// The character operations of the standard library, under the name of the published interface.
 template <typename Char>
 struct char_traits : std::char_traits<Char> {};
 
 /// A pointer to characters and their number. The view does not own the characters, which must
-/// outlive it and need not end with NUL. Only split and to_string allocate memory.
+/// outlive it and need not end with NUL. Only split and to_string allocate memory; they throw
+/// std::bad_alloc if it runs out.
 template <typename Char, typename Traits = char_traits<Char>>
 class basic_string_view {
 public:
     /// The index "not found", and the length "up to the end".
     static constexpr std::size_t npos = static_cast<std::size_t>(-1);
-    /// The `max` of a split into all pieces.
+    /// The `max` of split without a limit.
     static constexpr unsigned long unlimited = static_cast<unsigned long>(-2);
 
     /// Makes the empty view, whose data() is null.
@@ -29,11 +30,11 @@ public:
         : length_(length)
         , data_(data) {}
 
-    /// Views a zero-terminated text without its terminator; null gives the empty view.
+    /// Views a NUL-terminated string without its terminator; null gives the empty view.
     constexpr basic_string_view(const Char* text)
         : basic_string_view(text, text == nullptr ? 0 : Traits::length(text)) {}
 
-    /// Views the current characters of `text`.
+    /// Views the current characters of `text`. A change of `text` invalidates the view.
     basic_string_view(const std::basic_string<Char>& text)
         : basic_string_view(text.data(), text.size()) {}
 
@@ -58,13 +59,14 @@ public:
         return {data_ + from, length < rest ? length : rest};
     }
 
-    /// Returns the index of the first occurrence of `text` at or after `from`, or npos. An empty
-    /// text never occurs.
+    /// Returns the index of the first occurrence of `text` at or after index `from`, or npos. An
+    /// empty `text` is never found.
     [[nodiscard]] std::size_t find(const basic_string_view& text, std::size_t from = 0) const;
 
-    /// Splits the text at each separator and returns the pieces as views of the same characters. A
-    /// separator at the end is followed by an empty piece. An empty text has no pieces. A `max` of
-    /// 2 or more limits the number of pieces; the last piece is then the rest of the text.
+    /// Splits the view at each `separator` and returns the pieces as views of the same characters.
+    /// After a separator at the end comes an empty piece. An empty view has no pieces. `max`
+    /// limits the number of pieces, of which the last is the unsplit rest; 1 counts as 2, and 0
+    /// means no limit.
     [[nodiscard]] std::vector<basic_string_view> split(const basic_string_view& separator,
                                                        unsigned long max = unlimited) const;
 
