@@ -11,7 +11,8 @@ namespace {
 constexpr string_view kBoolWords[] = {"", "true", "yes", "1", "false", "no", "0"};
 constexpr std::size_t kTrueWords = 4;
 
-// Only newer C libraries accept binary numbers in strtoll, so none are accepted.
+// Detects binary numbers, which strtoll accepts only in newer C libraries. The parser rejects them
+// with every C library.
 bool is_binary(const std::string& text) {
     std::size_t at = std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size());
     if (text[at] == '+' || text[at] == '-') {

@@ -37,8 +37,8 @@ std::string upper_case(string_view text) {
     return upper;
 }
 
-/// Returns the length of the first line of `text`: up to the last space within `room`, or up to the
-/// end of a word that is longer.
+/// Returns the length of the first line when `text` is wrapped after at most `room` characters. A
+/// word that is longer than `room` is not broken.
 std::size_t line_length(string_view text, std::size_t room) {
     if (text.size() <= room) {
         return text.size();
@@ -85,7 +85,8 @@ private:
     void add_help(std::size_t used, string_view help);
     void add_notes();
     void add_option(option_base& option);
-    /// Adds the options of one sub-command, or those of all sub-commands if the name is empty.
+    /// Adds the options of one sub-command, or the options that all sub-commands share if the name
+    /// is empty.
     void add_options(string_view sub_command);
 
     const command_line_parser& parser_;
@@ -99,8 +100,8 @@ void UsagePage::add_heading(string_view text) {
     add(bold_ ? "\033[0m" : "");
 }
 
-/// Adds `text` to a line that is filled up to `column`. Its continuation lines begin at `column`
-/// too.
+/// Adds `text` to the current line, which has `column` characters. Further lines of the text are
+/// indented by `column`.
 void UsagePage::add_wrapped(string_view text, std::size_t column) {
     bool first = true;
     for (string_view rest : text.split("\n")) {
@@ -115,7 +116,8 @@ void UsagePage::add_wrapped(string_view text, std::size_t column) {
     }
 }
 
-/// Adds a help text to a line that is filled up to `used`, or below that line if it is too long.
+/// Adds `help` in the help column of the current line, which has `used` characters. If these reach
+/// the help column, the text begins on the next line.
 void UsagePage::add_help(std::size_t used, string_view help) {
     constexpr std::size_t kGap = 2;
     if (help.empty() || used + kGap > kHelpColumn) {

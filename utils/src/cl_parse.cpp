@@ -13,8 +13,7 @@ using detail::nearest_word;
 using detail::option_base;
 using detail::quoted;
 
-/// The parts of a word that names an option: one or two dashes, the name, and optionally "=" and a
-/// value.
+/// The parts of a word that names an option, such as "--name=value" or "-name".
 struct NamedWord {
     string_view name;
     string_view value;
@@ -38,7 +37,7 @@ std::string dashed(string_view name) {
     return concat({"--", name});
 }
 
-/// Returns what `option` accepts, for a message.
+/// Returns the kind of value or the words that `option` accepts, for a message.
 std::string expected(const option_base& option) {
     const string_view kind = option.expected_kind();
     if (!kind.empty()) {
@@ -71,7 +70,7 @@ public:
     bool scan();
 
 private:
-    /// The index of no word.
+    /// The index if there is no such word.
     static constexpr std::size_t kNone = string_view::npos;
 
     [[nodiscard]] string_view word(std::size_t at) const { return words_[at]; }
@@ -138,11 +137,11 @@ bool Scanner::choose_sub_command() {
     return true;
 }
 
-// Several sub-commands may have an option of the same name, and options may precede the
-// sub-command, so the sub-command is found first. Until then an option takes the next word as its
-// value unless every option of its name is a switch. An unknown option also takes the next word
-// unless that word is a sub-command or an option; the line is rejected anyway, but the message can
-// name the sub-command.
+// Options may precede the sub-command, and several sub-commands may have an option of the same
+// name. The sub-command is therefore found before any option is handled. Before the sub-command, an
+// option takes the next word as its value unless every option of its name is a switch. An unknown
+// option takes the next word unless this word is a sub-command or an option. The command line is
+// rejected anyway, but the message can then name the sub-command.
 std::size_t Scanner::find_sub_command() {
     bool options_ended = false;
     for (std::size_t at = 0; at < words_.size(); ++at) {
@@ -266,7 +265,7 @@ bool Scanner::is_accepted(const option_base& option) const {
     return option.belongs_to(subject_);
 }
 
-/// Returns the names of the sub-commands that have an option of this name.
+/// Returns the sub-commands that have an option of this name, for a message.
 std::string Scanner::owners(string_view name) const {
     std::vector<string_view> found;
     for (const option_base* option : options_) {
@@ -278,8 +277,8 @@ std::string Scanner::owners(string_view name) const {
     return joined(found, " and ");
 }
 
-/// Finds the option with the closest name, among those of the sub-command or, without one, among
-/// all.
+/// Finds the option with the closest name among the options of the sub-command, or among all
+/// options if no sub-command is known yet.
 nearest_word Scanner::nearest_option(string_view name) const {
     nearest_word nearest(name);
     const bool any = selector_ != nullptr && !selector_->given();

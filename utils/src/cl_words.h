@@ -1,4 +1,6 @@
-// Words of the command line in messages: escaped for display, and compared with known words.
+// Words of the command line in messages: escaped for display, and compared with known words. Safe
+// to use on any thread, but threads must not share an object. Functions throw std::bad_alloc if
+// memory runs out.
 #pragma once
 
 #include "qx/string_view.h"
@@ -13,26 +15,28 @@ namespace qx::cl::detail {
 /// Returns the concatenation of `parts`.
 std::string concat(std::initializer_list<string_view> parts);
 
-/// Returns the words with `separator` between them.
+/// Returns `words` with `separator` between them.
 std::string joined(std::span<const string_view> words, string_view separator);
 
-/// Returns `word` in single quotes for a message of one line. Escapes it as in qx/escape.h and
-/// truncates a long word.
+/// Returns `word` in single quotes for a message of one line. Escapes the word as in qx/escape.h.
+/// Truncates it after 60 characters.
 std::string quoted(string_view word);
 
-/// Finds the known word that a user most likely meant by `word`, ignoring case: the closest word
-/// within an edit distance of two that shares a character with it, or else the only word that
-/// begins or ends with it, if `word` has at least three letters. Of equally close words the first
-/// one offered wins.
+/// Finds the known word that a user most likely meant by `word`. Compares without regard to case.
+/// The result is the closest known word within an edit distance of two that has a character in
+/// common with `word`. Of equally close words the first one offered wins. If no word is that
+/// close, but `word` has at least three characters and exactly one known word begins or ends with
+/// `word`, the result is this known word.
 class nearest_word {
 public:
+    /// Copies `word`.
     explicit nearest_word(string_view word);
 
-    /// Compares another known word, which must outlive the object.
+    /// Compares `known`, another known word, whose characters must outlive the object.
     void offer(string_view known);
-    /// Returns the closest word, or an empty text if no word is close.
+    /// Returns the result, or an empty string if no known word is close.
     [[nodiscard]] string_view found() const;
-    /// Returns whether some offered word is within the edit distance.
+    /// Returns whether the edit distance of an offered word is at most `distance`, which is 0 to 2.
     [[nodiscard]] bool within(std::size_t distance) const { return distance_ <= distance; }
 
 private:
@@ -41,8 +45,8 @@ private:
     std::string word_;
     string_view found_;
     std::size_t distance_ = kFar;
-    string_view longer_;     // the first known word that begins or ends with `word_`
-    bool is_unique_ = false; // no other known word does
+    string_view longer_;     // the first known word that begins or ends with word_
+    bool is_unique_ = false; // whether no other known word begins or ends with word_
 };
 
 } // namespace qx::cl::detail

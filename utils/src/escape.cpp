@@ -13,7 +13,8 @@ struct Character {
     bool valid = false;
 };
 
-/// Decodes the UTF-8 character at `at`, or one byte, marked invalid, if there is none.
+/// Decodes the UTF-8 character at index `at`. An overlong encoding, a surrogate or a code above
+/// U+10FFFF is not valid. If no complete character begins there, the result is one byte, not valid.
 Character decode(string_view text, std::size_t at) {
     const auto byte = [&](std::size_t index) { return static_cast<unsigned char>(text[index]); };
     const unsigned char lead = byte(at);
@@ -36,7 +37,7 @@ Character decode(string_view text, std::size_t at) {
     return {code, size, !overlong && !surrogate && code < 0x110000};
 }
 
-/// Returns whether the character is visible and changes neither the line nor the text direction.
+/// Returns whether the character is visible, ends no line and keeps the text direction.
 bool is_plain(std::uint32_t code) {
     struct Range {
         std::uint32_t first;

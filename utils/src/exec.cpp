@@ -167,8 +167,8 @@ pid_t start(const Launch& launch) {
     return pid;
 }
 
-// Sets the default action of SIGCHLD for a scope. If SIGCHLD is ignored, which the parent of this
-// process may have arranged, waitpid cannot return the status of a child.
+// Sets the default action of SIGCHLD for a scope. This process may have inherited an ignored
+// SIGCHLD; waitpid would then return no status.
 class waitable_children {
 public:
     waitable_children() {
@@ -225,8 +225,8 @@ bool is_told_to_stop() {
     return false;
 }
 
-// Kills every process of the session of `leader`. Returns false if no process of
-// the leader's process group could be signalled.
+// Kills every process of the session of `leader`. Returns false if no process of the leader's
+// process group could be signalled.
 bool kill_session(pid_t leader) {
     const bool is_killed = ::kill(-leader, SIGKILL) == 0;
     const std::unique_ptr<DIR, int (*)(DIR*)> processes(::opendir("/proc"), ::closedir);

@@ -5,7 +5,7 @@
 
 namespace qx {
 
-// A static of the function: initialisers of other files build paths before main.
+// The static is local to the function because initialisers of other files build paths before main.
 const std::string& install_directory() {
     static const std::string directory = [] {
         const char* const found = qxpath_default_install_path();

@@ -6,14 +6,16 @@
 
 namespace qx::detail {
 
-/// Makes the calling thread keep released blocks for reuse, in builds with a free list.
+/// Makes the calling thread keep the blocks that it releases in a free list. Does nothing in builds
+/// without free lists.
 void keep_json_blocks() noexcept;
 
-/// Returns a block of at least `size` bytes from malloc, which may also be passed to free(), or
-/// null if memory runs out.
+/// Returns a block of at least `size` bytes, or null if memory runs out. The caller releases the
+/// block with release_json_block() or free().
 void* take_json_block(std::size_t size);
 
-/// Releases a block; null does nothing.
+/// Releases `block`, which comes from take_json_block() or malloc; null does nothing. A thread
+/// may release blocks that another thread took.
 void release_json_block(void* block);
 
 } // namespace qx::detail

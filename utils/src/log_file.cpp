@@ -15,13 +15,13 @@ namespace qx {
 namespace {
 
 constexpr off_t kLargest = 256L * 1024;
-// The limit while another process holds the lock. Any user who can read the log can hold it for
-// ever.
+// The limit while another process holds the lock. Without this limit the log could grow without
+// end: any user who can read the file can hold the lock for ever.
 constexpr off_t kLargestUnlocked = 2 * kLargest;
 constexpr mode_t kMode = 0640;
 
-// Opens a file for appending and sets the log's mode. Returns an empty descriptor, with errno, on
-// failure, also if the file is not a regular file (EINVAL) or has several hard links (EMLINK).
+// Opens a file for appending and sets its mode to kMode. On failure returns an empty descriptor,
+// with errno: EINVAL if the file is not a regular file, EMLINK if it has several hard links.
 io::descriptor open_for_appending(const std::string& file, int more_flags) {
     // O_NONBLOCK: the name may refer to a FIFO.
     const int flags = O_RDWR | O_APPEND | O_NOFOLLOW | O_NONBLOCK | more_flags;
@@ -76,10 +76,10 @@ bool log_file::is_replaced(const struct stat& opened) const {
            opened.st_dev != named.st_dev;
 }
 
-// Locks the file if possible, then reopens a file that another process has rotated, or rotates a
-// full one. Returns false if the file was reopened and must be checked again.
+// Locks the file if possible. Then reopens the file if another process has rotated it, or rotates
+// it if it is full. Returns false if the file was reopened and must be checked again.
 bool log_file::make_ready(std::size_t length) {
-    // A failure is harmless: appends of other writers do not interleave even without the lock.
+    // A failure to lock is harmless: lines of several writers do not interleave without the lock.
     locked_ = io::uninterrupted([&] { return ::flock(fd_.get(), LOCK_EX | LOCK_NB); }) == 0;
     const off_t largest = !locked_ && errno == EWOULDBLOCK ? kLargestUnlocked : kLargest;
     struct stat status {};
@@ -101,7 +101,7 @@ bool log_file::make_ready(std::size_t length) {
     return ::rename(path_.c_str(), older().c_str()) != 0 || !reopen();
 }
 
-// The last byte of the first `size` bytes; a line feed if there are none or they cannot be read.
+// Returns the last of the first `size` bytes, or a line feed if `size` is 0 or the read fails.
 char log_file::last_byte(off_t size) const {
     char last = '\n';
     if (size > 0 &&
@@ -111,8 +111,9 @@ char log_file::last_byte(off_t size) const {
     return last;
 }
 
-// A power cut may leave a line that ends with a block of the disk, or, where ext4 kept the new size
-// of the file but not the text, zeros. With the lock held no writer is about to complete them.
+// Removes half a line or zeros at the end of the file. A power cut leaves half a line if only some
+// blocks of it reached the disk, and zeros if ext4 recorded the new size of the file but not the
+// data. Under the lock no other writer is about to complete the line.
 void log_file::cut_off_half_line() {
     off_t size = size_;
     while (size > 0 && last_byte(size) != '\n') {
@@ -123,13 +124,14 @@ void log_file::cut_off_half_line() {
     }
 }
 
-// A killed writer or a full disk leaves an incomplete last line.
+// Returns whether the last line has no line feed. A killed writer or a full disk leaves such a
+// line.
 bool log_file::ends_in_half_line() const {
     return last_byte(size_) != '\n';
 }
 
-// Writes with a single call, so that lines of several writers do not interleave. After a short
-// write, removes the incomplete line unless another writer has appended since.
+// Makes a single write(2), so that lines of several writers do not interleave. After a short write,
+// removes the incomplete line unless another writer has appended to the file since.
 void log_file::write(string_view text) {
     const ssize_t written =
         io::uninterrupted([&] { return ::write(fd_.get(), text.data(), text.size()); });

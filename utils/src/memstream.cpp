@@ -37,7 +37,7 @@ std::size_t basic_membuf::written() const {
 void basic_membuf::set_position(std::size_t position) {
     char* const start = characters_.data();
     length_ = position;
-    // Begin the put area at the write position, because pbump moves a position by an int only.
+    // Begin the put area at the write position: pbump could move pptr() only by an int.
     setp(start + position, start + capacity_);
 }
 

@@ -47,11 +47,11 @@ store::place find_switch_mark() {
     return where;
 }
 
-// Members of the mark.
+// Members of the JSON object in the file of the mark.
 constexpr char kWasProtected[] = "was_protected";
 constexpr char kEntrypoint[] = "entrypoint";
 
-// The lock of the settings_lock object.
+// The lock that the settings_lock object holds, or an empty descriptor.
 io::descriptor& held_lock() {
     static io::descriptor lock;
     return lock;
@@ -88,7 +88,8 @@ std::string key_in_json(const char* key) {
     return text ? text.get() : "a key";
 }
 
-// Parses an object of texts. Returns null, with the last error, if `bytes` is anything else.
+// Parses a JSON object of strings. Sets the last error and returns null if `bytes` is anything
+// else.
 json_ptr parse(const std::string& file, const std::string& bytes) {
     if (bytes.empty()) {
         return damaged(file, "is empty");
@@ -112,7 +113,7 @@ json_ptr parse(const std::string& file, const std::string& bytes) {
     return object;
 }
 
-// Returns the values in `content`, or null like `parse`.
+// Returns the values in `content`. Sets the last error and returns null if they cannot be parsed.
 json_ptr load(const std::string& file, const store::snapshot& content) {
     if (content.exists) {
         return parse(file, content.bytes);
@@ -148,7 +149,8 @@ int refuse(string_view reason) {
     return -1;
 }
 
-// Converts std::bad_alloc to an ordinary failure. Recording this one needs no memory.
+// Turns std::bad_alloc into an ordinary failure. The reason is so short that the last error stores
+// it without an allocation.
 template <typename Work>
 int attempt(const Work& work) {
     try {
@@ -158,7 +160,7 @@ int attempt(const Work& work) {
     }
 }
 
-// jansson's keys are zero-terminated, so no key of the store contains NUL.
+// jansson's keys are NUL-terminated, so no key of the store contains NUL.
 bool is_key(const std::string& key) {
     return key.find('\0') == std::string::npos;
 }
@@ -194,8 +196,8 @@ bool lock_store(const store::place& where, bool make_directory, io::descriptor& 
     return static_cast<bool>(lock);
 }
 
-// Applies one change to `old`; a null value deletes the key. Returns null, with the last error, if
-// the change is invalid.
+// Applies one change to `old`; a null value deletes the key. Sets the last error and returns null
+// if the change is invalid.
 json_ptr changed_store(const store::place& where, const store::snapshot& old,
                        const std::string& key, const std::string* value) {
     json_ptr changed = load(where.file, old);
@@ -215,7 +217,7 @@ json_ptr changed_store(const store::place& where, const store::snapshot& old,
     return changed;
 }
 
-// Changes the store, based on its current content on disk; a null value deletes the key.
+// Applies one change to the store's current content on disk; a null value deletes the key.
 int change(const std::string& key, const std::string* value) {
     const store::place where = find_place();
     if (!values()) {
@@ -293,7 +295,7 @@ int open_store() {
     return values() ? 0 : -1;
 }
 
-// If memory runs out, the line is lost, but the last error has the reason.
+// If memory runs out, the log line is lost, but the last error still has the reason.
 void report_failure() try {
     QX_LOG(log::level::error, "Cannot read the settings: {:s}", last_error().reason);
 } catch (const std::bad_alloc&) {

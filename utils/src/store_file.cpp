@@ -46,7 +46,8 @@ bool flush_parent(const std::string& directory) {
     return fd && flush_directory(fd.get());
 }
 
-// Under the lock no other writer uses the name: an existing file is stale or planted.
+// Creates the file anew. The caller holds the lock, so no other writer uses the name: an existing
+// file is stale or planted.
 io::descriptor make_temporary(const std::string& file) {
     constexpr int flags = O_WRONLY | O_CREAT | O_EXCL;
     io::descriptor fd = open_file(file, flags);
@@ -72,7 +73,8 @@ bool lacks_space() {
     return errno == ENOSPC || errno == EDQUOT;
 }
 
-// Returns whether the name still refers to the open file. Stores the file's status in `opened`.
+// Returns whether the name `file` still refers to the open file `fd`. Stores the status of the open
+// file in `opened`.
 bool is_named(int fd, const std::string& file, struct stat& opened) {
     struct stat named {};
     return ::fstat(fd, &opened) == 0 && ::lstat(file.c_str(), &named) == 0 &&
@@ -108,8 +110,8 @@ bool write_reserved(const std::string& file, int fd, string_view bytes) {
            flush(fd);
 }
 
-// Writes `bytes` to `temporary`. If the disk is full, writes to the reserved file and stores its
-// name in `temporary`.
+// Writes `bytes` to the file `temporary`. If the disk is full, writes to the reserved file instead
+// and stores its name in `temporary`.
 bool write_new(const place& where, std::string& temporary, uid_t owner, string_view bytes,
                io::descriptor* reserved) {
     if (write_temporary(temporary, owner, bytes)) {
@@ -127,8 +129,8 @@ bool write_new(const place& where, std::string& temporary, uid_t owner, string_v
     if (!lacks_space()) {
         return false;
     }
-    // A copy-on-write or log-structured file system needs new blocks even for an overwrite, so free
-    // the reserved ones.
+    // A copy-on-write or log-structured file system needs new blocks even for an overwrite. Free
+    // the reserved blocks, so that the second attempt can use them.
     release(where, *reserved);
     return write_temporary(temporary, owner, bytes);
 }
@@ -154,8 +156,9 @@ io::descriptor lock(const place& where, bool make_directory, int how) {
         if (!is_named(fd.get(), where.lock_file, locked)) {
             continue;
         }
-        // The lock file may be a hard link to another user's file, whose mode set_mode() would
-        // change. Unlink the name and retry; processes that wait for the old lock retry too.
+        // The lock file may be a hard link to another user's file, and set_mode() would change the
+        // mode of that file. Unlink the name and retry. Processes that wait for the old lock will
+        // also find it unlinked and retry.
         if (S_ISREG(locked.st_mode) && locked.st_nlink > 1) {
             if (::unlink(where.lock_file.c_str()) != 0) {
                 return io::descriptor();
@@ -176,8 +179,8 @@ bool refuse(const std::string& file, const char* what) {
     return false;
 }
 
-// Restores the old file after a failed flush: a change that is reported as failed must not take
-// effect.
+// Restores the old file after a failed flush, because a change that is reported as failed must not
+// take effect.
 void put_back(const place& where, const std::string& temporary, const snapshot& old) {
     if (!old.exists) {
         ::unlink(where.file.c_str());

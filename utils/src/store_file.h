@@ -1,5 +1,6 @@
-// The file of the settings store. It is read and replaced as a whole, and a lock admits one writing
-// process at a time.
+// The file of the settings store. The file is read and replaced as a whole. A lock admits one
+// writing process at a time. "Hold the lock" asks the caller to keep a descriptor of `lock` or
+// `try_lock` open. Main thread only. Functions throw std::bad_alloc if memory runs out.
 #pragma once
 
 #include "base/descriptor.h"
@@ -10,53 +11,54 @@
 
 namespace qx::store {
 
-/// The content and the owner of the file; empty if there is no file.
+/// The content and the owner of the file; the default if there is no file.
 struct snapshot {
     bool exists = false;
     std::string bytes;
     uid_t owner = 0;
 };
 
-/// The paths of the store.
+/// The absolute paths of the store.
 struct place {
     std::string directory;
     std::string file;
-    std::string lock_file; ///< beside the file; never replaced
+    std::string lock_file; ///< beside the file; its content does not matter
 };
 
-/// Reads the file into `content`. A missing file is not a failure. Returns false, with the last
-/// error, if the file cannot be read.
+/// Reads the file into `content`. A missing file is not a failure. If the file cannot be read, or
+/// is not a regular file or larger than 16 MiB, sets the last error and returns false.
 bool read(const place& where, snapshot& content);
 
 /// Takes the lock, which excludes other writing processes until the returned descriptor is closed.
-/// Waits while another process holds the lock. `make_directory` creates a missing directory. On
-/// failure returns an empty descriptor with errno, and records no last error.
+/// Waits while another process holds the lock. `make_directory` says whether to create a missing
+/// directory. On failure returns an empty descriptor, with errno; does not set the last error.
 io::descriptor lock(const place& where, bool make_directory);
 
-/// Does the same without waiting and without creating the directory. Fails with EWOULDBLOCK if
+/// Like `lock`, but does not wait and does not create the directory. Fails with EWOULDBLOCK if
 /// another process holds the lock.
 io::descriptor try_lock(const place& where);
 
-/// Creates a file beside the store that reserves `size` bytes of disk space for `replace`, in place
-/// of a stale one. On failure returns an empty descriptor with the last error. Hold the lock.
+/// Creates a file of user `owner` beside the store that reserves `size` bytes of disk space for
+/// `replace`. Replaces a stale file of that name. On failure sets the last error and returns an
+/// empty descriptor. Hold the lock.
 io::descriptor reserve(const place& where, uid_t owner, std::size_t size);
 
-/// Removes and closes the file of `reserve`; does nothing if `reserved` is empty.
+/// Removes and closes `reserved`, the file of `reserve`; does nothing if the descriptor is empty.
 void release(const place& where, io::descriptor& reserved);
 
 /// Replaces the file atomically by one that contains `bytes`; `old` is the current content. If the
-/// disk is full, uses `reserved`, a file from `reserve` or null, and leaves its descriptor empty.
-/// Returns true when the new content is durable, or false, with the last error and the old file in
-/// place. Hold the lock.
+/// disk is full, uses the file of `reserve` that `reserved` refers to, and empties the descriptor;
+/// `reserved` may be null. Returns true when the new content is durable. On failure sets the last
+/// error and returns false, with the old file in place. Hold the lock.
 bool replace(const place& where, const snapshot& old, string_view bytes,
              io::descriptor* reserved = nullptr);
 
-/// Removes the file. A missing file is not a failure. Returns true when the removal is durable, or
-/// false, with the last error, on failure. Hold the lock.
+/// Removes the file. A missing file is not a failure. Returns true when the removal is durable. On
+/// failure sets the last error and returns false. Hold the lock.
 bool remove(const place& where);
 
-/// Sets the last error to `file`, `what` and the text of errno, or to the reason that `file` is a
-/// link. Returns false.
+/// Sets the last error to the reason "<file>: <what>: <message of errno>", or "<file>: is a link"
+/// if errno is ELOOP. Returns false.
 bool fail(const std::string& file, const char* what);
 
 } // namespace qx::store
