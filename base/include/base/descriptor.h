@@ -7,10 +7,10 @@
 
 namespace qx::io {
 
-/// Closes `fd` and sets it to -1; does nothing if `fd` is negative. Ignores errors and preserves
-/// errno. `fd` becomes -1 before the close: otherwise a child forked in between would keep the
-/// closed number and could close another descriptor under that number.
+/// Closes `fd`, unless it is negative, and sets it to -1. Ignores errors and preserves errno.
 inline void close_fd(int& fd) noexcept {
+    // Set `fd` to -1 before closing. Otherwise a child forked in between inherits the stale number
+    // and may later close an unrelated descriptor.
     const int number = std::exchange(fd, -1);
     if (number >= 0) {
         const int before = errno;
@@ -19,7 +19,7 @@ inline void close_fd(int& fd) noexcept {
     }
 }
 
-/// Owns a file descriptor and closes it in the destructor. A negative number means no descriptor.
+/// Owns a file descriptor and closes it in the destructor. A negative value means no descriptor.
 class descriptor {
 public:
     /// Takes ownership of `fd`.
@@ -33,15 +33,16 @@ public:
     }
     ~descriptor() { close_fd(fd_); }
 
-    /// Closes the owned descriptor, if any, and takes ownership of `fd`.
+    /// Closes the current descriptor, if any, and takes ownership of `fd`.
     void reset(int fd = -1) noexcept {
         close_fd(fd_);
         fd_ = fd;
     }
-    /// Passes ownership to the caller and returns the descriptor, or -1 if there is none.
+    /// Passes ownership to the caller. Returns the descriptor, or a negative value if there is
+    /// none.
     [[nodiscard]] int release() noexcept { return std::exchange(fd_, -1); }
 
-    /// Returns the descriptor, which stays owned by the object, or -1 if there is none.
+    /// Returns the descriptor, which the object still owns, or a negative value if there is none.
     [[nodiscard]] int get() const noexcept { return fd_; }
     explicit operator bool() const noexcept { return fd_ >= 0; }
 

@@ -1,10 +1,11 @@
-// Names in the agent's install directory, for C and C++.
+// Paths of the agent's installation, for C and C++.
 #pragma once
 
-/// The install directory if neither the link nor the agent's user names another one.
+/// The install directory unless the link /etc/norvane-plix or the home directory of the agent's
+/// user names another one.
 #define QX_INSTALL_DIRECTORY "/opt/norvane"
 
-// Paths below the install directory.
+// Paths relative to the install directory. Each starts with a slash, to append to that directory.
 #define QX_RUN_DIRECTORY "/var/run"
 #define QX_VERSION_FILE QX_RUN_DIRECTORY "/qxbrokerd.version"
 #define QX_STATE_DIRECTORY "/var"

@@ -1,5 +1,5 @@
-// Ownership of JSON values and of texts from malloc. Nothing here locks: threads must not share an
-// object.
+// Ownership of JSON values and of strings from malloc(). Nothing here locks: threads must not share
+// an object.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@ struct json_release {
 /// Owns one reference to a JSON value, or is null.
 using json_ptr = std::unique_ptr<json_t, json_release>;
 
-/// Owns a zero-terminated text from malloc, or is null. Frees the text in the destructor.
+/// Owns a zero-terminated string from malloc(), or is null. Frees the string in the destructor.
 class text_ptr {
 public:
     text_ptr(std::nullptr_t = nullptr) noexcept {}
@@ -33,14 +33,14 @@ public:
     }
     ~text_ptr() { std::free(text_); }
 
-    /// Returns the text, which stays owned by the object, or null.
+    /// Returns the string, which the object still owns, or null.
     [[nodiscard]] char* get() const noexcept { return text_; }
     explicit operator bool() const noexcept { return text_ != nullptr; }
 
-    /// Returns the address of the pointer, for a function that stores a text there; the object then
-    /// owns that text. The object must be null, otherwise its old text leaks.
+    /// Returns the address of the pointer, to pass as an output argument. The object owns the
+    /// string stored there. Call this only on a null object: otherwise the old string leaks.
     [[nodiscard]] char** out() noexcept { return &text_; }
-    /// Passes ownership to the caller, who frees the text with free(). Returns null if there is
+    /// Passes ownership to the caller, who frees the string with free(). Returns null if there is
     /// none.
     [[nodiscard]] char* release() noexcept { return std::exchange(text_, nullptr); }
 

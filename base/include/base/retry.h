@@ -1,12 +1,13 @@
-// Retry of system calls that a signal interrupts.
+// Retry of system calls that fail with EINTR.
 #pragma once
 
 #include <cerrno>
 
 namespace qx::io {
 
-/// Calls `call`, which makes a system call and returns its result, and retries it on EINTR. Returns
-/// the final result, with errno from the system call. Safe to call from any thread.
+/// Retries `call` while it fails with EINTR. `call` makes one system call and returns its result.
+/// Returns the last result and leaves errno as the system call set it. Safe to call from any
+/// thread.
 template <typename Call>
 auto uninterrupted(const Call& call) {
     auto result = call();

@@ -1,4 +1,4 @@
-// The version of a program; cmake/version.cmake generates the definition.
+// The version of a program. cmake/version.cmake generates the definition.
 #pragma once
 
 namespace qx {
