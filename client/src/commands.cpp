@@ -51,7 +51,7 @@ int fail_to_parse(const json_error_t& error) {
                : reject("the document is not JSON", error.text);
 }
 
-// Parses a caller's document. Returns null and records the failure if the text is not JSON.
+// Parses a JSON argument. Returns null and records the failure if the text is not JSON.
 qx::json_ptr parse_argument(const char* text, std::size_t flags = 0) {
     json_error_t error;
     qx::json_ptr document(json_loads(text, flags, &error));
@@ -124,7 +124,7 @@ qx::json_ptr build_registration_data(const char* token, const char* mac, const c
     return data;
 }
 
-// Converts the broker's details of a refused registration. Returns -1.
+// Fills `err` from the broker's details of a refused registration. Returns -1.
 int report_refusal(const char* data, qx_plix_error_t* err) {
     if (data == nullptr) {
         return fail_with(err, kInternalError, "no response from daemon");
@@ -156,7 +156,7 @@ int fetch_router_field(json_t* result, const router_field& field) {
     return 0;
 }
 
-/// Collects the router's missing members and the failure of the first one.
+/// Collects the members that the broker did not supply, and the first failure.
 class missing_fields {
 public:
     void add(const router_field& field) {
@@ -182,7 +182,7 @@ private:
     qx_plix_failure_t first_{};
 };
 
-// Sends one property of a device. Does nothing if the document lacks the property.
+// Sends one property of a device. Returns 0 without sending if the document lacks the property.
 int send_device_property(const char* name, const json_t* document, const char* key) {
     json_t* const value = json_object_get(document, key);
     if (value == nullptr) {

@@ -14,10 +14,10 @@ struct event_chunk {
 
 namespace {
 
-// A longer message is not copied into the chunk.
+// A longer message keeps its own block instead of being copied into the chunk.
 constexpr std::size_t kLongest = std::size_t{64} * 1024;
 
-// A drained chunk is reused while at most this much of it was used; otherwise it is freed.
+// A drained chunk is reused if at most this many of its bytes were used; otherwise it is freed.
 constexpr std::size_t kKept = kLongest;
 
 char* text_behind(event_node* node) {

@@ -16,10 +16,10 @@ namespace qxplix {
 namespace {
 
 constexpr int kMostEvents = 8;
-constexpr int kIdleTimeout = 1000; ///< ms; bounds how late the thread notices `stopped`
+constexpr int kIdleTimeout = 1000; ///< ms; the thread notices `stopped` after at most this time
 constexpr int kRetryTimeout = 200; ///< ms, while a subscription has no connection
 
-// The thread and its callbacks parse JSON, and the parser recurses to its maximum depth. Unused
+// The thread and its callbacks parse JSON, and the recursive parser may need a deep stack. Unused
 // stack costs no memory.
 constexpr std::size_t kLeastStackSize = std::size_t{1024} * 1024;
 
@@ -62,7 +62,7 @@ void* event_thread_main(void* /*unused*/) {
     return nullptr;
 }
 
-// The thread blocks all signals, so that the application's threads and signal descriptors get them.
+// The thread blocks all signals, which leaves them to the application's threads and signalfds.
 int create_without_signals(pthread_t* handle) {
     pthread_attr_t attributes;
     if (::pthread_attr_init(&attributes) != 0) {

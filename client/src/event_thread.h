@@ -3,18 +3,19 @@
 
 namespace qxplix {
 
-/// Starts the thread, which runs until is_stopped(). Returns 0, or -1 with errno on failure.
+/// Starts the thread, which runs until is_stopped() returns true. Returns 0, or -1 with errno on
+/// failure.
 int event_thread_create();
 
 /// Wakes the thread and waits for its end. Call set_stopped(true) first.
 void event_thread_destroy();
 
-/// Closes the descriptors of a thread that does not run in this process, because the thread has
-/// ended or because this process is a forked child.
+/// Closes the thread's descriptors. Call it only if the thread does not run in this process: after
+/// the thread has ended, or in a forked child.
 void event_thread_disown();
 
-/// Makes the thread apply the backlog limit and retry lost subscriptions immediately. Safe to call
-/// from any thread.
+/// Wakes the thread, which then applies the backlog limit and retries lost subscriptions. Safe to
+/// call from any thread.
 void event_thread_wake();
 
 /// Makes the thread watch `fd` for input. Returns 0, or -1 with errno on failure. Safe to call from

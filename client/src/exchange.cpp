@@ -12,7 +12,7 @@
 namespace qxplix {
 namespace {
 
-// A century: adding this to the clock cannot overflow.
+// A century, in milliseconds. Adding it to the clock cannot overflow.
 constexpr std::uint64_t kLongestTimeout = std::uint64_t{100} * 366 * 24 * 3600 * 1000;
 
 std::size_t timeout = 0; ///< in milliseconds; 0 means none
@@ -76,7 +76,7 @@ milliseconds choose_deadline() {
     return limit == 0 ? 0 : now() + static_cast<milliseconds>(limit);
 }
 
-// SO_SNDTIMEO is the only time limit that connect(2) obeys on a Unix socket.
+// On a Unix socket, connect(2) obeys only SO_SNDTIMEO as a time limit.
 int limit_connect(int fd, milliseconds left) {
     const timeval limit{static_cast<time_t>(left / 1000),
                         static_cast<suseconds_t>(left % 1000 * 1000)};

@@ -1,4 +1,4 @@
-// An exchange with the broker on the calling thread, with a deadline and byte counts.
+// Socket I/O with the broker, with a deadline and byte counts.
 #pragma once
 
 #include "clock.h"
@@ -8,10 +8,10 @@
 
 namespace qxplix {
 
-/// Sets a deadline, from the timeout of qx_plix_set_timeout, and counts bytes: while the object
-/// lives, the functions below obey its deadline and add to its counts on the same thread. A nested
-/// exchange has the deadline of the outer one. Without an exchange the functions wait without a
-/// time limit.
+/// Scope of one exchange with the broker. While the object exists, calls of the functions below on
+/// the same thread obey the deadline of the object and add to its byte counts. The deadline comes
+/// from the timeout of qx_plix_set_timeout. A nested exchange takes the deadline of the outer one,
+/// but has byte counts of its own. Without an exchange the functions have no time limit.
 class exchange {
 public:
     exchange();
@@ -19,7 +19,7 @@ public:
     exchange& operator=(const exchange&) = delete;
     ~exchange();
 
-    [[nodiscard]] milliseconds deadline() const { return deadline_; } ///< 0 if there is none
+    [[nodiscard]] milliseconds deadline() const { return deadline_; } ///< monotonic time, or 0
     [[nodiscard]] std::size_t sent() const { return sent_; }
     [[nodiscard]] std::size_t received() const { return received_; }
 
@@ -32,11 +32,11 @@ private:
     std::size_t received_ = 0;
 };
 
-/// Connects to the broker like connect(2). Returns 0, or -1 with errno, which is ETIMEDOUT if the
-/// deadline expires.
+/// Connects the socket `fd` to the broker like connect(2). Returns 0, or -1 with errno, which is
+/// ETIMEDOUT if the deadline expires.
 int exchange_connect(int fd);
 
-/// Send or receive some of the bytes like send(2) and recv(2). In an exchange with a deadline, a
+/// Send or receive up to `size` bytes like send(2) and recv(2). In an exchange with a deadline, a
 /// signal handler does not interrupt the call. Return the number of bytes, or -1 with errno, which
 /// is ETIMEDOUT if the deadline expires.
 ssize_t exchange_send(int fd, const void* bytes, std::size_t size);

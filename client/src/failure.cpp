@@ -27,7 +27,7 @@ std::size_t length_that_fits(const char* text, std::size_t room) {
     return length;
 }
 
-// The first failure of a call explains the later ones.
+// Keeps only the first failure of a call, which explains the later ones.
 bool begin_record(qx_plix_stage stage) {
     if (last.stage != QX_PLIX_STAGE_NONE) {
         return false;

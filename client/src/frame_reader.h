@@ -1,12 +1,13 @@
-// A parser of the broker's messages, fed with arbitrary pieces of the stream. It does no I/O.
+// A parser for the broker's messages. The caller feeds it arbitrary pieces of the stream; the
+// parser does no I/O.
 #pragma once
 
 #include <cstddef>
 
 namespace qxplix {
 
-/// The state of the parser. A zero-initialised reader expects the start of a message. It has no
-/// destructor, because a static table holds readers; its owner calls frame_reader_reset at the end.
+/// The state of the parser. A zero-initialised reader expects the start of a message. The type has
+/// no destructor because readers live in a static table: call frame_reader_reset to free a reader.
 struct frame_reader {
     char header[4];
     std::size_t header_size; ///< bytes of the header received so far
@@ -16,8 +17,8 @@ struct frame_reader {
 };
 
 enum class frame_state {
-    incomplete, ///< all input is consumed, and the message needs more
-    complete,   ///< a message can be taken; input may be left
+    incomplete, ///< all input is consumed; the message needs more
+    complete,   ///< call frame_reader_take; unconsumed input may remain
     broken,     ///< the length is invalid or memory ran out; the stream is unusable
 };
 
@@ -27,23 +28,24 @@ struct byte_range {
     std::size_t size;
 };
 
-/// Consumes bytes from the front of `in` until a message is complete. Take the message and call the
-/// function again while `in` has bytes.
+/// Consumes bytes from the front of `in` until a message is complete, `in` is empty or the stream
+/// is broken. After `complete`, take the message, then call the function again while `in` has
+/// bytes.
 frame_state frame_reader_feed(frame_reader& reader, byte_range& in);
 
-/// Returns the complete message as a zero-terminated text, which the caller frees with free(), and
-/// makes the reader expect the next message.
+/// Returns the complete message as a zero-terminated text, which the caller frees with free(). The
+/// reader then expects the next message.
 char* frame_reader_take(frame_reader& reader);
 
-/// The room for the missing bytes of the current header or body, to receive them in place. It is
-/// never empty.
+/// The unfilled part of the current header or body, for receiving in place. Never empty while the
+/// message is incomplete.
 struct byte_gap {
     char* data;
     std::size_t size;
 };
 byte_gap frame_reader_gap(frame_reader& reader);
 
-/// Consumes `size` bytes that the caller has stored in the gap.
+/// Consumes `size` bytes that the caller has stored at the start of the gap.
 frame_state frame_reader_fill(frame_reader& reader, std::size_t size);
 
 /// Frees an incomplete message and makes the reader expect the next one.

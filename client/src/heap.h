@@ -1,10 +1,10 @@
-// Return of freed memory to the system.
+// Return of freed heap memory to the system.
 #pragma once
 
 namespace qxplix {
 
-/// Returns the memory of freed events to the system, from the heaps of the calling thread and of
-/// the process. glibc would keep this memory; other C libraries return it without a call.
+/// Returns freed heap memory to the system. glibc would keep this memory; with other C libraries
+/// the function does nothing. Call it on the event thread, whose heap holds the events.
 void return_free_memory();
 
 } // namespace qxplix

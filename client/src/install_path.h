@@ -1,4 +1,4 @@
-// The install path inside the library; other code uses qxpath.h.
+// The install path, for use inside the library. Other code includes qxpath.h.
 #pragma once
 
 #include <cstddef>
@@ -8,22 +8,23 @@ namespace qxplix {
 
 inline constexpr std::size_t kPathSize = 4096;
 
-/// The id that the kernel shows for users without a mapping in this user namespace.
+/// The user id that the kernel reports for users without a mapping in this user namespace.
 inline constexpr uid_t kUnmappedUser = 65534;
 
-/// Sets the install path. If `wanted` is null or equal to the current path, the next query finds
-/// the default again. Returns 0.
+/// Sets the install path to `wanted`, truncated to 4095 bytes. If `wanted` is null or equal to the
+/// current path, the next qxpath_default_install_path looks up the default again. Returns 0.
 int qxpath_set_install_path(const char* wanted);
 
 /// Stores in `name` the path of the broker's version file in `install_path`, truncated to 4094
-/// characters.
+/// bytes.
 void version_file_name(const char* install_path, char (&name)[kPathSize]);
 
-/// Stores in `to` the install directory that the library was started with, or the default if it is
-/// not started. Returns 0, or -1 if there is no directory. Does not affect later queries.
+/// Stores in `to` the install directory that the library was started with, or the default if the
+/// library is not started. Returns 0, or -1 if no directory is found. Does not change the stored
+/// path.
 int qxpath_copy_install_path(char (&to)[kPathSize]);
 
-/// Reinitialises the lock in a forked child, where the lock's owner may not exist.
+/// Reinitialises the lock in a forked child: the thread that held it may exist only in the parent.
 void qxpath_renew_lock();
 
 /// Stores in `home`, which has kPathSize bytes, the home directory of `user` from /etc/passwd.

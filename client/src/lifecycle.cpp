@@ -41,8 +41,8 @@ bool is_locked(int fd) {
     return result == 0 && query.l_type != F_UNLCK;
 }
 
-// Reads the first line with its line feed, truncated to fit. pread fails for a FIFO or a terminal,
-// unlike read, so the file's type needs no check.
+// Reads the first line with its line feed, truncated to fit. Unlike read, pread fails on a FIFO or
+// a terminal, so the type of the file needs no check.
 int read_line(int fd, char (&line)[kVersionSize]) {
     const ssize_t got =
         qx::io::uninterrupted([&] { return ::pread(fd, line, sizeof line - 1, 0); });
@@ -57,7 +57,8 @@ int read_line(int fd, char (&line)[kVersionSize]) {
     return 0;
 }
 
-// Escape sequences in the file must not reach a terminal.
+// If standard error is a terminal, prints bytes other than printable ASCII as \xNN: escape
+// sequences in the file must not reach the terminal.
 void print_wrong_version(const char* version) {
     char shown[4 * kVersionSize];
     const bool escaped = ::isatty(STDERR_FILENO) == 1;
@@ -74,7 +75,7 @@ void print_wrong_version(const char* version) {
                  QX_PROTOCOL_VERSION);
 }
 
-// Cuts the text at its line feed and replaces characters other than printable ASCII.
+// Cuts the text at its line feed and replaces every byte that is not printable ASCII.
 void make_printable(char* version) {
     char* at = version;
     for (; *at != '\0' && *at != '\n'; ++at) {
@@ -107,7 +108,7 @@ bool accepts_connections() {
 }
 
 bool has_fork_handler = false;
-bool holds_parents_descriptors = false; // in a forked child
+bool holds_parents_descriptors = false; // set in a forked child
 
 void become_uninitialised_child() {
     qxpath_renew_lock();

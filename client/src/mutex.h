@@ -13,14 +13,14 @@
 
 namespace qxplix {
 
-/// A default mutex.
+/// Unlike std::mutex, needs no C++ runtime.
 class QX_ANNOTATE(capability("mutex")) mutex {
 public:
     constexpr mutex() = default;
     mutex(const mutex&) = delete;
     mutex& operator=(const mutex&) = delete;
 
-    /// Reinitialises the mutex in a forked child, where its owner may not exist.
+    /// Reinitialises the mutex in a forked child: the owner may be a thread of the parent.
     void renew() { ::pthread_mutex_init(&native_, nullptr); }
 
     void lock() QX_ANNOTATE(acquire_capability()) { ::pthread_mutex_lock(&native_); }
@@ -30,8 +30,8 @@ private:
     pthread_mutex_t native_ = PTHREAD_MUTEX_INITIALIZER;
 };
 
-/// A mutex that does not starve waiting threads when one thread locks and unlocks it in a loop: the
-/// thread that has waited longest gets the mutex next.
+/// A mutex that one thread can lock and unlock in a loop without starving others: if a thread
+/// waits, the unlocking thread cannot relock the mutex first.
 class QX_ANNOTATE(capability("mutex")) fair_mutex {
 public:
     constexpr fair_mutex() = default;
@@ -49,7 +49,8 @@ public:
         renew_turn();
         ::pthread_mutex_init(&native_, nullptr);
     }
-    /// Forgets the parent's waiting threads in a forked child, which may hold the mutex itself.
+    /// Reinitialises only the lock of waiting threads in a forked child: those threads exist only
+    /// in the parent, but the child itself may hold the mutex.
     void renew_turn() { ::pthread_mutex_init(&turn_, nullptr); }
 
     /// Tells the thread-safety analysis that the calling thread holds the mutex.

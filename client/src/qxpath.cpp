@@ -38,7 +38,7 @@ struct install_path {
 
 constinit install_path path;
 
-// Reads /etc/passwd line by line into `text`. stdio would allocate a heap block.
+// Reads /etc/passwd line by line into a buffer of the caller. stdio would allocate a heap block.
 class passwd_reader {
 public:
     explicit passwd_reader(char (&text)[kPathSize])
@@ -98,8 +98,9 @@ bool use_fallback(char* text) {
     return true;
 }
 
-// Returns field `number` of a passwd line, or null if no colon ends the field. `rest` is the line
-// after its first colon. Overwrites the colons up to the end of the field.
+// Returns field `number` (2 or more) of a passwd line, or null if no colon ends the field. `rest`
+// is the line after its first colon. Replaces each colon up to the end of the field with a zero
+// byte.
 char* passwd_field(char* rest, int number) {
     char* start = rest;
     for (int colon = 2; colon <= number; ++colon) {
@@ -114,8 +115,8 @@ char* passwd_field(char* rest, int number) {
     return start;
 }
 
-// Finds a field of a user's line in /etc/passwd. Returns a pointer into `text`, or null if there is
-// no such line or field.
+// Finds field `number` of a user's line in /etc/passwd. Returns a pointer into `text`, the read
+// buffer, or null if there is no such line or field.
 const char* find_in_passwd(const char* user, int number, char (&text)[kPathSize]) {
     passwd_reader passwd(text);
     for (std::span line = passwd.next(); !line.empty(); line = passwd.next()) {
@@ -141,7 +142,8 @@ bool find_default(char* text) {
     return read_link(text) || get_userhome(kUser, text) == 0 || use_fallback(text);
 }
 
-// Appends `text`, truncated to the maximum length of a name. Returns the new length.
+// Appends `text`, truncated so that the name has at most kLongestVersionFileName bytes. Returns the
+// new length.
 std::size_t append(char (&name)[kPathSize], std::size_t length, const char* text) {
     const std::size_t added = std::min(std::strlen(text), kLongestVersionFileName - length);
     std::memcpy(name + length, text, added);

@@ -20,19 +20,20 @@
 namespace qxplix {
 namespace {
 
-constexpr milliseconds kRetryInterval = 200; ///< between two retries of a subscription
+constexpr milliseconds kRetryInterval = 200; ///< between retries of a subscription
 constexpr milliseconds kAnswerTime = 1000;   ///< limit for the broker's reply to a retry
 
 // A reader releases the lock after this many events.
 constexpr std::size_t kMostPerTurn = 32;
 
-// A queue of this size leaves enough free memory to return it to the system.
+// A drained queue that held this many bytes leaves enough free memory to be worth returning to the
+// system.
 constexpr std::size_t kLargeQueue = std::size_t{64} * 1024;
 
 constexpr std::uint64_t kUsualLimit = std::uint64_t{32} * 1024 * 1024;
-constexpr std::uint64_t kShareOfMemory = 8; ///< the limit is at most this fraction of the memory
-constexpr milliseconds kCalmTime = 1000;    ///< uninterrupted reading that ends a backlog
-constexpr milliseconds kStallTime = 5000;   ///< limit for the exempt connection without progress
+constexpr std::uint64_t kShareOfMemory = 8; ///< default limit: at most memory / 8
+constexpr milliseconds kCalmTime = 1000;    ///< without back-pressure until its end is reported
+constexpr milliseconds kStallTime = 5000;   ///< limit on a pause of the exempt connection
 
 /// Connections and pipes are read and closed under this lock; otherwise a recycled descriptor
 /// number could be mistaken for its previous owner.
@@ -40,21 +41,21 @@ struct registrar_table {
     fair_mutex guard;
     subscription slots[8] QX_GUARDED_BY(guard);
     char received[std::size_t{64} * 1024] QX_GUARDED_BY(guard);
-    bool emptied QX_GUARDED_BY(guard);   ///< a long queue has become empty
+    bool emptied QX_GUARDED_BY(guard);   ///< a large queue has become empty
     bool any_ended QX_GUARDED_BY(guard); ///< a callback has ended a subscription
 
     bool held_back QX_GUARDED_BY(guard); ///< back-pressure: connections are not read
     bool warned QX_GUARDED_BY(guard);
     milliseconds held_back_at QX_GUARDED_BY(guard); ///< last time of back-pressure, while `warned`
-    /// The one connection that is read under back-pressure with empty queues: no reader can make
-    /// room then, so its frame must complete. Its subscription may have ended.
+    /// The one connection that is still read under back-pressure if all queues are empty. No reader
+    /// can free memory then, so a frame must complete. The slot's subscription may have ended.
     subscription* exempt QX_GUARDED_BY(guard);
     milliseconds progressed_at QX_GUARDED_BY(guard); ///< last read of the exempt connection
 
     milliseconds lost_at QX_GUARDED_BY(guard); ///< time of the connection's loss, or 0
 };
 
-/// Memory of waiting events.
+/// Memory of waiting events, in bytes.
 struct backlog {
     std::size_t queued;
     std::size_t unfinished; ///< received parts of incomplete frames
@@ -62,7 +63,7 @@ struct backlog {
     [[nodiscard]] std::size_t total() const { return queued + unfinished; }
 };
 
-std::size_t backlog_limit = 0; ///< 0: not set, and not yet needed
+std::size_t backlog_limit = 0; ///< in bytes; 0 until set or first used
 
 constinit registrar_table table{};
 
@@ -114,7 +115,7 @@ std::size_t current_limit() {
     std::size_t limit = __atomic_load_n(&backlog_limit, __ATOMIC_RELAXED);
     if (limit == 0) {
         const std::size_t usual = usual_limit();
-        // A limit that another thread sets meanwhile stays.
+        // Do not overwrite a limit that another thread has just set.
         if (__atomic_compare_exchange_n(&backlog_limit, &limit, usual, false, __ATOMIC_RELAXED,
                                         __ATOMIC_RELAXED)) {
             return usual;
@@ -138,7 +139,8 @@ bool may_be_read(const subscription& slot) QX_REQUIRES(table.guard) {
     return !table.held_back || &slot == table.exempt;
 }
 
-// Call this after every change that frees backlog, except on the event thread.
+// Call this after every change that frees backlog. The event thread need not: it applies the limit
+// at the end of each pass.
 void wake_if_relieved() QX_REQUIRES(table.guard) {
     if (!table.held_back) {
         return;
@@ -153,7 +155,8 @@ void wake_if_relieved() QX_REQUIRES(table.guard) {
     event_thread_wake();
 }
 
-// Incomplete frames alone can reach the limit: a single large one, or several together.
+// Incomplete frames alone can reach the limit: one large frame, or several together. Exempts one of
+// their connections from back-pressure, and drops an exempt connection that has stalled.
 void choose_exempt(bool has_queued) QX_REQUIRES(table.guard) {
     if (!table.held_back || has_queued) {
         table.exempt = nullptr;
@@ -169,8 +172,8 @@ void choose_exempt(bool has_queued) QX_REQUIRES(table.guard) {
         }
         subscription_lose(*table.exempt);
     }
-    // Choose the largest frame: its completion frees the most memory, and new frames cannot starve
-    // it.
+    // Choose the frame with the most bytes received so far: its completion lets a reader free the
+    // most memory, and newer frames cannot starve it.
     table.exempt = nullptr;
     for (subscription& slot : table.slots) {
         if (is_under_way(slot) && (table.exempt == nullptr ||
@@ -201,7 +204,7 @@ void take_in(subscription& slot) QX_REQUIRES(table.guard) {
 void resubscribe(subscription& slot, milliseconds time) QX_REQUIRES(table.guard) {
     const milliseconds waited = time - slot.attempted_at;
     if (slot.state == subscription_state::subscribing && waited >= kAnswerTime) {
-        // A slow callback may have delayed this pass, so the reply may have arrived in time.
+        // A slow callback may have delayed this pass: the reply may have arrived in time, unread.
         take_in(slot);
         if (slot.state == subscription_state::subscribing) {
             subscription_lose(slot);
@@ -249,7 +252,7 @@ int fail_no_subscription() {
 
 enum class notification { taken, awaited, ended };
 
-// Takes the notification bytes of the oldest events, up to `most` bytes of text in total. Stores
+// Takes the notification bytes of the oldest events whose texts together reach `most` bytes. Stores
 // the number of these events in `events`.
 notification take_notifications(const event_pipe& pipe, std::size_t most, std::size_t& events) {
     const mutex_guard lock(table.guard);
@@ -316,7 +319,8 @@ int read_events(event_pipe* pipe, std::size_t most, int cancel_state) {
 
 enum class backlog_change { none, begins, ends };
 
-// Starts and ends back-pressure, and watches the connections that may be read.
+// Ends back-pressure once the backlog is small enough, and watches the connections that may be
+// read. Returns the change to report.
 backlog_change limit_backlog(std::size_t limit) QX_REQUIRES(table.guard) {
     const backlog waiting = measure_backlog();
     if (table.held_back) {
@@ -340,8 +344,8 @@ backlog_change limit_backlog(std::size_t limit) QX_REQUIRES(table.guard) {
     return backlog_change::none;
 }
 
-// Retries every lost subscription without waiting. Returns whether another retry is due soon. Does
-// nothing under back-pressure.
+// Retries every lost subscription that is due, without waiting. Returns whether another retry is
+// due soon. Does nothing under back-pressure.
 bool registrar_resubscribe_all_pending_subs() QX_REQUIRES(table.guard) {
     if (table.held_back) {
         return false;
@@ -359,8 +363,8 @@ bool registrar_resubscribe_all_pending_subs() QX_REQUIRES(table.guard) {
 
 enum class connection_change { none, lost, regained };
 
-// Compares the connections with the last report to the application. Stores in `missed` how long the
-// broker was lost.
+// Compares the connections with the last report to the application. If the broker is regained,
+// stores in `missed` how long the broker was lost.
 connection_change note_connection(milliseconds& missed) QX_REQUIRES(table.guard) {
     bool any_lost = false;
     bool any_there = false;
@@ -388,8 +392,8 @@ void warn_of_backlog(std::size_t limit) {
     warn(text);
 }
 
-// Calls `read` while holding a reference to the pipe and with thread cancellation disabled. `read`
-// receives the cancel state to restore while it waits.
+// Calls `read` with a reference to the pipe held and with thread cancellation disabled. `read`
+// receives the caller's cancel state, to restore during a wait.
 template <typename Read>
 int use_pipe(int read_fd, const Read& read) {
     event_pipe* const pipe = acquire_pipe(read_fd);

@@ -14,18 +14,19 @@ void registrar_init();
 /// Closes all subscriptions. Call it after the event thread has ended.
 void registrar_uninit();
 
-/// Forgets the threads that waited for the lock when this process was forked. Call it in the child
-/// right after the fork; a callback that forked returns to code that holds the lock.
+/// Reinitialises, in a forked child, the part of the lock that only waiting threads of the parent
+/// held. Call it right after the fork. The rest of the lock stays unchanged: if a callback forked,
+/// the callback returns to code that holds the lock.
 void registrar_renew_turn();
 
-/// Closes a forked child's copies of the parent's descriptors and reinitialises the lock, which the
-/// parent may have held.
+/// Closes a forked child's copies of the parent's descriptors. Also reinitialises the lock, which a
+/// thread of the parent may have held.
 void registrar_disown();
 
-/// Subscribes at the broker, waits for the reply, and adds the subscription to the table. With a
-/// pipe, events wait for their reader, and the subscription takes ownership of the pipe on success.
-/// Without a pipe (null), the event thread runs the callback. Returns 0 on success and -1 on
-/// failure. Safe to call from any thread, but not in a callback.
+/// Sends the subscription to the broker, waits for the reply, and adds the subscription to the
+/// table. If `pipe` is null, the event thread runs the callback. Otherwise events wait in a queue
+/// for a reader, and the subscription takes ownership of the pipe on success. Returns 0 on success
+/// and -1 on failure, and records the failure. Safe to call from any thread, but not in a callback.
 int registrar_subscribe_to_event(const char* event_name, qx_plix_event_cb callback, void* user_data,
                                  event_pipe* pipe);
 
@@ -45,14 +46,14 @@ int registrar_process_events_on_pipe(int read_fd, int drain);
 /// callback.
 int registrar_process_some_events_on_pipe(int read_fd, std::size_t most);
 
-/// Receives from a connection without waiting and delivers the events: at most one if the event
-/// thread runs the callback, else up to a limit. If the connection is lost, closes it and makes the
-/// subscription pending. Event thread only.
+/// Receives from the connection `conn_fd` without waiting. Without a pipe, passes at most one event
+/// to the callback; with a pipe, queues events up to a limit. If the connection is lost, closes it
+/// and makes the subscription pending. Event thread only.
 void registrar_process_events_on_conn(int conn_fd);
 
-/// Sets how many bytes of events may wait in all queues and incomplete frames. Above this limit the
-/// library reads no connection until half of the backlog is drained. Safe to call from any thread,
-/// also in a callback.
+/// Sets the limit, in bytes, on the memory of all queues and incomplete frames. Above the limit the
+/// library stops reading connections until the backlog falls to half of the limit. Safe to call
+/// from any thread, also in a callback.
 void registrar_set_backlog_limit(std::size_t bytes);
 
 /// Ends a pass of the event thread: applies the backlog limit, retries lost subscriptions without
@@ -60,7 +61,7 @@ void registrar_set_backlog_limit(std::size_t bytes);
 /// is due soon. Event thread only.
 bool registrar_finish_pass();
 
-/// Returns whether a long queue has become empty since the last call. Event thread only.
+/// Returns whether a large queue has become empty since the previous call. Event thread only.
 bool registrar_was_emptied();
 
 } // namespace qxplix

@@ -1,4 +1,4 @@
-// The measurement of a request for the observer of qx_plix_trace.h.
+// Measures a request for the observer of qx_plix_trace.h.
 #pragma once
 
 #include "exchange.h"
@@ -15,7 +15,7 @@ public:
 
 private:
     const char* name_;
-    std::int64_t begun_ = 0; ///< time in microseconds
+    std::int64_t begun_ = 0; ///< monotonic time in microseconds
 };
 
 } // namespace qxplix

@@ -1,4 +1,4 @@
-// The library's flags and its error record.
+// The library's state flags, and the filling of qx_plix_error_t.
 #pragma once
 
 #include "qx_plix.h"

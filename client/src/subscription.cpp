@@ -12,7 +12,8 @@
 namespace qxplix {
 namespace {
 
-// Limit per call, so that a flood of events starves neither other connections nor other threads.
+// Bytes received per call. The limit keeps a flood of events from starving other connections and
+// other threads.
 constexpr std::size_t kMostPerReport = std::size_t{256} * 1024;
 
 void close_connection(subscription& slot) {
@@ -80,7 +81,7 @@ bool handle_all(subscription& slot, byte_range in) {
     return true;
 }
 
-// Stores in `size` how many bytes were received. Returns false if the connection is lost.
+// Stores in `size` the number of bytes received. Returns false if the connection is lost.
 bool receive_into(byte_gap room, int fd, std::size_t& size) {
     const std::size_t wanted = room.size < kMostPerReport ? room.size : kMostPerReport;
     const ssize_t result = ::recv(fd, room.data, wanted, MSG_DONTWAIT);
@@ -106,8 +107,8 @@ bool receive_bulk(subscription& slot, byte_gap scratch) {
     return true;
 }
 
-// Receives at most one event. Later events stay in the socket; level-triggered epoll reports them
-// after the other connections.
+// Receives at most one event. Later events stay in the socket: level-triggered epoll reports the
+// socket again after the other connections.
 bool receive_one(subscription& slot) {
     frame_state state = frame_state::incomplete;
     for (int part = 0; part < 2 && state == frame_state::incomplete; ++part) {
@@ -203,7 +204,6 @@ bool subscription_receive(subscription& slot, byte_gap scratch) {
     return has_queue ? receive_bulk(slot, scratch) : receive_one(slot);
 }
 
-// A later call writes the bytes that do not fit into the pipe.
 void subscription_announce(subscription& slot) {
     if (slot.unannounced > 0) {
         slot.unannounced -= event_pipe_write(*slot.pipe, slot.unannounced);

@@ -31,9 +31,9 @@ struct subscription {
     qx_plix_event_cb callback;
     void* user_data;
     std::size_t waiting;     ///< number of events in the queue
-    std::size_t queued;      ///< memory of these events, in bytes
+    std::size_t queued;      ///< memory of the queue, in bytes
     std::size_t most_queued; ///< maximum of `queued` since the queue was last empty
-    std::size_t unannounced; ///< newest events whose notification byte is not written yet
+    std::size_t unannounced; ///< number of notification bytes still to be written
     frame_reader reader;
     milliseconds attempted_at; ///< time of the last attempt to subscribe
 };
@@ -43,9 +43,8 @@ inline bool is_connected(const subscription& slot) {
            slot.state == subscription_state::subscribing;
 }
 
-/// Turns a free slot into an active subscription to an event and watches its connection. Takes
-/// ownership of `conn_fd` and of `pipe`, which may be null, on success. Returns 0, or -1 with errno
-/// on failure.
+/// Turns a free slot into an active subscription and watches its connection. On success, takes
+/// ownership of `conn_fd` and of `pipe`, which may be null. Returns 0, or -1 with errno on failure.
 int subscription_open(subscription& slot, const char* event_name, qx_plix_event_cb callback,
                       void* user_data, event_pipe* pipe, int conn_fd);
 
@@ -53,32 +52,34 @@ int subscription_open(subscription& slot, const char* event_name, qx_plix_event_
 /// on the pipe.
 void subscription_close(subscription& slot);
 
-/// Closes a forked child's copies of the descriptors. Does not touch the queue: the fork may have
-/// interrupted a change of it.
+/// Closes a forked child's copies of the descriptors. Deliberately leaks the queue: another thread
+/// of the parent may have been changing the queue at the time of the fork.
 void subscription_disown(subscription& slot);
 
 /// Closes the connection and makes the subscription pending.
 void subscription_lose(subscription& slot);
 
-/// Connects a pending subscription and sends its request, without waiting. On failure the
-/// subscription stays pending.
+/// Connects a pending subscription and sends its request, without waiting. `time` is the current
+/// time. On failure the subscription stays pending.
 void subscription_begin_again(subscription& slot, milliseconds time);
 
 /// Starts or stops watching the connection for input.
 void subscription_watch(subscription& slot, bool watched);
 
-/// Receives without waiting. With a pipe, queues the received events, up to a limit per call;
-/// `scratch` is the receive buffer. Without a pipe, passes at most one event to the callback.
+/// Receives without waiting. With a pipe, queues the received events, up to a limit per call, and
+/// uses `scratch` as the receive buffer. Without a pipe, passes at most one event to the callback.
 /// Returns false if the connection is lost.
 bool subscription_receive(subscription& slot, byte_gap scratch);
 
-/// Writes the outstanding notification bytes, one per event, as far as the pipe accepts them.
+/// Writes outstanding notification bytes until the pipe is full. A later call writes the rest.
 void subscription_announce(subscription& slot);
 
-/// Passes the oldest waiting event to the callback. Returns false if no event waits.
+/// Removes the oldest event from the queue and passes it to the callback. Returns false if the
+/// queue is empty.
 bool subscription_hand_over(subscription& slot);
 
-/// Returns whether the calling thread runs a callback and therefore holds the registrar's lock.
+/// Returns whether the calling thread runs an event callback and therefore holds the registrar's
+/// lock.
 bool is_in_callback();
 
 } // namespace qxplix

@@ -22,7 +22,7 @@ constexpr std::int64_t kNobody = -1;
 struct trust {
     mutex guard;
     std::int64_t required QX_GUARDED_BY(guard) = QX_PLIX_BROKER_UID_DEFAULT;
-    std::int64_t refused QX_GUARDED_BY(guard) = kNobody; ///< the user refused last
+    std::int64_t refused QX_GUARDED_BY(guard) = kNobody; ///< refused by the last check
 };
 
 constinit trust trusted;
@@ -42,7 +42,7 @@ bool may_be_broker(uid_t uid, std::int64_t required) {
     if (required != QX_PLIX_BROKER_UID_DEFAULT) {
         return required == QX_PLIX_BROKER_UID_ANY || required == uid;
     }
-    // Check the version file first, because qxpath_is_trusted_user may read /etc/passwd.
+    // Check the version file first: qxpath_is_trusted_user may search all of /etc/passwd.
     const bool needs_no_file = uid == 0 || uid == ::geteuid();
     return (!needs_no_file && owns_version_file(uid)) || qxpath_is_trusted_user(uid) != 0;
 }
