@@ -1,6 +1,6 @@
-# Writes ARCHIVE, with its checksum and its SBOM beside it. It has the FILES of BUILD, each written SOURCE=DESTINATION, as
-# they lie below a router's root, and nothing else, so that unpacking changes no directory there. PACKAGE, VERSION and LIST
-# are those of sbom.cmake.
+# Writes ARCHIVE, with its checksum and its SBOM beside it. FILES is a list of SOURCE=DESTINATION; each DESTINATION is a
+# path below the root of a router. The archive has no entries for directories, so unpacking changes no directory of the
+# router. credits/sbom.cmake explains PACKAGE, VERSION and LIST.
 include(${CMAKE_CURRENT_LIST_DIR}/source_date.cmake)
 set(tree ${ARCHIVE}.tree)
 file(REMOVE_RECURSE ${tree})

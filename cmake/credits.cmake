@@ -1,12 +1,12 @@
 # Credits the projects whose code is linked statically. The linker writes a map of each program and shared library.
-# notice.cmake generates the package's NOTICE and the list for its SBOM from the map.
+# notice.cmake generates a package's NOTICE and the list for its SBOM from these maps.
 set(QX_CREDITS ${PROJECT_BINARY_DIR}/credits)
 file(MAKE_DIRECTORY ${QX_CREDITS})
 add_library(qx_versions OBJECT cmake/credits/versions.cpp)
 target_link_libraries(qx_versions PRIVATE qx_jansson qx_fmt)
 
-# qx_credit(COMPONENT PACKAGE [TARGET...]): generates the NOTICE of PACKAGE from the link maps of the targets and installs
-# it with COMPONENT.
+# qx_credit(COMPONENT PACKAGE [TARGET...]): generates the NOTICE of PACKAGE from the link maps of the targets. Installs
+# the NOTICE with COMPONENT.
 function(qx_credit component package)
   set(maps)
   foreach(target ${ARGN})

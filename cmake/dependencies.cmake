@@ -1,5 +1,5 @@
-# What the compiler and the system provide: options of hardening, threads, and the two libraries that reach the router: qx_jansson, static where it can be, and qx_fmt, header-only, so
-# that the tool starts without loading either.
+# Finds what the compiler and the system provide: hardening options, threads, jansson and fmt. The tool loads neither
+# jansson nor fmt at its start: qx_jansson is static where possible, and qx_fmt is header-only.
 include(CheckCXXCompilerFlag)
 foreach(option IN LISTS QX_HARDENING)
   string(MAKE_C_IDENTIFIER "QX_HAS${option}" known)
@@ -17,12 +17,12 @@ add_library(qx_jansson INTERFACE)
 target_include_directories(qx_jansson SYSTEM INTERFACE ${JANSSON_INCLUDE_DIR})
 target_link_libraries(qx_jansson INTERFACE ${JANSSON_LIBRARY})
 
-# What the shared client library links instead: other plug-ins of a program share it.
+# The shared client library links the shared jansson, so that it shares one copy with other plug-ins of a program.
 find_library(JANSSON_SHARED_LIBRARY NAMES libjansson.so)
 
 find_path(FMT_INCLUDE_DIR fmt/format.h REQUIRED)
 add_library(qx_fmt INTERFACE)
 target_include_directories(qx_fmt SYSTEM INTERFACE ${FMT_INCLUDE_DIR})
-# The code for fractions, numbers of 128 bits and thousands separators is large, and nothing prints them.
+# Leave out fmt's large code for floating point, 128-bit integers and thousands separators, which nothing uses.
 target_compile_definitions(qx_fmt INTERFACE FMT_HEADER_ONLY FMT_USE_FLOAT=0 FMT_USE_DOUBLE=0 FMT_USE_LONG_DOUBLE=0
   FMT_USE_INT128=0 FMT_STATIC_THOUSANDS_SEPARATOR=46)

@@ -1,5 +1,5 @@
-# What `cmake --install` lays out in every build: the components tool and simulator. Pages and completions are generated
-# while building; a cross build runs the generator under its emulator.
+# Installs the components `tool` and `simulator`. The build generates man pages and completions; a cross build runs the
+# generator under an emulator.
 include(GNUInstallDirs)
 
 set(docs ${PROJECT_SOURCE_DIR}/docs)
@@ -7,8 +7,8 @@ set(public_header ${PROJECT_SOURCE_DIR}/client/include/qx_plix.h)
 set(readme ${PROJECT_SOURCE_DIR}/README.md)
 set(words ${docs}/completions/qxagent-manage.sh.in)
 
-# qx_document(COMPONENT TEMPLATE FOLDER NAME): generates a document and installs it in a folder of share, which for the
-# folders of pages is that of man.
+# qx_document(COMPONENT TEMPLATE FOLDER NAME): generates a document from TEMPLATE and installs it as share/FOLDER/NAME,
+# or as share/man/FOLDER/NAME if FOLDER is a section of the manual.
 function(qx_document component template folder name)
   set(destination ${CMAKE_INSTALL_DATADIR}/${folder})
   if(folder MATCHES "^man[1-9]$")
@@ -25,7 +25,7 @@ function(qx_document component template folder name)
   install(FILES ${output} DESTINATION ${destination} COMPONENT ${component})
 endfunction()
 
-# qx_completions(COMPONENT PROGRAM): the completions of a program for bash, zsh and fish.
+# qx_completions(COMPONENT PROGRAM): generates and installs the program's completions for bash, zsh and fish.
 function(qx_completions component program)
   qx_document(${component} completions/${program}.bash.in bash-completion/completions ${program})
   qx_document(${component} completions/${program}.zsh.in zsh/site-functions _${program})

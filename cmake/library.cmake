@@ -1,10 +1,10 @@
-# Installs the client library for other programs: shared and static, or only the kind that BUILD_SHARED_LIBS selects, with
-# the header, the pkg-config file, the CMake package and the manual page. The component shared holds the run-time files, the
-# component library the development files. The musl build does not include this file: its objects are useless to other
-# compilers, so router.cmake compiles a static library of its own.
+# Installs the client library for other programs: shared and static, or only the kind that BUILD_SHARED_LIBS selects.
+# The component `shared` holds the run-time files. The component `library` holds the development files: header,
+# pkg-config file, CMake package and manual page. The musl build uses router.cmake instead, because other compilers
+# cannot link its ordinary objects.
 include(CMakePackageConfigHelpers)
 
-# Plug-ins, which are shared objects, link the static library too. The tool runs as fast as without this property.
+# Plug-ins, which are shared objects, link the static library too. This property does not make the tool slower.
 set_target_properties(qx_plix PROPERTIES POSITION_INDEPENDENT_CODE ON)
 
 set(QX_PLIX_STATIC yes)

@@ -1,5 +1,6 @@
-# Writes qx_plix.pc. What the static library needs is private, that is for --static, unless there is no shared one.
-# Directories are relative to the file, so that the tree may be moved.
+# Writes qx_plix.pc. If the shared library is installed, the dependencies of the static library are private:
+# `pkg-config --libs` prints them only with --static. Directories are relative to the file, so the installed tree can be
+# moved.
 foreach(folder INCLUDEDIR LIBDIR)
   cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_${folder}
     BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE QX_${folder}_FROM_PKGCONFIG)

@@ -1,10 +1,11 @@
-# The target `archive`: tar archives for routers, each to be unpacked at the root. One has the tool, qxagent-wait and the
-# init script of a listener; the other, for those who build for the router, the client library, its header and its
-# pkg-config file.
+# The target `archive`: two tar archives. One is unpacked at the root of a router and has the tool, qxagent-wait and the
+# init script of a listener. The other is for cross-compiling and has the client library, its header and its pkg-config
+# file.
 include(GNUInstallDirs)
 
-# Objects for other compilers: not optimised while linking, and position-independent, so that plug-ins link them. On AArch64
-# they call atomic operations (__aarch64_*) of the compiler's run-time library, which that of GCC 10 and later has.
+# Other compilers link this library, so its objects are compiled without link-time optimisation. They are
+# position-independent, so that plug-ins can link them. On AArch64 they call atomic operations (__aarch64_*) of the
+# compiler's run-time library, which GCC has since version 10.
 get_target_property(client_sources qx_plix SOURCES)
 list(TRANSFORM client_sources PREPEND ${PROJECT_SOURCE_DIR}/client/ REGEX "^[^/]")
 add_library(qx_plix_archived STATIC ${client_sources})
@@ -20,7 +21,8 @@ set(archive_suffix ${PROJECT_VERSION}-${CMAKE_SYSTEM_PROCESSOR}-linux-musl.tar.g
 set(QX_ROUTER_ARCHIVE ${PROJECT_NAME}-${archive_suffix})
 
 add_custom_target(archive DEPENDS qxagent-manage qx_plix_archived)
-# qx_archive(NAME PACKAGE FILE...)
+# qx_archive(NAME PACKAGE FILE...): adds an archive with the files, each written SOURCE=DESTINATION, and the NOTICE of
+# PACKAGE.
 function(qx_archive name package)
   set(notice ${QX_CREDITS}/${package}/NOTICE)
   set(files ${ARGN} ${notice}=usr/share/doc/${package}/NOTICE)

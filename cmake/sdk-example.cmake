@@ -1,9 +1,9 @@
-# An example of a toolchain file for a router's own SDK. Copy it and set the four variables; docs/integrating.md shows the
-# rest. The values below are those of Debian's compiler for AArch64.
+# An example of a toolchain file for a router's own SDK. Copy it and set the four variables; docs/integrating.md shows
+# the other steps. The values below fit Debian's compiler for AArch64.
 set(processor aarch64)                            # what `uname -m` prints on the router
-set(compiler aarch64-linux-gnu-)                  # what the names of the SDK's programs begin with, with their folder
+set(compiler aarch64-linux-gnu-)                  # prefix of the SDK's programs, with their folder
 set(libraries ${CMAKE_CURRENT_LIST_DIR}/libraries)  # where jansson and the headers of fmt are installed
-set(flags)                                        # what the SDK compiles everything with, such as "-mcpu=cortex-a53"
+set(flags)                                        # flags for every compilation, such as "-mcpu=cortex-a53"
 
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ${processor})

@@ -1,5 +1,5 @@
-# Sets SOURCE_DATE_EPOCH, the timestamp of packaged files, to the time of the commit unless the environment has it. In a
-# source archive, whose files have the commit's timestamp, takes the time from a file.
+# Sets SOURCE_DATE_EPOCH, the timestamp of packaged files, to the time of the commit, unless the environment already
+# sets it. In a source archive every file has the time of the commit, so the timestamp of CMakeLists.txt is used.
 if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
   set(sources ${CMAKE_CURRENT_LIST_DIR}/..)
   if(EXISTS ${sources}/.git)

@@ -1,5 +1,5 @@
-# Version and commit inside the programs. A new commit configures the build again, which compiles one small source of each
-# program and links the program.
+# Compiles the version and the commit into the programs. The first build after a commit configures again, compiles one
+# small source of each program and links the programs.
 include(${CMAKE_CURRENT_LIST_DIR}/commit.cmake)
 
 # git appends to this file whenever HEAD moves.

@@ -1,5 +1,5 @@
-# Writes OUTPUT, the NOTICE of PACKAGE, and OUTPUT.list, a line "name|version|licence" for each project whose code
-# appears in the link maps MAPS. VERSIONS is the object file of versions.cpp.
+# Writes OUTPUT, the NOTICE of PACKAGE, and OUTPUT.list, which has a line "name|version|licence" for each project whose
+# code appears in the link maps MAPS. VERSIONS is the object file of versions.cpp.
 cmake_policy(VERSION 3.25)
 cmake_path(GET COMPILER PARENT_PATH COMPILER_LIB)
 cmake_path(SET COMPILER_LIB NORMALIZE ${COMPILER_LIB}/../lib)

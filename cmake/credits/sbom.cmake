@@ -1,11 +1,11 @@
-# Writes FILE.spdx.json, the SBOM (SPDX 2.3) of the archive FILE, in which version VERSION of PACKAGE is packed. LIST is what
-# notice.cmake has written beside NOTICE. SOURCE_DATE_EPOCH is the time of its creation.
+# Writes FILE.spdx.json, the SBOM (SPDX 2.3) of the archive FILE, which contains version VERSION of PACKAGE. LIST is the
+# NOTICE.list of notice.cmake. SOURCE_DATE_EPOCH is the creation time of the SBOM.
 cmake_policy(VERSION 3.25)
 cmake_path(GET FILE FILENAME file)
 file(SHA256 ${FILE} sha256)
 string(TIMESTAMP created "%Y-%m-%dT%H:%M:%SZ" UTC)
 
-# add_package(ID NAME VERSION LICENCE [MEMBER]...)
+# add_package(ID NAME VERSION LICENCE [MEMBER]...): appends a package; each MEMBER is a further JSON member.
 set(packages)
 function(add_package id name version licence)
   string(JOIN ",\n      " members "\"SPDXID\": \"SPDXRef-${id}\"" "\"name\": \"${name}\"" "\"versionInfo\": \"${version}\""
@@ -13,7 +13,7 @@ function(add_package id name version licence)
     "\"licenseDeclared\": \"${licence}\"" "\"copyrightText\": \"NOASSERTION\"" ${ARGN})
   set(packages ${packages} "{\n      ${members}\n    }" PARENT_SCOPE)
 endfunction()
-# add_relation(ID TYPE ID)
+# add_relation(FROM TYPE TO): appends a relation between two ids.
 set(relations)
 function(add_relation from type to)
   set(relations ${relations} "{\"spdxElementId\": \"SPDXRef-${from}\", \"relationshipType\": \"${type}\", \

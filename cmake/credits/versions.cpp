@@ -1,5 +1,5 @@
-// The versions of what a build can link, as the headers tell them: the text is read out of the
-// object file. Numbers of the form 90100 stand for 9.1.0.
+// The versions of the projects that a build can link, from their headers. notice.cmake reads the
+// text from the object file. A number such as 90100 stands for 9.1.0.
 #include <cstddef>
 #include <fmt/core.h>
 #include <jansson.h>

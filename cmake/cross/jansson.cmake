@@ -1,3 +1,3 @@
-# Optimised for time, jansson makes the tool 12 KB larger and parses events faster. Set for the library's own sources:
-# as a flag of the toolchain, it would make the compiler build its libraries once more.
+# Compiles jansson for speed instead of size: the tool parses events faster and grows a little (docs/performance.md).
+# The option is not a flag of the toolchain, because a changed flag makes the compiler rebuild its own libraries.
 add_compile_options(-O2)

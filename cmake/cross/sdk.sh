@@ -1,6 +1,7 @@
 #!/bin/sh
-# Runs the commands of docs/integrating.md that build with a router's own SDK, here Debian's compiler for AArch64, without
-# network, and the tool that they leave. `./dev cross` calls it after build.sh, which has fetched jansson's source.
+# Tests the build with a router's own SDK: runs the commands of docs/integrating.md with Debian's compiler for AArch64
+# and without network, then runs the tool that they build. `./dev cross` calls this script after build.sh, which fetches
+# jansson's source.
 set -eu
 
 cd "$(dirname "$0")/../.."
@@ -16,4 +17,4 @@ unshare -rn sh -eux build/cross/sdk-commands >"$log" 2>&1 || fail "the commands 
 qemu-aarch64-static -L /usr/aarch64-linux-gnu build/sdk/build/bin/qxagent-manage help 2>"$log" |
     cmp - tests/frozen/usage.txt || fail "the tool does not print its usage"
 [ -s build/sdk/build/client/libqx_plix.a ] || fail "the library was not built"
-echo "build/sdk: Debian's compiler for AArch64 built the tool, which runs, and the library"
+echo "build/sdk: Debian's compiler for AArch64 built the library and the tool, and the tool runs"

@@ -1,5 +1,5 @@
-# Static programs for musl libc on QX_PROCESSOR, which processor.cmake describes. build.sh fetches the compiler and builds
-# the libraries. Programs for another processor run here under emulation.
+# Toolchain for static musl programs for QX_PROCESSOR (processor.cmake). build.sh fetches the compiler and builds the
+# libraries. An emulator runs programs that this machine's processor cannot run.
 include(${CMAKE_CURRENT_LIST_DIR}/processor.cmake)
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ${QX_PROCESSOR})
@@ -16,14 +16,14 @@ set(CMAKE_RANLIB ${cross}/compiler/bin/ranlib)
 set(CMAKE_C_COMPILER_TARGET ${QX_TARGET})
 set(CMAKE_CXX_COMPILER_TARGET ${QX_TARGET})
 
-# Programs are optimised when they are linked. One set of flags for all of them, CMake's own trials included: each other
-# set would make the compiler build its own libraries once more. jansson, in C, takes part; of the project, what is
-# shipped does (modes.cmake).
+# Everything, CMake's own checks included, uses the same flags: for other flags, the compiler would rebuild its own
+# libraries. Link-time optimisation covers jansson through the C flags below, and the shipped code of the project
+# through modes.cmake.
 set(hardening "${QX_COMPILE_PIE} -fstack-protector-strong")
-# No exception passes through C code, so it needs no unwind tables.
+# No exception passes through C code, so C code needs no unwind tables.
 set(CMAKE_C_FLAGS_INIT
   "-Os ${QX_LTO} -ffunction-sections -fdata-sections -fno-unwind-tables -fno-asynchronous-unwind-tables ${hardening}")
-# Nothing reads type information, or the unwind tables of functions that never throw.
+# Nothing uses run-time type information, or the unwind tables of functions that never throw.
 set(CMAKE_CXX_FLAGS_INIT "-Os -fno-rtti -fno-asynchronous-unwind-tables ${hardening}")
 set(CMAKE_BUILD_TYPE MinSizeRel CACHE STRING "")
 set(CMAKE_TRY_COMPILE_CONFIGURATION MinSizeRel)

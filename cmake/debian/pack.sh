@@ -1,6 +1,7 @@
 #!/bin/sh
-# pack.sh BUILD OUTPUT: makes the Debian packages of a build, each with its checksum and its SBOM beside it. pack.cmake calls it with
-# the time of all files in SOURCE_DATE_EPOCH. A package has what one component of `cmake --install` has.
+# pack.sh BUILD OUTPUT: makes the Debian packages of a build, each with its checksum and its SBOM beside it. Each
+# package contains one component of `cmake --install`. pack.cmake calls this script and sets SOURCE_DATE_EPOCH, the
+# timestamp of all files.
 set -eu
 
 here=$(cd "$(dirname "$0")" && pwd)
@@ -27,20 +28,20 @@ cd "$work"
 cat >debian/changelog <<END
 qxagent-manage ($version) unstable; urgency=medium
 
-  * CHANGELOG.md of the sources tells what has changed.
+  * See CHANGELOG.md of the sources.
 
  -- $(sed -n 's/^Maintainer: //p' debian/control)  $(date -R -d "@$SOURCE_DATE_EPOCH")
 END
-# The licence of this software is for its owner to choose: README.md says the same.
+# README.md says the same about the licence.
 cat >debian/copyright <<END
 The owner of this software has not chosen a licence for it yet.
 Copyright: $(date -d "@$SOURCE_DATE_EPOCH" +%Y) the owner of this software
 
-NOTICE, in this folder, credits the projects whose code is linked into this package.
+The file NOTICE in this folder credits the projects whose code is linked into this package.
 END
 
-# as_debian_has_it TREE PACKAGE: compressed pages, zsh's completions where Debian's zsh looks for them, and what each
-# package has in its folder of documents.
+# as_debian_has_it TREE PACKAGE: applies Debian's conventions to an installed tree. Compresses man pages, moves
+# completions to where Debian's zsh finds them, and adds changelog and copyright.
 as_debian_has_it() {
     find "$1/usr/share/man" -type f -exec gzip -n9 {} + 2>/dev/null || true
     [ ! -e "$1/usr/share/zsh" ] || mv "$1/usr/share/zsh/site-functions" "$1/usr/share/zsh/vendor-completions"
@@ -49,7 +50,7 @@ as_debian_has_it() {
     cp debian/copyright "$1/usr/share/doc/$2"
 }
 
-# strip_files TREE: prints the programs and shared libraries.
+# strip_files TREE: strips libraries and programs. Prints the programs and the shared libraries.
 strip_files() {
     find "$1" -name '*.a' -exec "$strip" --strip-debug --enable-deterministic-archives {} \;
     find "$1" -type f \( -path '*/bin/*' -o -path '*/sbin/*' -o -name '*.so.*' \) | while read -r file; do
@@ -57,17 +58,17 @@ strip_files() {
     done
 }
 
-# pack COMPONENT PACKAGE
+# pack COMPONENT PACKAGE: makes the package of a component.
 pack() {
     tree=$work/$2
     file=$2_${version}_$DEB_HOST_ARCH.deb
-    DESTDIR=$tree cmake --install "$build" --component "$1" --prefix /usr >log || { cat log; fail "$1 is not installed"; }
+    DESTDIR=$tree cmake --install "$build" --component "$1" --prefix /usr >log || { cat log; fail "cannot install the component $1"; }
     as_debian_has_it "$tree" "$2"
     strip_files "$tree" >files
     mkdir "$tree/DEBIAN"
     : >substvars
     [ ! -s files ] || xargs dpkg-shlibdeps -Tsubstvars <files
-    # Programs of other packages that link the library depend on its package.
+    # dpkg-shlibdeps reads this file when another package contains programs that link the library.
     if [ "$2" = libqx-plix1 ]; then
         echo "libqx_plix 1 libqx-plix1 (>= $version)" >"$tree/DEBIAN/shlibs"
         echo activate-noawait ldconfig >"$tree/DEBIAN/triggers"
@@ -77,7 +78,7 @@ pack() {
     chmod -R u=rwX,go=rX "$tree"
     find "$tree" -name '*.so.*' -type f -exec chmod a-x {} +
     find "$tree" -exec touch -h -d "@$SOURCE_DATE_EPOCH" {} +
-    dpkg-deb --root-owner-group --threads-max=1 --build "$tree" "$output/$file" >log || { cat log; fail "$file"; }
+    dpkg-deb --root-owner-group --threads-max=1 --build "$tree" "$output/$file" >log || { cat log; fail "cannot build $file"; }
     (cd "$output" && sha256sum "$file" >"$file.sha256")
     cmake -DFILE="$output/$file" -DPACKAGE="$2" -DVERSION="$version" -DLIST="$build/credits/$2/NOTICE.list" \
         -P "$here/../credits/sbom.cmake"
