@@ -1,4 +1,4 @@
-"""Moves the router's clock, which has no battery, while calls and listeners wait."""
+"""Sets the router's clock forwards and backwards while calls and listeners wait. The clock has no battery."""
 
 import re
 
@@ -8,8 +8,8 @@ PRESENT = "2026-11-25 12:00:00"
 PAST = "1970-01-01 00:10:00"
 SILENT = '{"commands": {"get_services_status": [{"send": 0, "times": 0}]}}'
 
-# Runs a command that is to take some seconds, and moves the clock meanwhile. Prints its status and its time by the
-# clock that does not jump.
+# Runs a command that takes some seconds and sets the clock while it runs. Prints the command's exit status and its
+# duration in seconds of uptime, which does not jump.
 JUMP = """
 begin=$(cut -d. -f1 /proc/uptime)
 {command} >/dev/null 2>&1 &
@@ -26,7 +26,7 @@ def jump(machine, command, time, statuses, seconds):
 
 
 def print_event(machine, number):
-    """An event finds the listener of the service."""
+    """Sends an event until the listener of the service has printed it."""
     machine.check(f"""
 until echo 'emit va_status_changed {{"n": {number}}}' >/run/orders; grep -q '"n": {number}' /var/log/qx-events.jsonl; do
     usleep 300000
@@ -42,7 +42,7 @@ def move_clock(machine):
     for time in (PRESENT, PAST):
         jump(machine, "qxagent-wait -t 4 QX_PLIX_SUBSCRIPTION_CHANGED", time, "124", 4)
         print_event(machine, jumps)
-        # The listener retries while no broker runs, and the clock moves back and forth.
+        # While no broker runs and the listener retries, set the clock back and forth.
         machine.check(f"/etc/init.d/qxbrokerd-sim stop; date -s '{PAST}'; usleep 500000; date -s '{time}'\n"
                       "/etc/init.d/qxbrokerd-sim start")
         print_event(machine, jumps + 100)
@@ -55,6 +55,7 @@ def move_clock(machine):
         jump(machine, "QX_TIMEOUT=4 qxagent-manage is_enabled", time, "255", 4)
         jumps += 1
     years = machine.check("cut -c 1-4 /opt/norvane/var/log/qxagent-manage.log | uniq").split()
-    require(years[:3] == ["1970", "2026", "1970"], f"the log has lines of the years {years}")
+    require(years[:3] == ["1970", "2026", "1970"],
+            f"the lines of the log are of the years {years}, which do not begin with 1970, 2026, 1970")
     machine.cut()
     return f"{jumps} jumps of the clock between 1970 and 2026 change no deadline, no retry and no event"

@@ -1,4 +1,5 @@
-"""Measures what a request costs beside the floor program, and how many events per second are printed."""
+"""Measures the cost of a request for the tool and for the floor, a minimal program, and how many events per second the
+tool prints."""
 
 from statistics import median
 
@@ -27,7 +28,7 @@ echo $begin $(cut -d' ' -f1 /proc/uptime) $(cat /tmp/last)"""
 
 
 def measure_requests(machine, runs):
-    """The medians of wall time (us), processor time (us) and peak memory (KiB), of the floor and of the tool."""
+    """Returns the medians of wall time (us), processor time (us) and peak memory (KiB), for the floor and the tool."""
     machine.format_disk()
     machine.boot()
     lines = [[int(word) for word in line.split()]
@@ -42,7 +43,7 @@ def measure(machine, counting_machine, runs=50, events=20000):
     begin, end, last = machine.check(EVENTS.format(events=events), 300).split()
     assert int(last) == events, last
     machine.cut()
-    # This machine's clock advances by 1 ns for each instruction that it executes.
+    # The clock of counting_machine advances by 1 ns per instruction, so its wall time counts instructions.
     counted_floor, counted_tool = measure_requests(counting_machine, runs // 5)
     counting_machine.cut()
     rows = [("one request, wall time", floor[0], tool[0], " us"),

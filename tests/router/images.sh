@@ -1,9 +1,9 @@
 #!/bin/sh
-# Makes what the virtual router boots: the kernel, its initramfs and a read-only root file system.
+# Makes the images of the emulated router: the kernel, its initramfs and a read-only root file system.
 # usage: images.sh FOLDER BUILD
 #   FOLDER   gets system (the unpacked Debian packages, fetched once), kernel, initramfs and root.squashfs
 #   BUILD    the static build with the router's archive and the simulator
-# Exits with 75 when Debian's packages for arm64 cannot be had.
+# Exits with 75 if Debian's packages for arm64 cannot be downloaded.
 set -eu
 
 here=$(cd "$(dirname "$0")" && pwd)
@@ -12,21 +12,22 @@ mkdir -p "$1"
 folder=$(cd "$1" && pwd)
 build=$(cd "$2" && pwd)
 
-# jq, with its libraries, is for the recipes of docs/scripting.md.
+# The recipes of docs/scripting.md need jq and its libraries.
 programs="busybox-static jq libjq1 libonig5 libc6"
-# A module comes after those that it needs.
+# In the order of loading: a module follows the modules that it needs.
 modules="virtio/virtio_mmio block/virtio_blk lib/crc16 crypto/crc32c_generic lib/libcrc32c fs/mbcache jbd2/jbd2
     ext4/ext4 squashfs/squashfs overlayfs/overlay"
 
 skip() { printf 'router: skipped: %s\n' "$*" >&2; exit 75; }
 
-# A run that fails leaves no half-made folder behind.
+# A failed run leaves no half-made folder.
 trap 'rm -rf "$folder"/*.new' EXIT
 
-# quietly COMMAND...: shows what the command prints only if it fails.
+# quietly COMMAND...: prints the command's output only if the command fails.
 quietly() { "$@" >"$folder/log" 2>&1 || { cat "$folder/log" >&2; return 1; }; }
 
-# Gives apt lists and an architecture of its own. Sources and proxies are those of this machine, which gets no package.
+# configure_apt FOLDER: makes apt download packages for arm64 and keep its files in FOLDER. apt uses this machine's
+# sources and proxies, but installs nothing on this machine.
 configure_apt() {
     mkdir -p "$1/lists/partial" "$1/cache/archives/partial"
     : >"$1/status"
@@ -41,18 +42,18 @@ END
     export APT_CONFIG="$1/apt.conf"
 }
 
-# fetch FOLDER: unpacks the kernel and the programs into FOLDER, all or nothing.
+# fetch FOLDER: downloads the kernel and the programs and unpacks them. FOLDER exists only if everything has succeeded.
 fetch() {
     echo "fetching kernel and programs for arm64"
     new=$1.new
     rm -rf "$new"
     mkdir -p "$new/packages"
     configure_apt "$new/apt"
-    quietly apt-get update || skip "the lists of Debian's packages for arm64 cannot be had"
+    quietly apt-get update || skip "cannot download the lists of Debian's packages for arm64"
     kernel=$(apt-cache depends linux-image-arm64 2>/dev/null | sed -n 's/^ *Depends: //p')
     # shellcheck disable=SC2086 # a list of words
     (cd "$new/packages" && quietly apt-get download ${kernel:-linux-image-arm64} $programs) ||
-        skip "Debian's packages for arm64 cannot be had"
+        skip "cannot download Debian's packages for arm64"
     for package in "$new"/packages/*.deb; do
         dpkg-deb -x "$package" "$new"
     done
@@ -60,7 +61,7 @@ fetch() {
     mv "$new" "$1"
 }
 
-# make_initramfs: the modules are named so that `*` lists them in the order in which they are loaded.
+# The number before each module's name makes `*` list the modules in the order of loading.
 make_initramfs() {
     work=$folder/initramfs.new
     rm -rf "$work"
@@ -94,7 +95,7 @@ make_root() {
         cp "$project/docs/services/$service.init" "$work/etc/init.d/$service"
     done
     cp -r "$here"/guest/root/. "$work"
-    # What the cost of a request is compared with, and measured by.
+    # The programs with which cost.py measures.
     for sources in floor_request.c launch.c "fast_broker.c event_text.c"; do
         # shellcheck disable=SC2086 # a list of words
         (cd "$project/bench" && quietly "$build/../compiler/bin/cc" -target aarch64-linux-musl -static -O2 -s \

@@ -1,4 +1,4 @@
-"""Floods a listener whose reader stands still, on a router with 64 MiB."""
+"""Floods a listener whose output nobody reads, on a router with 64 MiB of memory."""
 
 import re
 
@@ -17,7 +17,7 @@ QX_READY_FD=9 qxagent-manage listen --events QX_PLIX_VA_STATUS_CHANGED 9>/tmp/re
     {{ read -r _ </tmp/go; head -n {EVENTS} | wc -l; }} >/tmp/count &
 read -r _ </tmp/ready
 echo 'burst {EVENTS} va_status_changed {{"n": %n, "text": "{"x" * 150}"}}' >/run/orders""")
-    # The flood has been taken as far as the bound allows when the listener takes nothing more.
+    # Once the listener's memory no longer grows, the backlog has reached its limit.
     status = machine.check("""
 listener=$(pidof qxagent-manage) before=0
 until [ "$before" -gt 2500 ] && [ "$now" -le "$before" ]; do
@@ -30,7 +30,7 @@ cat /proc/$listener/status""", 300)
     printed = machine.check("echo >/tmp/go; until [ -s /tmp/count ]; do usleep 200000; done; cat /tmp/count", 300)
     killed = machine.run("dmesg | grep -iE 'out of memory|oom'")[0]
     memory = int(re.search(r"MemTotal:\s*(\d+)", machine.check("cat /proc/meminfo")).group(1))
-    require(not killed, f"the kernel has killed: {killed}")
+    require(not killed, f"the kernel was out of memory: {killed}")
     require(int(printed) == EVENTS, f"{printed} of {EVENTS} events were printed")
     machine.cut()
-    return f"{EVENTS} events waited for a reader in {peak} KiB of {memory} KiB, and all were printed"
+    return f"{EVENTS} events waited for a reader; the listener took {peak} KiB of {memory} KiB and printed all events"

@@ -1,4 +1,4 @@
-"""The virtual router: an emulated machine whose serial console runs scripts."""
+"""The emulated router, whose serial console runs scripts."""
 
 import os
 import re
@@ -28,17 +28,17 @@ class Machine:
         self.output = ""
 
     def format_disk(self, mebibytes=64):
-        """Makes an empty partition for what the router writes."""
+        """Makes an empty partition for the files that the router writes."""
         with open(self.disk, "wb") as file:
             file.truncate(mebibytes << 20)
         subprocess.run(["mkfs.ext4", "-q", "-F", self.disk], check=True)
 
     def boot(self):
-        """Returns when the services have started and the console takes scripts."""
+        """Starts the machine. Returns when the services have started and the console accepts scripts."""
         path = lambda name: os.path.join(self.folder, name)
         self.output = ""
-        # Without a network there is no option ROM to load. What the router has flushed is in the image file and
-        # survives the machine; what only its kernel holds is lost with it.
+        # Without a network card no option ROM is needed. Data that the router has flushed is in the image file and
+        # survives the machine; data in the router's page cache is lost.
         self.process = subprocess.Popen(
             ["setpriv", "--pdeathsig", "KILL", "qemu-system-aarch64", "-machine", "virt", "-cpu", "cortex-a53",
              "-m", str(self.memory), "-nic", "none",
@@ -47,7 +47,7 @@ class Machine:
              "-append", "console=ttyAMA0 quiet cma=0 panic=-1", "-no-reboot",
              "-drive", f"if=none,id=root,format=raw,readonly=on,file={path('root.squashfs')}",
              "-drive", f"if=none,id=overlay,format=raw,cache=writeback,file={self.disk}",
-             # The board numbers its devices downwards, and the kernel names the disks in the order of their addresses.
+             # The kernel names the disks by address, and the last device gets the lowest address: root is /dev/vda.
              "-device", "virtio-blk-device,drive=overlay", "-device", "virtio-blk-device,drive=root",
              *self.options],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
@@ -55,7 +55,7 @@ class Machine:
         self.expect(r"@ready\n", 300)
 
     def cut(self):
-        """Takes the power away at once. Returns what the console printed since it was last read."""
+        """Cuts the power. Returns the output of the console that was not read yet."""
         if self.process is None:
             return ""
         self.process.kill()
@@ -64,7 +64,7 @@ class Machine:
         return self.output + rest.decode(errors="replace")
 
     def read(self, seconds):
-        """Reads from the console for at most so many seconds, until something comes."""
+        """Waits at most so many seconds for output of the console and appends it to self.output."""
         stream = self.process.stdout
         if not select.select([stream], [], [], max(0, seconds))[0]:
             return
@@ -74,7 +74,7 @@ class Machine:
             raise Failure(f"the machine ended: {self.output[-2000:]}")
 
     def expect(self, pattern, seconds=120):
-        """Waits for the pattern. Returns the text before it and the match, and keeps what came after it."""
+        """Waits for the pattern. Returns the text before the match and the match; keeps the text after it."""
         deadline = time.monotonic() + seconds
         while not (found := re.search(pattern, self.output)):
             if time.monotonic() > deadline:
@@ -85,14 +85,14 @@ class Machine:
         return before, found
 
     def run(self, script, seconds=120):
-        """Runs a shell script on the router. Returns its output, without messages of the kernel, and its status."""
+        """Runs a shell script on the router. Returns its output, without kernel messages, and its exit status."""
         self.process.stdin.write(f"{script}\n@run\n".encode())
         self.process.stdin.flush()
         before, found = self.expect(r"@status (\d+)\n", seconds)
         return re.sub(r"^\[ *\d+\.\d{6}\] .*\n", "", before, flags=re.M), int(found.group(1))
 
     def check(self, script, seconds=120):
-        """Runs a script that must succeed, and returns what it printed."""
+        """Runs a script that must succeed, and returns its output."""
         output, status = self.run(script, seconds)
         if status != 0:
             raise Failure(f"status {status} of: {script}\n{output}")

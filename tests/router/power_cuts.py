@@ -1,4 +1,4 @@
-"""Takes the power away while the router writes its settings, and looks at what is left."""
+"""Cuts the power while the router writes its settings, and checks settings and log after the next boot."""
 
 import json
 import re
@@ -16,7 +16,9 @@ TROUBLE = {"full": "cat /dev/zero >/overlay/fill 2>&-; [ -s /overlay/fill ]",
 
 
 def state_of(step):
-    """The settings after a step of guest/root/usr/lib/router/writer. Steps up to five apart differ."""
+    """Returns update location and deployment after a step of guest/root/usr/lib/router/writer.
+
+    The states of steps fewer than five apart differ."""
     return ("production", "staging")[(step + 1) // 2 % 2], ("prod", "stage", "dev")[step // 2 % 3]
 
 
@@ -32,7 +34,8 @@ class PowerCuts:
         self.machine.boot()
         self.look()
         for cut in range(cuts):
-            # The full and the read-only overlay have their turns early, for the short run has them too.
+            # Of five cuts, the second comes with a full overlay and the fourth with a read-only one, so that a short
+            # run has both.
             trouble = (None, "full", None, "read-only", None)[cut % 5]
             self.write_until_cut(trouble)
             self.machine.boot()
@@ -43,7 +46,7 @@ class PowerCuts:
         return f"{self.account.writes} acknowledged writes, {self.account.repairs} interrupted switches repaired"
 
     def write_until_cut(self, trouble):
-        """Lets the writer go on for a random time. With trouble, some more time after that begins."""
+        """Runs the writer for a random time and cuts the power. Trouble, if any, begins some time before the cut."""
         self.machine.check(f"/usr/lib/router/writer {self.step} &")
         self.write_for(self.random.randrange(1, 12), self.random.uniform(0, 1))
         if trouble:
@@ -66,7 +69,7 @@ class PowerCuts:
         self.account.refused += len(re.findall(r"@refused .*\n", text))
 
     def look(self):
-        """Checks the state that the boot found and what the first runs of the tool made of it."""
+        """Checks the settings that the boot found and what the first runs of the tool made of them."""
         settings = self.settings(self.machine.check("cat /run/found/settings.json"))
         if self.machine.run(f"[ -e /run/found/{MARK} ]")[1] == 0:
             self.account.repairs += 1
@@ -78,12 +81,12 @@ class PowerCuts:
         require(steps, f"{state} is neither {state_of(self.step)} of step {self.step}, the last one acknowledged, "
                        f"nor {state_of(self.step + 1)} of the next")
         self.step = steps[0]
-        # The next line in the log mends what the cut did to those before it.
+        # The next line that the tool logs replaces a line that the cut has torn.
         self.machine.check("QXLOG_LEVEL=debug qxagent-manage is_enabled")
         torn = self.machine.check("cat /opt/norvane/var/log/qxagent-manage.log* |"
                                   f"grep -vE '{LOG_LINE}' | head -n 5; :")
         require(not torn, f"torn lines are in the log: {torn}")
-        # The next write or switch replaces the last three of these.
+        # The next write or switch replaces the last three of these files.
         allowed = {f"settings.json{end}" for end in ("", ".lock", ".switch", ".tmp", ".reserve", ".switching.tmp")}
         left = self.machine.check("cd /opt/norvane/etc && ls -d settings.json*").split()
         require(set(left) <= allowed, f"left beside the settings: {left}")
@@ -97,11 +100,11 @@ class PowerCuts:
         return settings
 
     def check_repair(self):
-        """A switch was interrupted. The first run of the tool, the listener's, has restored the router."""
+        """Checks that the first run of the tool, as the listener, has repaired the interrupted switch."""
         settings = self.settings(self.machine.check("cat /opt/norvane/etc/settings.json"))
         require(settings[PROTECTION] == "1", f"protection is not restored: {settings}")
         connector = self.machine.check("cat /run/connector")
         require(connector == "qplix-qxcloudd start\nqxcloudd -start\n", f"the connector was not started: {connector}")
         require("interrupted" in self.machine.check("tail -n 20 /opt/norvane/var/log/qxagent-manage.log"),
-                "the log does not name the repair")
+                "the log does not mention the repair")
         self.machine.check(f"[ ! -e /opt/norvane/etc/{MARK} ]")

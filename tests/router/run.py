@@ -1,6 +1,7 @@
-"""Runs the virtual router: run.py FOLDER [CUTS] [SEED]. FOLDER is where images.sh has put the images.
+"""run.py FOLDER [CUTS] [SEED]: tests the emulated router with the images that images.sh has put into FOLDER.
 
-QX_ROUTER_PARTS names the parts to run, all by default; QX_ROUTER_SECONDS is how long the chaos lasts."""
+CUTS is the number of power cuts, and SEED chooses when they come. QX_ROUTER_PARTS lists the parts to run, by default
+all. QX_ROUTER_SECONDS is the duration of the chaos, by default 30."""
 
 import os
 import random
@@ -38,7 +39,7 @@ def main():
     account = Account()
     router = Machine(folder)
     small_router = Machine(folder, memory=64)
-    # One instruction takes 1 ns, and no time passes while the processor is idle.
+    # The clock advances by 1 ns per instruction. While the processor is idle, the clock jumps to the next timer.
     counting_router = Machine(folder, options=["-icount", "shift=0,sleep=off"])
     parts = {
         "use": ("the router in use", lambda: use(router)),
@@ -46,7 +47,7 @@ def main():
         "memory": ("little memory", lambda: flood(small_router)),
         "clock": ("jumps of the clock", lambda: move_clock(router)),
         "week": ("a week in minutes", lambda: live(router, seconds)),
-        "cost": ("cost beside the floor program", lambda: measure(router, counting_router)),
+        "cost": ("cost compared with the floor program", lambda: measure(router, counting_router)),
     }
     begin = time.monotonic()
     for name in os.environ.get("QX_ROUTER_PARTS", " ".join(parts)).split():

@@ -34,7 +34,9 @@ def compare(name, expected, printed):
 
 
 def repeat(machine, name, transcript):
-    """Runs the commands behind "$ " and compares what they print, which for those that fail is their standard error."""
+    """Runs each command after "$ " and compares its output with the text below it. Returns the number of commands.
+
+    The text is the standard error of the command or, if that is empty, the standard output."""
     count = 0
     for command, expected in re.findall(r"^\$ (.*)\n((?:[^$\n].*\n)*)", transcript, re.M):
         printed, _ = machine.run(f"{{ {command}; }} >/tmp/out 2>/tmp/err\n"
@@ -51,7 +53,8 @@ def repeat_tour(machine):
 
 
 def repeat_recipes(machine):
-    """Each script prints the text of the block behind it. The one for the boot has no text: its work is looked at."""
+    """Checks that each script prints the text of the block after it, and that the boot script, which prints nothing,
+    has named the router. Returns the number of scripts."""
     restart_broker(machine, RECIPES)
     blocks = re.findall(r"^```(\w+)\n(.*?)^```$", read("docs/scripting.md"), re.M | re.S)
     count = 0
@@ -72,7 +75,7 @@ def use(machine):
     machine.format_disk()
     machine.boot()
     services = machine.check("cat /run/services")
-    require(services == "qxbrokerd-sim started\nqx-events started\n", f"of the services only these started: {services}")
+    require(services == "qxbrokerd-sim started\nqx-events started\n", f"not both services started, only: {services}")
     terminal = machine.check("qxagent-manage is_enabled")
     require(terminal == "services_status: true\n", f"on the console, is_enabled prints {terminal}")
     machine.check("echo 'emit va_status_changed {\"n\": 1}' >/run/orders\n"

@@ -1,10 +1,10 @@
-"""Lets listener, callers and writers live through restarts of the broker, of the services and of the router."""
+"""Runs a listener, callers and writers through restarts of the broker, of the services and of the router."""
 
 import re
 
 from machine import require
 
-# Runs for SECONDS and prints how often calls ended with each status.
+# Runs for {seconds} seconds and prints how many calls ended with each status.
 CHAOS = """
 end=$(($(cut -d. -f1 /proc/uptime) + {seconds})) round=0
 lives() {{ [ "$(cut -d. -f1 /proc/uptime)" -lt "$end" ]; }}
@@ -38,7 +38,8 @@ echo $(sed -n 's/^VmRSS:[^0-9]*\\([0-9]*\\).*/\\1/p' /proc/$listener/status) $(l
 
 
 def look(machine):
-    """The listener's memory in KiB and its descriptors, the bytes of the logs, the files in etc, and the listener."""
+    """Returns the listener's memory in KiB, its number of descriptors, the bytes of the logs, the number of files in
+    etc and the listener's process id."""
     return [int(word) for word in machine.check(LOOK).split()]
 
 
@@ -58,7 +59,7 @@ def live(machine, seconds, boots=3):
             require(now[0] <= first[0] * 1.25 + 256, f"the listener has grown from {first[0]} to {now[0]} KiB")
             require(now[1] == first[1], f"the listener had {first[1]} descriptors and has {now[1]}")
             require(now[2] <= 1024 * 1024, f"the logs have {now[2]} bytes")
-            require(now[3] == first[3], f"there were {first[3]} files beside the settings, and are {now[3]}")
+            require(now[3] == first[3], f"the folder of the settings had {first[3]} files and has {now[3]}")
         machine.check("/etc/init.d/qx-events stop && /etc/init.d/qxbrokerd-sim stop; sync")
         machine.cut()
     require(set(calls) <= {"0", "1", "255"}, f"calls by status: {calls}")
