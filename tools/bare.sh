@@ -1,7 +1,7 @@
 #!/bin/sh
-# Runs ./dev commands, by default demo and test, on a clone of the checked-out commit in a minimal Debian 12 with no
-# added package but ca-certificates. This catches packages that a command uses but does not install. The system is in a
-# folder below build/, which is deleted at the end, also after a failure or a signal. Needs root.
+# Runs ./dev commands, by default demo and test, on a clone of the checked-out commit in a minimal Debian 12 to which
+# only ca-certificates is added. This catches packages that a command uses but does not install. The system is in a
+# folder below build/, which is deleted at the end, even after a failure or a signal. Needs root.
 # usage: bare.sh [COMMAND]...
 set -eu
 
@@ -50,8 +50,8 @@ fi
 mkdir -p "$project/build"
 folder=$(mktemp -d "$project/build/bare.XXXXXX")
 inside=
-# Kills the first process of the PID namespace, and with it all others. unshare ends when no process uses the folder any
-# more.
+# Kills the first process of the PID namespace, which ends all others, and waits for unshare. Then no process uses the
+# folder.
 # shellcheck disable=SC2317 # the trap calls it
 clean_up() {
     if [ -n "$inside" ]; then

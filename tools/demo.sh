@@ -1,6 +1,6 @@
 #!/bin/sh
-# Demonstrates the tool with a simulated broker. Moves into private namespaces first, so that the machine's /opt and
-# sockets are not touched. Exits with a status other than 0 if a step does not end as expected.
+# Demonstrates the tool with a simulated broker. Runs in private namespaces, so that the machine's /opt and sockets are
+# not touched. Fails if a step does not end with the expected status.
 # usage: demo.sh FOLDER-OF-THE-PROGRAMS
 set -eu
 
@@ -65,6 +65,7 @@ show() {
     report 0
 }
 
+# show_refused WORD...: the same for a command line whose status must be 1.
 show_refused() {
     printf '\n$ qxagent-manage %s\n' "$*"
     call "$@"
@@ -76,7 +77,7 @@ wait_for() {
     tries=200
     until [ "$(grep -c -- "$3" "$1")" -ge "$2" ]; do
         tries=$((tries - 1))
-        [ "$tries" -gt 0 ] || { echo "never saw '$3'" >&2; exit 1; }
+        [ "$tries" -gt 0 ] || { echo "$1 never contained '$3'" >&2; exit 1; }
         sleep 0.05
     done
 }
@@ -114,7 +115,9 @@ show feature --get "$feature"
 
 heading "A device comes online during listen, and the broker restarts"
 stop_broker
-# A new listener subscribes to the first event last. The script waits for the second event after the restart.
+# The broker sends an event for each of these two subscriptions. A new listener subscribes to the first event type last,
+# so this event shows that all subscriptions are made. After the restart, the script waits for the type that it uses
+# next.
 cat >"$work/hello" <<'TEXT'
 {"events": [
     {"event": "set_device_online_status_result", "when": "subscribe", "data": {"hello": "subscriber"}},

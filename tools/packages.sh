@@ -1,9 +1,10 @@
 #!/bin/sh
-# packages.sh OUTPUT PACKAGE...: makes the Debian packages for amd64 and arm64 from a source archive of the checked-out
-# commit. Builds them in a throw-away Debian 12 with Debian's cross compiler, runs lintian, and runs the archive's tests for
-# this machine's processor; the tests need the given packages. Installs, uses and purges the packages of each processor in
-# a second throw-away Debian 12. Installs nothing on this machine. Needs root. Exits with 75 if Debian's packages cannot be
-# downloaded.
+# packages.sh OUTPUT PACKAGE...: makes and tests the Debian packages for amd64 and arm64. Uses two throw-away Debian 12
+# systems and installs nothing on this machine:
+#   builder   unpacks a source archive of the checked-out commit, builds the packages with Debian's compilers, and runs
+#             lintian and, for this machine's processor, the archive's tests; the tests need each PACKAGE
+#   user      installs, uses and purges the packages of each processor
+# Needs root. Exits with 75 if Debian's packages cannot be downloaded.
 set -eu
 
 project=$(cd "$(dirname "$0")/.." && pwd)
@@ -25,8 +26,8 @@ make_root() {
     mount --rbind /sys "$folder/sys"
 }
 
-# inside ROOT COMMAND: runs a shell command in a root. Uses pivot_root, because in a chroot the kernel refuses to create the
-# user namespaces that the tests need.
+# inside ROOT COMMAND: runs a shell command in a root. Uses pivot_root, because in a chroot the kernel refuses to create
+# the user namespaces that the tests need.
 inside() {
     # shellcheck disable=SC2016 # the inner shell expands
     env -i HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
@@ -79,14 +80,14 @@ files() {
 
 # try ARCHITECTURE: installs the packages and their dependencies, uses each package, and purges them.
 try() {
-    printf '== installed, used and purged: %s\n' "$1"
+    printf '== installing, using and purging the packages for %s\n' "$1"
     emulator=
     [ "$1" = amd64 ] || emulator=qemu-aarch64-static
     mkdir "$work/user/packages"
     cp "$work/builder/packages"/*_"$1".deb "$work/builder/packages"/*_"$1".deb.sha256 "$work/user/packages"
     depends=$(inside "$work/user" "cd /packages; sha256sum --quiet --check *.sha256
         apt-get install -s -qq --no-install-recommends ./*.deb" | sed -n 's/^Inst \([^ ]*\) .*/\1/p' | grep -v -e '^qx' -e '^libqx')
-    # shellcheck disable=SC2086,SC2116 # the names in one line
+    # shellcheck disable=SC2086,SC2116 # puts the names on one line
     inside "$work/user" "apt-get install -qq --no-install-recommends $(echo $depends)" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
     files "$work/user" >"$work/before"
     inside "$work/user" "dpkg --install /packages/*.deb" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }

@@ -1,6 +1,7 @@
 #!/bin/sh
-# packages_use.sh ARCHITECTURE [EMULATOR]: uses the installed packages of that architecture; runs in the system in which
-# packages.sh has installed them.
+# packages_use.sh ARCHITECTURE [EMULATOR]: uses the installed packages of ARCHITECTURE. Builds a program with the shared
+# and with the static library, and runs both programs and the tool against the simulated broker. EMULATOR runs programs
+# of another processor. packages.sh calls this script inside the system in which it has installed the packages.
 set -eu
 triplet=$(dpkg -L "libqx-plix1:$1" | sed -n 's|^/usr/lib/\(.*\)/libqx_plix.so.1$|\1|p')
 cd /packages

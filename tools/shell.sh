@@ -1,8 +1,7 @@
 #!/bin/sh
-# Opens a shell with a running simulated broker, the programs on PATH and their completions. Standard input may also be a
-# pipe or a file with commands.
-# Everything lives in private namespaces: a tmpfs on /opt holds the agent and the working directory, and the end of the
-# first process ends all others. So nothing stays behind, whatever ends the shell.
+# Opens a shell with a running simulated broker, the programs on PATH and their completions. Standard input may also be
+# a pipe or a file with commands. Private namespaces clean up after the shell, however it ends: a tmpfs on /opt holds
+# the agent and the working directory, and all processes end with the first one.
 # usage: shell.sh BUILD-FOLDER [FOLDER-OF-THE-PROGRAMS]
 set -eu
 
@@ -24,11 +23,11 @@ cat >scenario.json <<'END'
 END
 mkfifo console ready
 "$programs/qxbrokerd-sim" --install-dir /opt/norvane --scenario scenario.json <>console >ready &
-# This descriptor stays open, because the simulator must not lose the reader of its output.
+# This descriptor stays open so that the simulator's output keeps a reader.
 exec 3<ready
 read -r _ <&3 || { echo "shell.sh: the simulated broker did not start" >&2; exit 1; }
 
-# bash reads this file only when it talks to a terminal.
+# Only an interactive bash reads this file.
 cat >bashrc <<END
 unset HISTFILE
 PS1='(qxagent) \w\\$ '
