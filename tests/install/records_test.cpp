@@ -1,6 +1,5 @@
-// The layout of the library's records and the numbers of its events, which compiled programs
-// contain. A difference from tests/frozen/records.txt is a mistake or a new version of the
-// interface.
+// Compiled programs contain the layout of the library's structs and the numbers of its events. A
+// difference from tests/frozen/records.txt is a mistake or a new version of the interface.
 
 #include "world.h"
 

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds the tool once more, in another folder, and compares the tools of both builds byte for byte. packaging.t does that
-# for ordinary builds.
+# Builds the tool again in another folder and compares the tools of both builds byte for byte. packaging.t does this for
+# ordinary builds.
 # usage: reproducible.sh SOURCES BUILD
 set -eu
 

@@ -1,5 +1,5 @@
-"""sbom.py ARCHIVE NOTICE [MAP]: compares the SBOM beside an archive with the archive, with NOTICE and with the linker's
-map of the program in the archive, and prints the projects that are linked statically."""
+"""sbom.py ARCHIVE NOTICE [MAP]: checks the SBOM beside ARCHIVE against the archive, its NOTICE and the link map of its
+program. Prints each difference and then the projects that the SBOM lists."""
 import hashlib
 import json
 import re
@@ -9,7 +9,7 @@ archive, notice, *maps = sys.argv[1:]
 sbom = json.load(open(archive + '.spdx.json'))
 linked_map = ''.join(open(file).read() for file in maps)
 
-# The archives of this project are no project's. Any other archive that is linked is unknown until it is listed here.
+# `own` matches this project's static libraries. `origins` must list every other static library that is linked.
 own = re.compile(r'libqx[a-z_]*\.a')
 origins = {
     'libjansson.a': 'jansson', 'libstdc++.a': 'libstdc++', 'libgcc.a': 'libgcc', 'libgcc_eh.a': 'libgcc',
@@ -20,7 +20,7 @@ linked = set()
 for name in set(re.findall(r'/([^/\s()]+\.a)\(', linked_map)):
     if not own.fullmatch(name):
         linked.add(origins.get(name, 'unknown: ' + name))
-# Objects at a program's start are files of the C library or of the compiler.
+# Start files belong to the C library or to the compiler.
 for object_file, origin in (('crtbeginS?.o', 'libgcc'), ('Scrt1.o', 'glibc'), ('rcrt1.o', 'musl')):
     if re.search('/' + object_file, linked_map):
         linked.add(origin)

@@ -22,7 +22,7 @@ class Client(socket.socket):
     def __init__(self):
         super().__init__(socket.AF_UNIX)
         self.connect('\0:qxbrokerd-1.3.skt')
-        self.settimeout(30)  # With a time limit, connect() would fail at once while the backlog is full.
+        self.settimeout(30)  # Set after connect(), which with a timeout fails at once while the backlog is full.
 
     def read(self, count):
         """Returns the next count bytes, or fewer if the broker closes the connection."""

@@ -6,13 +6,14 @@ log=$root/var/log/qxagent-manage.log
 umask 022
 export PYTHONPATH="${SESSION%/*}" PYTHONDONTWRITEBYTECODE=1
 
-# await FILE TEXT [COUNT]: waits until COUNT lines (default 1) of FILE, to which a program writes, contain TEXT.
+# await FILE TEXT [COUNT]: waits until COUNT lines (default 1) of FILE, to which a program writes, contain TEXT. Prints
+# a message after 30 s.
 await() {
     [ "$(timeout 30 tail -n +1 -f "$1" | grep -cm "${3:-1}" -e "$2")" = "${3:-1}" ] ||
         echo "$1 never contained: $2"
 }
 
-# eventually COMMAND...: repeats a command until it succeeds.
+# eventually COMMAND...: repeats a command until it succeeds. Fails after 30 s.
 eventually() {
     deadline=$(($(date +%s) + 30))
     until "$@" 2>/dev/null; do
@@ -20,14 +21,14 @@ eventually() {
     done
 }
 
-# start COMMAND...: starts a program in the background, with its process id in $!. Unlike `COMMAND &`, the
+# start COMMAND...: starts a program in the background and sets $! to its process id. Unlike with `COMMAND &`, the
 # program does not ignore SIGINT, and redirections are in place when `start` returns.
 start() {
     env --default-signal "$@" &
 }
 
-# broker [SCENARIO]: starts the simulated broker, whose console is descriptor 9, and waits until it
-# listens. SCENARIO is JSON text.
+# broker [SCENARIO]: starts the simulated broker with its console on descriptor 9, and waits until it listens. SCENARIO
+# is JSON text. Sets `broker` to the process id.
 broker() {
     printf '%s' "${1:-{\}}" >scenario.json
     [ -p console ] || mkfifo console
@@ -39,7 +40,7 @@ broker() {
     shown=0
 }
 
-# stop PID: ends a background program and waits for its end.
+# stop PID: ends a background program and returns its exit status.
 stop() {
     kill "$1" && wait "$1"
 }
@@ -50,14 +51,14 @@ requests() {
     shown=$(wc -l <trace)
 }
 
-# log: prints each line of the log from its level on, without line numbers, and removes the log.
+# log: prints the log without timestamps, process ids and source line numbers, and removes the log.
 log() {
     [ ! -e "$log" ] || sed -E 's/^.{32}//; s/(\.cpp):[0-9]+\]/\1]/' "$log"
     rm -f "$log"
 }
 
 # connector: installs the two programs of the connector. Each appends its argument and the state of protection to the
-# file `ran`. If there is a FIFO with the name of the argument, the program waits there once.
+# file `ran`. If a FIFO has the name of the argument, the program writes a line to it, waits for a line and removes it.
 connector() {
     mkdir -p "$root/bin" "$root/etc/init.d"
     cat >"$root/bin/qxcloudd" <<END
@@ -74,13 +75,13 @@ END
     : >ran
 }
 
-# ran: prints what the connector's programs noted since the last call.
+# ran: prints what the connector's programs have written since the last call.
 ran() {
     xargs -r <ran
     : >ran
 }
 
-# client ORDER: gives an order to client.py, which stays connected, and prints what the broker sends.
+# client ORDER: gives an order to client.py and prints the broker's answer. client.py keeps running between orders.
 client() {
     if [ ! -p orders ]; then
         mkfifo orders answers
@@ -91,7 +92,7 @@ client() {
     IFS= read -r answer <&7 && printf '%s\n' "$answer"
 }
 
-# ask NAME [DATA]: prints the broker's answer to a command, whose data is JSON text.
+# ask NAME [DATA]: sends the broker a command with JSON data and prints the answer.
 ask() {
     client ask "$@"
 }
@@ -102,7 +103,7 @@ skip() {
     exit 80
 }
 
-# Kills every program that a session has left running. The list is in a file, because $(jobs) would list the jobs of a
+# Kills every program that a session has left running. A file holds the list, because $(jobs) would list the jobs of a
 # subshell.
 end_jobs() {
     jobs -p >jobs

@@ -1,6 +1,7 @@
 #!/bin/sh
-# run.sh SESSION PROGRAMS: repeats the commands of a session and compares their output. Exits with 80 if the session
-# skips itself. cram writes the differences into a file beside the session, so this script runs a copy of the session.
+# run.sh SESSION PROGRAMS: repeats the commands of a session with the programs of the folder PROGRAMS and compares their
+# output. Exits with 80 if the session skips itself. cram writes the differences into a file beside the session, so this
+# script runs a copy of the session.
 set -eu
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT

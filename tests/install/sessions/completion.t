@@ -1,8 +1,8 @@
   $ . "$SESSION"
   $ completions=$BUILD/share
 
-The session types into real shells, where a function in place of the command shows its words. The function splits words
-at each "=", because some shells complete an option with "=" and others with a space.
+The session types into real shells. A function with the name of the tool prints its words. The function splits words at
+each "=", because some shells complete an option with "=" and others with a space.
 
   $ cat >.zshrc <<'.'
   > PS1='> '

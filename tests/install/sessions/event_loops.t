@@ -8,7 +8,7 @@ integrating.md lists the files of the library.
   $ sed -n '/component library/,/^## /s/^| `\([^`]*\)` |.*/\1/p' "$document" | LC_ALL=C sort >listed
   $ (cd prefix && xargs ls -d) <listed | LC_ALL=C sort | diff listed -
 
-Each program of integrating.md builds against the installed library with the command above it.
+Each program of integrating.md builds against the installed library with the command printed above the program.
 
   $ python3 - "$document" <<'.'
   > import re, sys
@@ -22,8 +22,8 @@ Each program of integrating.md builds against the installed library with the com
   $ wc -l <commands
   3
 
-Each program prints every event of a burst that is larger than one portion, and an event after a restart of the broker.
-After SIGTERM it has closed its connection.
+Each program prints every event of a burst that takes many calls of qx_plix_read_events, and an event after a restart of
+the broker. After SIGTERM the program closes its connection.
 
   $ for program in poll libevent libuv; do
   >     broker

@@ -18,13 +18,13 @@ and no library search path of their own.
   PIE
   Type:                              DYN
 
-So does the shared library.
+The same holds for the shared library.
 
   $ [ -n "$FOR_ROUTERS" ] || readelf -ldW "$BUILD/libqx_plix.so.1" |
   >     grep -oE 'NOW|GNU_RELRO|RWE|RPATH|RUNPATH|TEXTREL' | sort -u >library
   $ [ -n "$FOR_ROUTERS" ] || printf 'GNU_RELRO\nNOW\n' | diff - library
 
-Calls and jumps through pointers land only where the compiler has marked it.
+On x86_64, a function begins with endbr64, the marker of permitted targets for calls through pointers.
 
   $ [ -n "$FOR_ROUTERS" ] || [ "$(uname -m)" != x86_64 ] ||
   >     objdump -d "$BUILD/client/libqx_plix.a" | grep -A 1 '<qx_plix_init>:' | grep -qw endbr64

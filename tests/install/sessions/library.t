@@ -3,7 +3,7 @@
   $ cmake --install "$BUILD" --prefix "$PWD/prefix" >installed
   $ broker
 
-The static library exports exactly the symbols of symbols.txt, which is edited first for a new version of the interface.
+The static library exports exactly the symbols of symbols.txt. For a new version of the interface, edit that file first.
 The library calls no function whose result depends on the application's locale.
 
   $ readelf -Ws prefix/lib/libqx_plix.a >symbols
@@ -12,7 +12,7 @@ The library calls no function whose result depends on the application's locale.
   $ grep -owE 'malloc|tolower|toupper|isspace|isalpha|isalnum|isprint|strcasecmp|strtod|strcoll|__ctype_\w*' symbols | sort -u
   malloc
 
-The shared library exports those of them that qx_plix.h declares, and one version. It needs the C library and jansson.
+The shared library exports the symbols of symbols.txt that qx_plix.h declares. It needs only the C library and jansson.
 
   $ nm -D --defined-only --without-symbol-versions prefix/lib/libqx_plix.so.1 | sed -n 's/.* [BDT] //p' | sort >exported
   $ sed -nE '/qxpath_/d; s/^[A-Z]+ //p' "$SOURCES/tests/frozen/symbols.txt" | diff - exported
@@ -34,7 +34,7 @@ The README's program builds with pkg-config as C, as C++ and statically, and run
   $ gcc -std=c11 $strict -flto program.c -static $(pkg-config --static --cflags --libs qx_plix) -o program && ./program
   {"agent": "2.8.1", "broker": "simulator", "protocol": "1.3"}
 
-The static library links into a plug-in. The program and the shared library have one `stopped`.
+The static library links into a plug-in. The program and the shared library use the same variable `stopped`.
 
   $ echo 'extern int stopped; int (*start(void))(void) { return stopped ? qx_plix_init : 0; }' | cat program.c - >plugin.c
   $ gcc -shared -fPIC -Wl,-z,defs plugin.c -Iprefix/include prefix/lib/libqx_plix.a -ljansson -o plugin.so
@@ -44,7 +44,7 @@ The static library links into a plug-in. The program and the shared library have
   $ gcc -no-pie flag.c $(pkg-config --cflags --libs qx_plix) -o program && ./program
   {"agent": "2.8.1", "broker": "simulator", "protocol": "1.3"}
 
-CMake finds both kinds even after the installed tree was moved.
+CMake finds both kinds of library even after the installed tree was moved.
 
   $ mv prefix moved
   $ cat >CMakeLists.txt <<'.'

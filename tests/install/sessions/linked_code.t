@@ -1,8 +1,8 @@
   $ . "$SESSION"
   $ [ -z "$FOR_ROUTERS" ] || skip "of static programs the compiler's commands are checked"
 
-The project's own code has stack protectors and bounds-checked calls. The session examines archives, because the
-libraries inside linked programs have such calls too.
+The project's own code has stack protectors and bounds-checked calls. The session examines static libraries of the
+build, because a linked program also contains such calls of other projects.
 
   $ for archive in $(find "$BUILD/client" "$BUILD/utils" "$BUILD/tools" -name '*.a' | sort); do
   >     readelf -Ws "$archive" >symbols
@@ -13,7 +13,7 @@ libraries inside linked programs have such calls too.
   libqxbrokerd_sim_parts.a
   libqx_utils.a
 
-The tool needs no shared library but the C library, apart from the loader.
+Apart from the loader, the C library is the only shared library that the tool needs.
 
   $ readelf -dW "$BUILD/bin/qxagent-manage" | sed -n 's/.*(NEEDED).*\[\(.*\)]/\1/p' | grep -v ^ld-linux
   libc.so.6

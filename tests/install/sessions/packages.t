@@ -1,8 +1,8 @@
   $ . "$SESSION"
   $ [ -z "$FOR_ROUTERS" ] || skip "routers have no Debian packages"
 
-pack.sh makes four Debian packages from the build of packaging.t, each with a checksum. Packed twice, they have the same
-bytes.
+pack.sh makes four Debian packages from the build of packaging.t, each with a checksum. Packing twice gives
+the same bytes.
 
   $ [ "$(dpkg --print-architecture)" = amd64 ] || skip "the packages are expected to be those of amd64"
   $ echo /lib/x86_64-linux-gnu >/etc/ld.so.conf
@@ -19,15 +19,16 @@ bytes.
   qxagent-manage_1.0.0_amd64.deb: OK
   qxbrokerd-sim_1.0.0_amd64.deb: OK
 
-lintian finds no error and nothing to warn of. It and groff read three files of /etc, which a private world does not have.
+lintian reports no error and no warning. lintian and groff read three files of /etc, which the test's private /etc
+lacks.
 
   $ mkdir -p /etc/dpkg/origins /etc/groff
   $ : >/etc/groff/mdoc.local
   $ echo Vendor: Debian | tee /etc/dpkg/origins/debian >/etc/dpkg/origins/default
   $ lintian --allow-root --fail-on error,warning *.deb
 
-The tool depends on libc alone, because it contains its other libraries. The shared library needs jansson, which programs
-that link the static one need too.
+The tool depends only on libc, because it contains its other libraries. The client library needs jansson, whether it is
+linked as a shared or as a static library.
 
   $ depends() { dpkg-deb -f "$1"_1.0.0_amd64.deb Depends; }
   $ depends qxagent-manage
@@ -106,7 +107,7 @@ Removing the packages leaves nothing behind.
   $ ls root
   var
 
-Without a repository, the files of packages and archives get the time of a source file.
+Without a git repository, the files of an archive get the timestamp of CMakeLists.txt.
 
   $ cd ..
   $ mkdir sources

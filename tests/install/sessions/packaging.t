@@ -1,8 +1,8 @@
   $ . "$SESSION"
   $ [ -z "$FOR_ROUTERS" ] || skip "distributions package the ordinary build"
 
-The session of integrating.md works as printed, in a copy of the sources without their history, which has the commit in a
-file as a source archive has it. packages.t uses the build.
+The session of integrating.md works as printed. It runs in a copy of the sources without history, which names the commit
+in a file, like a source archive. packages.t uses the build.
 
   $ mkdir -p "$BUILD/packager"
   $ tar -C "$SOURCES" --exclude=./build --exclude=./.git -ch . | tar -C "$BUILD/packager" -x
@@ -16,7 +16,7 @@ file as a source archive has it. packages.t uses the build.
   .
   # Ran 1 tests, 0 skipped, 0 failed.
 
-Two builds in different folders give the same bytes.
+Two builds in different folders produce the same bytes.
 
   $ for file in bin/qxagent-manage bin/qxbrokerd-sim libqx_plix.so.1 client/libqx_plix.a; do
   >     cmp "$BUILD/$file" "build/package/$file"

@@ -4,7 +4,7 @@
   $ cmake --install "$BUILD" --prefix "$PWD/prefix" >installed
   $ unit=$PWD/prefix/share/doc/qxagent-manage/examples/qx-events.service
 
-systemd accepts the unit as installed and rates it 1.3 of 10, where less is better.
+systemd accepts the installed unit and rates its exposure at 1.3 of 10 or less; 0 is the best.
 
   $ mount --bind prefix/sbin /usr/sbin
   $ systemd-analyze verify --man=no "$unit"

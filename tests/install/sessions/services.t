@@ -2,7 +2,7 @@
   $ cmake --install "$BUILD" --prefix "$PWD/prefix" >installed
   $ examples=$PWD/prefix/share/doc
 
-The init scripts need nothing but busybox. Their settings lead to this build's programs.
+The init scripts need only busybox. Their settings name this build's programs.
 
   $ mkdir applets /etc/default
   $ busybox --install -s applets
@@ -31,8 +31,8 @@ Before the start both services are stopped, and stopping them again succeeds.
   3
   0
 
-`start` returns when the service is ready: a request finds the broker, and an event finds the listener. A second start
-changes nothing.
+`start` returns when the service is ready: a request reaches the broker, and an event reaches the listener. A second
+start changes nothing.
 
   $ for service in simulator events; do $service start && $service start && $service status; done
   qxbrokerd-sim: running
@@ -55,8 +55,8 @@ The supervisor replaces a listener that was killed.
   $ emit 2
   $ await $written '"n": 2'
 
-A supervisor that was killed leaves its pid file and its listener. The next start replaces the listener. Actions at the
-same time leave one listener too.
+A supervisor that was killed leaves its pid file and its listener. The next start replaces the listener. Concurrent
+actions also leave exactly one listener.
 
   $ slay "$(sed -n 1p $pids)"
   $ events status
@@ -87,7 +87,7 @@ process.
   $ kill $!
   $ emit 6
 
-A restarted broker keeps its listener, and both services end completely.
+The listener survives a restart of the broker, and both services end completely.
 
   $ simulator restart
   $ subscribed_again() { grep -q '"subscribe"' $trace; }
@@ -100,7 +100,8 @@ A restarted broker keeps its listener, and both services end completely.
   $ simulator start && simulator stop && events stop
   $ ls /var/run
 
-Without a broker the start of the listener fails after a while. The supervisor keeps trying, and finds the broker later.
+Without a broker, the start of the listener fails after $start_seconds. The supervisor keeps trying and connects once a
+broker runs.
 
   $ echo start_seconds=0 >>/etc/default/qx-events
   $ events start

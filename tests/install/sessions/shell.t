@@ -19,8 +19,8 @@ On a terminal, the completions of all programs are loaded, and the shell leaves 
   complete -F _qxbrokerd_sim qxbrokerd-sim
   $ [ ! -e .bash_history ]
 
-The pipe behind the shell reaches EOF, so neither the simulator nor a background job is left. The machine's
-/opt is untouched.
+The pipe that receives the shell's output reaches EOF, so neither the simulator nor a background job is left. The
+machine's /opt is untouched.
 
   $ echo 'sleep 1000 & pwd' | shell 2>&1 | cat
   /opt/tour

@@ -1,7 +1,7 @@
   $ . "$SESSION"
 
 In the shell of `./dev shell`, the commands of the README's tour print the text below them. For a command that fails,
-this is its standard error. The tour becomes a session of its own, and any difference appears here.
+this text is its standard error. cram runs the tour as a separate session in that shell and prints any difference.
 
   $ sed -E '/^## A tour/,/^## Installing/!d
   >     s/^    \$ (.*)/  $ { \1; } >out 2>err; [ -s err ] || cat out; cat err/

@@ -2,8 +2,8 @@
   $ [ -z "$FOR_ROUTERS" ] || skip "the shared library is not built for routers"
   $ [ "$(uname -m)" = x86_64 ] || skip "the frozen types are those of x86_64"
 
-types.abixml holds the types of the shared library's interface, as abidw reads them from a debug build. For a new version
-of the interface, replace it with the file that abidw writes here.
+The frozen types.abixml holds the types of the shared library's interface, as abidw reads them from a debug build. For a
+new version of the interface, replace that file with the one that abidw writes here.
 
   $ frozen="$SOURCES/tests/frozen/types.abixml"
   $ CC=gcc CXX=g++ cmake -G Ninja -S "$SOURCES" -B debug -DCMAKE_BUILD_TYPE=Debug -DBUILD_TESTING=OFF >configured
@@ -12,7 +12,7 @@ of the interface, replace it with the file that abidw writes here.
   >     debug/libqx_plix.so.1 >types.abixml
   $ abidiff "$frozen" types.abixml
 
-A type that changes is found, even of a member of a record to which only a pointer leads.
+abidiff finds a changed type, even that of a member of a struct which the interface uses only through a pointer.
 
   $ id_of() { sed -n "s/.*typedef-decl name='$1' .* id='\(.*\)'.*/\1/p" types.abixml; }
   $ sed "/name='system_error'/s/$(id_of int32_t)/$(id_of int64_t)/" types.abixml >changed.abixml

@@ -1,7 +1,7 @@
   $ . "$SESSION"
 
-Both programs contain the version of CMakeLists.txt and the commit as a readable string. The simulator prints the string,
-and the tool logs it at level debug.
+Both programs contain the version of CMakeLists.txt and the commit as a readable string. The simulator prints the
+string, and the tool logs it at level debug.
 
   $ version=$(sed -n 's/^project(.* VERSION \([0-9.]*\) .*/\1/p' "$SOURCES/CMakeLists.txt")
   $ qxbrokerd-sim --version >printed
@@ -43,7 +43,8 @@ The next build after a commit contains the new commit.
   ninja: Entering directory `build'
   ninja: no work to do.
 
-A source archive contains the commit that it was made from. A plain copy of the files has an unknown commit.
+A build of a source archive contains the commit that the archive was made from. For a plain copy of the files, the
+commit is unknown.
 
   $ mkdir ../archive ../copy
   $ git archive HEAD | tar -C ../archive -x

@@ -1,7 +1,7 @@
   $ . "$SESSION"
 
-The archive for routers holds the tool, qxagent-wait and an init script. The archive for those who build for routers holds
-the library. The checksum of each lies beside it.
+One archive holds the tool, qxagent-wait and an init script for routers. The other archive holds the library for
+cross-compiling. Each archive has a checksum beside it.
 
   $ (cd "$BUILD" && sha256sum --check *.sha256)
   libqx-plix-dev-1.0.0-*-linux-musl.tar.gz: OK (glob)
@@ -24,14 +24,14 @@ SBOM and NOTICE list the projects whose code the link map shows.
   (compiler_rt )?fmt jansson libc\+\+ libc\+\+abi libunwind musl (re)
   $ python3 "$SOURCES/tests/install/sbom.py" "$BUILD"/libqx-plix-dev-*.tar.gz usr/share/doc/libqx-plix-dev/NOTICE | tr -d '\n'
 
-Other compilers link the library: it has plain objects, and needs nothing of the C++ runtime.
+Other compilers can link the library: it consists of native object files and does not need the C++ runtime.
 
   $ readelf -hW usr/lib/libqx_plix.a | sed -n 's/^ *Type: *//p' | sort -u
   REL (Relocatable file)
   $ readelf -sW usr/lib/libqx_plix.a | grep -oE 'UND (__(cxa|gxx|llvm|ubsan)_|_Zn|_Zd).*'
   [1]
 
-The tool runs where it is unpacked, and needs no library and no loader.
+The unpacked tool runs, and needs no library and no loader.
 
   $ tar -xzf "$BUILD/$FOR_ROUTERS"
   $ $EMULATED usr/sbin/qxagent-manage help 2>help.err | diff "$SOURCES/tests/frozen/usage.txt" -
