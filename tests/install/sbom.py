@@ -42,6 +42,6 @@ for package in packages.values():
     head = f"{package['name']} {package['versionInfo']} ({package['licenseDeclared']})"
     if head not in text or not re.fullmatch(r'\d+(\.\d+)+', package['versionInfo']):
         print('not in NOTICE, or without a version:', head)
-if 'was not on the machine' in text:
+if 'had no copy of its text' in text:
     print('NOTICE lacks a text')
 print(*sorted(names))
