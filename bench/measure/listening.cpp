@@ -22,7 +22,7 @@ struct Flood {
     long events;
     long size;
     const char* name;
-    bool collects; ///< the floor batches lines, as the tool does
+    bool collects; ///< compares with the floor that batches lines, as the tool does
     Target rate;
     Target processor;
 };

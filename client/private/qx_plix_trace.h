@@ -8,9 +8,9 @@ namespace qxplix {
 
 /// Describes a finished request.
 struct traced_request {
-    const char* name;     ///< the broker's name of the command or event; valid during the call only
-    std::size_t sent;     ///< bytes, including the line feed
-    std::size_t received; ///< bytes, including the length prefix
+    const char* name; ///< the broker's name of the command or event; valid while the observer runs
+    std::size_t sent; ///< bytes, including the line feed
+    std::size_t received;      ///< bytes, including the length prefix
     std::int64_t microseconds; ///< duration, from before connecting until after the reply
     int result;                ///< 0 on success, -1 on failure
 };

@@ -32,8 +32,9 @@ constexpr std::size_t kLargeQueue = std::size_t{64} * 1024;
 
 constexpr std::uint64_t kUsualLimit = std::uint64_t{32} * 1024 * 1024;
 constexpr std::uint64_t kShareOfMemory = 8; ///< default limit: at most memory / 8
-constexpr milliseconds kCalmTime = 1000;    ///< without back-pressure until its end is reported
-constexpr milliseconds kStallTime = 5000;   ///< limit on a pause of the exempt connection
+constexpr milliseconds kCalmTime =
+    1000; ///< report the end of back-pressure after this time without it
+constexpr milliseconds kStallTime = 5000; ///< limit on a pause of the exempt connection
 
 /// Connections and pipes are read and closed under this lock; otherwise a recycled descriptor
 /// number could be mistaken for its previous owner.
@@ -44,15 +45,16 @@ struct registrar_table {
     bool emptied QX_GUARDED_BY(guard);   ///< a large queue has become empty
     bool any_ended QX_GUARDED_BY(guard); ///< a callback has ended a subscription
 
-    bool held_back QX_GUARDED_BY(guard); ///< back-pressure: connections are not read
+    bool back_pressure QX_GUARDED_BY(guard); ///< back-pressure: connections are not read
     bool warned QX_GUARDED_BY(guard);
-    milliseconds held_back_at QX_GUARDED_BY(guard); ///< last time of back-pressure, while `warned`
+    milliseconds
+        back_pressure_at QX_GUARDED_BY(guard); ///< when back-pressure was last on, if `warned`
     /// The one connection that is still read under back-pressure if all queues are empty. No reader
     /// can free memory then, so a frame must complete. The slot's subscription may have ended.
     subscription* exempt QX_GUARDED_BY(guard);
     milliseconds progressed_at QX_GUARDED_BY(guard); ///< last read of the exempt connection
 
-    milliseconds lost_at QX_GUARDED_BY(guard); ///< time of the connection's loss, or 0
+    milliseconds lost_at QX_GUARDED_BY(guard); ///< when the broker was lost, or 0 while connected
 };
 
 /// Memory of waiting events, in bytes.
@@ -136,19 +138,19 @@ backlog measure_backlog() QX_REQUIRES(table.guard) {
 }
 
 bool may_be_read(const subscription& slot) QX_REQUIRES(table.guard) {
-    return !table.held_back || &slot == table.exempt;
+    return !table.back_pressure || &slot == table.exempt;
 }
 
 // Call this after every change that frees backlog. The event thread need not: it applies the limit
 // at the end of each pass.
 void wake_if_relieved() QX_REQUIRES(table.guard) {
-    if (!table.held_back) {
+    if (!table.back_pressure) {
         return;
     }
     const backlog left = measure_backlog();
     if (left.total() <= current_limit() / 2) {
-        table.held_back = false;
-        table.held_back_at = now();
+        table.back_pressure = false;
+        table.back_pressure_at = now();
     } else if (left.queued > 0) {
         return;
     }
@@ -158,7 +160,7 @@ void wake_if_relieved() QX_REQUIRES(table.guard) {
 // Incomplete frames alone can reach the limit: one large frame, or several together. Exempts one of
 // their connections from back-pressure, and drops an exempt connection that has stalled.
 void choose_exempt(bool has_queued) QX_REQUIRES(table.guard) {
-    if (!table.held_back || has_queued) {
+    if (!table.back_pressure || has_queued) {
         table.exempt = nullptr;
         return;
     }
@@ -184,7 +186,7 @@ void choose_exempt(bool has_queued) QX_REQUIRES(table.guard) {
     table.progressed_at = time;
 }
 
-void take_in(subscription& slot) QX_REQUIRES(table.guard) {
+void receive_from(subscription& slot) QX_REQUIRES(table.guard) {
     if (!may_be_read(slot)) {
         return;
     }
@@ -197,7 +199,7 @@ void take_in(subscription& slot) QX_REQUIRES(table.guard) {
     subscription_announce(slot);
     close_ended();
     if (measure_backlog().total() > current_limit()) {
-        table.held_back = true;
+        table.back_pressure = true;
     }
 }
 
@@ -205,7 +207,7 @@ void resubscribe(subscription& slot, milliseconds time) QX_REQUIRES(table.guard)
     const milliseconds waited = time - slot.attempted_at;
     if (slot.state == subscription_state::subscribing && waited >= kAnswerTime) {
         // A slow callback may have delayed this pass: the reply may have arrived in time, unread.
-        take_in(slot);
+        receive_from(slot);
         if (slot.state == subscription_state::subscribing) {
             subscription_lose(slot);
         }
@@ -217,7 +219,7 @@ void resubscribe(subscription& slot, milliseconds time) QX_REQUIRES(table.guard)
 
 bool registrar_process_event_on_pipe(subscription& slot) QX_REQUIRES(table.guard) {
     // The callback may have forked, and this may be the child.
-    if (!subscription_hand_over(slot) || !is_initialised()) {
+    if (!subscription_deliver(slot) || !is_initialised()) {
         return false;
     }
     if (slot.waiting == 0) {
@@ -252,8 +254,8 @@ int fail_no_subscription() {
 
 enum class notification { taken, awaited, ended };
 
-// Takes the notification bytes of the oldest events whose texts together reach `most` bytes. Stores
-// the number of these events in `events`.
+// Takes the notification bytes of the oldest events until their texts total at least `most` bytes
+// or no event waits. Stores the number of these events in `events`.
 notification take_notifications(const event_pipe& pipe, std::size_t most, std::size_t& events) {
     const mutex_guard lock(table.guard);
     subscription* const slot = find_pipe(pipe);
@@ -323,21 +325,21 @@ enum class backlog_change { none, begins, ends };
 // read. Returns the change to report.
 backlog_change limit_backlog(std::size_t limit) QX_REQUIRES(table.guard) {
     const backlog waiting = measure_backlog();
-    if (table.held_back) {
-        table.held_back_at = now();
+    if (table.back_pressure) {
+        table.back_pressure_at = now();
     }
-    table.held_back = table.held_back && waiting.total() > limit / 2;
+    table.back_pressure = table.back_pressure && waiting.total() > limit / 2;
     choose_exempt(waiting.queued > 0);
     for (subscription& slot : table.slots) {
         if (is_connected(slot)) {
             subscription_watch(slot, may_be_read(slot));
         }
     }
-    if (table.held_back && !table.warned) {
+    if (table.back_pressure && !table.warned) {
         table.warned = true;
         return backlog_change::begins;
     }
-    if (table.warned && now() - table.held_back_at >= kCalmTime) {
+    if (table.warned && now() - table.back_pressure_at >= kCalmTime) {
         table.warned = false;
         return backlog_change::ends;
     }
@@ -347,7 +349,7 @@ backlog_change limit_backlog(std::size_t limit) QX_REQUIRES(table.guard) {
 // Retries every lost subscription that is due, without waiting. Returns whether another retry is
 // due soon. Does nothing under back-pressure.
 bool registrar_resubscribe_all_pending_subs() QX_REQUIRES(table.guard) {
-    if (table.held_back) {
+    if (table.back_pressure) {
         return false;
     }
     bool unfinished = false;
@@ -416,7 +418,7 @@ void registrar_init() {
         slot.state = subscription_state::free;
     }
     table.any_ended = false;
-    table.held_back = false;
+    table.back_pressure = false;
     table.warned = false;
     table.exempt = nullptr;
     table.lost_at = 0;
@@ -504,7 +506,7 @@ void registrar_process_events_on_conn(int conn_fd) {
         return is_connected(candidate) && candidate.conn_fd == conn_fd;
     });
     if (slot != nullptr) {
-        take_in(*slot);
+        receive_from(*slot);
     }
 }
 

@@ -210,7 +210,7 @@ void subscription_announce(subscription& slot) {
     }
 }
 
-bool subscription_hand_over(subscription& slot) {
+bool subscription_deliver(subscription& slot) {
     event_node* const node = event_queue_dequeue(slot.queue);
     if (node == nullptr) {
         return false;

@@ -76,7 +76,7 @@ void subscription_announce(subscription& slot);
 
 /// Removes the oldest event from the queue and passes it to the callback. Returns false if the
 /// queue is empty.
-bool subscription_hand_over(subscription& slot);
+bool subscription_deliver(subscription& slot);
 
 /// Returns whether the calling thread runs an event callback and therefore holds the registrar's
 /// lock.

@@ -16,8 +16,8 @@ set(CMAKE_RANLIB ${cross}/compiler/bin/ranlib)
 set(CMAKE_C_COMPILER_TARGET ${QX_TARGET})
 set(CMAKE_CXX_COMPILER_TARGET ${QX_TARGET})
 
-# Everything, CMake's own checks included, uses the same flags: for other flags, the compiler would rebuild its own
-# libraries. Link-time optimisation covers jansson through the C flags below, and the shipped code of the project
+# Use the same flags everywhere, also in CMake's own checks: the compiler builds its C and C++ libraries anew for each
+# set of flags. Link-time optimisation covers jansson through the C flags below, and the shipped code of the project
 # through modes.cmake.
 set(hardening "${QX_COMPILE_PIE} -fstack-protector-strong")
 # No exception passes through C code, so C code needs no unwind tables.

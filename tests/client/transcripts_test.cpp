@@ -1,7 +1,7 @@
 // Runs the calls in tests/client/transcripts. A transcript has the lines
 //   given NAME ANSWER   the next call gets this answer to the command NAME; the default is success
 //   bytes NAME BYTES    the reply to NAME is BYTES, which may contain \xNN escapes, then EOF; the
-//                       escape \lNN stands for the length field of NN bytes
+//                       escape \lNN stands for a length field with the value NN
 //   $ CALL DOCUMENT     a call; without DOCUMENT, the argument is a null pointer
 // and, for each call, the expected
 //   > NAME DATA         request; without DATA, its data is null

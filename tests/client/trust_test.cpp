@@ -79,7 +79,7 @@ TEST_F(Trust, AcceptsTheOwnerOfADirectoryGivenToInitUntilUninit) {
     EXPECT_FALSE(is_accepted());
 }
 
-TEST_F(Trust, RefusesAnUnmappedUserOtherThanTheCallers) {
+TEST_F(Trust, RefusesAnUnmappedUserUnlessItIsTheCaller) {
     if (!restart_as(kNobody)) {
         GTEST_SKIP() << "only root can act as another user";
     }

@@ -11,7 +11,6 @@ PATH=$2:/usr/bin:/bin:$PATH
 SESSION=$(dirname "$0")/prelude.sh
 SKIPPED=$folder/skipped
 export PATH SESSION SKIPPED
-# shellcheck disable=SC2016 # cram expands nothing
 cram3 --shell=/bin/sh "$folder/$(basename "$1")" >"$folder/result" 2>&1 || status=$?
 cat "$folder/result"
 [ ! -e "$SKIPPED" ] || echo "  skipped: ${1#*/tests/}: $(cat "$SKIPPED")"

@@ -21,15 +21,14 @@ public:
     /// Opens `file`, or creates it with mode 0640. Rotates a file that has several hard links,
     /// because it may be another user's file. Returns false, with errno, on failure.
     bool open(const std::string& file);
-    /// Returns whether a file is open.
     [[nodiscard]] bool is_open() const { return static_cast<bool>(fd_); }
     /// Closes the file; does nothing if none is open.
     void close() { fd_.reset(); }
 
     /// Appends `line`, which ends with a line feed, to the open file with one write. Does not wait
     /// for other processes. Drops the line if it cannot be written. First removes half a line or
-    /// zeros at the end of the file; if another process holds the lock, ends them with a line feed
-    /// instead.
+    /// zeros at the end of the file; if another process has locked the file, appends a line feed
+    /// after them instead.
     void append(string_view line);
 
 private:

@@ -1,8 +1,8 @@
 // Paths of the agent's installation, for C and C++.
 #pragma once
 
-/// The install directory unless the link /etc/norvane-plix or the home directory of the agent's
-/// user names another one.
+/// The default install directory. The parent of the target of the link /etc/norvane-plix, or else
+/// the home directory of the user norvane-plix, takes precedence.
 #define QX_INSTALL_DIRECTORY "/opt/norvane"
 
 // Paths relative to the install directory. Each starts with a slash, to append to that directory.

@@ -14,8 +14,8 @@ public:
 
     /// Applies the environment variables, starts the services and repairs an interrupted deployment
     /// switch. Returns 0 on success. Returns 1 and records the reason if an environment variable is
-    /// invalid or a service does not start. Prints the reason too, with one exception: the client
-    /// library itself prints only some of its failures.
+    /// invalid or a service does not start. Also prints the reason, except for the client library,
+    /// which itself prints some of the failures of its start and not the others.
     [[nodiscard]] int start();
 
 private:

@@ -186,7 +186,7 @@ public:
     void set_value_list(std::vector<value_entry> entries) { own_values_ = std::move(entries); }
     /// Replaces the accepted words by a table, which is not copied and must outlive the option.
     void set_value_table(std::span<const value_entry> entries) { value_table_ = entries; }
-    /// Replaces the limits, which the option does not check: neither may be negative.
+    /// Replaces the limits. Neither may be negative; this function does not check that.
     void set_count_limits(count_limits limits) { limits_ = limits; }
     /// Replaces the separator, which must outlive the option. Null restores the default of the type
     /// flags.
@@ -400,9 +400,9 @@ public:
     /// Returns "an integer", or an empty string if the option has a value list.
     [[nodiscard]] string_view expected_kind(const detail::option_base& option) const override;
     /// Stores the value of `word` in `out`. If `option` has a value list, the word must be in the
-    /// list. Else the word must be empty, which means 0, or a number for strtoll with base 0 that
-    /// is not binary ("0b1"); the number is truncated to 32 bits. Returns false for any other word;
-    /// `out` may have changed then.
+    /// list. Else the word must be empty, which means 0, or a number that strtoll accepts with
+    /// base 0, except a binary one such as "0b1"; the number is truncated to 32 bits. Returns false
+    /// for any other word; `out` may have changed then.
     static bool parse(const detail::option_base& option, string_view word, int& out);
 };
 

@@ -18,8 +18,8 @@ namespace qx {
 /// runs. If the program cannot be run, returns a negative number and sets the last error. Throws
 /// std::bad_alloc if memory runs out; then no program has run.
 ///
-/// Main thread only, and not while another thread runs a program: SIGCHLD has its default action
-/// during the call. Other threads may run.
+/// Main thread only, and not while another thread is in run_program: SIGCHLD has its default action
+/// during the call.
 int exec_command(const std::vector<std::string>& argv, int detach);
 
 /// How a program ended. The default means that it could not be run for lack of memory.

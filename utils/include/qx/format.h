@@ -1,6 +1,6 @@
 // Formatters of fmt for types of the utility layer. fmt calls them for an argument of such a type.
-// They only read the argument, except that a memory stream writes to itself when it is read:
-// threads must not share a path or an error record. fmt throws fmt::format_error for a
+// Threads must not format the same path or error record at the same time: these contain a memory
+// stream, which writes to itself when it is read. fmt throws fmt::format_error for a
 // specification that a formatter does not accept.
 #pragma once
 
