@@ -17,7 +17,7 @@ add_library(qx_jansson INTERFACE)
 target_include_directories(qx_jansson SYSTEM INTERFACE ${JANSSON_INCLUDE_DIR})
 target_link_libraries(qx_jansson INTERFACE ${JANSSON_LIBRARY})
 
-# The shared client library links the shared jansson, so that it shares one copy with other plug-ins of a program.
+# The shared client library links the shared jansson, so that a program whose plug-ins also use jansson loads one copy.
 find_library(JANSSON_SHARED_LIBRARY NAMES libjansson.so)
 
 find_path(FMT_INCLUDE_DIR fmt/format.h REQUIRED)

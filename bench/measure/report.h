@@ -15,10 +15,10 @@ struct Subject {
     std::string name;
     std::vector<std::string> request; ///< the command line of one plain request
     std::vector<std::string> listen;  ///< the command line of `listen`
-    bool ends_on_signal;              ///< exits with status 0 on SIGTERM instead of being killed
+    bool ends_on_signal;              ///< `listen` handles SIGTERM and exits with status 0
 };
 
-/// The floor (the minimal program) first, then the builds of the tool.
+/// First the floor, which is a minimal program for comparison, then the builds of the tool.
 using Subjects = std::vector<Subject>;
 
 /// The limit for a value or ratio.

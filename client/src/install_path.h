@@ -20,8 +20,8 @@ int qxpath_set_install_path(const char* wanted);
 void version_file_name(const char* install_path, char (&name)[kPathSize]);
 
 /// Stores in `to` the install directory that the library was started with, or the default if the
-/// library is not started. Returns 0, or -1 if no directory is found. Does not change the stored
-/// path.
+/// library is not started. Returns 0, or -1 if no directory is found. Does not change the path
+/// that qxpath_set_install_path set.
 int qxpath_copy_install_path(char (&to)[kPathSize]);
 
 /// Reinitialises the lock in a forked child: the thread that held it may exist only in the parent.

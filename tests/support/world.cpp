@@ -43,7 +43,9 @@ void map_users_of(const std::string& process) {
     }
 }
 
-// Only root can map several users, and only from a process outside the new namespace.
+// Returns the unshare(1) command. If this process is root, forks a process that maps the users, and
+// the command waits for that process: only root can map several users, and only from a process
+// outside the new namespace.
 std::vector<std::string> namespaces_with_users() {
     int ends[2] = {-1, -1};
     require(::pipe2(ends, O_CLOEXEC) == 0, "pipe2");

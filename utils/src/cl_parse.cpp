@@ -37,7 +37,7 @@ std::string dashed(string_view name) {
     return concat({"--", name});
 }
 
-/// Returns the kind of value or the words that `option` accepts, for a message.
+/// Returns the kind of value that `option` accepts, or else its accepted words, for a message.
 std::string expected(const option_base& option) {
     const string_view kind = option.expected_kind();
     if (!kind.empty()) {
@@ -70,7 +70,7 @@ public:
     bool scan();
 
 private:
-    /// The index if there is no such word.
+    /// The value of an index that refers to no word.
     static constexpr std::size_t kNone = string_view::npos;
 
     [[nodiscard]] string_view word(std::size_t at) const { return words_[at]; }
@@ -137,11 +137,11 @@ bool Scanner::choose_sub_command() {
     return true;
 }
 
-// Options may precede the sub-command, and several sub-commands may have an option of the same
-// name. The sub-command is therefore found before any option is handled. Before the sub-command, an
-// option takes the next word as its value unless every option of its name is a switch. An unknown
-// option takes the next word unless this word is a sub-command or an option. The command line is
-// rejected anyway, but the message can then name the sub-command.
+// Finds the sub-command before any option is handled, because options may precede the sub-command
+// and several sub-commands may have an option of the same name. Before the sub-command, an option
+// takes the next word as its value if any sub-command's option of that name needs a value. An
+// unknown option takes the next word unless that word is a sub-command or an option. The message
+// that later rejects the unknown option can then name the sub-command.
 std::size_t Scanner::find_sub_command() {
     bool options_ended = false;
     for (std::size_t at = 0; at < words_.size(); ++at) {

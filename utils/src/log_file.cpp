@@ -79,7 +79,7 @@ bool log_file::is_replaced(const struct stat& opened) const {
 // Locks the file if possible. Then reopens the file if another process has rotated it, or rotates
 // it if it is full. Returns false if the file was reopened and must be checked again.
 bool log_file::make_ready(std::size_t length) {
-    // A failure to lock is harmless: lines of several writers do not interleave without the lock.
+    // On failure, continue without the lock: lines of several writers do not interleave anyway.
     locked_ = io::uninterrupted([&] { return ::flock(fd_.get(), LOCK_EX | LOCK_NB); }) == 0;
     const off_t largest = !locked_ && errno == EWOULDBLOCK ? kLargestUnlocked : kLargest;
     struct stat status {};

@@ -11,7 +11,7 @@
 
 namespace qx::store {
 
-/// The content and the owner of the file; the default if there is no file.
+/// The content and the owner of the file. Without a file, the members have their default values.
 struct snapshot {
     bool exists = false;
     std::string bytes;
@@ -38,9 +38,9 @@ io::descriptor lock(const place& where, bool make_directory);
 /// another process holds the lock.
 io::descriptor try_lock(const place& where);
 
-/// Creates a file of user `owner` beside the store that reserves `size` bytes of disk space for
-/// `replace`. Replaces a stale file of that name. On failure sets the last error and returns an
-/// empty descriptor. Hold the lock.
+/// Reserves `size` bytes of disk space for `replace`, in a new file of user `owner` beside the
+/// store. Replaces the reserve file of a killed process. On failure sets the last error and returns
+/// an empty descriptor. Hold the lock.
 io::descriptor reserve(const place& where, uid_t owner, std::size_t size);
 
 /// Removes and closes `reserved`, the file of `reserve`; does nothing if the descriptor is empty.

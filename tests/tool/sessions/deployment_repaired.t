@@ -1,5 +1,5 @@
-A switch creates a mark, the file `settings.json.switching`, and removes it at the end. In this session, SIGKILL
-interrupts the switch, as a power cut would. The next run finds the mark and repairs the switch.
+A switch of the cloud deployment creates a mark, the file `settings.json.switching`, and removes it at the end. In this
+session, SIGKILL interrupts the switch, as a power cut would. The next run finds the mark and repairs the switch.
 
   $ . "$SESSION"
   $ [ -z "$EMULATED" ] || skip "signals reach the emulator before the tool"
@@ -20,8 +20,8 @@ interrupts the switch, as a power cut would. The next run finds the mark and rep
   > }
   $ shown() { ran; cat $settings; log; [ ! -e $mark ] || echo still marked; }
 
-The repair restores protection and starts the connector. If the entry point is already changed, the repair completes the
-switch.
+The repair restores protection and starts the connector. If the settings already name the new entry point, the repair
+completes the switch.
 
   $ for step in stop -stop start -start; do
   >     begin 1; cut_at $step

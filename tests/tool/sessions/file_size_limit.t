@@ -1,4 +1,4 @@
-When a file reaches the limit on file sizes, the tool reports the reason and exits. No signal ends it.
+When a file reaches the limit on file sizes, SIGXFSZ does not kill the tool. The tool reports the reason and exits.
 
   $ . "$SESSION"
   $ [ -z "$SANITIZED" ] || skip "the thread sanitizer writes files of its own"

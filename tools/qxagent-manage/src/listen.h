@@ -17,8 +17,8 @@ struct ListenOptions {
 
 /// Subscribes to `events`, or to all events if the set is empty, and prints each event as one JSON
 /// object until SIGINT, SIGQUIT or SIGTERM arrives. Returns 0 after such a signal. On failure,
-/// prints one line on standard error and returns 1. If the reader of standard output closes,
-/// returns 1 without printing a line. Main thread only.
+/// prints one line on standard error and returns 1. If standard output loses its reader, returns
+/// 1 without printing a line. Main thread only.
 int run_listen(const std::set<std::string>& events);
 
 } // namespace qx::manage

@@ -59,7 +59,7 @@ struct StatusQuery {
 /// A function that uses the options. Returns the exit status.
 using Handler = int (*)(const CommandLine& options);
 
-/// The services that must run before the operation.
+/// Whether the operation needs the services of services.h.
 enum class Needs {
     nothing,
     services,

@@ -11,8 +11,8 @@ namespace qx {
 
 /// The last error: its number, its kind in `first` and its reason in `second`.
 struct _QXErrorStorage {
-    /// Makes the record of no error: number 0, kind "ok", reason "no error". Throws std::bad_alloc
-    /// if memory runs out.
+    /// Makes a record that reports no error: number 0, kind "ok", reason "no error". Throws
+    /// std::bad_alloc if memory runs out.
     _QXErrorStorage();
 
     std::int32_t number;
