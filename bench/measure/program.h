@@ -42,8 +42,8 @@ void expect_success(pid_t pid, const std::string& name);
 /// Returns the content of a file, or "" if the file cannot be read.
 std::string file_text(const std::string& name);
 
-/// Returns the total from the file that `strace -c -U calls,name -o output` has written. Waits up
-/// to 10 s for it, because with -D strace outlives the traced program.
+/// Returns the total number of calls from the file that `strace -c -U calls,name -o output` writes.
+/// Waits up to 10 s for the total: with its option -D, strace outlives the traced program.
 double strace_sum(const std::string& output);
 
 /// The cost of one run of a program.

@@ -156,7 +156,8 @@ int fetch_router_field(json_t* result, const router_field& field) {
     return 0;
 }
 
-/// Collects the members that the broker did not supply, and the first failure.
+/// Collects the members of the router information that the broker did not supply, and the first
+/// failure.
 class missing_fields {
 public:
     void add(const router_field& field) {

@@ -26,7 +26,7 @@ compiler_sha256=9562cd52da287ecabd76b7c5c2dbffb79ed528396bb7419c0eb4e0992eccef2f
 jansson_sha256=c739578bf6b764aa0752db9a2fdadcfe921c78f1228c7ec0bb47fa804c55d17b
 source_missing=75
 
-# processor.cmake describes them.
+# processor.cmake describes these processors.
 known="aarch64 x86_64 armv7 mips riscv64"
 record=$here/sizes.txt
 tool_limit=$((480 * 1024))

@@ -75,6 +75,7 @@ TEST_F(InstallPath, IsCachedUntilItIsSetAgain) {
     EXPECT_EQ(qxpath_set_install_path("/opt/other"), 0);
     EXPECT_STREQ(qxpath_default_install_path(), "/opt/other");
     fs::create_directories(kInstallDir);
+    // Setting the current path again makes the library look up the default.
     qxpath_set_install_path("/opt/other");
     EXPECT_STREQ(qxpath_default_install_path(), kInstallDir.c_str());
     // A new link does not replace the cached path.

@@ -64,7 +64,7 @@ class Machine:
         return self.output + rest.decode(errors="replace")
 
     def read(self, seconds):
-        """Waits at most so many seconds for output of the console and appends it to self.output."""
+        """Waits up to that many seconds for output of the console and appends it to self.output."""
         stream = self.process.stdout
         if not select.select([stream], [], [], max(0, seconds))[0]:
             return

@@ -6,8 +6,8 @@ the interface: then edit the frozen file first.
   $ frozen=$SOURCES/tests/frozen
   $ qxagent-manage help 2>help.err | diff "$frozen/usage.txt" -
 
-Each operation ends with the three statuses of its line in exit_statuses.txt: with a broker that answers, with one that
-refuses, and with none. A signal ends `listen` after its first event.
+Each line of exit_statuses.txt holds three exit statuses of a command line: with a broker that answers, with one that
+refuses, and without a broker. A signal ends `listen` after its first event.
 
   $ status() {
   >     : >out

@@ -12,7 +12,7 @@ new version of the interface, replace that file with the one that abidw writes h
   >     debug/libqx_plix.so.1 >types.abixml
   $ abidiff "$frozen" types.abixml
 
-abidiff finds a changed type, even that of a member of a struct which the interface uses only through a pointer.
+abidiff also finds a changed member type in a struct that the interface uses only through a pointer.
 
   $ id_of() { sed -n "s/.*typedef-decl name='$1' .* id='\(.*\)'.*/\1/p" types.abixml; }
   $ sed "/name='system_error'/s/$(id_of int32_t)/$(id_of int64_t)/" types.abixml >changed.abixml

@@ -70,7 +70,7 @@ If a signal arrives while the switch waits for a lock, the tool ends at once and
   $ ran; cat $settings
   {"/agent/protection_enabled": "1"}
 
-The switch reads the settings only after it has acquired the lock.
+The switch reads the settings after it has waited for a lock, so it sees changes made during the wait.
 
   $ written() {
   >     protected; hold "$1"; switch_to staging; eventually waits

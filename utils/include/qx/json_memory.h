@@ -14,9 +14,9 @@ namespace qx {
 /// becomes the settings store.
 void manage_json_memory() noexcept;
 
-/// Throws std::bad_alloc if an allocation of jansson has failed on this thread since this thread's
-/// last call: results of jansson since then may be incomplete. Clears the record. Safe to call from
-/// any thread.
+/// Throws std::bad_alloc if an allocation of jansson has failed on this thread since the thread
+/// last called this function: results of jansson since then may be incomplete. Clears the record.
+/// Safe to call from any thread.
 void require_json_memory();
 
 } // namespace qx

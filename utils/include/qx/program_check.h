@@ -11,9 +11,10 @@ namespace qx {
 /// Examines programs of the agent before this process runs them with its own rights.
 ///
 /// A program and each directory from the install directory down to it must have a trusted owner:
-/// root, this process's user, the owner of the install directory or the agent's user. None of them
-/// may be writable by others. The check follows symbolic links. If a link leads out of the install
-/// directory, the rule applies to every directory from "/" down.
+/// root, this process's user, the owner of the install directory or the agent's user. Neither
+/// the program nor any of the directories may be writable by others. The check follows symbolic
+/// links. If a link leads out of the install directory, the rule applies to every directory from
+/// "/" down.
 ///
 /// The constructor and accepts() throw std::bad_alloc if memory runs out. Usable on any thread, but
 /// threads must not share an object.
@@ -31,8 +32,7 @@ public:
     /// call of accepts() may change the reason.
     [[nodiscard]] const std::string& reason() const { return reason_; }
 
-    /// Returns the files and directories, examined by all calls of accepts(), that their group can
-    /// write.
+    /// Returns the group-writable files and directories that accepts() has found so far.
     [[nodiscard]] const std::set<std::string>& group_writable() const { return group_writable_; }
 
 private:
@@ -45,8 +45,8 @@ private:
     bool accepts_one(const std::string& path, const struct stat& status);
     bool accepts_directory(const std::string& path);
     bool accepts_ancestors(const std::string& path);
-    // Both continue from the path `at` and change `at` and the pieces that are left: `follow` at a
-    // symbolic link, `step` at one piece.
+    // Both advance the path `at`: `step` by one piece, `follow` to where the target of a symbolic
+    // link starts. `follow` adds the pieces of the target to `left`, the pieces still to be walked.
     bool follow(const std::string& link, std::string& at, pieces& left);
     bool step(const std::string& piece, std::string& at, pieces& left);
 
