@@ -1,7 +1,7 @@
 # Installs the client library for other programs: shared and static, or only the kind that BUILD_SHARED_LIBS selects.
 # The component `shared` holds the run-time files. The component `library` holds the development files: header,
-# pkg-config file, CMake package and manual page. The musl build uses router.cmake instead, because other compilers
-# cannot link its ordinary objects.
+# pkg-config file, CMake package and manual page. The musl build uses router.cmake instead, because it compiles the
+# objects of qx_plix with link-time optimisation, and other compilers cannot link such objects.
 include(CMakePackageConfigHelpers)
 
 # Plug-ins, which are shared objects, link the static library too. This property does not make the tool slower.

@@ -52,8 +52,8 @@ std::string framed(const std::string& json) {
 
 using namespace qx::fuzz;
 
-// The linker's --wrap requires these names. A target uses only the functions of the calls that it
-// wraps.
+// The linker's --wrap requires these names. Each fuzz target wraps only some of these calls, so a
+// __real_ function may be undefined.
 extern "C" {
 
 int __real_close(int fd) __attribute__((weak));

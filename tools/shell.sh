@@ -1,7 +1,7 @@
 #!/bin/sh
 # Opens a shell with a running simulated broker, the programs on PATH and their completions. Standard input may also be
 # a pipe or a file with commands. Private namespaces clean up after the shell, however it ends: a tmpfs on /opt holds
-# the agent and the working directory, and all processes end with the first one.
+# the agent's install directory and the working directory, and all processes end with the first one.
 # usage: shell.sh BUILD-FOLDER [FOLDER-OF-THE-PROGRAMS]
 set -eu
 

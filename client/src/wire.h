@@ -15,7 +15,7 @@ namespace qxplix {
 
 /// Connects to the broker. `flags` are flags for the type argument of socket(2): with SOCK_NONBLOCK
 /// the call fails if the broker's listen backlog is full. Returns the descriptor, which the caller
-/// closes, or -1 if no process listens or the user of that process is not accepted.
+/// closes, or -1 if it cannot connect or the broker runs as a user that is not accepted (trust.h).
 int open_conn(int flags = 0);
 
 /// Sends all `len` bytes of `buf`.

@@ -390,8 +390,7 @@ TEST_F(Subscriptions, AreNotStarvedByASlowReaderOfAnotherSubscription) {
     Inbox slow([&] {
         if (slow.count() == 1) {
             broker.emit(kScanName, "2");
-            // Once the event thread sleeps, it waits for the registrar's lock, which the reader
-            // holds.
+            // A sleeping event thread waits for the registrar's lock, which the reader holds.
             wait_until([&] { return ::usleep(1000) == 0 && sleeps(event_thread); });
         }
         before_other = other.count() < 2 ? slow.count() : before_other;

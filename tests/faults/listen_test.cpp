@@ -1,5 +1,5 @@
-// Makes each allocation and each system call of listen fail once. Events arrive during each run,
-// and a signal ends the run.
+// Runs the operation `listen`, each time with a fault in one allocation or system call. Events
+// arrive during each run, and a signal ends the run.
 
 #include "broker_client.h"
 #include "fault.h"
@@ -20,8 +20,8 @@ bool interrupts(const Fault& fault) {
     return fault.action == QX_FAIL && fault.detail == EINTR;
 }
 
-/// Returns whether the fault may end the event thread. The thread ends without a message, and no
-/// further event arrives.
+/// Returns whether the fault may end the event thread. If that thread ends, it prints no message,
+/// and no further event arrives.
 bool may_deafen(const Fault& fault) {
     return fault.call == QX_CALL_epoll_wait && !interrupts(fault);
 }
@@ -116,8 +116,8 @@ TEST_F(FaultCoverage, MissesOnlyTheListedSystemCalls) {
         EXPECT_TRUE(made || (call == QX_CALL_fchown && !is_others)) << name_of(qx_call(call));
     }
     // Lists the system calls that the tool imports and the preloaded library does not wrap. Two of
-    // them run only after another call has failed: ftruncate for a torn line of the log, and
-    // getrandom for the settings' reserve.
+    // them run only after another call has failed: ftruncate, which removes a torn line from the
+    // log, and getrandom, which fills settings.json.reserve if fallocate is not supported.
     EXPECT_EQ(
         output_of({"sh", "-c", R"(
         find /usr/include -path '*/asm/unistd*' -exec sed -n 's/.*__NR_\([a-z_0-9]*\).*/\1/p' {} + >/opt/calls

@@ -18,7 +18,7 @@ TROUBLE = {"full": "cat /dev/zero >/overlay/fill 2>&-; [ -s /overlay/fill ]",
 def state_of(step):
     """Returns update location and deployment after a step of guest/root/usr/lib/router/writer.
 
-    The states of steps fewer than five apart differ."""
+    Any two steps less than five apart have different states."""
     return ("production", "staging")[(step + 1) // 2 % 2], ("prod", "stage", "dev")[step // 2 % 3]
 
 
@@ -100,7 +100,7 @@ class PowerCuts:
         return settings
 
     def check_repair(self):
-        """Checks that the first run of the tool, as the listener, has repaired the interrupted switch."""
+        """Checks that the listener, the first run of the tool after the boot, has repaired the interrupted switch."""
         settings = self.settings(self.machine.check("cat /opt/norvane/etc/settings.json"))
         require(settings[PROTECTION] == "1", f"protection is not restored: {settings}")
         connector = self.machine.check("cat /run/connector")

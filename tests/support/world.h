@@ -73,7 +73,7 @@ private:
 };
 
 /// Lets the calling thread act as another user while the object lives. Converts to false if the
-/// switch failed: users other than root, up to 65535, exist only if root runs the tests.
+/// switch failed. The users 0 to 65535 exist if root runs the tests; otherwise only root exists.
 class OtherUser {
 public:
     explicit OtherUser(unsigned uid);

@@ -24,7 +24,7 @@ The same holds for the shared library.
   >     grep -oE 'NOW|GNU_RELRO|RWE|RPATH|RUNPATH|TEXTREL' | sort -u >library
   $ [ -n "$FOR_ROUTERS" ] || printf 'GNU_RELRO\nNOW\n' | diff - library
 
-On x86_64, a function begins with endbr64, the marker of permitted targets for calls through pointers.
+On x86_64, functions begin with endbr64, which marks the permitted targets of indirect calls.
 
   $ [ -n "$FOR_ROUTERS" ] || [ "$(uname -m)" != x86_64 ] ||
   >     objdump -d "$BUILD/client/libqx_plix.a" | grep -A 1 '<qx_plix_init>:' | grep -qw endbr64

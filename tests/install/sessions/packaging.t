@@ -1,8 +1,8 @@
   $ . "$SESSION"
   $ [ -z "$FOR_ROUTERS" ] || skip "distributions package the ordinary build"
 
-The session of integrating.md works as printed. It runs in a copy of the sources without history, which names the commit
-in a file, like a source archive. packages.t uses the build.
+The session of integrating.md works as printed. It runs in a copy of the sources. Like a source archive, the copy has no
+git history and names the commit in a file. packages.t packs what this session builds.
 
   $ mkdir -p "$BUILD/packager"
   $ tar -C "$SOURCES" --exclude=./build --exclude=./.git -ch . | tar -C "$BUILD/packager" -x

@@ -1,4 +1,4 @@
-The switch runs no program that an untrusted user controls.
+A switch of the cloud deployment runs no program that an untrusted user controls.
 
   $ . "$SESSION"
   $ touch stranger; chown 1234 stranger || skip "only root has other users"
