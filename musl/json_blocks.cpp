@@ -13,8 +13,8 @@ class Stock {
 public:
     void open() { open_ = true; }
 
-    // Returns a free block, or null. Rounds `size` up to its class: put() would otherwise file the
-    // block that malloc returns under a smaller class.
+    // Returns a free block, or null if the caller must call malloc. Rounds `size` up to its class:
+    // put() rounds down, so it would file a block of the original size under a smaller class.
     void* take(std::size_t& size) {
         const std::size_t grains = (size + kGrain - 1) / kGrain;
         if (!open_ || grains >= kClasses) {

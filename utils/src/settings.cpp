@@ -39,7 +39,7 @@ store::place find_place() {
     return {directory, file, file + ".lock"};
 }
 
-// The deployment switch has its own lock, and its mark is a file beside the store.
+// The lock and the mark of a deployment switch (see switch_mark) are files beside the store.
 store::place find_switch_mark() {
     store::place where = find_place();
     where.lock_file = where.file + ".switch";
@@ -47,7 +47,7 @@ store::place find_switch_mark() {
     return where;
 }
 
-// Members of the JSON object in the file of the mark.
+// Keys of the JSON object in the mark's file.
 constexpr char kWasProtected[] = "was_protected";
 constexpr char kEntrypoint[] = "entrypoint";
 

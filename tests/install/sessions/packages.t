@@ -1,8 +1,8 @@
   $ . "$SESSION"
   $ [ -z "$FOR_ROUTERS" ] || skip "routers have no Debian packages"
 
-pack.sh makes four Debian packages from the build of packaging.t, each with a checksum. Packing twice gives
-the same bytes.
+pack.cmake makes four Debian packages from the build of packaging.t, each with a checksum. Packing twice gives the same
+bytes.
 
   $ [ "$(dpkg --print-architecture)" = amd64 ] || skip "the packages are expected to be those of amd64"
   $ echo /lib/x86_64-linux-gnu >/etc/ld.so.conf

@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-A scenario sends events without orders, either a number of times to each new subscriber, or forever from the start.
+A scenario can send an event a given number of times to each new subscriber, or forever from the start of the broker.
 
   $ broker '{"events": [
   >     {"event": "device_discovery", "when": "subscribe", "data": {"n": "%n"}, "times": 3, "every_ms": 1},

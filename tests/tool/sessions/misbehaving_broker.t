@@ -1,4 +1,4 @@
-Whatever the broker answers, every operation ends with a status, and prints JSON or nothing.
+Whatever the broker answers, every operation ends with exit status 0, 1 or 255 and prints JSON or nothing.
 
   $ . "$SESSION"
   $ operations >operations

@@ -26,7 +26,7 @@ struct Content {
     std::string bytes;
 };
 
-/// How to answer one request.
+/// How to answer one request or send one event.
 struct Rule {
     std::optional<Content> content; ///< absent: the request is executed and answered normally
     Delivery delivery;

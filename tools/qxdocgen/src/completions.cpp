@@ -17,7 +17,7 @@ struct Question {
 };
 
 constexpr const char* kDeviceId = "\"device_id\": ";
-// The result begins with the router's own name. Only interface objects follow a bracket or comma.
+// The bracket or comma excludes the router's own name, with which the result begins.
 constexpr const char* kInterfaceName = "[[,] *{\"name\": ";
 
 constexpr Question kQuestions[] = {

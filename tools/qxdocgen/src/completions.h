@@ -9,8 +9,9 @@
 
 namespace qx::docgen {
 
-/// Returns the marks of the sh script and their replacements. Throws std::runtime_error if options
-/// of the same name take different values, because the script looks up values by option name.
+/// Returns the replacement of each @MARK@ in the template of the sh script. Throws
+/// std::runtime_error if options of the same name take different values, because the script looks
+/// up values by option name.
 std::map<std::string, std::string, std::less<>>
 script_marks(const std::vector<Operation>& operations);
 
