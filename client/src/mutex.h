@@ -49,8 +49,8 @@ public:
         renew_turn();
         ::pthread_mutex_init(&native_, nullptr);
     }
-    /// Reinitialises only the lock of waiting threads in a forked child: those threads exist only
-    /// in the parent, but the child itself may hold the mutex.
+    /// Reinitialises turn_ in a forked child: a waiting thread of the parent may have held it.
+    /// Leaves native_ unchanged, because the forking thread may hold the mutex.
     void renew_turn() { ::pthread_mutex_init(&turn_, nullptr); }
 
     /// Tells the thread-safety analysis that the calling thread holds the mutex.

@@ -58,7 +58,8 @@ log() {
 }
 
 # connector: installs the two programs of the connector. Each appends its argument and the state of protection to the
-# file `ran`. If a FIFO has the name of the argument, the program writes a line to it, waits for a line and removes it.
+# file `ran`. If a FIFO has the name of the argument, the program writes a line to the FIFO, waits for a line from
+# it, and removes the FIFO.
 connector() {
     mkdir -p "$root/bin" "$root/etc/init.d"
     cat >"$root/bin/qxcloudd" <<END

@@ -34,7 +34,7 @@ If the subscription fails, the command does not run:
   qxagent-wait: the events cannot be subscribed to
   [125]
 
-`qxagent-wait` prints the event that the command causes, or the number of events that `-n` sets:
+`qxagent-wait` prints the event that the command causes. With `-n 2`, it waits for two events and prints both:
 
   $ qxagent-wait $scan qxagent-manage va_start
   {"event_name": "QX_PLIX_VA_STATUS_CHANGED", "data": {"status": "started", "scan": "network"}}

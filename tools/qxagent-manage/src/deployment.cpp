@@ -38,7 +38,7 @@ constexpr cl::detail::value_entry deployment(CloudDeployment value, const char* 
     return {static_cast<int>(value), word, help};
 }
 
-// The first two entries are the update locations.
+// location_words() returns the first two entries.
 constexpr cl::detail::value_entry kDeployments[] = {
     deployment(CloudDeployment::production, "production", "production environment"),
     deployment(CloudDeployment::staging, "staging", "staging environment"),

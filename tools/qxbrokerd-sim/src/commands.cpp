@@ -12,7 +12,7 @@ struct Command {
     std::string_view name;
     Takes takes;
     Reply (*handler)(const Call&);
-    const char* key; ///< the part or field of the state, if the handler needs one
+    const char* key; ///< a part or field of the state, or a kind of scan; null if unused
 };
 
 constexpr Command kCommands[] = {

@@ -52,8 +52,8 @@ void Server::accept_clients() {
     }
 }
 
-/// Accepts and closes the waiting connections, for which it releases the spare descriptor. Sets
-/// errno like accept4().
+/// Accepts and closes the waiting connections. Releases the spare descriptor first, because
+/// accept4() needs a free one, and reopens it afterwards. Sets errno like accept4().
 void Server::refuse_clients() {
     spare_ = io::descriptor();
     while (accept_client(presence_->listener())) {

@@ -43,6 +43,7 @@ private:
     static constexpr std::uint64_t kListener = UINT64_MAX;
     static constexpr std::uint64_t kSignals = UINT64_MAX - 1;
     static constexpr std::uint64_t kConsole = UINT64_MAX - 2;
+    // Stands for all clients; never in an epoll record.
     static constexpr std::uint64_t kEveryClient = 0;
 
     // server.cpp

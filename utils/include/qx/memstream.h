@@ -43,7 +43,7 @@ private:
     void grow(std::size_t more);
 
     long requested_capacity_;
-    mutable std::vector<char> characters_; // the capacity plus the terminator
+    mutable std::vector<char> characters_; // capacity_ + 1 long, for the NUL
     mutable std::size_t length_ = 0;
     long capacity_;
 };
