@@ -1,4 +1,5 @@
-// Measures one plain request, from start to exit. Every function ends the benchmark on failure.
+// Measures programs that send one plain request, from their start to their exit. Every function
+// ends the benchmark on failure.
 #pragma once
 
 #include "report.h"

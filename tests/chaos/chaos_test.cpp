@@ -75,8 +75,8 @@ struct Footprint {
     std::size_t descriptors;
 };
 
-/// Returns the lines that listen must print for the events that the broker sent to a subscriber,
-/// according to `trace`.
+/// Returns the lines that `listen` must print: one for each event that the broker sent to a
+/// subscriber, according to `trace`.
 Texts sent_events(const std::string& trace) {
     Texts events;
     const std::string before = "event ";
@@ -109,8 +109,8 @@ public:
 
     /// Starts a broker, restarts it several times, and ends it with SIGKILL or SIGTERM.
     void one_life() {
-        // A refusal would end a listener that is starting, so the first broker refuses nothing. A
-        // listener that has subscribed before retries.
+        // A refusal would end a listener that is starting, so the first broker refuses nothing.
+        // Later the listener retries a refused subscription.
         const bool refuses = deaths_ > 0 && random_() % 4 == 0;
         Simulator simulator(make_scenario(random_, refuses), {"--trace"});
         if (deaths_ == 0) {
@@ -186,8 +186,8 @@ private:
         simulator.wait_for_output(fmt::format(R"({{"n": "{}-{}"}})", rounds_, kBurst),
                                   kEvents.size());
         // The broker traces an event before it sends the event, so the trace does not show that all
-        // events were sent. The broker's reply to a later command does. Keep reading the trace,
-        // because the broker blocks while nobody reads it.
+        // events were sent. The broker's reply to a later command proves that they were. Keep
+        // reading the trace, because the broker blocks while nobody reads it.
         const BrokerClient client;
         client.send(command("get_version_info"));
         while (!client.has_input()) {

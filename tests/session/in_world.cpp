@@ -1,5 +1,5 @@
-// in_world COMMAND [ARGUMENT...]: runs COMMAND in private user, mount and network namespaces, as
-// each test case runs (see world.h).
+// in_world COMMAND [ARGUMENT...]: runs COMMAND in private user, mount and network namespaces, like
+// those of a test case (see world.h).
 
 #include "world.h"
 

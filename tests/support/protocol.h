@@ -30,7 +30,7 @@ inline constexpr const char* kOk = R"({"status": 0})";
 std::string success(const std::string& data);
 std::string failure(const std::string& data);
 
-/// Returns the line, with its line feed, that listen prints for an event.
+/// Returns the line, with its line feed, that `listen` prints for an event.
 std::string printed(const std::string& event, const std::string& data);
 
 /// Returns the length field of a frame, in the machine's byte order.

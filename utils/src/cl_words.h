@@ -23,10 +23,10 @@ std::string joined(std::span<const string_view> words, string_view separator);
 std::string quoted(string_view word);
 
 /// Finds the known word that a user most likely meant by `word`. Compares without regard to case.
-/// The result is the closest known word within an edit distance of two that has a character in
-/// common with `word`. Of equally close words the first one offered wins. If no word is that
-/// close, but `word` has at least three characters and exactly one known word begins or ends with
-/// `word`, the result is this known word.
+/// The result is the known word with the smallest edit distance to `word`. The distance must be at
+/// most two, and less than the length of the longer of the two words. Of equally close words the
+/// first one offered wins. If no word is that close, but `word` has at least three characters and
+/// exactly one known word begins or ends with `word`, the result is this known word.
 class nearest_word {
 public:
     /// Copies `word`.

@@ -63,7 +63,7 @@ If the settings are damaged, the tool fails, sends the broker nothing, and leave
   $ rm $settings
   $ requests
 
-QX_BROKER_UID limits the trusted brokers to those of one user, or extends them to those of any user.
+If QX_BROKER_UID is a user id, the tool trusts only a broker of this user. If it is "any", the tool trusts every broker.
 
   $ for user in any 0; do QX_BROKER_UID=$user qxagent-manage enable; done
   $ requests

@@ -74,8 +74,8 @@ public:
     /// of the store, and another one if the file has an untrusted owner (see qx/program_check.h).
     static int setKey(const std::string& key, const std::string& value);
 
-    /// Removes `key`, with the waiting, the result and the warnings of setKey. On failure the last
-    /// error has number 4 if there is no such key, and 5 if the store has no file yet.
+    /// Removes `key`. Waits, returns and warns like setKey. On failure the last error has number 4
+    /// if there is no such key, and 5 if the store has no file yet.
     static int deleteKey(const std::string& key);
 };
 
@@ -111,8 +111,8 @@ public:
     settings_reserve& operator=(const settings_reserve&) = delete;
     ~settings_reserve();
 
-    /// Returns whether the reserve still exists. If not even the constructor made it, the last
-    /// error has the reason.
+    /// Returns whether the reserve still exists. If the constructor could not make the reserve, the
+    /// last error has the reason.
     explicit operator bool() const;
 };
 
