@@ -119,7 +119,7 @@ elseif(QX_MODE STREQUAL "musl")
   # streams.
   set(parts tests)
   set(QX_TESTS client utils tool)
-  # Two processors are enough for the tests of the simulator, of endurance and of installation.
+  # It is enough to run the simulator tests, the chaos tests and the installation tests on two processors.
   if(QX_PROCESSOR MATCHES "^(aarch64|x86_64)$")
     set(CMAKE_UNITY_BUILD OFF)
     list(APPEND QX_TESTS sim chaos install install/router)

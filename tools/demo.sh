@@ -115,9 +115,9 @@ show feature --get "$feature"
 
 heading "A device comes online during listen, and the broker restarts"
 stop_broker
-# The broker sends an event for each of these two subscriptions. A new listener subscribes to the first event type last,
-# so this event shows that all subscriptions are made. After the restart, the script waits for the type that it uses
-# next.
+# The broker answers each of these two subscriptions with an event. `listen` subscribes to
+# set_device_online_status_result last, so the event of this type shows that all subscriptions are made. After the
+# restart, the script waits for the subscription to va_status_changed, which the next operation needs.
 cat >"$work/hello" <<'TEXT'
 {"events": [
     {"event": "set_device_online_status_result", "when": "subscribe", "data": {"hello": "subscriber"}},

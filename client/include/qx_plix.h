@@ -33,7 +33,7 @@ extern "C" {
 /* --- records -----------------------------------------------------------------------------------
  */
 
-/* NOLINTBEGIN(modernize-use-using): C has no other way. */
+/* NOLINTBEGIN(modernize-use-using): C has no alias declarations. */
 
 /* Describes the failure of a call that takes a pointer to this record. The caller owns the record.
  * The pointer may be null. The call writes to the record only on failure. */
@@ -246,8 +246,8 @@ int qx_plix_read_events(int event_fd, uint64_t most);
  * Above the limit the library applies back-pressure: it stops reading from the broker until the
  * backlog falls to half of the limit. It reports a warning when reading stops, and another one
  * after reading has resumed. If incomplete events alone reach the limit, the library receives these
- * events one at a time. If the current one makes no progress for five seconds, the library closes
- * its connection and subscribes again. */
+ * events one at a time. If the current event makes no progress for five seconds, the library
+ * closes the connection of that event's subscription and subscribes again. */
 int qx_plix_set_backlog_limit(uint64_t bytes);
 
 /* --- any command -------------------------------------------------------------------------------

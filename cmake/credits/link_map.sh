@@ -11,7 +11,7 @@ if ! ZIG_VERBOSE_LINK=1 "$@" >"$map.log" 2>&1; then
     grep -v '^ld\.lld ' "$map.log" >&2
     exit 1
 fi
-# shellcheck disable=SC2046 # words; the compiler prints paths unquoted, so a blank would split them
+# shellcheck disable=SC2046 # splits into words; the compiler prints paths unquoted, so none may contain a blank
 "$folder/../zig" ld.lld $(sed -n 's/^ld\.lld //p' "$map.log" | tail -n 1) \
     -o "$map.out" --Map="$map" --trace >"$map.log.read"
 cat "$map.log.read" >>"$map"

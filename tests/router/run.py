@@ -1,7 +1,7 @@
 """run.py FOLDER [CUTS] [SEED]: tests the emulated router with the images that images.sh has put into FOLDER.
 
 CUTS is the number of power cuts, and SEED chooses when they come. QX_ROUTER_PARTS lists the parts to run, by default
-all. QX_ROUTER_SECONDS is the duration of the chaos, by default 30."""
+all. QX_ROUTER_SECONDS is the duration of the load in the part "week", by default 30 seconds."""
 
 import os
 import random

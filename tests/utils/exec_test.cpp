@@ -62,8 +62,8 @@ void forbid_close_range() {
     ASSERT_EQ(::syscall(SYS_close_range, 4000, 4000, 0), -1);
 }
 
-// Changes everything that a program can inherit. Of the changes, the program must see only the
-// variable QX_OTHER, and the caller must keep all of them.
+// Changes everything that a program can inherit. The executed program must see only the change of
+// QX_OTHER, and the caller must keep all changes.
 void expect_fixed_surroundings() {
     const TemporaryDirectory here;
     const fs::path out = here.path() / "out";

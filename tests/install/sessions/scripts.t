@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-The set-up script of scripting.md changes only the settings that differ, and nothing at the next boot.
+The set-up script of scripting.md changes only settings that differ from its values. A second run changes nothing.
 
   $ sed -n '/^#!/,/^```/ { /^```/!p }' "$SOURCES/docs/scripting.md" >set-up
   $ broker '{"state": {"features": {"web_filter": "disabled"}, "services": {"status": 0}}}'

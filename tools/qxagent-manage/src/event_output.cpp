@@ -117,8 +117,8 @@ EventOutput::Result EventOutput::print() {
 //
 // `used` is an upper bound on the occupied space. Pages in a pipe can be partly filled, but the
 // kernel merges small writes, so two adjacent pages together received more than one page of data.
-// The occupied space is therefore at most twice this data. The data exceeds the unread bytes by at
-// most one page, because the reader may have drained part of the first page.
+// Only the first page can be partly drained. The other pages therefore occupy at most twice the
+// unread bytes plus one page, and the first page adds another one.
 std::size_t EventOutput::piece_limit(std::size_t left) const {
     constexpr std::size_t least = PIPE_BUF;
     int unread = 0;

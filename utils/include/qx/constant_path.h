@@ -1,5 +1,5 @@
-// The agent's directories, and paths of files and keys of settings that are known at compile time.
-// Safe to use on any thread.
+// The agent's directories, and a type for file paths and settings keys that are compile-time
+// constants. Safe to use on any thread.
 #pragma once
 
 #include <string>
@@ -16,9 +16,9 @@ enum class common_path {
 /// Throws std::bad_alloc if memory runs out.
 std::string to_string(common_path directory);
 
-/// A path that is a constant: a whole path, or a path below one of the agent's directories. Only
-/// to_string() looks for the directory. The object keeps a pointer to the characters, which must
-/// outlive it.
+/// A constant path: a whole path, or a path below one of the agent's directories. Only to_string()
+/// looks up the install directory. The object keeps a pointer to the characters, which must outlive
+/// the object.
 class constant_path {
 public:
     /// Makes the path `text`, which is NUL-terminated and not null.

@@ -17,9 +17,9 @@ struct char_traits : std::char_traits<Char> {};
 template <typename Char, typename Traits = char_traits<Char>>
 class basic_string_view {
 public:
-    /// The index "not found", and the length "up to the end".
+    /// As an index: no match. As the length of substr(): up to the end.
     static constexpr std::size_t npos = static_cast<std::size_t>(-1);
-    /// The `max` of split without a limit.
+    /// The `max` that makes split() return all pieces.
     static constexpr unsigned long unlimited = static_cast<unsigned long>(-2);
 
     /// Makes the empty view, whose data() is null.
