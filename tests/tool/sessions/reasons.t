@@ -216,6 +216,15 @@ The tool names a log or a settings file that it cannot use.
   $ qxagent-manage enable
   Cannot read the settings: /opt/norvane/etc/settings.json: is not an object
   [1]
+
+The end of the settings is not an error, even if it comes before the size of the file. Files of sysfs are such files.
+
+  $ mount --bind /sys/kernel/fscaps $settings
+  $ qxagent-manage enable
+  Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 1)
+  [1]
+  $ umount $settings
+
   $ rm -rf $settings $log
   $ mkdir $log
   $ qxagent-manage enable

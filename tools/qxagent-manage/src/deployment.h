@@ -48,6 +48,9 @@ constexpr const char* deployment_name(CloudDeployment deployment) {
     return "production";
 }
 
+/// How long a hanging program of the connector runs on after a stop signal.
+inline constexpr std::chrono::milliseconds kGracePeriod = std::chrono::seconds(10);
+
 /// Switches the cloud connector to the entry point of `deployment`, a name from deployment_name(),
 /// and deletes the previous registration. Waits while another process is switching or writing the
 /// settings. Repairs an interrupted switch first. During the switch, the agent's protection is off
@@ -64,14 +67,14 @@ constexpr const char* deployment_name(CloudDeployment deployment) {
 /// pending, each of the connector's programs has `grace` to end before it is killed. The switch
 /// fails if a stop command is killed.
 int run_set_registration_cloud(const std::string& deployment,
-                               std::chrono::milliseconds grace = std::chrono::seconds(10));
+                               std::chrono::milliseconds grace = kGracePeriod);
 
 /// Repairs a switch that a power cut or SIGKILL interrupted: restores protection, deletes the
 /// previous registration if the new entry point is set, and starts the connector. Does nothing if
 /// no switch was interrupted or if another process is switching. Blocks signals and uses `grace`
 /// like run_set_registration_cloud(). Returns 1 after printing a message if the settings cannot be
 /// read, and 0 otherwise.
-int repair_interrupted_switch(std::chrono::milliseconds grace = std::chrono::seconds(10));
+int repair_interrupted_switch(std::chrono::milliseconds grace = kGracePeriod);
 
 /// Stores `deployment`, a name from deployment_name(), as the place where the update component
 /// looks for updates. Returns the settings store's result: 0 on success, negative on failure.
