@@ -19,7 +19,8 @@ public:
     exchange& operator=(const exchange&) = delete;
     ~exchange();
 
-    [[nodiscard]] milliseconds deadline() const { return deadline_; } ///< monotonic time, or 0
+    /// Monotonic time, or 0 for no deadline.
+    [[nodiscard]] milliseconds deadline() const { return deadline_; }
     [[nodiscard]] std::size_t sent() const { return sent_; }
     [[nodiscard]] std::size_t received() const { return received_; }
 

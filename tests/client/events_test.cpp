@@ -105,7 +105,7 @@ TEST_F(Subscriptions, DeliverOneSomeOrAllEventsPerRead) {
     EXPECT_THAT(inbox.events(), ElementsAre("0"));
     ASSERT_TRUE(is_readable(fd));
     EXPECT_EQ(qx_plix_read_events(fd, 3), 0);
-    EXPECT_THAT(inbox.events(), SizeIs(3)) << "the terminating zero bytes count too";
+    EXPECT_THAT(inbox.events(), SizeIs(3)) << "each text counts with its terminating zero byte";
     ASSERT_TRUE(is_readable(fd));
     for (int i = 0; i < 9; ++i) {
         EXPECT_EQ(qx_plix_read_events(fd, 0), 0) << "delivers nothing";

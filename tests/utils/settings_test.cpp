@@ -266,13 +266,14 @@ TEST_F(Settings, AcceptAReservedChangeOnAFullDisk) {
             EXPECT_FALSE(reserve);
         }
         fs::remove(kFill);
-        EXPECT_TRUE(qx::settings_reserve("on", "1")) << "a reserve that is not used is removed";
+        EXPECT_TRUE(qx::settings_reserve("on", "1"));
         fill_disk();
         EXPECT_FALSE(qx::settings_reserve("on", "1"));
         EXPECT_THAT(last_reason(), HasSubstr("settings.json.reserve: cannot be allocated: No"));
         fs::remove(kFill);
         EXPECT_THAT(names_in_directory(),
-                    UnorderedElementsAre("settings.json", "settings.json.lock"));
+                    UnorderedElementsAre("settings.json", "settings.json.lock"))
+            << "the unused reserve was not removed";
         EXPECT_EQ(open_descriptors(), descriptors);
         ASSERT_EQ(::umount(kSettingsDirectory.c_str()), 0);
     }
