@@ -43,7 +43,8 @@ class PowerCuts:
             if trouble == "full":
                 self.machine.check("rm /overlay/fill")
         self.machine.cut()
-        return f"{self.account.writes} acknowledged writes, {self.account.repairs} interrupted switches repaired"
+        return (f"{self.account.writes} acknowledged writes, "
+                f"{self.account.repairs} interrupted deployment changes repaired")
 
     def write_until_cut(self, trouble):
         """Runs the writer for a random time and cuts the power. Trouble, if any, begins some time before the cut."""
@@ -75,7 +76,7 @@ class PowerCuts:
             self.account.repairs += 1
             self.check_repair()
         else:
-            require(settings[PROTECTION] == "1", f"protection is off, and no switch is marked: {settings}")
+            require(settings[PROTECTION] == "1", f"protection is off, and no interrupted change is marked: {settings}")
         state = settings[QUILLET], settings[DEPLOYMENT]
         steps = [step for step in (self.step, self.step + 1) if state == state_of(step)]
         require(steps, f"{state} is neither {state_of(self.step)} of step {self.step}, the last one acknowledged, "
@@ -86,7 +87,7 @@ class PowerCuts:
         torn = self.machine.check("cat /opt/norvane/var/log/qxagent-manage.log* |"
                                   f"grep -vE '{LOG_LINE}' | head -n 5; :")
         require(not torn, f"torn lines are in the log: {torn}")
-        # The next write or switch replaces the last three of these files.
+        # The next write of the settings, or the next change of the deployment, replaces the last three of these files.
         allowed = {f"settings.json{end}" for end in ("", ".lock", ".switch", ".tmp", ".reserve", ".switching.tmp")}
         left = self.machine.check("cd /opt/norvane/etc && ls -d settings.json*").split()
         require(set(left) <= allowed, f"left beside the settings: {left}")
@@ -100,7 +101,7 @@ class PowerCuts:
         return settings
 
     def check_repair(self):
-        """Checks that the listener, the first run of the tool after the boot, has repaired the interrupted switch."""
+        """Checks that the listener, the first run of the tool after the boot, has repaired the deployment."""
         settings = self.settings(self.machine.check("cat /opt/norvane/etc/settings.json"))
         require(settings[PROTECTION] == "1", f"protection is not restored: {settings}")
         connector = self.machine.check("cat /run/connector")

@@ -28,7 +28,8 @@ class Account:
 
     def __str__(self):
         return (f"{Machine.boots} boots, {self.cuts} power cuts, {self.writes} acknowledged writes, "
-                f"{self.refused} refused ones, {self.repairs} interrupted switches repaired, faults: {self.faults}")
+                f"{self.refused} refused ones, {self.repairs} interrupted deployment changes repaired, "
+                f"faults: {self.faults}")
 
 
 def main():
@@ -47,7 +48,7 @@ def main():
         "memory": ("little memory", lambda: flood(small_router)),
         "clock": ("jumps of the clock", lambda: move_clock(router)),
         "week": ("a week in minutes", lambda: live(router, seconds)),
-        "cost": ("cost compared with the floor program", lambda: measure(router, counting_router)),
+        "cost": ("cost compared with a minimal program", lambda: measure(router, counting_router)),
     }
     begin = time.monotonic()
     for name in os.environ.get("QX_ROUTER_PARTS", " ".join(parts)).split():

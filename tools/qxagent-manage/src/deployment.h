@@ -48,7 +48,7 @@ constexpr const char* deployment_name(CloudDeployment deployment) {
     return "production";
 }
 
-/// How long a hanging program of the connector runs on after a stop signal.
+/// How long the tool waits for a program of the connector after a stop signal to the tool.
 inline constexpr std::chrono::milliseconds kGracePeriod = std::chrono::seconds(10);
 
 /// Switches the cloud connector to the entry point of `deployment`, a name from deployment_name(),

@@ -21,7 +21,7 @@ namespace stage {
 inline constexpr char argument[] = "argument"; ///< the command line, the environment or the input
 inline constexpr char system[] = "system";     ///< a file, a descriptor or a program
 inline constexpr char memory[] = "memory";
-inline constexpr char broker[] = "broker"; ///< the client library knows the reason
+inline constexpr char broker[] = "broker"; ///< the last failure of the client library
 
 } // namespace stage
 

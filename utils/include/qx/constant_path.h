@@ -24,7 +24,9 @@ public:
     /// Makes the path `text`, which is NUL-terminated and not null.
     constexpr explicit constant_path(const char* text)
         : text_(text) {}
-    /// Makes the path `below`, which is NUL-terminated and has no leading "/", below `directory`.
+    /// Makes the path of the file `below` in `directory`. `below` is NUL-terminated and has no
+    /// leading
+    /// "/".
     constexpr constant_path(common_path directory, const char* below)
         : directory_(directory)
         , text_(below) {}

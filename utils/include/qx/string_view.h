@@ -7,7 +7,7 @@
 
 namespace qx {
 
-/// The character operations of the standard library, under the name of the published interface.
+/// The same as std::char_traits. The published interface requires this name.
 template <typename Char>
 struct char_traits : std::char_traits<Char> {};
 
@@ -80,7 +80,6 @@ private:
 
 extern template class basic_string_view<char, char_traits<char>>;
 
-/// A view of chars.
 using string_view = basic_string_view<char, char_traits<char>>;
 
 } // namespace qx
