@@ -283,7 +283,8 @@ TEST_F(Settings, AcceptAReservedChangeOnAFullDisk) {
     EXPECT_EQ(fs::file_size(space), size);
 }
 
-// While a writer waits for the lock, removes the lock file, and creates and locks a new one.
+// The test replaces the lock file with a new, locked one while a writer waits for the old lock. The
+// writer must then wait for the new lock.
 TEST_F(Settings, LockTheNewFileWhenTheirLockFileIsReplaced) {
     const auto lock = [] {
         qx::io::descriptor fd(::open(kLock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
