@@ -1,8 +1,9 @@
 #!/bin/sh
-# packages.sh OUTPUT PACKAGE...: makes and tests the Debian packages for amd64 and arm64. Uses two throw-away Debian 12
-# systems and installs nothing on this machine:
+# packages.sh OUTPUT PREREQUISITE...: makes and tests the project's Debian packages for amd64 and arm64. Uses two
+# throw-away Debian 12 systems and installs nothing on this machine:
 #   builder   unpacks a source archive of the checked-out commit, builds the packages with Debian's compilers, and runs
-#             lintian and, for this machine's processor, the archive's tests; the tests need each PACKAGE
+#             lintian and, for this machine's processor, the archive's tests; contains each PREREQUISITE, a Debian
+#             package that building or testing needs
 #   user      installs, uses and purges the packages of each processor
 # Needs root. Exits with 75 if Debian's packages cannot be downloaded.
 set -eu

@@ -44,8 +44,8 @@ FaultyRun run_with_fault(const Fault& fault,
 /// Runs the tool to its end with the arguments `words`.
 FaultyRun run_with_fault(const Fault& fault, const std::vector<std::string>& words);
 
-/// Lists every fault_step(quick)th of the errors and short transfers that can be injected into a
-/// run like `untouched`. `phase` shifts this sample.
+/// Lists a sample, every fault_step(quick)th, of the errors and short transfers that can be
+/// injected into a run. `untouched` is the same run without a fault. `phase` shifts the sample.
 std::vector<Fault> list_faults(const FaultyRun& untouched, unsigned quick, std::size_t phase = 0);
 
 /// Checks a run with a fault. Only a failed allocation may abort the tool. Standard error may hold
