@@ -115,7 +115,7 @@ show feature --get "$feature"
 
 heading "A device comes online during listen, and the broker restarts"
 stop_broker
-# The broker answers each of these two subscriptions with an event. `listen` subscribes to
+# The broker answers each of the two subscriptions in the scenario below with an event. `listen` subscribes to
 # set_device_online_status_result last, so the event of this type shows that all subscriptions are made. After the
 # restart, the script waits for the subscription to va_status_changed, which the next operation needs.
 cat >"$work/hello" <<'TEXT'

@@ -217,7 +217,8 @@ The tool names a log or a settings file that it cannot use.
   Cannot read the settings: /opt/norvane/etc/settings.json: is not an object
   [1]
 
-The end of the settings is not an error, even if it comes before the size of the file. Files of sysfs are such files.
+A file of sysfs is shorter than its reported size. The tool reads such a settings file without an error, but refuses
+the content, which is not JSON.
 
   $ mount --bind /sys/kernel/fscaps $settings
   $ qxagent-manage enable

@@ -13,9 +13,9 @@ public:
     ~Services();
 
     /// Applies the environment variables, starts the services and repairs an interrupted deployment
-    /// switch. Returns 0 on success. Returns 1 and records the reason if an environment variable is
-    /// invalid or a service does not start. Also prints the reason, except for the client library,
-    /// which itself prints some of the failures of its start and not the others.
+    /// switch. Returns 0 on success. On failure returns 1, records the reason and prints a message.
+    /// If the client library does not start, prints nothing: the library itself prints a line if
+    /// the broker is not running or has the wrong version.
     [[nodiscard]] int start();
 
 private:
