@@ -1,5 +1,5 @@
-"""Measures the cost of a request for the tool and for the floor, a minimal program, and how many events per second the
-tool prints."""
+"""Measures what a request costs the tool and the floor (a minimal program that makes the same request), and how many
+events per second the tool prints."""
 
 from statistics import median
 
