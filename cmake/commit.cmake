@@ -1,5 +1,6 @@
 # Sets QX_COMMIT to the first 12 digits of the commit. In a checkout, git supplies the commit. In a source archive,
-# commit.txt supplies the commit, which `git archive` writes there. If the commit is not known, QX_COMMIT is "unknown".
+# commit.txt supplies it; `git archive` writes the commit to that file. If the commit is not known, QX_COMMIT is
+# "unknown".
 set(QX_COMMIT unknown)
 if(EXISTS ${CMAKE_CURRENT_LIST_DIR}/../.git)
   execute_process(COMMAND git rev-parse HEAD WORKING_DIRECTORY ${CMAKE_CURRENT_LIST_DIR}

@@ -14,9 +14,9 @@ void registrar_init();
 /// Closes all subscriptions. Call it after the event thread has ended.
 void registrar_uninit();
 
-/// Reinitialises, in a forked child, the part of the lock that only waiting threads of the parent
-/// held. Call it right after the fork. The rest of the lock stays unchanged: if a callback forked,
-/// the callback returns to code that holds the lock.
+/// Resets the lock's turn (see fair_mutex) in a forked child, because a waiting thread of the
+/// parent may have held the turn. Call it right after the fork. Does not release the lock: if a
+/// callback forked, the callback returns to code that holds the lock.
 void registrar_renew_turn();
 
 /// Closes a forked child's copies of the parent's descriptors. Also reinitialises the lock, which a

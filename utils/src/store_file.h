@@ -46,10 +46,10 @@ io::descriptor reserve(const place& where, uid_t owner, std::size_t size);
 /// Removes and closes `reserved`, the file of `reserve`; does nothing if the descriptor is empty.
 void release(const place& where, io::descriptor& reserved);
 
-/// Replaces the file atomically by one that contains `bytes`; `old` is the current content. If the
-/// disk is full, uses the file of `reserve` that `reserved` refers to, and empties the descriptor;
-/// `reserved` may be null. Returns true when the new content is durable. On failure sets the last
-/// error and returns false, with the old file in place. Hold the lock.
+/// Replaces the file atomically by one that contains `bytes`; `old` is the current content.
+/// `reserved` is the descriptor from `reserve`, or null. If the disk is full, uses the reserved
+/// space and empties the descriptor. Returns true when the new content is durable. On failure sets
+/// the last error and returns false, with the old file in place. Hold the lock.
 bool replace(const place& where, const snapshot& old, string_view bytes,
              io::descriptor* reserved = nullptr);
 
