@@ -207,7 +207,7 @@ bool validate_online_status_entry(const json_t* entry) {
     }
     const json_t* const ip = json_object_get(entry, "ip");
     if (json_is_true(online) && !json_is_string(ip) && !json_is_array(ip)) {
-        reject("the report of an online device needs \"ip\", a text or an array");
+        reject("the report of an online device needs \"ip\", a string or an array");
         return false;
     }
     return true;

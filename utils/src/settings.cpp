@@ -107,7 +107,7 @@ json_ptr parse(const std::string& file, const std::string& bytes) {
          item = ::json_object_iter_next(object.get(), item)) {
         if (!json_is_string(::json_object_iter_value(item))) {
             return damaged(file, "the value of " + key_in_json(::json_object_iter_key(item)) +
-                                     " is not a text");
+                                     " is not a string");
         }
     }
     return object;

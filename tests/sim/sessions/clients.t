@@ -55,6 +55,6 @@ The broker keeps at most 1000 devices. A text in a request has at most 255 bytes
   > .
   {"status": 0}
   "}, {"mac": "02:00:00:00:19:98", "is_online": true, "result": "ok"}, {"mac": "02:00:00:00:19:99", "is_online": true, "result": "too many devices"}]
-  {"status": 1, "data": {"code": 1, "description": "'interface' must be a text of 1 to 255 bytes"}}
-  {"status": 1, "data": {"code": 1, "description": "'hostname' must be a text of at most 255 bytes"}}
-  {"status": 1, "data": {"code": 1, "description": "'name' must be a text of 1 to 255 bytes"}}
+  {"status": 1, "data": {"code": 1, "description": "'interface' must be a string of 1 to 255 bytes"}}
+  {"status": 1, "data": {"code": 1, "description": "'hostname' must be a string of at most 255 bytes"}}
+  {"status": 1, "data": {"code": 1, "description": "'name' must be a string of 1 to 255 bytes"}}

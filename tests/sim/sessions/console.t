@@ -62,7 +62,7 @@ The broker reports an invalid order on standard error and ignores an empty line.
   $ grep qxbrokerd-sim: trace
   qxbrokerd-sim: unknown event 'nothing'
   qxbrokerd-sim: unknown event 'QX_PLIX_va_status_changed'
-  qxbrokerd-sim: emit needs something to send
+  qxbrokerd-sim: emit needs a text to send
   qxbrokerd-sim: burst needs a count
   qxbrokerd-sim: raw needs pairs of hexadecimal digits
   qxbrokerd-sim: restart takes a number of milliseconds and nothing more

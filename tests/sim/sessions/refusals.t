@@ -4,7 +4,7 @@ The refusal of a command has the members that the client library expects for tha
 
   $ broker
   $ ask start_registration '{"router_id": ""}'
-  {"status": 1, "data": {"code": 2, "description": "'router_id' must be a text that is not empty"}}
+  {"status": 1, "data": {"code": 2, "description": "'router_id' must be a non-empty string"}}
   $ ask start_registration '{}'
   {"status": 1, "data": {"code": 2, "description": "a registration needs an object with members"}}
   $ ask start_registration '{"router_id": "manual"}'
@@ -35,6 +35,6 @@ The broker refuses malformed requests with code 2.
   $ client send '{"type": "x", "name": "y"}'
   {"status": 1, "data": {"code": 2, "description": "'type' must be \"command\" or \"subscribe\""}}
   $ client send '{"type": "command"}'
-  {"status": 1, "data": {"code": 2, "description": "'name' must be a text that is not empty"}}
+  {"status": 1, "data": {"code": 2, "description": "'name' must be a non-empty string"}}
   $ client send "$(printf '\377{')"
   {"status": 1, "data": {"code": 2, "description": "the request is not JSON: *"}} (glob)

@@ -49,15 +49,15 @@ A mistake in a scenario ends the broker before it creates a file. One line names
   qxbrokerd-sim: scenario.json: events[0].data: another member gives the content already
   [1]
   $ start_with '{"events": [{"event": "va_status_changed", "times": 0}]}'
-  qxbrokerd-sim: scenario.json: events[0].every_ms: an event that comes for ever needs a time between
+  qxbrokerd-sim: scenario.json: events[0].every_ms: an event that repeats forever needs an interval above 0
   [1]
   $ start_with '{"lock": "no"}'
-  qxbrokerd-sim: scenario.json: lock: a boolean is needed, not a text
+  qxbrokerd-sim: scenario.json: lock: a boolean is needed, not a string
   [1]
   $ start_with '{"state": {"router": {"nmae": "x"}}}'
   qxbrokerd-sim: scenario.json: state.router.nmae: the state has no such member
   [1]
   $ start_with '{"state": {"devices": [{"ip": "x"}]}}'
-  qxbrokerd-sim: scenario.json: state.devices[0].ip: an array is needed, not a text
+  qxbrokerd-sim: scenario.json: state.devices[0].ip: an array is needed, not a string
   [1]
   $ ls /opt

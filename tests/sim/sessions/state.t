@@ -27,7 +27,7 @@ The broker returns the router's fields as clients set them, and refuses invalid 
   $ ask get_router_name
   {"status": 0, "data": "new name"}
   $ ask set_router_name '5'
-  {"status": 1, "data": {"code": 1, "description": "name must be a text that is not empty"}}
+  {"status": 1, "data": {"code": 1, "description": "name must be a non-empty string"}}
   $ ask set_router_model '"new model"'
   {"status": 0}
   $ ask get_router_model

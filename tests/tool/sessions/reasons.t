@@ -168,7 +168,7 @@ The tool sends nothing to the broker when it rejects a call itself.
   qxagent-manage: feature: 'web_filter' is not FEATURE=STATUS
   [1]
   $ qxagent-manage set_device_online_status --mac m --interface lan --is_online true
-  qxagent-manage: set_device_online_status: the report of an online device needs "ip", a text or an array
+  qxagent-manage: set_device_online_status: the report of an online device needs "ip", a string or an array
   [255]
   $ QX_ERRORS=json qxagent-manage nonsense 2>&1 >/dev/null | tail -n 1
   {"operation": "", "status": 1, "stage": "argument", "code": null, "description": null, "message": "there is no operation 'nonsense'"}

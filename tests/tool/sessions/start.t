@@ -55,11 +55,11 @@ If the settings are damaged, the tool fails, sends the broker nothing, and leave
 
   $ mkdir $root/etc; echo '{"/a": 1}' >$settings
   $ qxagent-manage set_quillet_location staging
-  Cannot read the settings: /opt/norvane/etc/settings.json: the value of "/a" is not a text
+  Cannot read the settings: /opt/norvane/etc/settings.json: the value of "/a" is not a string
   [1]
   $ cat $settings; log
   {"/a": 1}
-  ERROR [settings.cpp][report_failure()]: Cannot read the settings: /opt/norvane/etc/settings.json: the value of "/a" is not a text
+  ERROR [settings.cpp][report_failure()]: Cannot read the settings: /opt/norvane/etc/settings.json: the value of "/a" is not a string
   $ rm $settings
   $ requests
 

@@ -51,7 +51,7 @@ Order parse_send(std::string_view verb, std::string_view rest) {
     }
     order.event = *type;
     if (rest.empty()) {
-        return refused(concat({verb, " needs something to send"}));
+        return refused(concat({verb, " needs a text to send"}));
     }
     order.content = {Content::Kind::text, std::string(rest)};
     if (verb == "raw") {

@@ -94,7 +94,7 @@ Reply get_router_field(const Call& call) {
 
 Reply set_router_text(const Call& call) {
     if (text_of(call.data).empty()) {
-        return invalid(concat({call.key, " must be a text that is not empty"}));
+        return invalid(concat({call.key, " must be a non-empty string"}));
     }
     return set_router_field(call);
 }
@@ -121,7 +121,7 @@ Reply get_devices(const Call& call) {
     json_t* id = nullptr;
     json_array_foreach(call.data, index, id) {
         if (!json_is_string(id)) {
-            return Reply::failure(code::invalid_schema, "a device id must be a text");
+            return Reply::failure(code::invalid_schema, "a device id must be a string");
         }
         if (json_t* const device = call.state.device_with_id(text_of(id))) {
             json_array_append(reply.data.get(), device);
@@ -137,7 +137,7 @@ Reply set_device_name(const Call& call) {
         return invalid("no device has this device_id");
     }
     return is_name(name) ? change_device(device, call.key, share(name))
-                         : invalid("'name' must be a text of 1 to 255 bytes");
+                         : invalid("'name' must be a string of 1 to 255 bytes");
 }
 
 Reply set_device_traffic_blocked(const Call& call) {

@@ -34,7 +34,7 @@ const char* type_name(const json_t* value) {
     case JSON_ARRAY:
         return "an array";
     case JSON_STRING:
-        return "a text";
+        return "a string";
     case JSON_INTEGER:
         return "an integer";
     case JSON_REAL:

@@ -27,7 +27,7 @@ Json json_text(std::string_view text);
 /// Returns the text of a JSON string as a view into `value`, or "" for any other value.
 std::string_view text_of(const json_t* value);
 
-/// Returns the name of the type of `value` in messages, such as "an object" or "a text".
+/// Returns the name of the type of `value` in messages, such as "an object" or "a string".
 const char* type_name(const json_t* value);
 
 } // namespace qx::sim

@@ -23,32 +23,32 @@ const char* const kHelp =
     R"(usage: qxbrokerd-sim --install-dir DIR [--scenario FILE] [--trace] [--help]
        qxbrokerd-sim --version
 
-A stand-in for the agent's broker. It makes and locks DIR/var/run/qxbrokerd.version,
-listens on the broker's socket and answers every command from a state that it keeps
-in memory. It prints one line that begins with "listening" when clients can connect.
-SIGINT, SIGTERM, SIGHUP and SIGQUIT end it; what it made is then removed.
+A stand-in for the agent's broker. It creates and locks DIR/var/run/qxbrokerd.version,
+listens on the broker's socket and replies to every command from a state that it
+keeps in memory. It prints a line that begins with "listening" when clients can
+connect. On SIGINT, SIGTERM, SIGHUP or SIGQUIT it removes its files and exits.
 
-  --install-dir DIR  the agent's install directory; made when it does not exist
-  --scenario FILE    a JSON file that changes the state, answers or events
-  --trace            print each request, answer and event on standard output
-  --help             print this text and end
-  --version          print version and commit, and end
+  --install-dir DIR  the agent's install directory; created if it does not exist
+  --scenario FILE    a JSON file that changes the state, replies or events
+  --trace            print each request, reply and event on standard output
+  --help             print this text and exit
+  --version          print version and commit, and exit
 
-Lines that it takes on standard input:
+Commands on standard input, one per line:
   emit NAME TEXT         send TEXT as an event to every subscriber of NAME
-  burst COUNT NAME TEXT  send it COUNT times, "%n" replaced by 1, 2, 3, ...
-  raw NAME HEX           send bytes to every subscriber of NAME as they stand
+  burst COUNT NAME TEXT  send TEXT COUNT times, with "%n" replaced by 1, 2, 3, ...
+  raw NAME HEX           send bytes without a frame to every subscriber of NAME
   drop                   close every client's connection
-  restart [MS]           vanish, and be back after MS (100) milliseconds
+  restart [MS]           disappear, and return after MS (default 100) milliseconds
 
-Events come by themselves when the state changes: device_discovery for each report
-of a device that is online, devices_list_updated when a device changes,
+Changes of the state send events: device_discovery for each report of a device
+that is online, devices_list_updated when a device changes,
 set_device_online_status_result after set_device_online_status, va_status_changed
 when a scan starts, is stopped or finishes, subscription_changed when an update
 finds a new subscription, cloud_registration_status after start_cloud_registration,
 qxagent_started when the services are enabled after they were disabled.
 
-Exit status: 0 ended by a signal, 1 an error, 3 told to die by a scenario.
+Exit status: 0 ended by a signal, 1 an error, 3 ended by a scenario.
 )";
 
 Options parse_options(int argc, char** argv) {

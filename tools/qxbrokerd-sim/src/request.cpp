@@ -24,7 +24,7 @@ Request parse_request(std::string_view line) {
     if (type != "subscribe" && type != "command") {
         request.fault = "'type' must be \"command\" or \"subscribe\"";
     } else if (request.name.empty()) {
-        request.fault = "'name' must be a text that is not empty";
+        request.fault = "'name' must be a non-empty string";
     }
     return request;
 }

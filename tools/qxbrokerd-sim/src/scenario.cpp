@@ -67,7 +67,7 @@ public:
     std::optional<std::string> text(const char* key) {
         const json_t* const value = get(key);
         if (value != nullptr && !json_is_string(value)) {
-            refuse_type(at(key), "a text", value);
+            refuse_type(at(key), "a string", value);
         }
         return value == nullptr ? std::nullopt : std::make_optional(std::string(text_of(value)));
     }
@@ -272,7 +272,7 @@ TimedEvent read_event(json_t* element, const std::string& place) {
         event.rule.content = Content{Content::Kind::text, data ? dump(data.get()) : "{}"};
     }
     if (event.times == 0 && event.every.count() == 0) {
-        refuse(object.at("every_ms"), "an event that comes for ever needs a time between");
+        refuse(object.at("every_ms"), "an event that repeats forever needs an interval above 0");
     }
     object.finish();
     return event;

@@ -96,7 +96,7 @@ Reply start_registration(const Call& call) {
     json_object_foreach(call.data, key, value) {
         if (text_of(value).empty()) {
             return Reply::failure(code::invalid_schema,
-                                  concat({"'", key, "' must be a text that is not empty"}));
+                                  concat({"'", key, "' must be a non-empty string"}));
         }
     }
     if (text_of(json_object_get(call.data, "router_id")) == "manual") {

@@ -204,14 +204,14 @@ std::string check_online_status(const json_t* entry) {
         return "'mac' is not a MAC address";
     }
     if (!is_name(json_object_get(entry, "interface"))) {
-        return "'interface' must be a text of 1 to 255 bytes";
+        return "'interface' must be a string of 1 to 255 bytes";
     }
     if (!json_is_boolean(online)) {
         return "'is_online' must be a boolean";
     }
     if (hostname != nullptr &&
         (!json_is_string(hostname) || json_string_length(hostname) > kLongestName)) {
-        return "'hostname' must be a text of at most 255 bytes";
+        return "'hostname' must be a string of at most 255 bytes";
     }
     return json_is_true(online) ? check_addresses(json_object_get(entry, "ip")) : "";
 }
