@@ -20,11 +20,12 @@ enum qx_action {
     QX_SHORT,  /* transfer half of the requested size */
     QX_TEAR,   /* like QX_SHORT, then kill the program */
     QX_SIGNAL, /* send the program the signal `detail` before the call */
-    QX_FULL,   /* fill the file system of the file QX_FILL before the call */
+    QX_FULL,   /* fill the disk that holds the file $QX_FILL before the call */
     QX_FILES   /* forbid new descriptors from this call on */
 };
 
-/* Injects `action` into call number `at` of a function, counted from 1 across all children. */
+/* Injects `action` into call number `at` of a function, counted from 1 across the program and its
+ * forked children. */
 struct qx_fault {
     enum qx_call call;
     long at;

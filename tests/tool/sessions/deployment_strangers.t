@@ -1,7 +1,7 @@
 A switch of the cloud deployment runs no program that an untrusted user controls.
 
   $ . "$SESSION"
-  $ touch stranger; chown 1234 stranger || skip "only root has other users"
+  $ touch stranger; chown 1234 stranger || skip "only root can create another user's files"
   $ broker
   $ init=$root/etc/init.d script=$root/etc/init.d/qplix-qxcloudd daemon=$root/bin/qxcloudd
   $ try() {

@@ -1,7 +1,7 @@
 While the broker is down, any user can listen on its socket. The tool sends nothing to an untrusted user's process.
 
   $ . "$SESSION"
-  $ touch stranger; chown 1234 stranger || skip "only root has other users"
+  $ touch stranger; chown 1234 stranger || skip "only root can create another user's files"
   $ mkdir -p $root/var/run; printf 1.3 >$root/var/run/qxbrokerd.version
   $ chmod 666 $root/var/run/qxbrokerd.version
   $ impostor() {

@@ -16,8 +16,8 @@ int run_chosen(const CommandLine& options, bool accepted) try {
     print_usage();
     return kFailure;
 } catch (...) {
-    // An uncaught exception may end the program without unwinding, and then nothing would stop the
-    // services. This handler makes the stack unwind.
+    // An uncaught exception may end the program without unwinding; then no destructor would stop
+    // the log, the settings store and the client library. This handler makes the stack unwind.
     throw;
 }
 

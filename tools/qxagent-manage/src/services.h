@@ -12,10 +12,10 @@ public:
     Services& operator=(const Services&) = delete;
     ~Services();
 
-    /// Applies the environment variables, starts the services and repairs an interrupted deployment
-    /// switch. Returns 0 on success. On failure returns 1, records the reason and prints a message.
-    /// If the client library does not start, prints nothing: the library itself prints a line if
-    /// the broker is not running or has the wrong version.
+    /// Applies the environment variables, starts the services and repairs an interrupted switch
+    /// of the deployment. Returns 0 on success. On failure returns 1, records the reason and prints
+    /// a message. If the client library does not start, prints nothing: the library itself prints a
+    /// line if the broker is not running or has the wrong version.
     [[nodiscard]] int start();
 
 private:

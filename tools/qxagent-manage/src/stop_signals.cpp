@@ -13,7 +13,7 @@ namespace {
 constexpr int kStopSignals[] = {SIGINT, SIGQUIT, SIGTERM};
 
 constexpr long kRepeatNanoseconds = 100'000'000;
-constexpr int kOverdue = 10; ///< repetitions of a signal in one second
+constexpr int kOverdue = 10; ///< a stop is overdue after this many repetitions, which is 1 s
 
 timer_t repeater;
 volatile std::sig_atomic_t arrivals = 0;

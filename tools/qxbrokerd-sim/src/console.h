@@ -19,7 +19,7 @@ struct Order {
     EventType event = EventType::device_discovery; ///< send
     Content content;                               ///< send
     std::uint64_t times = 1;                       ///< send
-    bool is_numbered = false;                      ///< send: replace "%n" with the number
+    bool is_numbered = false;                      ///< send: replace "%n" with 1, 2, 3, ...
     Milliseconds down{100};                        ///< restart: the time until the broker is back
 };
 
