@@ -22,7 +22,7 @@ struct event_node {
 struct event_queue {
     event_node* head;
     event_node* tail;
-    event_chunk* chunk; ///< allocates the next node, or null
+    event_chunk* chunk; ///< the chunk from which new nodes are allocated, or null
 };
 
 /// Appends `message`, which comes from malloc(). `length` is its size in bytes, including the

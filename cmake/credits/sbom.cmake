@@ -1,5 +1,5 @@
 # Writes FILE.spdx.json, the SBOM (SPDX 2.3) of the archive FILE, which contains version VERSION of PACKAGE. LIST is the
-# NOTICE.list of notice.cmake. SOURCE_DATE_EPOCH is the creation time of the SBOM.
+# file NOTICE.list that notice.cmake has written. SOURCE_DATE_EPOCH is the creation time of the SBOM.
 cmake_policy(VERSION 3.25)
 cmake_path(GET FILE FILENAME file)
 file(SHA256 ${FILE} sha256)

@@ -32,7 +32,8 @@ std::string log() {
     return fs::exists(kLogFile) ? read_file(kLogFile) : "";
 }
 
-/// An agent with its settings on a small disk. The connector's programs record their arguments.
+/// An agent with its settings on a small disk. The programs of the cloud connector append their
+/// arguments to kRan.
 class Scene : public Test {
 protected:
     Scene() {
@@ -64,8 +65,9 @@ protected:
         return run_with_fault(fault, operation.words());
     }
 
-    // The reserve file may stay if a call that removes it fails. The mark of the switch may stay if
-    // the log says so. The next run removes both and restores protection.
+    // The reserve file may stay if a call fails that its removal needs. kMark, the mark of an
+    // unfinished switch, may stay if the log reports that protection was not restored or that the
+    // mark was not removed. The next run removes both files and restores protection.
     static void check_directory(qx_call failed = QX_CALL_any) {
         const bool may_stay = failed == QX_CALL_unlink || failed == QX_CALL_lstat ||
                               failed == QX_CALL_fstat || failed == QX_CALL_alloc;

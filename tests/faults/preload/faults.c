@@ -127,7 +127,8 @@ extern void* __libc_calloc(size_t count, size_t size);
 extern void* __libc_realloc(void* block, size_t size);
 extern void __libc_free(void* block);
 
-/* Not in the shared file, because each child has its own blocks. */
+/* The program's own blocks that are not freed yet. finish() copies this table to the shared file.
+ * The table itself is private memory, so a forked child changes only its own copy. */
 static __typeof__(run->live) live;
 static atomic_flag live_lock = ATOMIC_FLAG_INIT;
 

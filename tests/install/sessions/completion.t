@@ -1,8 +1,9 @@
   $ . "$SESSION"
   $ completions=$BUILD/share
 
-The session types into real shells. A function with the name of the tool prints its words. The function splits words at
-each "=", because some shells complete an option with "=" and others with a space.
+The session types into real shells. Instead of the tool, the shells run a function of the same name that prints its
+arguments. The function splits arguments at each "=", because some shells complete an option with "=" and others with a
+space.
 
   $ cat >.zshrc <<'.'
   > PS1='> '

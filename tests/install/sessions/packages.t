@@ -4,7 +4,7 @@
 pack.cmake makes four Debian packages from the build of packaging.t, each with a checksum. Packing twice gives the same
 bytes.
 
-  $ [ "$(dpkg --print-architecture)" = amd64 ] || skip "the packages are expected to be those of amd64"
+  $ [ "$(dpkg --print-architecture)" = amd64 ] || skip "the session expects packages for amd64"
   $ echo /lib/x86_64-linux-gnu >/etc/ld.so.conf
   $ export SOURCE_DATE_EPOCH=1700000000
   $ packaged=$BUILD/packager/build/package

@@ -1,8 +1,8 @@
   $ . "$SESSION"
-  $ [ -z "$FOR_ROUTERS" ] || skip "distributions package the ordinary build"
+  $ [ -z "$FOR_ROUTERS" ] || skip "distributions package only the ordinary build"
 
-The session of integrating.md works as printed. It runs in a copy of the sources. Like a source archive, the copy has no
-git history and names the commit in a file. packages.t packs what this session builds.
+The commands of the section "Packaging" of integrating.md work as printed. They run in a copy of the sources. Like a
+source archive, the copy has no git history and names the commit in a file. packages.t packs the same build.
 
   $ mkdir -p "$BUILD/packager"
   $ tar -C "$SOURCES" --exclude=./build --exclude=./.git -ch . | tar -C "$BUILD/packager" -x

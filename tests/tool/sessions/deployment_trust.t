@@ -1,5 +1,5 @@
-The switch runs the connector's programs with the rights of the tool, usually root's. It refuses a program that another
-user could have replaced.
+A switch of the cloud deployment runs the service script and the daemon of the cloud connector with the rights of the
+tool, usually root's. The switch refuses a program that another user could have replaced.
 
   $ . "$SESSION"
   $ broker
@@ -47,7 +47,7 @@ It follows a link that leads out of the install directory.
   $ try linked /opt/outside/init.d /opt/outside/init.d
   stop -stop start -start
 
-It refuses a link that leads to a directory below one that others can write to.
+It refuses a link if others can write to a directory on the path of the link's target.
 
   $ linked_badly() { linked "$1" "$2"; chmod o+w "$(dirname "$1")"; }
   $ try linked_badly $root/shared/init.d ../shared/init.d

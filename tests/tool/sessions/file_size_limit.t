@@ -1,7 +1,7 @@
 When a file reaches the limit on file sizes, SIGXFSZ does not kill the tool. The tool reports the reason and exits.
 
   $ . "$SESSION"
-  $ [ -z "$SANITIZED" ] || skip "the thread sanitizer writes files of its own"
+  $ [ -z "$SANITIZED" ] || skip "the limit also stops the files that the thread sanitizer writes"
   $ broker '{"events": [{"event": "device_discovery", "when": "subscribe", "times": 600, "every_ms": 0,
   >     "data": ["'"$(printf %0200d 0)"'"]}]}'
   $ limited() { limit=$1; shift; sh -c "ulimit -f $limit; exec qxagent-manage $*"; }
