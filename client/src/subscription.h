@@ -1,5 +1,5 @@
-// A subscription: its connection to the broker, its waiting events, and their delivery. The
-// registrar's lock guards every use.
+// A subscription: its connection to the broker, its waiting events, and their delivery. The lock
+// of the registrar (registrar.cpp) guards every use.
 #pragma once
 
 #include "clock.h"

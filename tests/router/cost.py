@@ -33,7 +33,8 @@ def measure_requests(machine, runs):
     machine.boot()
     lines = [[int(word) for word in line.split()]
              for line in machine.check(REQUESTS.format(runs=runs), 600).splitlines() if line[0].isdigit()]
-    assert len(lines) == 2 * runs and all(line[4] == 0 for line in lines), lines
+    assert len(lines) == 2 * runs and all(line[4] == 0 for line in lines), \
+        f"a run failed or was not recorded: {lines}"
     return [(median((end - start) / 1000 for start, end, *_ in part), median(line[2] for line in part),
              median(line[3] for line in part)) for part in (lines[:runs], lines[runs:])]
 
@@ -41,7 +42,7 @@ def measure_requests(machine, runs):
 def measure(machine, counting_machine, runs=50, events=20000):
     floor, tool = measure_requests(machine, runs)
     begin, end, last = machine.check(EVENTS.format(events=events), 300).split()
-    assert int(last) == events, last
+    assert int(last) == events, f"{last} of {events} events were printed"
     machine.cut()
     # The clock of counting_machine advances by 1 ns per instruction, so its wall time counts instructions.
     counted_floor, counted_tool = measure_requests(counting_machine, runs // 5)

@@ -90,7 +90,7 @@ class PowerCuts:
         # The next write of the settings, or the next change of the deployment, replaces the last three of these files.
         allowed = {f"settings.json{end}" for end in ("", ".lock", ".switch", ".tmp", ".reserve", ".switching.tmp")}
         left = self.machine.check("cd /opt/norvane/etc && ls -d settings.json*").split()
-        require(set(left) <= allowed, f"left beside the settings: {left}")
+        require(set(left) <= allowed, f"at least one of these files should not be left: {left}")
 
     def settings(self, text):
         try:

@@ -1,7 +1,7 @@
   $ . "$SESSION"
 
-Orders on standard input send one event, many events or raw bytes. They accept both names of an event and send its data
-unchanged.
+Orders on standard input send one event, many events or raw bytes. Each order accepts both names of an event, as in the
+first two orders below. `emit` sends any text, even if it is not JSON. `burst` replaces %n with the event's number.
 
   $ broker
   $ client subscribe va_status_changed

@@ -1,8 +1,9 @@
   $ . "$SESSION"
   $ frozen=$(dirname "$SESSION")/../frozen
 
-The session calls every operation as in the frozen list of exit statuses. Each line below shows a number of calls, their
-exit status and their text on standard error, where OPERATION stands for the operation's name.
+The session makes the calls that tests/frozen/exit_statuses.txt lists, except `help` and the call without words. Each
+line below shows a number of calls, their exit status and their text on standard error, where OPERATION stands for the
+operation's name.
 
   $ calls() { sed '/^#/d' "$frozen/exit_statuses.txt" | cut -f4 | grep -v '^help\|^$'; }
   $ call() { qxagent-manage "$@" >/dev/null 2>err </dev/null; echo "$? $(sed "s/: $1: /: OPERATION: /" err | tr '\n' ' ')"; }
@@ -238,7 +239,8 @@ the content, which is not JSON.
   qxagent-manage: set_quillet_location: cannot write the settings: /opt/norvane/etc/settings.json.lock: cannot be locked: Is a directory
   [255]
 
-The tool names a connector program that fails, and the switch continues.
+If a program of the cloud connector fails, the tool names the program and continues to switch the deployment. If other
+users can write to such a program, the tool refuses the switch.
 
   $ rmdir $settings.lock
   $ mkdir -p $root/etc/init.d $root/bin

@@ -48,13 +48,13 @@ constexpr const char* deployment_name(CloudDeployment deployment) {
     return "production";
 }
 
-/// How long the tool waits for a program of the connector after a stop signal to the tool.
+/// How long the tool waits for a program of the cloud connector after a stop signal to the tool.
 inline constexpr std::chrono::milliseconds kGracePeriod = std::chrono::seconds(10);
 
-/// Switches the cloud connector to the entry point of `deployment`, a name from deployment_name(),
-/// and deletes the previous registration. Waits while another process is switching or writing the
-/// settings. Repairs an interrupted switch first. During the switch, the agent's protection is off
-/// and the connector is stopped.
+/// Switches the cloud connector, the agent's daemon qxcloudd, to the entry point (qx/settings.h) of
+/// `deployment`, a name from deployment_name(), and deletes the previous registration. Waits while
+/// another process is switching or writing the settings. Repairs an interrupted switch first.
+/// During the switch, the agent's protection is off and the connector is stopped.
 ///
 /// Refuses to begin if the process cannot open enough descriptors or if another user could have
 /// replaced one of the connector's programs. Returns 0 on success or if the entry point is already

@@ -8,7 +8,8 @@ namespace qx::manage {
 
 /// The first recorded reason. Later failures are its consequences and are not recorded.
 struct Reason {
-    const char* stage = nullptr; ///< null if no reason is recorded
+    /// The kind of failure, as QX_ERRORS=json prints it, or null if no reason is recorded.
+    const char* stage = nullptr;
     bool is_told = false;        ///< a line on standard error already gives the reason
     qx_plix_failure_t failure{}; ///< the message and the broker's code and description
 };

@@ -24,7 +24,7 @@ struct Delivery {
     std::size_t send =
         std::numeric_limits<std::size_t>::max(); ///< send at most this many bytes of the frame
     std::size_t chunk = 0;                       ///< bytes to send at a time; 0: all of them
-    Milliseconds pause{1};                       ///< between chunks
+    Milliseconds pause{1};                       ///< time between two chunks
     Then then = Then::keep;
     Milliseconds down{100};             ///< how long a restart takes
     std::optional<std::int32_t> length; ///< replaces the true length in the prefix

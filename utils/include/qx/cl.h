@@ -188,8 +188,8 @@ public:
     void set_value_table(std::span<const value_entry> entries) { value_table_ = entries; }
     /// Replaces the limits. Neither may be negative; this function does not check that.
     void set_count_limits(count_limits limits) { limits_ = limits; }
-    /// Replaces the separator, which must outlive the option. Null restores the default of the type
-    /// flags.
+    /// Replaces the separator, which must outlive the option. Null restores the default: "," if
+    /// kCutAtSeparator is set, else no separator.
     void set_list_separator(const char* separator) { list_separator_ = string_view(separator); }
 
     /// Adds the option to `parser`, not null, until the option is destroyed. Call this function
