@@ -1,5 +1,5 @@
-// A broker without a socket. The linker's --wrap redirects the system calls that CMakeLists.txt
-// lists to functions in fake_broker.cpp.
+// A broker without a socket. The linker's --wrap redirects system calls to functions in
+// fake_broker.cpp. CMakeLists.txt lists the redirected calls of each fuzz target.
 #pragma once
 
 #include <cstddef>

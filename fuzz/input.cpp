@@ -74,6 +74,7 @@ std::string Capture::text() const {
 int LLVMFuzzerInitialize(int* /*argc*/, char*** argv) {
     qx::test::enter_world(*argv);
     // No target may wait for input from a terminal.
-    qx::fuzz::check(std::freopen("/dev/null", "r", stdin) != nullptr, "standard input is empty");
+    qx::fuzz::check(std::freopen("/dev/null", "r", stdin) != nullptr,
+                    "standard input is redirected to /dev/null");
     return 0;
 }

@@ -33,7 +33,7 @@ void check_error(const qx_plix_error_t& error) {
               std::memchr(error.description, '\0', sizeof error.description) != nullptr,
           "the texts of an error are terminated");
     json_t* const text = ::json_string(error.description);
-    check(text != nullptr, "a description is UTF-8");
+    check(text != nullptr, "the description of an error is UTF-8");
     ::json_decref(text);
 }
 

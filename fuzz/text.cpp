@@ -54,7 +54,7 @@ void check_println(const std::string& text) {
     const qx::fuzz::Capture out(stdout);
     const string_view view(text);
     qx::println(stdout, "{:s}", view);
-    check(out.text() == text + "\n", "a line is the text and a line feed");
+    check(out.text() == text + "\n", "println writes the text and a line feed");
 }
 
 void check_path(const std::vector<string_view>& pieces) {
@@ -70,10 +70,10 @@ void check_path(const std::vector<string_view>& pieces) {
         }
         expected += rest;
     }
-    check(path.to_string() == expected, "pieces are joined with one slash");
+    check(path.to_string() == expected, "the pieces of a path are joined with one slash");
     const qx::path copy(path);
     path.add_piece(true, "more");
-    check(copy.to_string() == expected, "a copy is independent");
+    check(copy.to_string() == expected, "a copy of a path stays the same when the path changes");
 }
 
 void check_stream(const std::string& text, std::size_t cut) {
@@ -85,7 +85,8 @@ void check_stream(const std::string& text, std::size_t cut) {
     const std::string expected = text.substr(0, cut) + text;
     check(stream.sview().to_string() == expected, "a stream holds what was written");
     stream.truncate(cut < expected.size() ? cut : expected.size());
-    check(stream.sview().to_string() == expected.substr(0, cut), "a stream can be cut");
+    check(stream.sview().to_string() == expected.substr(0, cut),
+          "a truncated stream keeps its first characters");
 }
 
 } // namespace

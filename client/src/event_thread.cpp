@@ -16,7 +16,7 @@ namespace qxplix {
 namespace {
 
 constexpr int kMostEvents = 8;
-constexpr int kIdleTimeout = 1000; ///< ms; the thread notices `stopped` after at most this time
+constexpr int kIdleTimeout = 1000; ///< ms; the longest wait before the thread checks is_stopped()
 constexpr int kRetryTimeout = 200; ///< ms, while a subscription has no connection
 
 // The thread and its callbacks parse JSON, and the recursive parser may need a deep stack. Unused

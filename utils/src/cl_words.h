@@ -1,6 +1,6 @@
-// Words of the command line in messages: escaped for display, and compared with known words. Safe
-// to use on any thread, but threads must not share an object. Functions throw std::bad_alloc if
-// memory runs out.
+// Helpers for messages about the command line. They join and quote words, and find the known word
+// that is most similar to a mistyped one. Safe to use on any thread, but threads must not share an
+// object. Functions throw std::bad_alloc if memory runs out.
 #pragma once
 
 #include "qx/string_view.h"

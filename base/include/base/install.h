@@ -1,8 +1,9 @@
 // Paths of the agent's installation, for C and C++.
 #pragma once
 
-/// The default install directory. The parent of the target of the link /etc/norvane-plix, or else
-/// the home directory of the user norvane-plix, takes precedence.
+/// The default install directory. If the link /etc/norvane-plix points to DIR/etc and DIR exists,
+/// DIR is the install directory instead. Otherwise, if the user norvane-plix exists, the home
+/// directory of this user is the install directory.
 #define QX_INSTALL_DIRECTORY "/opt/norvane"
 
 // Paths relative to the install directory. Each starts with a slash, to append to that directory.

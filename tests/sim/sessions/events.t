@@ -65,7 +65,7 @@ The start of services, a changed subscription and a registration each cause an e
   $ client event
   {"status": "registered", "mac": "02:00:00:00:00:01"}
 
-An update that does not change the subscription causes no event: the next event is the one that the console sends.
+An update that does not change the subscription causes no event: the next event is the one from `emit`.
 
   $ ask update_subscription_status
   {"status": 0, "data": {"status": "active", "plan": "pro", "expires": "2027-12-31"}}

@@ -35,7 +35,8 @@ private:
     void drop_lines();
 
     OutputText lines_;
-    bool takes_all_ = true;     ///< neither pipe nor socket: write everything at once
+    /// Whether standard output is neither a pipe nor a socket. If so, write everything at once.
+    bool takes_all_ = true;
     std::size_t pipe_size_ = 0; ///< 0 unless standard output is a pipe
 };
 

@@ -19,7 +19,7 @@ struct RegistrationOptions {
 // (registration_params.h).
 
 /// Sends the key=value pairs of `params` as the registration record. Returns 0 on success. Returns
-/// 1 without sending anything if a pair is invalid. Returns 1 after printing the error block if the
+/// 1 without sending anything if a pair is invalid. Returns 1 after calling print_error() if the
 /// library call fails.
 int run_register(const std::vector<std::string>& params);
 
