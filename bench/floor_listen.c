@@ -1,7 +1,8 @@
-// A minimal `listen`, the reference for the cost of the tool. Receives events in pieces of up
-// to 64 KiB, and parses and serialises each event once with jansson. Writes each line immediately.
-// With the argument "collect", batches lines: writes 64 KiB at a time, and the rest before it
-// blocks on input. Ends on a signal or when the broker closes the connection.
+// A minimal version of `qxagent-manage listen`. The measurements compare the tool's cost with the
+// cost of this program. Receives events in pieces of up to 64 KiB, and parses and serialises each
+// event once with jansson. Writes each line immediately. With the argument "collect", batches
+// lines: writes 64 KiB at a time, and the rest before it blocks on input. Ends on a signal or when
+// the broker closes the connection.
 //
 // usage: floor_listen [collect]
 #include "broker_socket.h"

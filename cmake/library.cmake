@@ -4,7 +4,8 @@
 # objects of qx_plix with link-time optimisation, and other compilers cannot link such objects.
 include(CMakePackageConfigHelpers)
 
-# Plug-ins, which are shared objects, link the static library too. This property does not make the tool slower.
+# Plug-ins, which are shared objects, link the static library too and so need position-independent code. This
+# does not slow the tool down.
 set_target_properties(qx_plix PROPERTIES POSITION_INDEPENDENT_CODE ON)
 
 set(QX_PLIX_STATIC yes)

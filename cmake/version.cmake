@@ -2,7 +2,7 @@
 # small source of each program and links the programs.
 include(${CMAKE_CURRENT_LIST_DIR}/commit.cmake)
 
-# git appends to this file whenever HEAD moves.
+# git appends a line to logs/HEAD whenever HEAD moves.
 execute_process(COMMAND git rev-parse --path-format=absolute --git-path logs/HEAD WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
   OUTPUT_VARIABLE moves_of_head OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
 if(EXISTS ${PROJECT_SOURCE_DIR}/.git AND EXISTS "${moves_of_head}")

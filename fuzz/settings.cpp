@@ -53,7 +53,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         const int number = setMgmt::getKeyValue(key, 7);
         const std::string text = value_of(key);
         check(number == 7 || std::to_string(number) == text || text.size() > 1,
-              "a number equals its text");
+              "the integer value of a key equals its text value");
         change(key, value);
         setMgmt::uninit();
         return 0;

@@ -13,7 +13,7 @@ double median(std::vector<double> values);
 /// A measured program.
 struct Subject {
     std::string name;
-    std::vector<std::string> request; ///< the command line of one plain request
+    std::vector<std::string> request; ///< the command line that sends one command
     std::vector<std::string> listen;  ///< the command line of `listen`
     bool ends_on_signal;              ///< `listen` handles SIGTERM and exits with status 0
 };
@@ -30,7 +30,7 @@ struct Target {
 /// The result of one build of the tool.
 struct Cell {
     double value;
-    std::optional<double> ratio; ///< of `value` to the floor's value
+    std::optional<double> ratio; ///< the ratio of `value` to the floor's value
     std::optional<Target> target;
 
     [[nodiscard]] bool reached() const;

@@ -34,7 +34,7 @@ constexpr std::uint64_t kUsualLimit = std::uint64_t{32} * 1024 * 1024;
 constexpr std::uint64_t kShareOfMemory = 8; ///< default limit: at most memory / 8
 constexpr milliseconds kCalmTime =
     1000; ///< report the end of back-pressure after this time without it
-constexpr milliseconds kStallTime = 5000; ///< limit on a pause of the exempt connection
+constexpr milliseconds kStallTime = 5000; ///< drop `exempt` if it is silent for this time
 
 /// Connections and pipes are read and closed under this lock; otherwise a recycled descriptor
 /// number could be mistaken for its previous owner.
@@ -394,8 +394,8 @@ void warn_of_backlog(std::size_t limit) {
     warn(text);
 }
 
-// Calls `read` with a reference to the pipe held and with thread cancellation disabled. `read`
-// receives the caller's cancel state, to restore during a wait.
+// Holds a reference to the pipe and disables thread cancellation while it calls `read`. `read`
+// receives the caller's cancel state and restores that state while it waits.
 template <typename Read>
 int use_pipe(int read_fd, const Read& read) {
     event_pipe* const pipe = acquire_pipe(read_fd);

@@ -7,10 +7,10 @@
 #                       builds the targets, or everything, for each processor in build/cross/PROCESSOR; exits with 75 if
 #                       the compiler or jansson's source cannot be downloaded
 #   build.sh table "PROCESSOR..."
-#                       prints, for each of these builds, the tool's size, its change from the record and the shared
-#                       libraries that the tool links; prints the recorded sizes of the other processors; fails if the
-#                       router's tool exceeds its limit
-#   build.sh record     writes the tool's size in every build to sizes.txt, the record
+#                       prints, for each of these builds, the size of qxagent-manage ("the tool"), its change from the
+#                       size in sizes.txt and the shared libraries that the tool links; prints the sizes in sizes.txt
+#                       of the other processors; fails if the router's tool exceeds its limit
+#   build.sh record     writes the tool's size in every build to sizes.txt
 #   build.sh symbols    prints size and name of each symbol of the router's tool, the largest first; compare two commits
 #                       to see which symbols have grown
 set -eu

@@ -125,7 +125,7 @@ inline void read_until(int fd, const Inbox& inbox, std::size_t count,
                        const std::function<int(int)>& read) {
     while (inbox.count() < count) {
         ASSERT_TRUE(is_readable(fd) && read(fd) == 0)
-            << "no notification after " << inbox.count() << " events";
+            << "no notification, or a failed read, after " << inbox.count() << " events";
     }
 }
 

@@ -99,16 +99,16 @@ TEST_F(Subscriptions, LeaveNoConnectionOrDescriptorOpenWhenRefused) {
 
 TEST_F(Subscriptions, DeliverOneSomeOrAllEventsPerRead) {
     const int fd = subscribe(kStarted, inbox);
-    EXPECT_EQ(qx_plix_read_events(fd, 1), 0) << "returns although no event waits";
+    EXPECT_EQ(qx_plix_read_events(fd, 1), 0) << "the read must succeed at once if no event waits";
     broker.emit_raw(kStartedName, stream_of({"0", "1", "2", "3", "4"}));
-    EXPECT_EQ(qx_plix_read_event_fd(fd, 0), 0) << "waits for the first event";
+    EXPECT_EQ(qx_plix_read_event_fd(fd, 0), 0) << "the read must wait for the first event";
     EXPECT_THAT(inbox.events(), ElementsAre("0"));
     ASSERT_TRUE(is_readable(fd));
     EXPECT_EQ(qx_plix_read_events(fd, 3), 0);
     EXPECT_THAT(inbox.events(), SizeIs(3)) << "each text counts with its terminating zero byte";
     ASSERT_TRUE(is_readable(fd));
     for (int i = 0; i < 9; ++i) {
-        EXPECT_EQ(qx_plix_read_events(fd, 0), 0) << "delivers nothing";
+        EXPECT_EQ(qx_plix_read_events(fd, 0), 0) << "a read with a limit of 0 bytes must succeed";
     }
     ASSERT_TRUE(is_readable(fd));
     EXPECT_EQ(qx_plix_read_event_fd(fd, 1), 0);
@@ -192,7 +192,7 @@ protected:
         qx_plix_set_warning_cb(nullptr, nullptr);
     }
 
-    std::atomic<int> event_thread{-1}; ///< stat file of the thread that warned, or -1
+    std::atomic<int> event_thread{-1}; ///< descriptor of the warning thread's stat file, or -1
     Inbox warnings{[this] { event_thread = event_thread < 0 ? open_own_stat() : +event_thread; }};
 };
 

@@ -10,7 +10,8 @@ namespace qx::test {
 /// Splits `text` at its first space. Without a space, the second part is "".
 std::pair<std::string, std::string> split_word(const std::string& text);
 
-/// Expands the escapes \n, \r, \xNN and \\ in `text`, and \lNN to length_field(0xNN).
+/// Expands the escapes \n, \r, \xNN and \\ in `text`. Expands \lNN to the length field of a frame
+/// whose text has 0xNN bytes.
 std::string unescaped(const std::string& text);
 
 /// Splits a command line into words at spaces outside single quotes. Expands escapes everywhere.

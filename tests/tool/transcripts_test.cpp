@@ -53,7 +53,7 @@ std::vector<Step> read_steps(const fs::path& file) {
         } else if (kind == "log") {
             runs.back().log += text + "\n";
         } else {
-            ADD_FAILURE() << kind << " " << text;
+            ADD_FAILURE() << "unknown kind of line: " << kind << " " << text;
         }
     }
     return runs;

@@ -52,7 +52,7 @@ TEST(Memstream, ViewIsZeroTerminatedWhateverTheCapacity) {
         basic_memstream stream(capacity);
         std::string expected;
         EXPECT_EQ(stream.sview().data() == nullptr, capacity == -1)
-            << "a stream without capacity has no buffer before the first write";
+            << "only a stream of capacity -1 has no buffer before the first write";
         for (int i = 0; i < 300; ++i) {
             stream << i << '.';
             stream.put('x');

@@ -1,5 +1,5 @@
   $ . "$SESSION"
-  $ [ -z "$FOR_ROUTERS" ] || skip "for static programs, a test checks the compiler's commands instead"
+  $ [ -z "$FOR_ROUTERS" ] || skip "router builds are checked by archive.t, which reads the compiler's commands"
 
 The project's own code has stack protectors and bounds-checked calls. The session examines static libraries of the
 build, because a linked program also contains such calls of other projects.

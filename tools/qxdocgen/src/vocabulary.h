@@ -11,7 +11,7 @@ namespace qx::docgen {
 /// A word that an option accepts.
 struct Choice {
     std::string word;
-    std::string help; ///< or ""
+    std::string help; ///< "" if the word has no description
 };
 
 struct Option {

@@ -25,8 +25,7 @@ public:
     constexpr explicit constant_path(const char* text)
         : text_(text) {}
     /// Makes the path of the file `below` in `directory`. `below` is NUL-terminated and has no
-    /// leading
-    /// "/".
+    /// leading "/".
     constexpr constant_path(common_path directory, const char* below)
         : directory_(directory)
         , text_(below) {}
