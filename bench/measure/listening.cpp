@@ -22,7 +22,7 @@ struct Flood {
     long events;
     long size;
     const char* name;
-    bool collects; ///< compares with the floor that batches lines, as the tool does
+    bool collects; ///< whether the minimal program floor_listen batches lines, as the tool does
     Target rate;
     Target processor;
 };
@@ -36,9 +36,9 @@ constexpr Flood kFlood[kFloods] = {
     {200'000, 200, "200 000 events of 200 B, collecting floor", true, {false, 0.95}, {true, 1.15}},
 };
 
-constexpr Target kSystemCalls{true, 0.05}; ///< per event
+constexpr Target kSystemCalls{true, 0.05}; ///< the limit on system calls per event
 
-// Longer than the quiet second after which the library returns free memory to the kernel.
+// The library returns free memory to the kernel after one second without an event. Wait longer.
 constexpr std::chrono::milliseconds kQuiet{1500};
 
 // Compares the output of a listener with the expected output, piece by piece.

@@ -44,13 +44,14 @@ FaultyRun run_with_fault(const Fault& fault,
 /// Runs the tool to its end with the arguments `words`.
 FaultyRun run_with_fault(const Fault& fault, const std::vector<std::string>& words);
 
-/// Lists a sample, every fault_step(quick)th, of the errors and short transfers that can be
-/// injected into a run. `untouched` is the same run without a fault. `phase` shifts the sample.
+/// Lists errors and short transfers that can be injected into a run. Chooses one of every
+/// fault_step(quick) such faults; `phase` selects which one. `untouched` is the same run without a
+/// fault.
 std::vector<Fault> list_faults(const FaultyRun& untouched, unsigned quick, std::size_t phase = 0);
 
 /// Checks a run with a fault. Only a failed allocation may abort the tool. Standard error may hold
 /// only documented texts. No descriptor may stay open, and no memory may leak that `untouched` does
-/// not leak. Counts the fault; the test program prints the counts when it ends.
+/// not leak. When the test program ends, it prints how many faults occurred.
 void check_end(const Fault& fault, const FaultyRun& run, const FaultyRun& untouched);
 
 /// A system call that changes a file or closes a descriptor. `detail` is the written text or the

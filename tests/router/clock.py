@@ -1,4 +1,4 @@
-"""Sets the router's clock forwards and backwards while calls and listeners wait. The clock has no battery."""
+"""Sets the router's clock forwards and backwards while calls and listeners wait. Each boot starts in 1970."""
 
 import re
 

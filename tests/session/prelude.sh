@@ -57,9 +57,9 @@ log() {
     rm -f "$log"
 }
 
-# connector: installs the two programs of the connector. Each appends its argument and the state of protection to the
-# file `ran`. If a FIFO has the name of the argument, the program writes a line to the FIFO, waits for a line from
-# it, and removes the FIFO.
+# connector: installs substitutes for the daemon and the service script of the agent's cloud connector. Each appends its
+# argument and, if the settings hold it, the value of protection_enabled to the file `ran`. If a FIFO has the name of
+# the argument, the program writes a line to the FIFO, waits for a line from it, and removes the FIFO.
 connector() {
     mkdir -p "$root/bin" "$root/etc/init.d"
     cat >"$root/bin/qxcloudd" <<END

@@ -11,7 +11,8 @@ namespace {
 
 constexpr std::size_t kShownCharacters = 60;
 
-constexpr std::size_t kShortestPart = 3; ///< minimum length of a part that suggests the whole word
+// The minimum length of a word that suggests a longer known word, which begins or ends with it.
+constexpr std::size_t kShortestPart = 3;
 
 std::size_t edit_distance(string_view left, string_view right) {
     std::vector<std::size_t> row(right.size() + 1);

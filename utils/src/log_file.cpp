@@ -113,7 +113,7 @@ char log_file::last_byte(off_t size) const {
 
 // Removes half a line or zeros at the end of the file. A power cut leaves half a line if only some
 // blocks of it reached the disk, and zeros if ext4 recorded the new size of the file but not the
-// data. Under the lock no other writer is about to complete the line.
+// data. The caller holds the lock, so no other writer will complete the line.
 void log_file::cut_off_half_line() {
     off_t size = size_;
     while (size > 0 && last_byte(size) != '\n') {

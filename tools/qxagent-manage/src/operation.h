@@ -71,7 +71,7 @@ enum class Needs {
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 struct OperationRow {
     Operation operation;
-    const char* word; ///< on the command line
+    const char* word; ///< the operation's name on the command line
     const char* help;
     Needs needs;
     std::variant<Action, Query, StatusQuery, Handler> work;

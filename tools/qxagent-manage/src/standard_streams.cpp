@@ -15,8 +15,9 @@ namespace {
 
 constexpr std::size_t kLineBuffer = 1024;
 
-// Opens the root directory, which always exists. With O_PATH, reads and writes fail as on a closed
-// descriptor. open() returns the lowest free number, which is that of the closed stream.
+// Opens the root directory, which always exists, in place of each closed standard stream. With
+// O_PATH, reads and writes fail as on a closed descriptor. open() returns the lowest free number,
+// which is that of the closed stream.
 void occupy_closed_descriptors() {
     pollfd standard[] = {{STDIN_FILENO, 0, 0}, {STDOUT_FILENO, 0, 0}, {STDERR_FILENO, 0, 0}};
     if (::poll(standard, std::size(standard), 0) <= 0) {

@@ -15,10 +15,11 @@ namespace {
 constexpr std::size_t kLongestName = 255;
 constexpr std::size_t kMostAddresses = 32;
 
-/// A hexadecimal digit. An interval must stay within one of the ranges 0-9, A-F and a-f.
+/// A hexadecimal digit of a MAC pattern. An interval of digits, such as 2-5, must stay within one
+/// of the ranges 0-9, A-F and a-f.
 struct Digit {
     unsigned value;
-    char first; ///< the first digit of the range
+    char first; ///< the first digit of the digit's range
 };
 
 std::optional<Digit> hex_digit(char c) {

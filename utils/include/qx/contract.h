@@ -11,7 +11,7 @@ namespace qx::contract {
 /// The unused members of every option, cl::detail::option_base.
 class option_members {
 public:
-    /// Returns the value of the chosen sub-command if the option selects it, else 0.
+    /// Returns the value of the chosen sub-command if this option is its selector, else 0.
     virtual int int_val() const { return 0; }
     /// Returns true, because every option contains its value.
     virtual bool storage_allocated() { return true; }
