@@ -1,5 +1,5 @@
-// Subscribes to a broker that sends, refuses, hangs, disconnects and returns in any order. There is
-// no event thread; the steps do its work.
+// Subscribes to a broker that sends, refuses, hangs, disconnects and returns in any order. The
+// input is a sequence of steps, which also do the work of the event thread: no such thread runs.
 
 #include "fake_broker.h"
 #include "heap.h"

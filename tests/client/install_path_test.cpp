@@ -48,7 +48,7 @@ TEST_F(InstallPath, IgnoresAnUnusableLink) {
     EXPECT_EQ(found(), kInstallDir);
 }
 
-TEST_F(InstallPath, ComesFromTheFirstPasswdLineUnlessAMalformedLinePrecedes) {
+TEST_F(InstallPath, ComesFromTheUsersFirstPasswdLineUnlessAMalformedLinePrecedes) {
     fs::create_directories(kInstallDir);
     const std::string good = "norvane-plix:x:7:7:comment:/opt/agent:/bin/false\n";
     const std::string other = "norvane-plix:x:7:7::/opt/other:\n";

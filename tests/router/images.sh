@@ -1,7 +1,7 @@
 #!/bin/sh
 # Makes the images of the emulated router: the kernel, its initramfs and a read-only root file system.
 # usage: images.sh FOLDER BUILD
-#   FOLDER   gets system (the unpacked Debian packages, fetched once), kernel, initramfs and root.squashfs
+#   FOLDER   receives kernel, initramfs, root.squashfs and system/, the unpacked Debian packages (downloaded only once)
 #   BUILD    the static build with the router's archive and the simulator
 # Exits with 75 if Debian's packages for arm64 cannot be downloaded.
 set -eu
@@ -95,7 +95,7 @@ make_root() {
         cp "$project/docs/services/$service.init" "$work/etc/init.d/$service"
     done
     cp -r "$here"/guest/root/. "$work"
-    # The programs with which cost.py measures.
+    # cost.py runs these programs to measure the tool.
     for sources in floor_request.c launch.c "fast_broker.c event_text.c"; do
         # shellcheck disable=SC2086 # a list of words
         (cd "$project/bench" && quietly "$build/../compiler/bin/cc" -target aarch64-linux-musl -static -O2 -s \

@@ -53,8 +53,8 @@ def repeat_tour(machine):
 
 
 def repeat_recipes(machine):
-    """Checks that each script prints the text of the block after it, and that the boot script, which prints nothing,
-    has named the router. Returns the number of scripts."""
+    """Runs each script of docs/scripting.md and checks that it prints the text in the block after it. Checks that the
+    boot script prints nothing and sets the router's name and model. Returns the number of scripts."""
     restart_broker(machine, RECIPES)
     blocks = re.findall(r"^```(\w+)\n(.*?)^```$", read("docs/scripting.md"), re.M | re.S)
     count = 0
@@ -67,7 +67,8 @@ def repeat_recipes(machine):
         count += 1
         if is_boot:
             info = json.loads(machine.check("qxagent-manage get_router_info | cat"))
-            require((info["name"], info["model"]) == ("Cellar", "R7"), f"after the boot recipe the router is {info}")
+            require((info["name"], info["model"]) == ("Cellar", "R7"),
+                    f"the boot script did not set the name Cellar and the model R7: {info}")
     return count
 
 
@@ -75,9 +76,10 @@ def use(machine):
     machine.format_disk()
     machine.boot()
     services = machine.check("cat /run/services")
-    require(services == "qxbrokerd-sim started\nqx-events started\n", f"not both services started, only: {services}")
+    require(services == "qxbrokerd-sim started\nqx-events started\n",
+            f"not both services started: /run/services has {services!r}")
     terminal = machine.check("qxagent-manage is_enabled")
-    require(terminal == "services_status: true\n", f"on the console, is_enabled prints {terminal}")
+    require(terminal == "services_status: true\n", f"on the console, is_enabled prints no 'key: value': {terminal!r}")
     machine.check("echo 'emit va_status_changed {\"n\": 1}' >/run/orders\n"
                   "until grep -q '\"n\": 1' /var/log/qx-events.jsonl; do usleep 50000; done")
     tour = repeat_tour(machine)

@@ -22,7 +22,8 @@ void mount_empty(const char* where) {
     require(::mount("tmpfs", where, "tmpfs", 0, "mode=0755") == 0, where);
 }
 
-constexpr int kMapped = 9; ///< the read end of a pipe, at EOF once the users are mapped
+// The read end of a pipe that reaches EOF when the new user namespace has its user and group maps.
+constexpr int kMapped = 9;
 
 bool try_write(const std::string& file, std::string_view text) {
     const int fd = ::open(file.c_str(), O_WRONLY | O_CLOEXEC);

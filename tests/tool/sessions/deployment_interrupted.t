@@ -1,4 +1,5 @@
-This session interrupts a switch while one of the connector's programs runs.
+A switch of the cloud deployment runs programs that stop and start the cloud connector. This session interrupts the
+switch while one of these programs runs.
 
   $ . "$SESSION"
   $ [ -z "$EMULATED" ] || skip "signals reach the emulator before the tool"

@@ -14,14 +14,14 @@
 
 namespace qx::manage {
 
-/// Kinds of failure. QX_ERRORS=json prints them as the member "stage". Failures of the client
-/// library have the stages of qx_plix_stage instead.
+/// Kinds of failure, which QX_ERRORS=json prints as the member "stage". `broker` marks a failure of
+/// the client library; the library's own stage (qx_plix_stage) is printed in its place.
 namespace stage {
 
 inline constexpr char argument[] = "argument"; ///< the command line, the environment or the input
 inline constexpr char system[] = "system";     ///< a file, a descriptor or a program
 inline constexpr char memory[] = "memory";
-inline constexpr char broker[] = "broker"; ///< the last failure of the client library
+inline constexpr char broker[] = "broker";
 
 } // namespace stage
 

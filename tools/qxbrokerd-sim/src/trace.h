@@ -1,4 +1,5 @@
-// The trace on standard output.
+// The trace: a line on standard output for each step of the simulator, such as a request or an
+// answer.
 #pragma once
 
 #include <cstdint>

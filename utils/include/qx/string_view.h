@@ -1,4 +1,4 @@
-// A view of characters that it does not own. Safe to use on any thread.
+// A non-owning view of characters. Safe to use on any thread.
 #pragma once
 
 #include <cstddef>
@@ -11,9 +11,8 @@ namespace qx {
 template <typename Char>
 struct char_traits : std::char_traits<Char> {};
 
-/// A pointer to characters and their number. The view does not own the characters, which must
-/// outlive it and need not end with NUL. Only split and to_string allocate memory; they throw
-/// std::bad_alloc if it runs out.
+/// A pointer and a length. The characters must outlive the view and need not end with NUL. Only
+/// split and to_string allocate memory; they throw std::bad_alloc if it runs out.
 template <typename Char, typename Traits = char_traits<Char>>
 class basic_string_view {
 public:
