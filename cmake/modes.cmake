@@ -115,8 +115,8 @@ elseif(QX_MODE STREQUAL "musl")
   include(${CMAKE_CURRENT_LIST_DIR}/cross/processor.cmake)
   set(QX_DELIVERY install credits router)
   set(QX_MAP_LAUNCHER cmake/credits/link_map.sh)
-  # No fault tests and no fuzz targets: a static program cannot preload faults, and the fuzz harness captures glibc's
-  # streams.
+  # Leave out the fault tests, because a static program cannot preload the fault library, and the fuzz targets, whose
+  # harness captures glibc's streams.
   set(parts tests)
   set(QX_TESTS client utils tool)
   # It is enough to run the simulator tests, the chaos tests and the installation tests on two processors.

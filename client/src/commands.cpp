@@ -202,7 +202,8 @@ bool validate_online_status_entry(const json_t* entry) {
     const json_t* const online = json_object_get(entry, "is_online");
     if (!json_is_string(json_object_get(entry, "mac")) ||
         !json_is_string(json_object_get(entry, "interface")) || !json_is_boolean(online)) {
-        reject("a report needs the texts \"mac\" and \"interface\" and the boolean \"is_online\"");
+        reject(
+            "a report needs the strings \"mac\" and \"interface\" and the boolean \"is_online\"");
         return false;
     }
     const json_t* const ip = json_object_get(entry, "ip");
@@ -451,7 +452,7 @@ int qx_plix_remove_satellite(const char* satellite_json) {
     clear_failure();
     const qx::json_ptr satellite = parse_argument(satellite_json);
     if (!json_is_string(json_object_get(satellite.get(), "mac"))) {
-        return reject("the document has no text \"mac\"");
+        return reject("the document has no string \"mac\"");
     }
     qx::text_ptr data;
     if (send_command("remove_satellite", satellite.get(), data.out()) == 0) {

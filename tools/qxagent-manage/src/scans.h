@@ -47,12 +47,12 @@ struct ExclusionOptions {
 int run_va_set_schedule(const ScheduleOptions& options);
 
 /// Sets the patterns of MAC addresses that scans exclude. Returns 0 on success. Returns 1 after
-/// printing the error block if the library call fails. Returns 1 without the block if a pattern is
+/// calling print_error() if the library call fails. Returns 1 without calling it if a pattern is
 /// not UTF-8.
 int run_va_set_exclusions(const ExclusionOptions& options);
 
 /// Prints the patterns of MAC addresses that scans exclude. Returns 0 on success, and 1 after
-/// printing the error block on failure.
+/// calling print_error() on failure.
 int run_va_get_exclusions();
 
 } // namespace qx::manage

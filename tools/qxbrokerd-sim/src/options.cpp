@@ -34,7 +34,7 @@ connect. On SIGINT, SIGTERM, SIGHUP or SIGQUIT it removes its files and exits.
   --help             print this text and exit
   --version          print version and commit, and exit
 
-Commands on standard input, one per line:
+Orders on standard input, one per line:
   emit NAME TEXT         send TEXT as an event to every subscriber of NAME
   burst COUNT NAME TEXT  send TEXT COUNT times, with "%n" replaced by 1, 2, 3, ...
   raw NAME HEX           send bytes without a frame to every subscriber of NAME
