@@ -1,5 +1,5 @@
-// Builds the events that fast_broker sends. They are laid out as jansson prints them, so a correct
-// listener prints them unchanged.
+// Builds the events that fast_broker, the broker of the benchmarks, sends. They are laid out as
+// jansson prints them, so a correct listener prints them unchanged.
 #pragma once
 
 #include <stddef.h>

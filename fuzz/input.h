@@ -68,8 +68,8 @@ private:
 
 } // namespace qx::fuzz
 
-/// Runs the target on one input. Called by the fuzzer or the replay.
+/// Runs the target on one input. Called by libFuzzer or, in builds without it, by replay.cpp.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-/// Moves the process into a private environment (tests/support/world.h). Called by the fuzzer or
-/// the replay before the first input.
+/// Moves the process into a private environment (tests/support/world.h). Called by libFuzzer or
+/// replay.cpp before the first input.
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);

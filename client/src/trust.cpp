@@ -22,7 +22,7 @@ constexpr std::int64_t kNobody = -1;
 struct trust {
     mutex guard;
     std::int64_t required QX_GUARDED_BY(guard) = QX_PLIX_BROKER_UID_DEFAULT;
-    std::int64_t refused QX_GUARDED_BY(guard) = kNobody; ///< refused by the last check
+    std::int64_t refused QX_GUARDED_BY(guard) = kNobody; ///< user that the last check refused
 };
 
 constinit trust trusted;

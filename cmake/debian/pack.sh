@@ -68,7 +68,7 @@ pack() {
     mkdir "$tree/DEBIAN"
     : >substvars
     [ ! -s files ] || xargs dpkg-shlibdeps -Tsubstvars <files
-    # dpkg-shlibdeps reads this file when another package contains programs that link the library.
+    # dpkg-shlibdeps reads DEBIAN/shlibs when another package contains programs that link the library.
     if [ "$2" = libqx-plix1 ]; then
         echo "libqx_plix 1 libqx-plix1 (>= $version)" >"$tree/DEBIAN/shlibs"
         echo activate-noawait ldconfig >"$tree/DEBIAN/triggers"

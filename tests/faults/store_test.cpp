@@ -39,8 +39,8 @@ void begin_with(const std::string& text) {
     }
 }
 
-// Runs the tool repeatedly and kills run N at its call N, until a run ends before that call.
-// Returns the number of killed runs.
+// Runs the tool repeatedly and kills run N at its Nth call of `fault.call`, until a run makes fewer
+// than N such calls. Returns the number of killed runs.
 long kill_at_each(Fault fault, const Write& write) {
     for (fault.at = 1;; ++fault.at) {
         SCOPED_TRACE(text_of(fault));

@@ -43,5 +43,5 @@ for package in packages.values():
     if head not in text or not re.fullmatch(r'\d+(\.\d+)+', package['versionInfo']):
         print('not in NOTICE, or without a version:', head)
 if 'had no copy of its text' in text:
-    print('NOTICE lacks a text')
+    print('NOTICE lacks a licence text')
 print(*sorted(names))

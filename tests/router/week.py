@@ -39,7 +39,7 @@ echo $(sed -n 's/^VmRSS:[^0-9]*\\([0-9]*\\).*/\\1/p' /proc/$listener/status) $(l
 
 def look(machine):
     """Returns the listener's memory in KiB, its number of descriptors, the bytes of the logs, the number of files in
-    etc and the listener's process id."""
+    /opt/norvane/etc and the listener's process id."""
     return [int(word) for word in machine.check(LOOK).split()]
 
 

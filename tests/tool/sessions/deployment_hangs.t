@@ -1,4 +1,4 @@
-If a connector program hangs, the tool kills it 10 s after a stop signal, and not earlier.
+If a program of the cloud connector hangs, the tool kills the program 10 s after SIGTERM, and not earlier.
 
   $ . "$SESSION"
   $ [ -z "$EMULATED" ] || skip "signals reach the emulator before the tool"
@@ -17,7 +17,7 @@ If a connector program hangs, the tool kills it 10 s after a stop signal, and no
   stop protection=0 start protection=0 -start protection=0
   {"/agent/protection_enabled": "1"}
 
-The tool looks at the program every 100 ms, on a busy machine less often.
+The tool checks every 100 ms whether the program has ended, or less often on a busy machine.
 
   $ [ $(($(date +%s) - begin)) -ge 9 ] || echo "killed after $(($(date +%s) - begin)) s"
   $ waits=$(wc -l <waits); [ "$waits" -le 105 ] || echo "still ran after $waits looks"

@@ -1,7 +1,8 @@
   $ . "$SESSION"
   $ listen() { start qxagent-manage listen --events=QX_PLIX_DEVICE_DISCOVERY >out; tool=$!; }
 
-In each of the following states, a stop signal makes `listen` exit with status 0 and without delay.
+In each of the following states, a stop signal (SIGINT, SIGQUIT or SIGTERM) makes `listen` exit with status 0 and
+without delay.
 
   $ ends_on() {
   >     begin=$(date +%s)

@@ -24,15 +24,18 @@ int exec_command(const std::vector<std::string>& argv, int detach);
 
 /// How a program ended. The default means that it could not be run for lack of memory.
 struct program_end {
-    int status = -1;        ///< exit status, 128 plus the signal, or negative
-    int error = ENOMEM;     ///< errno value, if `status` is negative
+    /// The exit status, or 128 plus the number of the signal that ended the program, or negative if
+    /// the program could not be run or awaited.
+    int status = -1;
+    int error = ENOMEM;     ///< the errno value if `status` is negative
     bool is_killed = false; ///< whether it was killed at the end of the grace period
 };
 
 /// Runs a program like exec_command with `detach` 0, but limits the wait after a stop signal. The
-/// caller blocks SIGINT, SIGTERM, SIGHUP and SIGQUIT beforehand. Once one of these is pending, the
-/// program has `grace` to end; then every process of its session is killed. Returns how the program
-/// ended, and does not set the last error. Throws std::bad_alloc if memory runs out.
+/// caller blocks SIGINT, SIGTERM, SIGHUP and SIGQUIT beforehand. If the program still runs when one
+/// of these signals has been pending for `grace`, the function kills every process of the program's
+/// session. Returns how the program ended, and does not set the last error. Throws std::bad_alloc
+/// if memory runs out.
 ///
 /// Safe to call from any thread, but not while another thread runs a program. Other threads must
 /// block SIGCHLD, which this function waits for.

@@ -45,8 +45,9 @@ private:
     bool accepts_one(const std::string& path, const struct stat& status);
     bool accepts_directory(const std::string& path);
     bool accepts_ancestors(const std::string& path);
-    // Both advance the path `at`: `step` by one piece, `follow` to where the target of a symbolic
-    // link starts. `follow` adds the pieces of the target to `left`, the pieces still to be walked.
+    // `step` advances the path `at` by one piece. If that piece is a symbolic link, `step` calls
+    // `follow` instead, which adds the pieces of the link's target to `left`, the pieces still to
+    // be walked, and sets `at` to "/" if the target is absolute.
     bool follow(const std::string& link, std::string& at, pieces& left);
     bool step(const std::string& piece, std::string& at, pieces& left);
 

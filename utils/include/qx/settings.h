@@ -12,7 +12,8 @@
 
 namespace qx {
 
-/// The parent key of the connector's entry points; its child "default" has the entry point in use.
+/// The parent key of the cloud connector's entry points. Its child "default" has the name of the
+/// entry point in use.
 inline constexpr constant_path kCirrelEntrypointsKey("/cirrel/entrypoints");
 /// The location from which the update component fetches updates: "production" or "staging".
 inline constexpr constant_path kQuilletUpdateLocationKey("/quillet/update_location");
@@ -28,7 +29,7 @@ inline constexpr const char* kRegistrationMetadataKeys[] = {
     "/cirrel/registration/timestamp",
 };
 
-/// Each cloud deployment with the name of its entry point.
+/// Each deployment (one of the maker's clouds) with the name of the entry point for it.
 inline constexpr std::pair<string_view, const char*> kCloudDeploymentMap[] = {
     {"production", "prod"},
     {"staging", "stage"},
@@ -116,9 +117,9 @@ public:
     explicit operator bool() const;
 };
 
-/// Prevents a deployment switch by other processes until the returned descriptor is closed. Waits
-/// without limit while another process holds the lock; a fatal signal still ends the process. On
-/// failure sets the last error and returns an empty descriptor. Throws std::bad_alloc if memory
+/// Prevents other processes from switching the deployment until the returned descriptor is closed.
+/// Waits without limit while another process holds the lock; a fatal signal still ends the process.
+/// On failure sets the last error and returns an empty descriptor. Throws std::bad_alloc if memory
 /// runs out.
 io::descriptor lock_switch();
 
