@@ -20,4 +20,4 @@ If a program of the cloud connector hangs, the tool kills the program 10 s after
 The tool checks every 100 ms whether the program has ended, or less often on a busy machine.
 
   $ [ $(($(date +%s) - begin)) -ge 9 ] || echo "killed after $(($(date +%s) - begin)) s"
-  $ waits=$(wc -l <waits); [ "$waits" -le 105 ] || echo "still ran after $waits looks"
+  $ waits=$(wc -l <waits); [ "$waits" -le 105 ] || echo "the program still ran after $waits waits of 100 ms"
