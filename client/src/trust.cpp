@@ -54,8 +54,8 @@ void warn_of(const ucred& peer, std::int64_t required) {
     }
     char text[192];
     std::snprintf(text, sizeof text,
-                  "broker refused: process %ld, which listens on its socket, has the user id %lu, "
-                  "which is %s",
+                  "untrusted broker: process %ld listens on the broker's socket with the user id "
+                  "%lu, which is %s",
                   static_cast<long>(peer.pid), static_cast<unsigned long>(peer.uid), who);
     warn(text);
 }

@@ -119,12 +119,12 @@ TEST_F(Trust, WarnsOncePerRefusedUser) {
     // The library connects but sends no request.
     EXPECT_EQ(qx_plix_enable(), -1);
     EXPECT_THAT(broker.requests(), IsEmpty());
-    EXPECT_THAT(warnings.events(), ElementsAre(HasSubstr("has the user id 0, which is not 1234")));
+    EXPECT_THAT(warnings.events(), ElementsAre(HasSubstr("with the user id 0, which is not 1234")));
     qx_plix_require_broker_uid(QX_PLIX_BROKER_UID_DEFAULT);
     broker.wait_for_subscribers(1);
     if (restart_as(kStranger)) {
         warnings.wait_for(2);
-        EXPECT_THAT(warnings.events().back(), HasSubstr("has the user id 1234, which is neither"));
+        EXPECT_THAT(warnings.events().back(), HasSubstr("with the user id 1234, which is neither"));
         restart_as(0);
         broker.wait_for_subscribers(1);
     }

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds the tool again in another folder and compares the tools of both builds byte for byte. packaging.t does this for
-# ordinary builds.
+# Builds the tool again in another folder and compares the tools of both builds byte for byte. Serves the static
+# builds for routers; packaging.t compares ordinary builds.
 # usage: reproducible.sh SOURCES BUILD
 set -eu
 

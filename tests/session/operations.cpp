@@ -1,4 +1,5 @@
-// Prints the calls that send a request to the broker, one per line.
+// Prints the command lines of the tool that send a request to the broker, without the tool's name,
+// one per line.
 
 #include "operations.h"
 

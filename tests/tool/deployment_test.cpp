@@ -28,7 +28,7 @@ TEST(DeploymentSwitch, RefusesAnUnknownDeployment) {
     EXPECT_THAT(read_file(kLogFile), EndsWith(": Entrypoint for deployment 'attic' not found\n"));
 }
 
-TEST(DeploymentSwitch, KillsAHangingProgramAfterAStopSignal) {
+TEST(DeploymentSwitch, KillsAHangingProgramAfterATerminationSignal) {
     const std::tuple<std::string, fs::path, std::string, std::string> rows[] = {
         {"stop", kScript, "stop\nstart\n-start\n", ""},
         {"-stop", kDaemon, "stop\n-stop\nstart\n-start\n", ""},

@@ -118,7 +118,7 @@ TEST(ExecCommand, RunsAProgramWhileTheStandardStreamsAreClosed) {
 
 // The slow program starts a child in another process group, and the child must be killed too. A
 // quick program that runs after the signal must not be killed.
-TEST(ExecCommand, KillsASlowProgramAndItsChildrenAfterAStopSignal) {
+TEST(ExecCommand, KillsASlowProgramAndItsChildrenAfterATerminationSignal) {
     const TemporaryDirectory here;
     const fs::path gate = here.path() / "gate";
     ASSERT_EQ(::mkfifo(gate.c_str(), 0600), 0);

@@ -239,8 +239,8 @@ bool kill_session(pid_t leader) {
     return is_killed;
 }
 
-// Like waitpid, but after a stop signal waits at most `grace` longer, and then kills the child's
-// session.
+// Like waitpid, but after a termination signal waits at most `grace` longer, and then kills the
+// child's session.
 pid_t wait_with_grace(pid_t pid, int& how, std::chrono::milliseconds grace, bool& is_killed) {
     constexpr std::chrono::milliseconds turn(100);
     const held_sigchld child_ends;

@@ -2,7 +2,8 @@
   $ [ -z "$FOR_ROUTERS" ] || skip "distributions package only the ordinary build"
 
 The commands of the section "Packaging" of integrating.md work as printed. They run in a copy of the sources. Like a
-source archive, the copy has no git history and names the commit in a file. packages.t packs the same build.
+source archive, the copy has no git history and names the commit in a file. packages.t makes its packages from the build
+in this copy.
 
   $ mkdir -p "$BUILD/packager"
   $ tar -C "$SOURCES" --exclude=./build --exclude=./.git -ch . | tar -C "$BUILD/packager" -x

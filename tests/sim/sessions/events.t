@@ -18,7 +18,8 @@ One connection can subscribe to every event.
   $ client subscribe set_device_online_status_result
   {"status": 0}
 
-A report of a new device causes three events. A refused report causes none.
+A report of a new device causes three events, and an offline report of an unknown device one. A refused report causes
+none.
 
   $ ask set_device_online_status '{"mac": "02:00:00:00:00:07", "interface": "lan", "is_online": true, "ip": "192.0.2.7"}'
   {"status": 0}

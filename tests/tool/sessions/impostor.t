@@ -13,6 +13,6 @@ While the broker is down, any user can listen on its socket. The tool sends noth
   $ qxagent-manage register_to_cloud --params token=t,redeem=r
   [1]
   $ log
-  WARN  [services.cpp][log_warning()]: broker refused: process *, which listens on its socket, has the user id 1234, which is neither root, nor this program's user, nor the agent's (glob)
+  WARN  [services.cpp][log_warning()]: untrusted broker: process * listens on the broker's socket with the user id 1234, which is neither root, nor this program's user, nor the agent's (glob)
   $ grep request trace
   [1]

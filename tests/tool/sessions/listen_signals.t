@@ -1,7 +1,7 @@
   $ . "$SESSION"
   $ listen() { start qxagent-manage listen --events=QX_PLIX_DEVICE_DISCOVERY >out; tool=$!; }
 
-In each of the following states, a stop signal (SIGINT, SIGQUIT or SIGTERM) makes `listen` exit with status 0 and
+In each of the following states, a termination signal (SIGINT, SIGQUIT or SIGTERM) makes `listen` exit with 0 and
 without delay.
 
   $ ends_on() {
@@ -45,8 +45,8 @@ Before `listen` has subscribed, even if it was started with blocked signals:
   $ start_blocked; await trace request 2; ends_on QUIT
   $ start_blocked; await trace request 3; ends_on TERM
 
-A stop signal ends `listen` even while the broker accepts no connection. Here, another connection fills the backlog of
-the broker's socket.
+A termination signal ends `listen` even while the broker accepts no connection. Here, another connection fills the
+backlog of the broker's socket.
 
   $ stop $broker
   $ mkdir -p $root/var/run; printf 1.3 >$root/var/run/qxbrokerd.version

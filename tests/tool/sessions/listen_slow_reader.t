@@ -10,7 +10,8 @@ The reader in this session opens the pipe but does not read before the session w
   $ writes() { grep -q '^[0-9]* 0x1 ' /proc/$tool/syscall; }
   $ broker
 
-While nobody reads, a stop signal ends `listen`. The output then ends with a whole line if the line fits into the pipe.
+While nobody reads, a termination signal ends `listen`. The output then ends with a whole line if the line fits into the
+pipe.
 
   $ for size in 10 100000; do
   >     n=$((n + 1)); reader; listen; await trace answer $n

@@ -1,5 +1,5 @@
-A stop signal ends `listen` with status 0 even if its output is a terminal or socket that accepts no more bytes. Here,
-the terminal accepts none because script(1) copies its output to a FIFO that nobody reads.
+A termination signal ends `listen` with status 0 even if its output is a terminal or socket that accepts no more bytes.
+Here, the terminal accepts none because script(1) copies its output to a FIFO that nobody reads.
 
   $ . "$SESSION"
   $ broker '{"events": [{"event": "device_discovery", "when": "subscribe", "times": 600, "every_ms": 0,

@@ -1,9 +1,9 @@
   $ . "$SESSION"
   $ frozen=$(dirname "$SESSION")/../frozen
 
-The session makes the calls that tests/frozen/exit_statuses.txt lists, except `help` and the call without words. Each
-line below shows a number of calls, their exit status and their text on standard error, where OPERATION stands for the
-operation's name.
+The session runs the command lines that tests/frozen/exit_statuses.txt lists, except `help` and the one without
+arguments. Each line below shows a number of runs, their exit status and their text on standard error, where OPERATION
+stands for the operation's name.
 
   $ calls() { sed '/^#/d' "$frozen/exit_statuses.txt" | cut -f4 | grep -v '^help\|^$'; }
   $ call() { qxagent-manage "$@" >/dev/null 2>err </dev/null; echo "$? $(sed "s/: $1: /: OPERATION: /" err | tr '\n' ' ')"; }

@@ -85,4 +85,4 @@ If QX_BROKER_UID is a user id, the tool trusts only a broker of this user. If it
   $ QX_BROKER_UID=1234 qxagent-manage enable
   [1]
   $ log; requests
-  WARN  [services.cpp][log_warning()]: broker refused: process *, which listens on its socket, has the user id 0, which is not 1234 (glob)
+  WARN  [services.cpp][log_warning()]: untrusted broker: process * listens on the broker's socket with the user id 0, which is not 1234 (glob)

@@ -48,7 +48,8 @@ constexpr const char* deployment_name(CloudDeployment deployment) {
     return "production";
 }
 
-/// How long the tool waits for a program of the cloud connector after a stop signal to the tool.
+/// How long the tool waits for a program of the cloud connector after a termination signal to the
+/// tool.
 inline constexpr std::chrono::milliseconds kGracePeriod = std::chrono::seconds(10);
 
 /// Switches the cloud connector, the agent's daemon qxcloudd, to the entry point (qx/settings.h) of

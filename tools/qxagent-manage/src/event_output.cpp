@@ -1,6 +1,6 @@
 #include "event_output.h"
 
-#include "stop_signals.h"
+#include "termination_signals.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -25,9 +25,9 @@ public:
     void add(string_view event_name, json_t* data);
 
     /// Writes the collected lines and returns `printed`. Waits for a slow reader without a time
-    /// limit. After a stop signal, returns `stopped` when everything is written or a second has
-    /// passed. If a write fails, returns `failed` with errno; a regular file then ends with a whole
-    /// line.
+    /// limit. After a termination signal, returns `stopped` when everything is written or a second
+    /// has passed. If a write fails, returns `failed` with errno; a regular file then ends with a
+    /// whole line.
     Result print();
 
 private:

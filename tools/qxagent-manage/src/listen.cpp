@@ -7,7 +7,7 @@
 #include "exit_status.h"
 #include "qx_plix.h"
 #include "readiness.h"
-#include "stop_signals.h"
+#include "termination_signals.h"
 
 #include <cerrno>
 #include <charconv>
@@ -229,7 +229,7 @@ int run_listen(const std::set<std::string>& events) {
     if (!epoll) {
         return print_failure(system_failure(message::epoll_is_not_created));
     }
-    const qx::io::descriptor signals(hold_stop_signals());
+    const qx::io::descriptor signals(hold_termination_signals());
     if (!signals) {
         return print_failure(system_failure(message::signals_are_not_set_up));
     }

@@ -10,7 +10,7 @@
 #include "readiness.h"
 #include "reason.h"
 #include "services.h"
-#include "stop_signals.h"
+#include "termination_signals.h"
 
 #include <array>
 #include <iterator>

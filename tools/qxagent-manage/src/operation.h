@@ -63,7 +63,7 @@ using Handler = int (*)(const CommandLine& options);
 enum class Needs {
     nothing,
     services,
-    /// Like `services`, but a stop signal during start-up ends the program with status 0.
+    /// Like `services`, but a termination signal during start-up ends the program with status 0.
     stoppable_services,
 };
 

@@ -1,4 +1,4 @@
-// The generated part of the tool's manual page.
+// The generated part of the manual page of qxagent-manage.
 #pragma once
 
 #include "vocabulary.h"

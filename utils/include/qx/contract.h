@@ -11,7 +11,7 @@ namespace qx::contract {
 /// The unused members of every option, cl::detail::option_base.
 class option_members {
 public:
-    /// Returns the value of the chosen sub-command if this option is its selector, else 0.
+    /// Returns 0. The option that selects a sub-command returns the value of the chosen one.
     virtual int int_val() const { return 0; }
     /// Returns true, because every option contains its value.
     virtual bool storage_allocated() { return true; }
@@ -23,7 +23,6 @@ protected:
 /// The unused members of every value parser, cl::detail::option_parser_base.
 class parser_members {
 public:
-    /// Does nothing.
     virtual void anchor() {}
     /// Does nothing. An option calls it right after its registration.
     virtual void initialize(cl::detail::option_base& /*option*/) {}

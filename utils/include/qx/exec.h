@@ -31,11 +31,11 @@ struct program_end {
     bool is_killed = false; ///< whether it was killed at the end of the grace period
 };
 
-/// Runs a program like exec_command with `detach` 0, but limits the wait after a stop signal. The
-/// caller blocks SIGINT, SIGTERM, SIGHUP and SIGQUIT beforehand. If the program still runs when one
-/// of these signals has been pending for `grace`, the function kills every process of the program's
-/// session. Returns how the program ended, and does not set the last error. Throws std::bad_alloc
-/// if memory runs out.
+/// Runs a program like exec_command with `detach` 0, but limits the wait after a termination
+/// signal. The caller blocks SIGINT, SIGTERM, SIGHUP and SIGQUIT beforehand. If the program still
+/// runs when one of these signals has been pending for `grace`, the function kills every process of
+/// the program's session. Returns how the program ended, and does not set the last error. Throws
+/// std::bad_alloc if memory runs out.
 ///
 /// Safe to call from any thread, but not while another thread runs a program. Other threads must
 /// block SIGCHLD, which this function waits for.

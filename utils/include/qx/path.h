@@ -35,9 +35,9 @@ public:
     path(const path& other);
     path& operator=(const path&) = delete;
 
-    /// Appends a copy of `piece` with exactly one "/" before it. An empty piece, or one of slashes
-    /// only, changes nothing. `first` matters only while the path is empty: true appends the piece
-    /// unchanged; false drops its leading slashes, so that the path stays relative.
+    /// Appends a copy of `piece` with exactly one "/" before it. A piece that is empty or consists
+    /// of slashes changes nothing. An empty path becomes the piece: unchanged if `first` is true,
+    /// else without its leading slashes, so that the path stays relative.
     void add_piece(bool first, string_view piece);
 
     /// Appends `piece` in the same way: a common_path, or a value that operator<< writes to a

@@ -1,4 +1,4 @@
-#include "stop_signals.h"
+#include "termination_signals.h"
 
 #include "exit_status.h"
 
@@ -10,7 +10,7 @@
 namespace qx::manage {
 namespace {
 
-constexpr int kStopSignals[] = {SIGINT, SIGQUIT, SIGTERM};
+constexpr int kTerminationSignals[] = {SIGINT, SIGQUIT, SIGTERM};
 
 constexpr long kRepeatNanoseconds = 100'000'000;
 constexpr int kOverdue = 10; ///< a stop is overdue after this many repetitions, which is 1 s
@@ -18,20 +18,20 @@ constexpr int kOverdue = 10; ///< a stop is overdue after this many repetitions,
 timer_t repeater;
 volatile std::sig_atomic_t arrivals = 0;
 
-sigset_t stop_signals() {
+sigset_t termination_signals() {
     sigset_t signals;
     ::sigemptyset(&signals);
-    for (const int signal : kStopSignals) {
+    for (const int signal : kTerminationSignals) {
         ::sigaddset(&signals, signal);
     }
     return signals;
 }
 
-void handle_stop_signals(void (*handler)(int)) {
+void handle_termination_signals(void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
-    action.sa_mask = stop_signals();
-    for (const int signal : kStopSignals) {
+    action.sa_mask = termination_signals();
+    for (const int signal : kTerminationSignals) {
         ::sigaction(signal, &action, nullptr);
     }
 }
@@ -58,22 +58,22 @@ int create_repeater() {
 } // namespace
 
 void end_at_once_on_stop() {
-    handle_stop_signals([](int) { ::_exit(kSuccess); });
-    const sigset_t signals = stop_signals();
+    handle_termination_signals([](int) { ::_exit(kSuccess); });
+    const sigset_t signals = termination_signals();
     ::pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }
 
-int hold_stop_signals() {
-    const sigset_t signals = stop_signals();
+int hold_termination_signals() {
+    const sigset_t signals = termination_signals();
     if (::sigprocmask(SIG_BLOCK, &signals, nullptr) != 0 || create_repeater() != 0) {
         return -1;
     }
-    handle_stop_signals(note_stop);
+    handle_termination_signals(note_stop);
     return ::signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
 }
 
 InterruptedByStop::InterruptedByStop() {
-    const sigset_t signals = stop_signals();
+    const sigset_t signals = termination_signals();
     ::pthread_sigmask(SIG_UNBLOCK, &signals, &before_);
 }
 
