@@ -3,13 +3,12 @@
 
 The commands of the section "Packaging" of integrating.md work as printed. They run in a copy of the sources. Like a
 source archive, the copy has no git history and names the commit in a file. packages.t makes its packages from the build
-in this copy.
+in this copy. A later run keeps the build, but none of the old sources.
 
-  $ mkdir -p "$BUILD/packager"
-  $ tar -C "$SOURCES" --exclude=./build --exclude=./.git -ch . | tar -C "$BUILD/packager" -x
-  $ cd "$BUILD/packager"
+  $ mkdir -p "$BUILD/packager" && cd "$BUILD/packager"
+  $ find . -mindepth 1 -maxdepth 1 ! -name build -exec rm -rf {} +
+  $ tar -C "$SOURCES" --exclude=./build --exclude=./.git -ch . | tar -x
   $ sed -n 's/.*(commit \(.*\)).*/\1/p' "$BUILD/tools/qxagent-manage/version.cpp" >cmake/commit.txt
-  $ rm -rf staging agent ON OFF
   $ { echo '  $ cd "$BUILD/packager"'; sed -E '/^## Packaging/,/^## [^P]/!d; s/^    /  /' docs/integrating.md; } >session.t
   $ grep -c '^  \$' session.t
   13
