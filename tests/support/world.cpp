@@ -32,8 +32,8 @@ bool try_write(const std::string& file, std::string_view text) {
     return written;
 }
 
-// Waits until `process` has entered its own user namespace. Then maps the first 65536 users and
-// groups of this namespace into it, or only root if this namespace has fewer.
+// Waits until `process` has entered a new user namespace. Then maps the first 65536 users and
+// groups of the caller's namespace into the new one, or only root if the caller's has fewer.
 void map_users_of(const std::string& process) {
     const fs::path theirs = process + "/ns/user";
     while (fs::read_symlink(theirs) == fs::read_symlink("/proc/self/ns/user")) {

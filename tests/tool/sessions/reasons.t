@@ -186,9 +186,9 @@ An invalid environment variable ends the run before the tool sends anything.
   QX_TIMEOUT: '1000001' is not a number of seconds up to 1000000
   [1]
   $ for value in '' x TEXT; do QX_ERRORS=$value qxagent-manage enable; done
-  QX_ERRORS: '' is none of text, json and none
-  QX_ERRORS: 'x' is none of text, json and none
-  QX_ERRORS: 'TEXT' is none of text, json and none
+  QX_ERRORS: '' is neither text nor json nor none
+  QX_ERRORS: 'x' is neither text nor json nor none
+  QX_ERRORS: 'TEXT' is neither text nor json nor none
   [1]
   $ requests
 
@@ -252,5 +252,5 @@ users can write to such a program, the tool refuses the switch.
   qxagent-manage: set_registration_cloud: warning: '/opt/norvane/etc/init.d/qplix-qxcloudd start' ended with status 7
   $ chmod o+w $root/bin/qxcloudd
   $ qxagent-manage set_registration_cloud --cloud development
-  qxagent-manage: set_registration_cloud: the connector is not run: '/opt/norvane/bin/qxcloudd' can be written by others
+  qxagent-manage: set_registration_cloud: refused to run the cloud connector: '/opt/norvane/bin/qxcloudd' can be written by others
   [1]

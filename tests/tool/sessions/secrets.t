@@ -33,7 +33,7 @@ No message and no line of the log, at any level, contains a secret from damaged 
         1 INFO  [operation.cpp][log_reason()]: register_to_cloud: the registration values are not UTF-8
         1 INFO  [operation.cpp][log_reason()]: set_quillet_location: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
         1 INFO  [operation.cpp][log_reason()]: set_registration_cloud: Cannot read the settings: /opt/norvane/etc/settings.json: is not JSON (line 1, column 78)
-        1 INFO  [operation.cpp][log_reason()]: set_registration_cloud: the connector is not run: '/opt/norvane/etc' can be written by others
+        1 INFO  [operation.cpp][log_reason()]: set_registration_cloud: refused to run the cloud connector: '/opt/norvane/etc' can be written by others
         1 WARN  [settings.cpp][warn_of_others()]: Others can write to the settings directory '/opt/norvane/etc'
   $ grep -c $s log messages
   log:0

@@ -76,7 +76,7 @@ EventOutput::EventOutput() {
 }
 
 std::size_t EventOutput::room() const {
-    // A printed line is about 25 % longer than a 200-byte event.
+    // The printed line of a 200-byte event is about 25 % longer than the event.
     return (kFull - std::min(lines_.size(), kFull)) * 3 / 4;
 }
 
@@ -117,8 +117,8 @@ EventOutput::Result EventOutput::print() {
 //
 // `used` is an upper bound on the occupied space. Pages in a pipe can be partly filled, but the
 // kernel merges small writes, so two adjacent pages together received more than one page of data.
-// Only the first page can be partly drained. The other pages therefore occupy at most twice the
-// unread bytes plus one page, and the first page adds another one.
+// Only the first page can be partly drained. The other pages therefore occupy at most 2 * unread
+// bytes and one more page, and the first page adds a page.
 std::size_t EventOutput::piece_limit(std::size_t left) const {
     constexpr std::size_t least = PIPE_BUF;
     int unread = 0;

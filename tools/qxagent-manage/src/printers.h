@@ -34,7 +34,7 @@ struct Message {
 namespace message {
 
 inline constexpr Message errors_is_invalid{stage::argument,
-                                           "QX_ERRORS: '{}' is none of text, json and none"};
+                                           "QX_ERRORS: '{}' is neither text nor json nor none"};
 inline constexpr Message timeout_is_invalid{
     stage::argument, "QX_TIMEOUT: '{}' is not a number of seconds up to 1000000"};
 inline constexpr Message ready_fd_is_invalid{stage::argument,
@@ -48,7 +48,8 @@ inline constexpr Message log_is_not_opened{stage::system, "cannot open the log: 
 inline constexpr Message settings_are_unreadable{stage::system, "Cannot read the settings: {}"};
 inline constexpr Message settings_are_not_written{stage::system, "cannot write the settings: {}"};
 inline constexpr Message switch_does_not_begin{stage::system, "cannot begin the switch: {}"};
-inline constexpr Message connector_is_refused{stage::system, "the connector is not run: {}"};
+inline constexpr Message connector_is_refused{stage::system,
+                                              "refused to run the cloud connector: {}"};
 inline constexpr Message connector_hangs{stage::system,
                                          "the connector did not stop and was killed"};
 inline constexpr Message event_is_unknown{stage::argument, "Unknown event: {}"};

@@ -11,7 +11,8 @@ namespace qx::contract {
 /// The unused members of every option, cl::detail::option_base.
 class option_members {
 public:
-    /// Returns 0. The option that selects a sub-command returns the value of the chosen one.
+    /// Returns 0, except in the option that selects a sub-command, which returns the value of the
+    /// chosen sub-command.
     virtual int int_val() const { return 0; }
     /// Returns true, because every option contains its value.
     virtual bool storage_allocated() { return true; }
