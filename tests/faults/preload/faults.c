@@ -1,8 +1,7 @@
 /*
  * Injects a fault into one call of a program. LD_PRELOAD loads this library before the C library.
  * QX_RUN names a file that holds a struct qx_run: the file specifies the fault, and the library
- * records the run in it. QX_FILL names the file that the fault QX_FULL writes to fill
- * the disk.
+ * records the run in it. QX_FILL names the file with which the fault QX_FULL fills the disk.
  *
  * The library injects no fault into programs that this program executes, nor into the C library's
  * internal calls.

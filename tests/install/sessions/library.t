@@ -4,7 +4,8 @@
   $ broker
 
 The static library exports exactly the symbols of symbols.txt. For a new version of the interface, edit that file first.
-The library calls no function whose result depends on the application's locale.
+The library calls no function whose result depends on the application's locale. The search also looks for malloc, which
+the library calls, to show that it works.
 
   $ readelf -Ws prefix/lib/libqx_plix.a >symbols
   $ sed -nE 's/^ +[0-9]+: [0-9a-f]+ +[0-9]+ ([A-Z]+) +(GLOBAL|WEAK) +DEFAULT +([0-9]+|ABS|COM) (.*)/\1 \4/p' symbols |

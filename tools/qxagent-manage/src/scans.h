@@ -46,9 +46,9 @@ struct ExclusionOptions {
 /// standard error and returns 1.
 int run_va_set_schedule(const ScheduleOptions& options);
 
-/// Sets the patterns of MAC addresses that scans exclude. Returns 0 on success. Returns 1 after
-/// calling print_error() if the library call fails. Returns 1 without calling it if a pattern is
-/// not UTF-8.
+/// Sets the patterns of MAC addresses that scans exclude. Returns 0 on success. If the library call
+/// fails, calls print_error() and returns 1. If a pattern is not UTF-8, returns 1 without calling
+/// print_error().
 int run_va_set_exclusions(const ExclusionOptions& options);
 
 /// Prints the patterns of MAC addresses that scans exclude. Returns 0 on success, and 1 after

@@ -40,8 +40,8 @@ public:
     /// else without its leading slashes, so that the path stays relative.
     void add_piece(bool first, string_view piece);
 
-    /// Appends `piece` in the same way: a common_path, or a value that operator<< writes to a
-    /// stream.
+    /// Appends `piece`, a common_path or a value that operator<< can write to a stream, like the
+    /// other overload.
     template <typename Piece>
     void add_piece(bool first, Piece&& piece) {
         basic_memstream rendered(128);
