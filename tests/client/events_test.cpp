@@ -192,7 +192,7 @@ protected:
         qx_plix_set_warning_cb(nullptr, nullptr);
     }
 
-    std::atomic<int> event_thread{-1}; ///< descriptor of the warning thread's stat file, or -1
+    std::atomic<int> event_thread{-1}; ///< its /proc stat file, or -1 before a warning
     Inbox warnings{[this] { event_thread = event_thread < 0 ? open_own_stat() : +event_thread; }};
 };
 
@@ -347,7 +347,7 @@ TEST_F(Subscriptions, ReceiveEventsWhileAnotherWaitsForASilentBroker) {
         broker.drop_subscribers(kStartedName);
         broker.wait_for_requests(4);
         EXPECT_GE(since(dropped).count(), 1990)
-            << "the library retried before the timeout of one second";
+            << "the library sent four requests in less than two timeouts of one second";
         // An event of the other subscription must arrive while the reply is outstanding. On a busy
         // machine, that may take several attempts.
         wait_until([&] {
