@@ -1,6 +1,6 @@
   $ . "$SESSION"
 
-Both programs contain the version of CMakeLists.txt and the commit as a readable string. The simulator prints the
+Both programs contain a readable string with the version from CMakeLists.txt and the commit. The simulator prints the
 string, and the tool logs it at level debug.
 
   $ version=$(sed -n 's/^project(.* VERSION \([0-9.]*\) .*/\1/p' "$SOURCES/CMakeLists.txt")

@@ -28,7 +28,8 @@ Protection that was off before the switch stays off.
   stop -stop start -start
   {"/cirrel/entrypoints/default": "dev"}
 
-Each program runs once even when the caller ignores SIGCHLD, which hides exit statuses.
+If the caller ignores SIGCHLD, the tool still reads each program's exit status. Without the status, it would run the
+program again.
 
   $ env --ignore-signal=CHLD qxagent-manage set_registration_cloud --cloud=staging
   $ ran
