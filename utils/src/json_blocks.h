@@ -6,7 +6,7 @@
 
 namespace qx::detail {
 
-/// Makes the calling thread keep the blocks that it releases in a free list. Does nothing in builds
+/// Makes the calling thread keep a free list of the blocks that it releases. Does nothing in builds
 /// without free lists.
 void keep_json_blocks() noexcept;
 
