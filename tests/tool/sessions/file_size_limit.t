@@ -1,4 +1,5 @@
-When a file reaches the limit on file sizes, SIGXFSZ does not kill the tool. The tool reports the reason and exits.
+SIGXFSZ does not kill the tool when a write exceeds the file size limit. If the write was to standard output, the tool
+reports the failure and exits.
 
   $ . "$SESSION"
   $ [ -z "$SANITIZED" ] || skip "the limit also stops the files that the thread sanitizer writes"
@@ -6,7 +7,7 @@ When a file reaches the limit on file sizes, SIGXFSZ does not kill the tool. The
   >     "data": ["'"$(printf %0200d 0)"'"]}]}'
   $ limited() { limit=$1; shift; sh -c "ulimit -f $limit; exec qxagent-manage $*"; }
 
-When the log reaches the limit, the tool still reports the reason on standard error.
+When the log reaches the limit, the tool still reports a failure on standard error.
 
   $ mkdir $root/etc; echo '[]' >$settings
   $ limited 0 is_enabled
