@@ -44,9 +44,9 @@ FaultyRun run_with_fault(const Fault& fault,
 /// Runs the tool to its end with the arguments `words`.
 FaultyRun run_with_fault(const Fault& fault, const std::vector<std::string>& words);
 
-/// Lists errors and short transfers that can be injected into a run. Chooses one of every
-/// fault_step(quick) such faults; `phase` selects which one. `untouched` is the same run without a
-/// fault.
+/// Returns a sample of the errors and short transfers that can be injected into a run: one in every
+/// fault_step(quick). A different `phase` selects other faults. `untouched` is the same run without
+/// a fault.
 std::vector<Fault> list_faults(const FaultyRun& untouched, unsigned quick, std::size_t phase = 0);
 
 /// Checks a run with a fault. Only a failed allocation may abort the tool. Standard error may hold

@@ -11,7 +11,8 @@ namespace {
 
 constexpr std::size_t kShownCharacters = 60;
 
-// The minimum length of a word that suggests a longer known word, which begins or ends with it.
+// A given word needs at least this many characters to match the start or end of a longer known
+// word.
 constexpr std::size_t kShortestPart = 3;
 
 std::size_t edit_distance(string_view left, string_view right) {
