@@ -19,7 +19,7 @@ constexpr std::size_t kMostAddresses = 32;
 /// of the ranges 0-9, A-F and a-f.
 struct Digit {
     unsigned value;
-    char first; ///< the first digit of the digit's range
+    char first; ///< '0', 'A' or 'a': the start of the range that contains the digit
 };
 
 std::optional<Digit> hex_digit(char c) {
