@@ -16,7 +16,7 @@ foreach(line ${lines})
   endif()
   set(version_of_${name} ${version})
 endforeach()
-# musl and compiler_rt have no header that states their version; read it from the pinned compiler.
+# No public header states the version of musl or compiler_rt; read both versions from the pinned compiler.
 if(NOT version_of_glibc AND EXISTS ${COMPILER_LIB}/libc/musl/src/internal/version.h)
   file(STRINGS ${COMPILER_LIB}/libc/musl/src/internal/version.h line REGEX VERSION)
   string(REGEX MATCH "\"(.*)\"" line "${line}")

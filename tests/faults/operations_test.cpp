@@ -65,9 +65,9 @@ protected:
         return run_with_fault(fault, operation.words());
     }
 
-    // The reserve file may stay if a call fails that its removal needs. kMark, the mark of an
-    // unfinished switch, may stay if the log reports that protection was not restored or that the
-    // mark was not removed. The next run removes both files and restores protection.
+    // The reserve file may stay if a fault prevents its removal. kMark, the mark of an unfinished
+    // switch, may stay if the log reports that protection was not restored or that the mark was not
+    // removed. The next run removes both files and restores protection.
     static void check_directory(qx_call failed = QX_CALL_any) {
         const bool may_stay = failed == QX_CALL_unlink || failed == QX_CALL_lstat ||
                               failed == QX_CALL_fstat || failed == QX_CALL_alloc;
