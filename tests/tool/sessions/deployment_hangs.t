@@ -1,4 +1,4 @@
-If a program of the cloud connector hangs, the tool kills the program 10 s after SIGTERM, and not earlier.
+When the tool receives SIGTERM, it kills a hanging program of the cloud connector after 10 s, and not earlier.
 
   $ . "$SESSION"
   $ [ -z "$EMULATED" ] || skip "signals reach the emulator before the tool"

@@ -11,7 +11,7 @@ The tool reports that it cannot write its output. `listen_outputs.t` shows the s
   $ qxagent-manage get_version_info <&- >&- 2>&-
   [1]
 
-If a standard stream is closed, no file that the tool opens receives the output instead, even without /dev/null.
+If a standard stream is closed, no file that the tool opens receives the output instead, even if /dev/null is missing.
 
   $ without_devices() { unshare -m sh -c "mount -t tmpfs tmpfs /dev; exec qxagent-manage get_version_info $1"; }
   $ without_devices '>&-'
