@@ -8,7 +8,7 @@ mode of the target of such a link.
   $ try() {
   >     rm -rf $root/etc $root/var/log; mkdir -p $root/etc $root/var/log
   >     echo '{"outside": "1"}' >$outside; chmod 644 $outside
-  >     [ "$2" != $log.1 ] || head -c 256K /dev/zero >$log  # the next line rotates it
+  >     [ "$2" != $log.1 ] || head -c 256K /dev/zero >$log  # the next log line rotates it
   >     ln $1 $outside "$2"; chmod 777 $root/etc
   >     qxagent-manage set_quillet_location staging 2>/dev/null
   >     echo "$? $(stat -c %a $outside) $(cat $outside) $(stat -c %F $settings 2>/dev/null)"
