@@ -64,8 +64,8 @@ public:
 
     /// Splits the view at each `separator` and returns the pieces as views of the same characters.
     /// After a separator at the end comes an empty piece. An empty view has no pieces. `max`
-    /// limits the number of pieces, of which the last is the unsplit rest; 1 counts as 2, and 0
-    /// means no limit.
+    /// limits the number of pieces, of which the last is the unsplit rest. A `max` of 0 means no
+    /// limit, and 1 is treated as 2.
     [[nodiscard]] std::vector<basic_string_view> split(const basic_string_view& separator,
                                                        unsigned long max = unlimited) const;
 
