@@ -54,7 +54,7 @@ std::vector<std::string> notes(int pairs, bool has_static) {
             std::to_string(std::thread::hardware_concurrency()) + " cores.",
         std::to_string(pairs) + " alternating runs of each program. Values are medians; a ratio is "
                                 "the median of the ratios of all runs.",
-        "The output of every timed run was compared byte for byte.",
+        "The output of every timed run was compared with the floor's, byte for byte.",
     };
     if (!has_static) {
         result.emplace_back("No static build was given: its columns are left out.");
