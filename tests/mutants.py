@@ -25,7 +25,7 @@ COMMENT = re.compile(r"//.*")
 
 
 def replacements(code):
-    """Yields (start, end, replacement) for each change of a line without strings and comments."""
+    """Yields (start, end, replacement) for each possible change of `code`, a line without its strings and comment."""
     swaps = {"==": "!=", "!=": "==", "<": "<=", "<=": "<", ">": ">=", ">=": ">", "&&": "||", "||": "&&"}
     for match in re.finditer(r" (==|!=|<=|>=|<|>|&&|\|\|) ", code):
         yield match.start(1), match.end(1), swaps[match.group(1)]

@@ -1,5 +1,5 @@
-// Exit statuses of the tool. The client library's result of -1 is returned unchanged; the shell
-// sees 255.
+// Exit statuses of the tool. Operations that return the client library's -1 unchanged end with the
+// status 255.
 #pragma once
 
 namespace qx::manage {
