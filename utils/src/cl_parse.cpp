@@ -295,7 +295,7 @@ nearest_word Scanner::nearest_option(string_view name) const {
 /// Returns the name of an option for messages.
 std::string Scanner::label(const option_base& option) const {
     if (option.is_positional()) {
-        return concat({"the word of ", subject_});
+        return concat({"the argument of ", subject_});
     }
     return concat({"option ", quoted(dashed(option.names().front())), " of ", subject_});
 }
