@@ -1,5 +1,5 @@
-// Each function of the library returns a documented result for any document and any answer of the
-// broker.
+// Each function of the library returns a documented result, whatever text the caller passes and
+// whatever reply the broker sends.
 
 #include "fake_broker.h"
 #include "input.h"

@@ -105,7 +105,8 @@ TEST_F(Subscriptions, DeliverOneSomeOrAllEventsPerRead) {
     EXPECT_THAT(inbox.events(), ElementsAre("0"));
     ASSERT_TRUE(is_readable(fd));
     EXPECT_EQ(qx_plix_read_events(fd, 3), 0);
-    EXPECT_THAT(inbox.events(), SizeIs(3)) << "each text counts with its terminating zero byte";
+    EXPECT_THAT(inbox.events(), SizeIs(3))
+        << "each event counts towards the three bytes with its terminating zero";
     ASSERT_TRUE(is_readable(fd));
     for (int i = 0; i < 9; ++i) {
         EXPECT_EQ(qx_plix_read_events(fd, 0), 0) << "a read with a limit of 0 bytes must succeed";

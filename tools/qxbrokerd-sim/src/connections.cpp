@@ -64,8 +64,8 @@ void Server::refuse_clients() {
     errno = error;
 }
 
-/// Stops watching the listener for kAcceptAgain. A listener that stays ready would keep the loop
-/// busy.
+/// Stops watching the listener for the time kAcceptAgain, because a listener that stays ready would
+/// keep the loop busy.
 void Server::pause_accepting() {
     accepts_ = false;
     ::epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, presence_->listener(), nullptr);

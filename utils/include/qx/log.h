@@ -26,10 +26,11 @@ bool start(const char* name, const char* second);
 bool can_log(contract::log_mask mask, level severity);
 
 /// Appends `line`, which ends with a line feed, in one write if can_log accepts `severity`. The
-/// content of `line` is unspecified afterwards. Local date and time, process id and level replace
-/// the placeholder of QX_LOG at the beginning of the line. The rest is escaped as in qx/escape.h,
-/// except the final line feed. `mask` has no effect. A line that cannot be written is dropped
-/// without an error. Throws std::bad_alloc if memory runs out. Safe to call from any thread.
+/// content of `line` is unspecified afterwards. The line begins with a placeholder of fixed width,
+/// as QX_LOG writes it, which local date and time, process id and level replace. The rest is
+/// escaped as in qx/escape.h, except the final line feed. `mask` has no effect. A line that cannot
+/// be written is dropped without an error. Throws std::bad_alloc if memory runs out. Safe to call
+/// from any thread.
 void print(contract::log_mask mask, level severity, std::string&& line);
 
 /// Closes the log; later lines are dropped. Does nothing if the log is closed.

@@ -127,9 +127,9 @@ io::descriptor lock_switch();
 /// lock, or on failure. Does not set the last error. Throws std::bad_alloc if memory runs out.
 io::descriptor try_lock_switch();
 
-/// The mark of a deployment switch in progress: the state to restore if the switch is interrupted.
-/// The switch writes the mark to a file beside the store before its first change. After a power cut
-/// or SIGKILL a later run finds the file.
+/// The mark of a deployment switch in progress: what a later run needs to repair an interrupted
+/// switch. The switch writes the mark to a file beside the store before its first change. After a
+/// power cut or SIGKILL a later run finds the file.
 struct switch_mark {
     bool was_protected = true; ///< whether protection was on before the switch
     std::string entrypoint;    ///< the entry point to switch to, in UTF-8
