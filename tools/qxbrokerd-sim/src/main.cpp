@@ -9,6 +9,9 @@
 #include <exception>
 #include <fcntl.h>
 #include <unistd.h>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 namespace {
 
@@ -24,6 +27,14 @@ void hold_standard_streams() {
     if (fd >= 0) {
         ::close(fd);
     }
+}
+
+/// Makes glibc return every large buffer to the system when the buffer is freed. By default, glibc
+/// moves later buffers of that size to the heap, where a small block above them keeps them.
+void map_large_buffers() {
+#ifdef __GLIBC__
+    ::mallopt(M_MMAP_THRESHOLD, 128 * 1024);
+#endif
 }
 
 int serve(int argc, char** argv) {
@@ -53,6 +64,7 @@ int serve(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     hold_standard_streams();
+    map_large_buffers();
     try {
         return serve(argc, argv);
     } catch (const std::exception& failure) {
