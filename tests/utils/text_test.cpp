@@ -105,7 +105,7 @@ TEST(Println, WritesEachLineInOneCall) {
                                     "(ok) no error\n", "(A) B\n"));
 }
 
-TEST(StringView, AcceptsStringFormatSpecifications) {
+TEST(StringView, AcceptsFormatOptionsOfStrings) {
     const string_view text("abcdef", 5);
     EXPECT_EQ(fmt::format("{} {:*^9s} [{:>6.2}]", text, text, text), "abcde **abcde** [    ab]");
     EXPECT_EQ(fmt::format("[{:<{}}] {:.{}}", text, 7, text, 3), "[abcde  ] abc");

@@ -1,7 +1,7 @@
 // Formatters of fmt for types of the utility layer. fmt calls them for an argument of such a type.
 // Threads must not format the same path or error record at the same time: these contain a memory
 // stream, which writes to itself when it is read. fmt throws fmt::format_error for a
-// specification that a formatter does not accept.
+// format string that a formatter does not accept.
 #pragma once
 
 #include "qx/error.h"
@@ -10,7 +10,7 @@
 
 #include <fmt/format.h>
 
-/// Formats the characters of a view. Accepts the specifications of a string, such as "{:s}" and
+/// Formats the characters of a view. Accepts the format options of a string, such as "{:s}" and
 /// "{:>8}".
 template <>
 struct fmt::formatter<qx::string_view> : fmt::formatter<fmt::string_view> {
@@ -18,7 +18,7 @@ struct fmt::formatter<qx::string_view> : fmt::formatter<fmt::string_view> {
                                          fmt::format_context& context) const;
 };
 
-/// Formats the text of a path. Accepts only "{}", without a specification.
+/// Formats the text of a path. Accepts only "{}", without options.
 template <>
 struct fmt::formatter<qx::path> {
     constexpr const char* parse(fmt::format_parse_context& context) { return context.begin(); }
@@ -26,7 +26,7 @@ struct fmt::formatter<qx::path> {
 };
 
 /// Formats an error record as "(first) second", that is, the kind and the reason. Accepts only
-/// "{}", without a specification.
+/// "{}", without options.
 template <>
 struct fmt::formatter<qx::_QXErrorStorage> {
     constexpr const char* parse(fmt::format_parse_context& context) { return context.begin(); }
